@@ -1,0 +1,178 @@
+#pragma once
+
+#include "orvcam/OrvFeatures.h"
+#include "orvcam/OrvStatus.h"
+#include "orvimage/OrvImage.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// The camera library: cameras behind any GenTL producer, as systems, interfaces, devices, streams and buffers.
+///
+/// The classes are interfaces; objects are made by OrvCam_GetSystem and OrvCam_CreateDevice. All of it may be called
+/// from any thread unless a call says otherwise.
+namespace OrvCam {
+
+/// Waits without limit.
+constexpr std::uint64_t kInfinite = ~std::uint64_t{0};
+
+enum InterfaceType : int { ORV_INTERFACE_OTHER = 0, ORV_INTERFACE_U3V = 1, ORV_INTERFACE_GEV = 2 };
+
+/// What is known of the host's interface that a device was found on.
+struct InterfaceDescription {
+    InterfaceType type = ORV_INTERFACE_OTHER;
+    std::string id;       ///< the producer's identifier
+    std::string text;     ///< for people: "lo (127.0.0.1)"
+    std::string producer; ///< file name of the .cti it came from
+};
+
+enum class DeviceState {
+    Unknown,
+    Free,        ///< can be opened for control
+    ReadOnly,    ///< can only be looked at
+    Unreachable, ///< seen, but its address does not fit the interface
+    Busy,        ///< held by another program
+    OpenHere     ///< open in this process
+};
+
+/// What discovery tells of one device. A copy: valid without the list it came from.
+struct DeviceDescription {
+    std::string id; ///< unique within its interface, stable between sessions
+    std::string vendor;
+    std::string model;
+    std::string serial;
+    std::string userName;
+    std::string version;
+    std::string address; ///< IP address for GigE Vision, else ""
+    DeviceState state = DeviceState::Unknown;
+    InterfaceDescription interface;
+};
+
+/// Walks the devices of one interface, or the interfaces of the system; see InterfaceList.
+class DeviceList {
+public:
+    /// First and next entry; null at the end. An entry is owned by the list.
+    virtual const DeviceDescription *First() = 0;
+    virtual const DeviceDescription *Next() = 0;
+    virtual const InterfaceDescription &Interface() const = 0;
+
+protected:
+    ~DeviceList() = default;
+};
+
+/// A snapshot of all interfaces and their devices. Release it after use.
+class InterfaceList {
+public:
+    virtual DeviceList *First() = 0;
+    virtual DeviceList *Next() = 0;
+    virtual void Release() = 0;
+
+protected:
+    ~InterfaceList() = default;
+};
+
+/// One filled frame, lent by a stream from GetBuffer until QueueBuffer. One thread at a time.
+class Buffer {
+public:
+    virtual bool IsIncomplete() = 0;
+    virtual std::uint64_t GetTimestamp() = 0; ///< camera ticks
+    virtual std::uint64_t GetFrameID() = 0;
+    virtual std::size_t GetBufferSize() = 0; ///< bytes of payload received
+    /// The frame as an image record that points into the buffer. Never null; an unknown pixel format has pixelType 0
+    /// and the bits per pixel of its wire code, a payload without an image has width and height 0.
+    virtual const _OrvImage *GetImage() = 0;
+
+protected:
+    ~Buffer() = default;
+};
+
+/// Named figures of a stream; zero where the producer does not tell.
+struct StreamStatistics {
+    std::uint64_t delivered = 0;
+    std::uint64_t underruns = 0; ///< frames lost because no buffer was queued
+    std::uint64_t started = 0;
+};
+
+/// One data stream of a device. GetBuffer and QueueBuffer from any threads; the others from one thread at a time.
+class Stream {
+public:
+    /// Announces and queues `count` buffers of the device's payload size. Buffers that were allocated before are
+    /// released first. \param owner kept for diagnosis only.
+    virtual int AllocBufferQueue(void *owner, unsigned int count) = 0;
+    /// Takes all buffers back; those lent out become invalid.
+    virtual int ReleaseBufferQueue() = 0;
+    /// \param count frames to deliver, kInfinite for no limit. Opens the stream channel towards this host.
+    virtual int StartAcquisition(std::uint64_t count, unsigned int flags) = 0;
+    /// \param flags 1 ends at once, 0 lets the frame that is being received finish.
+    virtual int StopAcquisition(unsigned int flags) = 0;
+    /// Waits for the next filled buffer. \param timeoutMs milliseconds, kInfinite for no limit, 0 polls.
+    /// \return null with ORV_CAM_ERR_TIMEOUT, ORV_CAM_ERR_ABORTED (after CancelBuffer) or another status. A failing
+    ///         stream answers after a short pause, so a caller in a loop does not spin.
+    virtual Buffer *GetBuffer(std::uint64_t timeoutMs, int *err) = 0;
+    /// Ends a pending GetBuffer, or the next one when none is pending. Any thread.
+    virtual int CancelBuffer() = 0;
+    /// Gives a buffer back for filling. Never blocks on the camera.
+    virtual int QueueBuffer(Buffer *buffer) = 0;
+    virtual StreamStatistics GetStatistics() = 0;
+
+protected:
+    ~Stream() = default;
+};
+
+/// Device event: the connection was lost. Further types are the producer's traffic events.
+constexpr int kEventDeviceLost = 1004;
+/// Data and size are valid during the call. Runs on a thread of the library, one per registered event.
+using EventCallback = void (*)(const void *data, unsigned long size, void *context);
+
+/// One opened camera.
+class Device {
+public:
+    virtual const DeviceDescription &GetDescription() const = 0;
+    /// The camera's features; null when its description could not be loaded. \param index 0: the camera itself.
+    virtual FeatureArray *GetCameraParameters(int index = 0) = 0;
+    virtual unsigned int GetStreamCount() = 0;
+    /// Null when the device has no such stream. Owned by the device.
+    virtual Stream *GetStreamByIndex(unsigned int index) = 0;
+    /// One callback per event type. \return ORV_CAM_ERR_NOT_IMPLEMENTED when the producer has no such event.
+    /// Device-lost fires once per opening; registered after the loss, it fires at once.
+    virtual int RegisterEvent(int eventType, EventCallback callback, void *context) = 0;
+    /// After it returns the callback does not run any more. Not to be called from the callback itself.
+    virtual int UnregisterEvent(int eventType, EventCallback callback, void *context) = 0;
+    /// Writes the camera's settings to a configuration file; `path` is UTF-8.
+    virtual int SaveFeatures(const char *path) = 0;
+    virtual int LoadFeatures(const char *path) = 0;
+    /// Stops, closes and deletes the device; streams, buffers and features end with it.
+    virtual void Release() = 0;
+
+protected:
+    ~Device() = default;
+};
+
+/// All producers of this process.
+class System {
+public:
+    /// Looks the file up beside the executable, in the installed library folder and along GENICAM_GENTL64_PATH, and
+    /// opens it. A producer that is open already counts as success.
+    virtual int LoadProducer(const char *fileName) = 0;
+    /// Searches the network anew. \param mask bit per InterfaceType; 255 for all. \return null without a producer.
+    /// Blocks for the discovery window (about half a second).
+    virtual InterfaceList *GetInterfaceList(unsigned int mask) = 0;
+    /// Opens the camera that a configuration file describes and applies the file. `path` is UTF-8.
+    virtual Device *CreateDeviceFromConfiguration(const char *path, int flags) = 0;
+    /// Why the last CreateDevice of this thread returned null: a sentence for a person, and the status.
+    virtual int LastError(std::string *text) = 0;
+
+protected:
+    ~System() = default;
+};
+
+enum DeviceAccess : int { ORV_ACCESS_READ_ONLY = 1, ORV_ACCESS_CONTROL = 2, ORV_ACCESS_EXCLUSIVE = 3 };
+
+} // namespace OrvCam
+
+/// The one system of the process, made on the first call; null when no producer can be loaded at all.
+OrvCam::System *OrvCam_GetSystem();
+/// Opens a device. \param access an OrvCam::DeviceAccess. \return null on failure, see System::LastError.
+OrvCam::Device *OrvCam_CreateDevice(const OrvCam::DeviceDescription *description, int access, int flags);
