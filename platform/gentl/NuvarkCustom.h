@@ -1,0 +1,39 @@
+#pragma once
+
+#include "gentl/GenTL.h"
+
+/// What our producer (Nuvark.cti, vendor "Nuvark") offers beyond the standard.
+///
+/// Ask for these only after TL_INFO_VENDOR and TL_INFO_MODEL have shown whose producer it is: the same numbers mean
+/// something else in another maker's.
+
+#define NUVARK_VENDOR "Nuvark"
+#define NUVARK_MODEL "Nuvark"
+
+/// DEVICE_INFO_CMD values, for IFGetDeviceInfo and DevGetInfo.
+enum {
+    NUVARK_DEVICE_INFO_IP_ADDRESS = DEVICE_INFO_CUSTOM_ID + 0,  ///< STRING "192.168.10.20", the camera's address
+    NUVARK_DEVICE_INFO_MAC_ADDRESS = DEVICE_INFO_CUSTOM_ID + 1, ///< STRING "02:00:00:ab:cd:ef"
+    NUVARK_DEVICE_INFO_SUBNET_MASK = DEVICE_INFO_CUSTOM_ID + 2, ///< STRING "255.255.255.0", the camera's mask
+    NUVARK_DEVICE_INFO_HOLDER = DEVICE_INFO_CUSTOM_ID + 3       ///< STRING "192.168.10.1:50123", who controls the
+                                                                ///< camera; "" when free or when it does not tell
+};
+
+/// STREAM_INFO_CMD values.
+enum {
+    NUVARK_STREAM_INFO_RECEIVE_BUFFER = STREAM_INFO_CUSTOM_ID + 0, ///< SIZET, bytes the kernel granted the socket
+    NUVARK_STREAM_INFO_KERNEL_DROPS = STREAM_INFO_CUSTOM_ID + 1,   ///< UINT64, packets the kernel dropped since start
+    NUVARK_STREAM_INFO_PACKET_SIZE = STREAM_INFO_CUSTOM_ID + 2,    ///< SIZET, IP packet size in use
+    NUVARK_STREAM_INFO_NUM_INCOMPLETE = STREAM_INFO_CUSTOM_ID + 3, ///< UINT64, frames delivered with holes since start
+    NUVARK_STREAM_INFO_NUM_PACKETS = STREAM_INFO_CUSTOM_ID + 4,    ///< UINT64, stream packets received since start
+    NUVARK_STREAM_INFO_NUM_MISSING = STREAM_INFO_CUSTOM_ID + 5     ///< UINT64, packets that never came since start
+};
+
+/// EVENT_TYPE values of the device module. A type that is not built in answers NOT_IMPLEMENTED on registration.
+enum {
+    NUVARK_EVENT_CONTROL_TRAFFIC = EVENT_CUSTOM_ID + 0, ///< one control packet, raw bytes
+    NUVARK_EVENT_STREAM_TRAFFIC = EVENT_CUSTOM_ID + 1,  ///< one stream packet, raw bytes
+    NUVARK_EVENT_EVENT_TRAFFIC = EVENT_CUSTOM_ID + 2,   ///< one event-channel packet, raw bytes
+    NUVARK_EVENT_DEVICE_LOST = EVENT_CUSTOM_ID + 4      ///< connection lost; data: the reason as text, zero-terminated.
+                                                        ///< Once per opening; at once when registered after the loss
+};
