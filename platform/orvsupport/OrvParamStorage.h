@@ -11,7 +11,7 @@ enum OrvParamStatus : std::uint32_t {
     ORV_PARAM_CLAMPED = 0x80000001,
     ORV_PARAM_UNKNOWN_NAME = 0x80000002,
     ORV_PARAM_WRONG_TYPE = 0x80000003,
-    /// A text that is no value of the parameter's type, or a not-a-number.
+    /// A text that is no value of the parameter's type, a not-a-number, or a block shorter than the parameter.
     ORV_PARAM_BAD_VALUE = 0x80000004,
     ORV_PARAM_NOT_ALLOWED = 0x80000005, ///< the access mode forbids it
     /// The caller's buffer is too small (the size needed is stored in the length argument), or a text or block is too
@@ -27,18 +27,27 @@ enum OrvParamStatus : std::uint32_t {
 /// held while change callbacks, listeners or commands run, so these may call back into the store.
 /// Lifetime: members, default texts and listeners outlive the store.
 ///
+/// Range: a value outside minimum and maximum, or off the increment, is brought to the nearest allowed one. A minimum
+/// and maximum that are both 0 declare no range. Increments count from the minimum (from 0 where there is none).
+///
 /// As-string forms with a null format: integers "%lld"; floating point the shortest text that reads back to the same
 /// value; booleans "1" or "0"; strings as they are; arrays as lower-case hexadecimal without separators; commands "".
-/// With a format: that printf conversion of the value (one conversion, checked against the type). A decimal point is a
-/// point under every locale, on writing and on reading.
+/// With a format: that printf conversion of the value, exactly one. Integers and booleans take d i u o x X with the
+/// full 64 bits whatever length modifier is written, integers, booleans and floating point take a e f g as a double,
+/// the others take s. A decimal point is a point under every locale, on writing and on reading. Reading takes the whole
+/// text or nothing: booleans also as "true" and "false", arrays at their full size; the empty text of a command is
+/// accepted and does nothing.
 class OrvParamStorage {
 public:
+    /// No flags are defined yet: pass 0.
     explicit OrvParamStorage(unsigned int flags);
     ~OrvParamStorage();
     OrvParamStorage(const OrvParamStorage &) = delete;
     OrvParamStorage &operator=(const OrvParamStorage &) = delete;
 
     /// Copies the record and binds its name to the member it points to. The member is not written.
+    /// ORV_PARAM_INVALID_ARGUMENT for a name that is empty or fills its field without a terminator, an unknown type, a
+    /// missing member or command function, an empty buffer, an upside-down range or a default outside it.
     std::uint32_t AddParam(_OrvStParam *param);
     /// Registers a listener for one declared name; the same listener may be registered for several names.
     std::uint32_t AddParamChangedListener(char *name, OrvParamListener *listener);
@@ -65,7 +74,7 @@ public:
     std::uint32_t GetParamArray(char *name, void *buffer, unsigned int *sizeBytes) const;
     std::uint32_t GetParamAsString(char *name, char *buffer, unsigned int *length, const char *format) const;
 
-    /// Runs the command on the calling thread and returns its result as the status.
+    /// Runs the command, without the lock, on the calling thread and returns its result as the status.
     std::uint32_t RunCommand(char *name);
 
 private:
