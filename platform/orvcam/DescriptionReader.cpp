@@ -1,0 +1,530 @@
+#include "orvcam/Description.h"
+#include "orvcam/Text.h"
+
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+#include <expat.h>
+#include <memory>
+
+namespace orv::cam {
+
+namespace {
+
+struct KindName {
+    const char *tag;
+    NodeKind kind;
+};
+
+constexpr KindName kKinds[] = {
+    {"Category", NodeKind::Category},
+    {"Port", NodeKind::Port},
+    {"Integer", NodeKind::Integer},
+    {"IntReg", NodeKind::IntReg},
+    {"MaskedIntReg", NodeKind::MaskedIntReg},
+    {"IntConverter", NodeKind::IntConverter},
+    {"IntSwissKnife", NodeKind::IntSwissKnife},
+    {"StructEntry", NodeKind::StructEntry},
+    {"Float", NodeKind::Float},
+    {"FloatReg", NodeKind::FloatReg},
+    {"Converter", NodeKind::Converter},
+    {"SwissKnife", NodeKind::SwissKnife},
+    {"Boolean", NodeKind::Boolean},
+    {"Enumeration", NodeKind::Enumeration},
+    {"EnumEntry", NodeKind::EnumEntry},
+    {"Command", NodeKind::Command},
+    {"String", NodeKind::String},
+    {"StringReg", NodeKind::StringReg},
+    {"Register", NodeKind::Register},
+    {"StructReg", NodeKind::StructReg},
+};
+
+struct LinkName {
+    const char *tag;
+    Link link;
+};
+
+constexpr LinkName kLinks[] = {
+    {"pValue", Link::Value},
+    {"pValueIndexed", Link::ValueIndexed},
+    {"pValueDefault", Link::ValueDefault},
+    {"pVariable", Link::Variable},
+    {"pIndex", Link::Index},
+    {"pOffset", Link::Offset},
+    {"pAddress", Link::Address},
+    {"pLength", Link::Length},
+    {"pPort", Link::Port},
+    {"pMin", Link::Minimum},
+    {"pMax", Link::Maximum},
+    {"pInc", Link::Increment},
+    {"pIsImplemented", Link::Implemented},
+    {"pIsAvailable", Link::Available},
+    {"pIsLocked", Link::Locked},
+    {"pCommandValue", Link::CommandValue},
+    {"pChunkID", Link::ChunkId},
+    {"pSelected", Link::Selected},
+    {"pInvalidator", Link::Invalidator},
+    {"pFeature", Link::Feature},
+    {"pError", Link::Error},
+    {"pAlias", Link::Alias},
+    {"pCastAlias", Link::CastAlias},
+    {"pBlockPolling", Link::BlockPolling},
+    {"pValueCopy", Link::ValueCopy},
+};
+
+const std::string kLengthGuard = "OrvBoundedLength_";
+
+NodeKind KindOf(const std::string &tag)
+{
+    for (const KindName &row : kKinds) {
+        if (tag == row.tag)
+            return row.kind;
+    }
+    return NodeKind::Other;
+}
+
+const LinkName *FindLink(const std::string &tag)
+{
+    for (const LinkName &row : kLinks) {
+        if (tag == row.tag)
+            return &row;
+    }
+    return nullptr;
+}
+
+bool IsRegister(NodeKind kind)
+{
+    return kind == NodeKind::IntReg || kind == NodeKind::MaskedIntReg || kind == NodeKind::FloatReg ||
+           kind == NodeKind::StringReg || kind == NodeKind::Register || kind == NodeKind::StructReg;
+}
+
+/// Name without a namespace prefix.
+const char *LocalName(const char *name)
+{
+    const char *colon = std::strrchr(name, ':');
+    return colon != nullptr ? colon + 1 : name;
+}
+
+struct ParserFree {
+    void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
+};
+
+/// Turns the parser's events into facts, and writes the description anew as it goes.
+///
+/// What will have to go is known only when all references are: so each node and each loose reference leaves its place
+/// in the new text behind, and Cleaned() copies around those that did not pass.
+class Reader {
+public:
+    explicit Reader(Description &description) : m_description(description) {}
+
+    /// \param encoding  overrides what the bytes say of themselves; null to believe them.
+    bool Read(const std::string &bytes, const char *encoding);
+    const std::string &Error() const { return m_error; }
+    bool WasEncodingTrouble() const { return m_encodingTrouble; }
+    std::string Cleaned() const;
+
+private:
+    struct Element {
+        std::string tag;
+        std::string text;
+        int node = -1;       ///< the named node it belongs to, itself included; -1 outside of any
+        bool isNode = false; ///< the node's own element
+        bool isContainer = false;
+        std::size_t begin = 0;    ///< of its start tag in the new text
+        std::size_t cut = kNoCut; ///< its entry in m_cuts
+    };
+    /// A piece of the new text that goes when its node, or one reference of it, turns out unusable.
+    struct Cut {
+        std::size_t begin = 0;
+        std::size_t end = 0;
+        int node = -1;
+        int reference = -1; ///< -1: the whole node
+    };
+    static constexpr std::size_t kNoCut = ~std::size_t{0};
+
+    void Start(const char *name, const char **attributes);
+    void End();
+    void Text(const char *text, int length);
+    void Fail(const std::string &error);
+    void FlushText();
+    bool StartRoot(const std::string &tag, const char **attributes);
+    void StartNode(Element &element, const char **attributes);
+    int AddNode(NodeKind kind, const std::string &name, int parent);
+    void WriteStartTag(const std::string &tag, const char **attributes);
+    void EndLeaf(Element &element);
+    void CheckLength(NodeFacts &node, const std::string &value);
+    void WriteLengthGuards();
+    bool MustGo(const Cut &cut) const;
+
+    Description &m_description;
+    XML_Parser m_parser = nullptr;
+    std::vector<Element> m_open;
+    int m_skipDepth = 0; ///< open elements of a part that is left out
+    bool m_rootClosed = false;
+    bool m_encodingTrouble = false;
+    std::string m_error;
+    std::string m_out;
+    std::vector<int> m_guarded; ///< registers whose length is another node's value
+    std::vector<Cut> m_cuts;    ///< an outer one before those inside it
+};
+
+bool Reader::Read(const std::string &bytes, const char *encoding)
+{
+    std::unique_ptr<std::remove_pointer<XML_Parser>::type, ParserFree> parser(XML_ParserCreate(encoding));
+    if (!parser) {
+        m_error = "there is not enough memory";
+        return false;
+    }
+    m_parser = parser.get();
+    XML_SetUserData(m_parser, this);
+    XML_SetElementHandler(
+        m_parser,
+        [](void *self, const XML_Char *name, const XML_Char **attributes) {
+            static_cast<Reader *>(self)->Start(name, attributes);
+        },
+        [](void *self, const XML_Char *) { static_cast<Reader *>(self)->End(); });
+    XML_SetCharacterDataHandler(m_parser, [](void *self, const XML_Char *text, int length) {
+        static_cast<Reader *>(self)->Text(text, length);
+    });
+    XML_SetStartDoctypeDeclHandler(m_parser, [](void *self, const XML_Char *, const XML_Char *, const XML_Char *, int) {
+        static_cast<Reader *>(self)->Fail("it has a document type declaration, which is refused");
+    });
+    m_out = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+    const XML_Status status = XML_Parse(m_parser, bytes.data(), static_cast<int>(bytes.size()), XML_TRUE);
+    if (!m_error.empty())
+        return false;
+    if (status == XML_STATUS_OK)
+        return true;
+    const XML_Error code = XML_GetErrorCode(m_parser);
+    if (m_rootClosed) {
+        m_description.Warn("bytes behind the description's end tag were ignored");
+        return true;
+    }
+    m_encodingTrouble = code == XML_ERROR_INVALID_TOKEN || code == XML_ERROR_UNKNOWN_ENCODING;
+    m_error = "it is not well formed: " + std::string(XML_ErrorString(code)) + " in line " +
+              std::to_string(XML_GetCurrentLineNumber(m_parser));
+    return false;
+}
+
+void Reader::Fail(const std::string &error)
+{
+    if (m_error.empty())
+        m_error = error;
+    XML_StopParser(m_parser, XML_FALSE);
+}
+
+void Reader::FlushText()
+{
+    if (m_open.empty() || m_open.back().text.empty())
+        return;
+    m_out += XmlEscaped(Trimmed(m_open.back().text));
+    m_open.back().text.clear();
+}
+
+void Reader::Start(const char *name, const char **attributes)
+{
+    if (!m_error.empty())
+        return;
+    const std::string tag = LocalName(name);
+    const bool isPlainName = std::isalpha(static_cast<unsigned char>(tag[0])) != 0;
+    if (m_skipDepth > 0 || tag == "Extension" || !isPlainName) {
+        ++m_skipDepth;
+        return;
+    }
+    if (m_open.size() >= static_cast<std::size_t>(kMaxElementDepth))
+        return Fail("its elements are nested deeper than " + std::to_string(kMaxElementDepth) + " levels");
+    FlushText();
+    Element element;
+    element.tag = tag;
+    if (m_open.empty()) {
+        if (!StartRoot(tag, attributes))
+            return;
+        element.isContainer = true;
+    } else if (m_open.back().isContainer && tag == "Group") {
+        element.isContainer = true;
+    } else {
+        StartNode(element, attributes);
+        if (m_skipDepth > 0)
+            return;
+    }
+    element.begin = m_out.size();
+    WriteStartTag(tag, attributes);
+    m_open.push_back(std::move(element));
+}
+
+bool Reader::StartRoot(const std::string &tag, const char **attributes)
+{
+    if (tag != "RegisterDescription") {
+        Fail("its root element is <" + tag + "> instead of <RegisterDescription>");
+        return false;
+    }
+    std::string version[3];
+    std::string schema[3];
+    const struct {
+        const char *name;
+        std::string *target;
+    } kAttributes[] = {
+        {"VendorName", &m_description.vendorName},
+        {"ModelName", &m_description.modelName},
+        {"MajorVersion", &version[0]},
+        {"MinorVersion", &version[1]},
+        {"SubMinorVersion", &version[2]},
+        {"SchemaMajorVersion", &schema[0]},
+        {"SchemaMinorVersion", &schema[1]},
+        {"SchemaSubMinorVersion", &schema[2]},
+    };
+    for (const char **pair = attributes; pair[0] != nullptr; pair += 2) {
+        for (const auto &row : kAttributes) {
+            if (std::strcmp(pair[0], row.name) == 0)
+                *row.target = pair[1];
+        }
+    }
+    m_description.version = version[0] + "." + version[1] + "." + version[2];
+    m_description.schemaVersion = schema[0] + "." + schema[1] + "." + schema[2];
+    return true;
+}
+
+int Reader::AddNode(NodeKind kind, const std::string &name, int parent)
+{
+    auto &nodes = m_description.nodes;
+    if (nodes.size() >= kMaxNodes) {
+        Fail("it has more than " + std::to_string(kMaxNodes) + " nodes");
+        return -1;
+    }
+    const int index = static_cast<int>(nodes.size());
+    nodes.emplace_back();
+    NodeFacts &node = nodes.back();
+    node.name = name;
+    node.kind = kind;
+    node.parent = parent;
+    if (kind != NodeKind::EnumEntry && !name.empty() && !m_description.byName.emplace(name, index).second) {
+        node.problem = "there are two nodes of this name";
+        m_description.Warn("\"" + name + "\": a second node of this name was left out");
+    }
+    return index;
+}
+
+/// Finds out what an element below the root is: a node of its own, or a property of the node around it.
+void Reader::StartNode(Element &element, const char **attributes)
+{
+    const Element &outer = m_open.back();
+    element.node = outer.node;
+    const NodeKind kind = KindOf(element.tag);
+    const NodeKind outerKind = outer.isNode ? m_description.nodes[outer.node].kind : NodeKind::Other;
+    const bool nested = (kind == NodeKind::EnumEntry && outerKind == NodeKind::Enumeration) ||
+                        (kind == NodeKind::StructEntry && outerKind == NodeKind::StructReg) ||
+                        (kind == NodeKind::IntSwissKnife && IsRegister(outerKind));
+    if (!outer.isContainer && !nested)
+        return;
+    std::string name;
+    for (const char **pair = attributes; pair[0] != nullptr; pair += 2) {
+        if (std::strcmp(pair[0], "Name") == 0)
+            name = Trimmed(pair[1]);
+    }
+    // A formula inside a register and a structure may go without a name; anything else could never be found.
+    const bool mayBeNameless = kind == NodeKind::StructReg || (nested && kind == NodeKind::IntSwissKnife);
+    if (kind == NodeKind::Other || (name.empty() && !mayBeNameless)) {
+        m_skipDepth = 1;
+        return;
+    }
+    const int parent = nested ? outer.node : -1;
+    element.node = AddNode(kind, name, parent);
+    element.isNode = true;
+    if (element.node < 0)
+        return;
+    if (kind == NodeKind::StructEntry)
+        m_description.nodes[element.node].references.push_back({Link::Structure, std::string(), parent});
+    if (nested && kind == NodeKind::IntSwissKnife)
+        m_description.nodes[parent].references.push_back({Link::Address, name, element.node});
+    element.cut = m_cuts.size();
+    m_cuts.push_back({m_out.size(), 0, element.node, -1});
+}
+
+void Reader::WriteStartTag(const std::string &tag, const char **attributes)
+{
+    const int node = m_open.empty() ? -1 : m_open.back().node;
+    m_out += '<';
+    m_out += tag;
+    for (const char **pair = attributes; pair[0] != nullptr; pair += 2) {
+        if (std::strchr(pair[0], ':') != nullptr || std::strcmp(pair[0], "xmlns") == 0)
+            continue;
+        const std::string value = Trimmed(pair[1]);
+        m_out += ' ';
+        m_out += pair[0];
+        m_out += "=\"";
+        m_out += XmlEscaped(value);
+        m_out += '"';
+        if (node >= 0 && std::strcmp(pair[0], "pOffset") == 0)
+            m_description.nodes[node].references.push_back({Link::Offset, value});
+    }
+    m_out += '>';
+}
+
+void Reader::Text(const char *text, int length)
+{
+    if (m_skipDepth == 0 && !m_open.empty())
+        m_open.back().text.append(text, static_cast<std::size_t>(length));
+}
+
+void Reader::End()
+{
+    if (!m_error.empty())
+        return; // a stopped parser still reports the end of an empty element
+    if (m_skipDepth > 0) {
+        --m_skipDepth;
+        return;
+    }
+    Element &element = m_open.back();
+    if (!element.isNode && !element.isContainer && element.node >= 0)
+        EndLeaf(element);
+    else
+        FlushText();
+    if (m_open.size() == 1)
+        WriteLengthGuards();
+    m_out += "</" + element.tag + ">\n";
+    if (element.cut != kNoCut)
+        m_cuts[element.cut].end = m_out.size();
+    m_open.pop_back();
+    m_rootClosed = m_open.empty();
+}
+
+/// Takes the facts from a property element and writes its text.
+void Reader::EndLeaf(Element &element)
+{
+    NodeFacts &node = m_description.nodes[element.node];
+    const bool keepBlanks = element.tag == "Value" && node.kind == NodeKind::String;
+    const std::string value = keepBlanks ? element.text : Trimmed(element.text);
+    if (const LinkName *link = FindLink(element.tag)) {
+        if (ClassOf(link->link) == LinkClass::Loose) {
+            element.cut = m_cuts.size();
+            m_cuts.push_back({element.begin, 0, element.node, static_cast<int>(node.references.size())});
+        }
+        node.references.push_back({link->link, value});
+        if (link->link == Link::Length) {
+            m_out += kLengthGuard + node.name;
+            m_guarded.push_back(element.node);
+            return;
+        }
+    } else if (element.tag == "Length") {
+        CheckLength(node, value);
+    } else if (element.tag == "Streamable") {
+        node.streamable = value == "Yes";
+        m_description.marksStreamable |= node.streamable;
+    } else if (element.tag == "IsDeprecated") {
+        node.deprecated = value == "Yes";
+    } else if (element.tag == "PollingTime") {
+        node.pollingMs = std::strtoll(value.c_str(), nullptr, 0);
+    } else if (element.tag == "CommandValue") {
+        node.commandValue = std::strtoll(value.c_str(), nullptr, 0);
+    }
+    m_out += XmlEscaped(value);
+}
+
+/// The library allocates what a register's length says, and ends the process when it cannot.
+void Reader::CheckLength(NodeFacts &node, const std::string &value)
+{
+    const long long length = std::strtoll(value.c_str(), nullptr, 0);
+    if (length > 0 && length <= static_cast<long long>(kMaxRegisterBytes))
+        return;
+    node.problem = "its length is " + value;
+    m_description.Warn("\"" + node.name + "\" was left out: " + node.problem);
+}
+
+/// A length that the camera tells is known only when it is read, so it goes through a formula that bounds it.
+void Reader::WriteLengthGuards()
+{
+    for (const int index : m_guarded) {
+        const NodeFacts &node = m_description.nodes[index];
+        const std::string most = std::to_string(kMaxRegisterBytes);
+        const std::size_t begin = m_out.size();
+        m_out += "<IntSwissKnife Name=\"" + XmlEscaped(kLengthGuard + node.name) + "\"><pVariable Name=\"LENGTH\">" +
+                 XmlEscaped(node.Find(Link::Length)->name) +
+                 "</pVariable><Formula>((LENGTH &lt; 1) ? 1 : ((LENGTH &gt; " + most + ") ? " + most +
+                 " : LENGTH))</Formula></IntSwissKnife>\n";
+        m_cuts.push_back({begin, m_out.size(), index, -1});
+    }
+}
+
+bool Reader::MustGo(const Cut &cut) const
+{
+    const NodeFacts &node = m_description.nodes[cut.node];
+    if (cut.reference < 0)
+        return !node.Usable();
+    const int target = node.references[cut.reference].target;
+    return target < 0 || !m_description.nodes[target].Usable();
+}
+
+std::string Reader::Cleaned() const
+{
+    std::string cleaned;
+    cleaned.reserve(m_out.size());
+    std::size_t at = 0;
+    for (const Cut &cut : m_cuts) {
+        if (cut.begin < at || !MustGo(cut))
+            continue; // inside a piece that is already gone, or good
+        cleaned.append(m_out, at, cut.begin - at);
+        at = cut.end;
+    }
+    cleaned.append(m_out, at, std::string::npos);
+    return cleaned;
+}
+
+} // namespace
+
+LinkClass ClassOf(Link link)
+{
+    switch (link) {
+    case Link::Value:
+    case Link::ValueIndexed:
+    case Link::ValueDefault:
+    case Link::Variable:
+    case Link::Index:
+    case Link::Offset:
+    case Link::Address:
+    case Link::Length:
+    case Link::Structure:
+        return LinkClass::Evaluated;
+    case Link::Port:
+    case Link::Minimum:
+    case Link::Maximum:
+    case Link::Increment:
+    case Link::Implemented:
+    case Link::Available:
+    case Link::Locked:
+    case Link::CommandValue:
+    case Link::ChunkId:
+        return LinkClass::Required;
+    default:
+        return LinkClass::Loose;
+    }
+}
+
+bool ReadDescription(const std::string &bytes, Description *description, std::string *cleaned, std::string *error)
+{
+    if (bytes.empty() || bytes.size() > kMaxDescriptionBytes) {
+        *error = bytes.empty() ? "it is empty" : "it is larger than 64 MiB";
+        return false;
+    }
+    *description = Description();
+    Reader reader(*description);
+    Reader latin1(*description);
+    Reader *done = &reader;
+    if (!reader.Read(bytes, nullptr)) {
+        // A degree sign or a micro sign in one byte is common in texts that call themselves UTF-8.
+        *error = reader.Error();
+        if (!reader.WasEncodingTrouble() || IsUtf8(bytes))
+            return false;
+        *description = Description();
+        if (!latin1.Read(bytes, "ISO-8859-1"))
+            return false;
+        description->Warn("its text is not in the encoding that it states; it was read as Latin-1");
+        done = &latin1;
+    }
+    CheckReferences(description);
+    if (const NodeFacts *root = description->Find("Root"); root == nullptr || root->kind != NodeKind::Category)
+        description->Warn("it has no category \"Root\"");
+    *cleaned = done->Cleaned();
+    return true;
+}
+
+} // namespace orv::cam

@@ -1,0 +1,158 @@
+#include "orvcam/FeatureArrayImp.h"
+
+#include "orvcam/FeatureNodes.h"
+#include "orvcam/OrvStatus.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+namespace orv::cam {
+
+FeatureArrayImp::FeatureArrayImp(std::unique_ptr<NodeMap> map) : m_map(std::move(map)) {}
+
+FeatureArrayImp::~FeatureArrayImp() = default;
+
+std::unique_ptr<FeatureArrayImp> FeatureArrayImp::Create(const std::string &xml, PortIo &port, std::string *error)
+{
+    auto map = NodeMap::Create(xml, port, error);
+    if (!map)
+        return nullptr;
+    return std::unique_ptr<FeatureArrayImp>(new FeatureArrayImp(std::move(map)));
+}
+
+template <class Imp> Imp *FeatureArrayImp::Find(const char *name, int *err)
+{
+    const auto fail = [err](int status) -> Imp * {
+        if (err != nullptr)
+            *err = status;
+        return nullptr;
+    };
+    if (name == nullptr)
+        return fail(ORV_CAM_ERR_INVALID_PARAMETER);
+    const NodeFacts *facts = m_map->facts.Find(name);
+    if (facts == nullptr)
+        return fail(ORV_CAM_ERR_FEATURE_NOT_PRESENT);
+    if (!Imp::Covers(facts->kind))
+        return fail(ORV_CAM_ERR_WRONG_TYPE);
+    MutexLock lock(m_map->mutex);
+    GenApiNode *node = m_map->Find(*facts);
+    if (node == nullptr)
+        return fail(ORV_CAM_ERR_FEATURE_NOT_PRESENT);
+    // Asked anew each time: what is implemented may hang on a setting. When the camera does not answer, the node's own
+    // calls will tell why.
+    if (facts->Find(Link::Implemented) != nullptr) {
+        bool implemented = true;
+        if (m_map->Api().IsImplemented(node, &implemented) == ORV_CAM_OK && !implemented)
+            return fail(ORV_CAM_ERR_FEATURE_NOT_PRESENT);
+    }
+    auto &slot = m_features[facts->name];
+    if (!slot)
+        slot = std::make_unique<Imp>(*m_map, *facts, node);
+    if (err != nullptr)
+        *err = ORV_CAM_OK;
+    return static_cast<Imp *>(slot.get());
+}
+
+OrvCam::IntegerNode *FeatureArrayImp::GetInt(const char *name, int *err)
+{
+    return Find<IntegerNodeImp>(name, err);
+}
+
+OrvCam::FloatNode *FeatureArrayImp::GetFloat(const char *name, int *err)
+{
+    return Find<FloatNodeImp>(name, err);
+}
+
+OrvCam::BooleanNode *FeatureArrayImp::GetBool(const char *name, int *err)
+{
+    return Find<BooleanNodeImp>(name, err);
+}
+
+OrvCam::StringNode *FeatureArrayImp::GetString(const char *name, int *err)
+{
+    return Find<StringNodeImp>(name, err);
+}
+
+OrvCam::EnumerationNode *FeatureArrayImp::GetEnum(const char *name, int *err)
+{
+    return Find<EnumerationNodeImp>(name, err);
+}
+
+/// Only a register of the command's own tells when it is done: one that several commands share holds a state, and
+/// AcquisitionStart may well stay set for as long as the camera streams.
+const NodeFacts *FeatureArrayImp::FindDoneRegister(const NodeFacts &command)
+{
+    const Reference *value = command.Find(Link::Value);
+    if (value == nullptr || command.name == "AcquisitionStart")
+        return nullptr;
+    int users = 0;
+    for (const NodeFacts &node : m_map->facts.nodes) {
+        const Reference *other = node.Find(Link::Value);
+        users += other != nullptr && other->target == value->target ? 1 : 0;
+    }
+    const NodeFacts &reg = m_map->facts.nodes[value->target];
+    return users == 1 && m_map->CheckReadable(reg) == ORV_CAM_OK ? &reg : nullptr;
+}
+
+bool FeatureArrayImp::ReadsAs(const NodeFacts &reg, std::int64_t value)
+{
+    std::int64_t now = 0;
+    return m_map->Api().GetInteger(m_map->Find(reg), &now) == ORV_CAM_OK && now == value;
+}
+
+int FeatureArrayImp::ExecuteCommand(const char *name)
+{
+    using Clock = std::chrono::steady_clock;
+    constexpr auto kLongest = std::chrono::seconds(5);
+    constexpr auto kSlowestPoll = std::chrono::milliseconds(50);
+    int status = ORV_CAM_OK;
+    const auto *command = Find<CommandNodeImp>(name, &status);
+    if (command == nullptr)
+        return status;
+
+    MutexLock lock(m_map->mutex);
+    status = m_map->CheckWritable(command->Facts());
+    if (status != ORV_CAM_OK)
+        return status;
+    std::int64_t value = command->Facts().commandValue;
+    if (const Reference *behind = command->Facts().Find(Link::CommandValue))
+        m_map->Api().GetInteger(m_map->Find(m_map->facts.nodes[behind->target]), &value);
+    const NodeFacts *reg = FindDoneRegister(command->Facts());
+    if (reg != nullptr && ReadsAs(*reg, value))
+        reg = nullptr; // set before the start: it does not clear itself
+    status = m_map->Api().Execute(command->Node());
+    if (status != ORV_CAM_OK || reg == nullptr)
+        return status;
+    const Clock::time_point end = Clock::now() + kLongest;
+    for (auto pause = std::chrono::milliseconds(1); ReadsAs(*reg, value); pause = std::min(pause * 2, kSlowestPoll)) {
+        if (Clock::now() >= end)
+            return ORV_CAM_ERR_TIMEOUT;
+        lock.Unlock();
+        std::this_thread::sleep_for(pause);
+        lock.Lock();
+    }
+    return ORV_CAM_OK;
+}
+
+int FeatureArrayImp::SetIntegerValue(const char *name, std::int64_t value)
+{
+    int status = ORV_CAM_OK;
+    if (OrvCam::IntegerNode *node = GetInt(name, &status))
+        return node->SetValue(value);
+    if (status != ORV_CAM_ERR_WRONG_TYPE)
+        return status;
+    if (OrvCam::BooleanNode *node = GetBool(name, &status))
+        return value == 0 || value == 1 ? node->SetValue(value == 1) : ORV_CAM_ERR_OUT_OF_RANGE;
+    if (status != ORV_CAM_ERR_WRONG_TYPE)
+        return status;
+    EnumerationNodeImp *node = Find<EnumerationNodeImp>(name, &status);
+    return node != nullptr ? node->SetIntValue(value) : status;
+}
+
+std::vector<std::string> FeatureArrayImp::FeatureNames()
+{
+    return m_map->facts.FeatureNames();
+}
+
+} // namespace orv::cam

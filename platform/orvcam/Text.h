@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+namespace orv::cam {
+
+bool IsUtf8(const std::string &bytes);
+/// The same text as UTF-8: text that is not UTF-8 yet is taken for Latin-1.
+std::string ToUtf8(const std::string &bytes);
+/// Without blanks and line ends at both ends.
+std::string Trimmed(const std::string &text);
+/// With & < > and " written as XML entities.
+std::string XmlEscaped(const std::string &text);
+
+/// Shortest decimal text that reads back as the same number; a decimal point under every locale.
+std::string FormatDouble(double value);
+/// Whole text or nothing. Any locale.
+bool ParseDouble(const std::string &text, double *value);
+bool ParseInteger(const std::string &text, long long *value);
+
+} // namespace orv::cam

@@ -1,0 +1,445 @@
+#include "BytePort.h"
+
+#include "orvcam/FeatureArrayImp.h"
+#include "orvcam/OrvLog.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <thread>
+
+namespace {
+
+using namespace orv::cam;
+using OrvCam::Access;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+std::string Feature(const std::string &kind, const std::string &name, const std::string &inside)
+{
+    return "<" + kind + " Name=\"" + name + "\" NameSpace=\"Standard\">" + inside + "</" + kind + ">\n";
+}
+
+std::string Register(const std::string &kind, const std::string &name, const std::string &address,
+                     const std::string &length, const std::string &tail = "", const std::string &access = "RW")
+{
+    return Feature(kind, name,
+                   "<Address>" + address + "</Address><Length>" + length + "</Length><AccessMode>" + access +
+                       "</AccessMode><pPort>Device</pPort>" + tail);
+}
+
+/// An integer formula that may use ZERO, a register that reads 0.
+std::string Formula(const std::string &name, const std::string &formula)
+{
+    return Feature("IntSwissKnife", name, "<pVariable Name=\"ZERO\">Reg</pVariable><Formula>" + formula + "</Formula>");
+}
+
+const std::string kNodes =
+    // Integers of every make.
+    Feature("Integer", "Width", "<pValue>WidthReg</pValue><Min>16</Min><Max>640</Max><Inc>16</Inc>") +
+    IntReg("WidthReg", "0x00") + IntReg("Little", "0x04", "4", "RW", "LittleEndian") + IntReg("Short", "0x08", "2") +
+    IntReg("Long", "0x10", "8") +
+    Register("MaskedIntReg", "MaskBE", "0x18", "4", "<LSB>11</LSB><MSB>4</MSB><Endianess>BigEndian</Endianess>") +
+    Register("MaskedIntReg", "MaskLE", "0x1C", "4", "<LSB>4</LSB><MSB>11</MSB><Endianess>LittleEndian</Endianess>") +
+    Feature("StructReg", "S",
+            "<Address>0x20</Address><Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>"
+            "<Endianess>LittleEndian</Endianess><StructEntry Name=\"Entry\"><LSB>8</LSB><MSB>15</MSB></StructEntry>") +
+    Feature("IntSwissKnife", "Twice", "<pVariable Name=\"W\">WidthReg</pVariable><Formula>(W * 2)</Formula>") +
+    Feature("Integer", "Ip", "<pValue>IpReg</pValue><Representation>IPV4Address</Representation>") +
+    IntReg("IpReg", "0x28", "8") +
+    // Floats.
+    Register("FloatReg", "Float32", "0x30", "4", "<Endianess>BigEndian</Endianess>") +
+    Register("FloatReg", "Float64", "0x38", "8", "<Endianess>LittleEndian</Endianess>") +
+    Feature("Float", "Exposure", "<pValue>ExposureConv</pValue><Min>10.5</Min><Max>1000.25</Max>") +
+    Feature("Converter", "ExposureConv",
+            "<FormulaTo>(FROM * 4)</FormulaTo><FormulaFrom>(TO / 4)</FormulaFrom><pValue>ExposureReg</pValue>") +
+    IntReg("ExposureReg", "0x40") +
+    Feature("Float", "Stepped", "<pValue>Float64</pValue><Min>0</Min><Max>10</Max><Inc>0.25</Inc>") +
+    // The rest.
+    Feature("Boolean", "Flag", "<pValue>FlagReg</pValue><OnValue>5</OnValue><OffValue>6</OffValue>") +
+    IntReg("FlagReg", "0x44") + Register("StringReg", "UserId", "0x48", "8") +
+    Feature("Enumeration", "Mode",
+            "<EnumEntry Name=\"Off\"><Value>0</Value></EnumEntry>"
+            "<EnumEntry Name=\"Slow\"><pIsAvailable>Gate</pIsAvailable><Value>7</Value></EnumEntry>"
+            "<EnumEntry Name=\"Fast\"><Value>3</Value></EnumEntry><pValue>ModeReg</pValue>") +
+    IntReg("ModeReg", "0x50") + IntReg("Gate", "0x54") +
+    Feature("Command", "Go", "<pValue>GoReg</pValue><CommandValue>1</CommandValue>") + IntReg("GoReg", "0x58") +
+    Feature("Command", "Reset", "<pValue>ResetReg</pValue><CommandValue>9</CommandValue>") +
+    IntReg("ResetReg", "0x5C", "4", "WO") +
+    // Access.
+    Register("IntReg", "ReadOnly", "0x60", "4", "", "RO") + Register("IntReg", "WriteOnly", "0x64", "4", "", "WO") +
+    Feature("Integer", "ThroughReadOnly", "<pValue>ReadOnly</pValue>") +
+    Feature("Integer", "Gated", "<pIsAvailable>Gate</pIsAvailable><pValue>WidthReg</pValue>") +
+    Feature("Integer", "BehindGated", "<pValue>Gated</pValue>") +
+    Feature("Integer", "Implemented", "<pIsImplemented>Gate</pIsImplemented><pValue>WidthReg</pValue>") +
+    Feature("Integer", "Lockable", "<pIsLocked>Gate</pIsLocked><pValue>WidthReg</pValue>") +
+    Feature("Command", "LockedGo", "<pIsLocked>Gate</pIsLocked><pValue>GoReg2</pValue><CommandValue>1</CommandValue>") +
+    IntReg("GoReg2", "0x68") + Feature("Integer", "Dangling", "<pValue>Nowhere</pValue>");
+
+class Features : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        std::string error;
+        m_array = FeatureArrayImp::Create(DescriptionOf({"Width", "Mode", "Dangling"}, kNodes), m_port, &error);
+        ASSERT_NE(nullptr, m_array) << error;
+        Set("WidthReg", 64);
+    }
+    void Set(const char *name, std::int64_t value)
+    {
+        int status = -1;
+        ASSERT_NE(nullptr, m_array->GetInt(name, &status)) << name;
+        ASSERT_EQ(ORV_CAM_OK, m_array->GetInt(name)->SetValue(value)) << name;
+    }
+    std::vector<int> Bytes(std::size_t at, std::size_t count) const
+    {
+        return std::vector<int>(m_port.bytes.begin() + at, m_port.bytes.begin() + at + count);
+    }
+
+    BytePort m_port;
+    std::unique_ptr<FeatureArrayImp> m_array;
+};
+
+TEST_F(Features, IntegersLieAsTheDescriptionSays)
+{
+    const struct {
+        const char *name;
+        std::int64_t value;
+        std::size_t at;
+        std::vector<int> bytes;
+    } kCases[] = {
+        {"Width", 0x130, 0x00, {0, 0, 0x01, 0x30}},  {"Little", 0x01020304, 0x04, {4, 3, 2, 1}},
+        {"Short", 0xABCD, 0x08, {0xAB, 0xCD, 0, 0}}, {"Long", 0x0102030405060708, 0x10, {1, 2, 3, 4, 5, 6, 7, 8}},
+        {"MaskLE", 0xA5, 0x1C, {0x50, 0x0A, 0, 0}},  {"Entry", 0xC3, 0x20, {0, 0xC3, 0, 0}},
+    };
+    for (const auto &row : kCases) {
+        SCOPED_TRACE(row.name);
+        OrvCam::IntegerNode *node = m_array->GetInt(row.name);
+        ASSERT_NE(nullptr, node);
+        EXPECT_EQ(ORV_CAM_OK, node->SetValue(row.value));
+        EXPECT_EQ(row.bytes, Bytes(row.at, row.bytes.size()));
+        int status = -1;
+        EXPECT_EQ(row.value, node->GetValue(&status));
+        EXPECT_EQ(ORV_CAM_OK, status);
+    }
+    EXPECT_EQ(0x260, m_array->GetInt("Twice")->GetValue());
+    // Big-endian bit numbers count from the top bit; neighbours stay as they are.
+    m_port.bytes[0x18] = 0xFF;
+    EXPECT_EQ(ORV_CAM_OK, m_array->GetInt("MaskBE")->SetValue(0x5A));
+    EXPECT_EQ(0x5A, m_array->GetInt("MaskBE")->GetValue());
+    EXPECT_NE(0, m_port.bytes[0x18] & 0xF0);
+}
+
+TEST_F(Features, IntegerLimitsHoldBeforeTheCameraIsTouched)
+{
+    OrvCam::IntegerNode *width = m_array->GetInt("Width");
+    EXPECT_EQ(16, width->GetMin());
+    EXPECT_EQ(640, width->GetMax());
+    EXPECT_EQ(16, width->GetIncrement());
+    EXPECT_EQ(0xFFFFFFFFLL, m_array->GetInt("Ip")->GetMax());
+    EXPECT_EQ(0, m_array->GetInt("Ip")->GetMin());
+    EXPECT_EQ(65535, m_array->GetInt("Short")->GetMax());
+    EXPECT_EQ(1, m_array->GetInt("MaskLE")->GetIncrement());
+    const int writes = m_port.writes;
+    for (const std::int64_t bad : {INT64_MIN, INT64_C(0), INT64_C(15), INT64_C(17), INT64_C(641), INT64_MAX})
+        EXPECT_EQ(ORV_CAM_ERR_OUT_OF_RANGE, width->SetValue(bad)) << bad;
+    EXPECT_EQ(ORV_CAM_ERR_OUT_OF_RANGE, m_array->GetInt("Short")->SetValue(70000));
+    EXPECT_EQ(ORV_CAM_ERR_OUT_OF_RANGE, m_array->GetInt("MaskLE")->SetValue(256));
+    EXPECT_EQ(writes, m_port.writes);
+    EXPECT_EQ(ORV_CAM_OK, width->SetValue(640));
+}
+
+TEST_F(Features, FloatsKeepTheirPrecisionAndLimits)
+{
+    OrvCam::FloatNode *exposure = m_array->GetFloat("Exposure");
+    ASSERT_NE(nullptr, exposure);
+    EXPECT_EQ(ORV_CAM_OK, exposure->SetValue(12.25));
+    EXPECT_EQ(12.25, exposure->GetValue());
+    EXPECT_THAT(Bytes(0x40, 4), ElementsAre(0, 0, 0, 49));
+    EXPECT_EQ(10.5, exposure->GetMin());
+    EXPECT_EQ(1000.25, exposure->GetMax());
+    const int writes = m_port.writes;
+    for (const double bad : {10.4, 1000.5, -HUGE_VAL, HUGE_VAL, std::nan("")})
+        EXPECT_EQ(ORV_CAM_ERR_OUT_OF_RANGE, exposure->SetValue(bad)) << bad;
+    EXPECT_EQ(writes, m_port.writes);
+    EXPECT_EQ(ORV_CAM_OK, m_array->GetFloat("Float32")->SetValue(1.5));
+    EXPECT_THAT(Bytes(0x30, 4), ElementsAre(0x3F, 0xC0, 0, 0));
+    EXPECT_EQ(ORV_CAM_OK, m_array->GetFloat("Float64")->SetValue(0.1));
+    EXPECT_EQ(0.1, m_array->GetFloat("Float64")->GetValue());
+    EXPECT_EQ(ORV_CAM_OK, m_array->GetFloat("Stepped")->SetValue(1.30));
+    EXPECT_EQ(1.25, m_array->GetFloat("Stepped")->GetValue());
+}
+
+TEST_F(Features, BooleansStringsAndEnumerations)
+{
+    OrvCam::BooleanNode *flag = m_array->GetBool("Flag");
+    EXPECT_EQ(ORV_CAM_OK, flag->SetValue(true));
+    EXPECT_THAT(Bytes(0x44, 4), ElementsAre(0, 0, 0, 5));
+    EXPECT_TRUE(flag->GetValue());
+    EXPECT_EQ(ORV_CAM_OK, flag->SetValue(false));
+    EXPECT_THAT(Bytes(0x44, 4), ElementsAre(0, 0, 0, 6));
+
+    OrvCam::StringNode *user = m_array->GetString("UserId");
+    EXPECT_EQ(ORV_CAM_OK, user->SetValue("12345678"));
+    EXPECT_EQ("12345678", user->GetValue()) << "full without a terminator";
+    EXPECT_EQ(ORV_CAM_OK, user->SetValue("ab"));
+    EXPECT_THAT(Bytes(0x48, 8), ElementsAre('a', 'b', 0, 0, 0, 0, 0, 0));
+    EXPECT_EQ(ORV_CAM_ERR_OUT_OF_RANGE, user->SetValue("123456789"));
+    EXPECT_EQ(ORV_CAM_ERR_OUT_OF_RANGE, user->SetValue(std::string("a\0b", 3)));
+    m_port.bytes[0x48] = 0xB5;
+    EXPECT_EQ("\xC2\xB5"
+              "b",
+              user->GetValue())
+        << "one byte above ASCII is taken for Latin-1";
+
+    OrvCam::EnumerationNode *mode = m_array->GetEnum("Mode");
+    EXPECT_THAT(mode->GetEntries(), ElementsAre("Off", "Fast"));
+    EXPECT_EQ(ORV_CAM_OK, mode->SetValue("Fast"));
+    EXPECT_EQ(3, mode->GetIntValue());
+    EXPECT_EQ(ORV_CAM_ERR_OUT_OF_RANGE, mode->SetValue("Slow")) << "not available now";
+    EXPECT_EQ(ORV_CAM_ERR_OUT_OF_RANGE, mode->SetValue("Never"));
+    EXPECT_EQ("Fast", mode->GetValue());
+    Set("Gate", 1);
+    EXPECT_THAT(mode->GetEntries(), ElementsAre("Off", "Slow", "Fast"));
+    EXPECT_EQ(ORV_CAM_OK, m_array->SetIntegerValue("Mode", 7));
+    EXPECT_EQ("Slow", mode->GetValue());
+    m_port.bytes[0x53] = 99;
+    int status = -1;
+    EXPECT_EQ("", mode->GetValue(&status));
+    EXPECT_EQ(ORV_CAM_OK, status) << "a value that no entry has is no error";
+}
+
+TEST_F(Features, AccessIsJudgedBeforeTheCameraIsTouched)
+{
+    const auto access = [this](const char *name) { return m_array->GetInt(name)->GetAccess(); };
+    EXPECT_EQ(Access::ReadWrite, access("Width"));
+    EXPECT_EQ(Access::ReadOnly, access("ReadOnly"));
+    EXPECT_EQ(Access::ReadOnly, access("ThroughReadOnly"));
+    EXPECT_EQ(Access::ReadOnly, access("Twice"));
+    EXPECT_EQ(Access::WriteOnly, access("WriteOnly"));
+    EXPECT_EQ(Access::NotAvailable, access("Gated"));
+    EXPECT_EQ(Access::NotAvailable, access("BehindGated"));
+    EXPECT_EQ(Access::ReadWrite, access("Lockable"));
+    int status = 0;
+    EXPECT_EQ(nullptr, m_array->GetInt("Implemented", &status));
+    EXPECT_EQ(ORV_CAM_ERR_FEATURE_NOT_PRESENT, status);
+
+    const int writes = m_port.writes;
+    EXPECT_EQ(ORV_CAM_ERR_NOT_WRITABLE, m_array->SetIntegerValue("ReadOnly", 1));
+    EXPECT_EQ(ORV_CAM_ERR_NOT_WRITABLE, m_array->SetIntegerValue("ThroughReadOnly", 1));
+    EXPECT_EQ(ORV_CAM_ERR_NOT_WRITABLE, m_array->SetIntegerValue("Twice", 1));
+    EXPECT_EQ(ORV_CAM_ERR_NOT_AVAILABLE, m_array->SetIntegerValue("Gated", 64));
+    EXPECT_EQ(ORV_CAM_ERR_NOT_AVAILABLE, m_array->SetIntegerValue("BehindGated", 64));
+    m_array->GetInt("WriteOnly")->GetValue(&status);
+    EXPECT_EQ(ORV_CAM_ERR_NOT_READABLE, status);
+    EXPECT_EQ(writes, m_port.writes);
+
+    Set("Gate", 1);
+    EXPECT_EQ(Access::ReadWrite, access("Gated"));
+    EXPECT_EQ(Access::ReadWrite, access("Implemented"));
+    EXPECT_EQ(Access::ReadOnly, access("Lockable"));
+    EXPECT_EQ(ORV_CAM_ERR_NOT_WRITABLE, m_array->SetIntegerValue("Lockable", 64));
+    EXPECT_EQ(64, m_array->GetInt("Lockable")->GetValue());
+    EXPECT_EQ(ORV_CAM_ERR_NOT_WRITABLE, m_array->ExecuteCommand("LockedGo"));
+    EXPECT_EQ(ORV_CAM_OK, m_array->SetIntegerValue("WriteOnly", 5));
+}
+
+TEST_F(Features, WrongNamesAndKinds)
+{
+    int status = 0;
+    EXPECT_EQ(nullptr, m_array->GetInt("Nothing", &status));
+    EXPECT_EQ(ORV_CAM_ERR_FEATURE_NOT_PRESENT, status);
+    EXPECT_EQ(nullptr, m_array->GetInt("Dangling", &status));
+    EXPECT_EQ(ORV_CAM_ERR_FEATURE_NOT_PRESENT, status);
+    EXPECT_EQ(nullptr, m_array->GetFloat("Width", &status));
+    EXPECT_EQ(ORV_CAM_ERR_WRONG_TYPE, status);
+    EXPECT_EQ(nullptr, m_array->GetString("Mode", &status));
+    EXPECT_EQ(ORV_CAM_ERR_WRONG_TYPE, status);
+    EXPECT_EQ(nullptr, m_array->GetInt(nullptr, &status));
+    EXPECT_EQ(ORV_CAM_ERR_INVALID_PARAMETER, status);
+    EXPECT_EQ(ORV_CAM_ERR_FEATURE_NOT_PRESENT, m_array->ExecuteCommand("TLParamsLocked"));
+    EXPECT_EQ(ORV_CAM_ERR_FEATURE_NOT_PRESENT, m_array->SetIntegerValue("TLParamsLocked", 1));
+    EXPECT_EQ(ORV_CAM_ERR_WRONG_TYPE, m_array->ExecuteCommand("Width"));
+    EXPECT_EQ(ORV_CAM_ERR_WRONG_TYPE, m_array->SetIntegerValue("Exposure", 1));
+    EXPECT_THAT(m_array->FeatureNames(), ElementsAre("Width", "Mode"));
+    EXPECT_EQ(m_array->GetInt("Width"), m_array->GetInt("Width")) << "one node per feature";
+}
+
+TEST_F(Features, CommandsWaitUntilTheCameraIsDone)
+{
+    m_port.clearsItself = 0x58;
+    EXPECT_EQ(ORV_CAM_OK, m_array->ExecuteCommand("Go"));
+    EXPECT_EQ(0, m_port.bytes[0x5B]) << "returned before the register was clear";
+    EXPECT_EQ(ORV_CAM_OK, m_array->ExecuteCommand("Reset")) << "a write-only register is done at once";
+    EXPECT_EQ(9, m_port.bytes[0x5F]);
+}
+
+/// Whatever access fails: the caller gets the port's status, and no text or number of an earlier success.
+TEST_F(Features, FailingPortAtEachAccess)
+{
+    const auto sweep = [this](std::vector<int> &statuses) {
+        int status = ORV_CAM_OK;
+        m_array->GetInt("Width")->GetValue(&status);
+        statuses.push_back(status);
+        statuses.push_back(m_array->GetInt("Width")->SetValue(64));
+        const double exposure = m_array->GetFloat("Exposure")->GetValue(&status);
+        if (exposure != (status == ORV_CAM_OK ? 20.0 : 0.0))
+            ADD_FAILURE() << "a wrong number without an error";
+        statuses.push_back(status);
+        statuses.push_back(m_array->GetFloat("Exposure")->SetValue(20.0));
+        const std::string user = m_array->GetString("UserId")->GetValue(&status);
+        if (user != (status == ORV_CAM_OK ? "me" : ""))
+            ADD_FAILURE() << "stale text";
+        statuses.push_back(status);
+        m_array->GetEnum("Mode")->GetValue(&status);
+        statuses.push_back(status);
+        m_array->GetEnum("Mode")->GetEntries(&status);
+        statuses.push_back(status);
+        statuses.push_back(m_array->GetEnum("Mode")->SetValue("Fast"));
+        m_array->GetInt("Gated")->GetValue(&status);
+        statuses.push_back(status);
+        m_array->GetInt("Twice")->GetValue(&status);
+        statuses.push_back(status);
+        m_array->GetInt("Lockable")->GetMax(&status);
+        statuses.push_back(status);
+        statuses.push_back(m_array->GetBool("Flag")->SetValue(true));
+    };
+    Set("Gate", 1);
+    m_array->GetFloat("Exposure")->SetValue(20.0);
+    m_array->GetString("UserId")->SetValue("me");
+    m_port.accesses = 0;
+    std::vector<int> good;
+    sweep(good);
+    const int accesses = m_port.accesses;
+    ASSERT_GT(accesses, 10);
+    for (int n = 0; n < accesses; ++n) {
+        SCOPED_TRACE(n);
+        m_port.accesses = 0;
+        m_port.failAt = n;
+        m_port.failWith = ORV_CAM_ERR_TIMEOUT;
+        std::vector<int> statuses;
+        sweep(statuses);
+        int differing = 0;
+        for (std::size_t i = 0; i < good.size(); ++i) {
+            if (statuses[i] != good[i]) {
+                ++differing;
+                EXPECT_EQ(ORV_CAM_ERR_TIMEOUT, statuses[i]);
+            }
+        }
+        EXPECT_EQ(1, differing);
+    }
+    m_port.failAt = -1;
+    std::vector<int> after;
+    sweep(after);
+    EXPECT_EQ(good, after);
+}
+
+TEST_F(Features, AccessKeepsItsLastAnswerWhileTheCameraIsSilent)
+{
+    Set("Gate", 1);
+    OrvCam::IntegerNode *gated = m_array->GetInt("Gated");
+    EXPECT_EQ(Access::ReadWrite, gated->GetAccess());
+    m_port.accesses = 0;
+    m_port.failAt = 0;
+    EXPECT_EQ(Access::ReadWrite, gated->GetAccess());
+}
+
+TEST_F(Features, ManyThreadsOnOneMap)
+{
+    std::vector<std::thread> threads;
+    std::atomic<int> wrong{0};
+    for (int t = 0; t < 8; ++t) {
+        threads.emplace_back([this, t, &wrong] {
+            for (int i = 0; i < 200; ++i) {
+                wrong += m_array->SetIntegerValue("Width", 16 * (1 + (i + t) % 40)) != ORV_CAM_OK;
+                wrong += m_array->GetInt("Width")->GetValue() % 16 != 0;
+                wrong += m_array->GetEnum("Mode")->GetEntries().size() < 2;
+                wrong += m_array->GetFloat("Exposure")->GetAccess() != Access::ReadWrite;
+                wrong += m_array->ExecuteCommand("Reset") != ORV_CAM_OK;
+                wrong += m_array->GetString("UserId")->SetValue(std::to_string(i)) != ORV_CAM_OK;
+            }
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(0, wrong);
+}
+
+TEST(FeatureArray, ManyThreadsParseAtOnce)
+{
+    std::vector<std::thread> threads;
+    std::atomic<int> made{0};
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&made] {
+            for (int i = 0; i < 20; ++i) {
+                BytePort port;
+                std::string error;
+                auto array = FeatureArrayImp::Create(DescriptionOf({"Width"}, kNodes), port, &error);
+                made += array && array->SetIntegerValue("Width", 32) == ORV_CAM_OK &&
+                        array->GetInt("Twice")->GetValue() == 64;
+            }
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(80, made);
+}
+
+TEST(FeatureArray, OddDescriptionsCrashNothingAndStayOffTheErrorStream)
+{
+    std::string log;
+    OrvCam::SetLogSink([](OrvCam::LogLevel, const char *text, void *to) { *static_cast<std::string *>(to) += text; },
+                       &log);
+    testing::internal::CaptureStderr();
+    const std::string nodes =
+        Feature("Integer", "Loop", "<pValue>Loop2</pValue>") + Feature("Integer", "Loop2", "<pValue>Loop</pValue>") +
+        Feature("Integer", "NoValue", "") + Feature("Enumeration", "NoEntries", "<pValue>Reg</pValue>") +
+        Feature("IntSwissKnife", "BadFormula", "<Formula>(((</Formula>") +
+        Feature("Integer", "Port", "<pValue>Device</pValue>") + Register("StringReg", "Endless", "0", "999999999999") +
+        Register("StringReg", "Long", "0", "1000000") +
+        Feature("StringReg", "TellsLength", "<Address>0</Address><pLength>LengthReg</pLength><pPort>Device</pPort>") +
+        IntReg("LengthReg", "0x10", "8") + Register("IntReg", "Wide", "0", "100") +
+        Register("FloatReg", "Odd", "0", "3") + IntReg("Reg", "0") +
+        Register("MaskedIntReg", "HighBits", "0", "4", "<LSB>200</LSB><MSB>300</MSB>") +
+        Register("MaskedIntReg", "Swapped", "0", "4", "<LSB>20</LSB><MSB>3</MSB>") +
+        Formula("DivideByZero", "(1 / ZERO)") + Formula("RestByZero", "(1 % ZERO)") +
+        Formula("DivideLowest", "((0 - 9223372036854775807 - 1) / (0 - 1))") +
+        Formula("RestLowest", "((0 - 9223372036854775807 - 1) % (0 - 1))") + Formula("FarShift", "(1 &lt;&lt; 9999)") +
+        Formula("Power", "(9 ** 9999)") + Feature("Boolean", "OfString", "<pValue>Long</pValue>");
+    BytePort port;
+    std::string error;
+    auto array = FeatureArrayImp::Create(DescriptionOf({}, nodes), port, &error);
+    ASSERT_NE(nullptr, array) << error;
+    EXPECT_EQ(nullptr, array->GetInt("Loop"));
+    EXPECT_THAT(log, HasSubstr("Loop -> Loop2 -> Loop"));
+    for (const char *name : {"NoValue", "BadFormula", "Port", "Wide", "HighBits", "Swapped", "DivideByZero",
+                             "RestByZero", "DivideLowest", "RestLowest", "FarShift", "Power"}) {
+        SCOPED_TRACE(name);
+        if (OrvCam::IntegerNode *node = array->GetInt(name)) {
+            node->GetValue();
+            node->GetMax();
+            node->SetValue(1);
+            node->GetAccess();
+        }
+    }
+    array->GetFloat("Odd")->GetValue();
+    array->GetEnum("NoEntries")->GetValue();
+    array->GetEnum("NoEntries")->GetEntries();
+    array->GetBool("OfString")->GetValue();
+    int status = ORV_CAM_OK;
+    EXPECT_EQ(nullptr, array->GetString("Endless"));
+    array->GetString("Long")->GetValue(&status);
+    EXPECT_EQ(ORV_CAM_ERR_IO, status);
+    for (const int length : {0, 5, 0x7F}) {
+        port.bytes[0x10] = static_cast<unsigned char>(length); // the top byte: from nothing to 2^63
+        array->GetString("TellsLength")->GetValue(&status);
+    }
+    EXPECT_EQ("", testing::internal::GetCapturedStderr());
+    OrvCam::SetLogSink(nullptr, nullptr);
+
+    EXPECT_EQ(nullptr, FeatureArrayImp::Create("<Wrong/>", port, &error));
+    EXPECT_THAT(error, HasSubstr("<Wrong>"));
+}
+
+} // namespace
