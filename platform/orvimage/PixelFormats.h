@@ -42,6 +42,8 @@ constexpr std::uint32_t kRGB8 = 0x02180171;
 constexpr std::uint32_t kBGR8 = 0x02180172;
 constexpr std::uint32_t kRGBa8 = 0x02200173;
 constexpr std::uint32_t kBGRa8 = 0x02200174;
+constexpr std::uint32_t kRGB16 = 0x0230057B;
+constexpr std::uint32_t kYCbCr422_8 = 0x05100185;
 
 constexpr std::uint32_t BitsPerPixel(std::uint32_t pixelType)
 {

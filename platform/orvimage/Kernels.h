@@ -1,0 +1,89 @@
+#pragma once
+
+#include "orvimage/PixelLayout.h"
+
+#include <cstdint>
+
+/// The inner loops of unpacking and conversion, each in two versions with the same results: plain::X is the one to read
+/// and the reference, X runs on the widest vectors of this processor.
+///
+/// Colours are 0xffRRGGBB. A selection is a string of bits, least significant first, one per column: set where the
+/// column is taken.
+///
+/// Threads: any; nothing is kept between calls.
+namespace orv {
+
+/// Outputs of the picking kernels are written in whole vectors: their buffers have this many spare elements at the end.
+constexpr int kKernelSlack = 256;
+
+/// Sums of the red, green (both of them) and blue samples of colour filter cells.
+struct CellSums {
+    std::uint16_t *red;
+    std::uint16_t *green;
+    std::uint16_t *blue;
+};
+
+/// Lines of colour filter cells, by what they hold: red and green, or green and blue. The second pair of lines may be
+/// null.
+struct CellLines {
+    const std::uint8_t *red[2];
+    const std::uint8_t *blue[2];
+};
+
+/// Three neighbouring lines of a colour filter mosaic and the phase of the middle one.
+struct MosaicLines {
+    const std::uint8_t *above;
+    const std::uint8_t *here;
+    const std::uint8_t *below;
+    bool isRedLine; ///< the middle line holds red, else blue
+    int siteX;      ///< 0 or 1: first column with that red or blue
+};
+
+namespace plain {
+
+/// Little-endian 16-bit samples to 8 bits: shifted right, 255 where that is still too much.
+void NarrowWords(const std::uint8_t *words, int count, int shift, std::uint8_t *bytes);
+
+/// Samples of a bit string or of groups that start at a whole byte. `count` is a multiple of 8.
+void UnpackEights(const std::uint8_t *packed, const std::uint8_t *end, SamplePacking packing, int bits, int count,
+                  std::uint16_t *samples);
+
+/// Sums the two lines in the selected columns and writes the sums one behind the other.
+void PickBytes(const std::uint8_t *lineA, const std::uint8_t *lineB, const std::uint8_t *selection, int columns,
+               std::uint16_t *sums);
+/// The same for little-endian 16-bit samples brought to 8 bits as NarrowWords does.
+void PickWords(const std::uint8_t *lineA, const std::uint8_t *lineB, int shift, const std::uint8_t *selection,
+               int columns, std::uint16_t *sums);
+/// Each two sums of two samples make a grey pixel, their mean.
+void PairsToGrey(const std::uint16_t *sums, int pixels, std::uint32_t *colours);
+
+/// Sums the samples of the selected cells, over both pairs of lines when there are two.
+/// \param redX  column of red within a cell, 0 or 1.
+void PickCells(const CellLines &lines, int redX, const std::uint8_t *selection, int cells, const CellSums &sums);
+/// A pixel from each cell.
+void CellsToRgb(const CellSums &sums, int pixels, std::uint32_t *colours);
+/// A pixel from each two sums over two cells.
+void CellPairsToRgb(const CellSums &sums, int pixels, std::uint32_t *colours);
+
+void BytesToGrey(const std::uint8_t *bytes, int pixels, std::uint32_t *colours);
+
+/// Bilinear demosaicing of the middle line; beyond its ends the line is mirrored about its first and last pixel.
+void DemosaicLine(const MosaicLines &lines, int pixels, std::uint32_t *colours);
+
+} // namespace plain
+
+void NarrowWords(const std::uint8_t *words, int count, int shift, std::uint8_t *bytes);
+void UnpackEights(const std::uint8_t *packed, const std::uint8_t *end, SamplePacking packing, int bits, int count,
+                  std::uint16_t *samples);
+void PickBytes(const std::uint8_t *lineA, const std::uint8_t *lineB, const std::uint8_t *selection, int columns,
+               std::uint16_t *sums);
+void PickWords(const std::uint8_t *lineA, const std::uint8_t *lineB, int shift, const std::uint8_t *selection,
+               int columns, std::uint16_t *sums);
+void PairsToGrey(const std::uint16_t *sums, int pixels, std::uint32_t *colours);
+void PickCells(const CellLines &lines, int redX, const std::uint8_t *selection, int cells, const CellSums &sums);
+void CellsToRgb(const CellSums &sums, int pixels, std::uint32_t *colours);
+void CellPairsToRgb(const CellSums &sums, int pixels, std::uint32_t *colours);
+void BytesToGrey(const std::uint8_t *bytes, int pixels, std::uint32_t *colours);
+void DemosaicLine(const MosaicLines &lines, int pixels, std::uint32_t *colours);
+
+} // namespace orv
