@@ -39,7 +39,7 @@ int OrvParamTableModel::columnCount(const QModelIndex & /*parent*/) const
 
 QVariant OrvParamTableModel::data(const QModelIndex &index, int role) const
 {
-    if (role != Qt::DisplayRole || !checkIndex(index, CheckIndexOption::IndexIsValid))
+    if (role != Qt::DisplayRole || !IsRow(index))
         return {};
     const TableParam &row = m_rows[static_cast<std::size_t>(index.row())];
     return index.column() == kLabelColumn ? row.label : GetParamString(row.component, row.name);
@@ -68,7 +68,7 @@ QString OrvParamTableModel::GetParamString(OrvComponent *component, const QStrin
 
 void OrvParamTableModel::CopyField(const QModelIndex &index) const
 {
-    if (checkIndex(index, CheckIndexOption::IndexIsValid))
+    if (IsRow(index))
         QGuiApplication::clipboard()->setText(RowText(m_rows[static_cast<std::size_t>(index.row())]));
 }
 
@@ -84,6 +84,11 @@ void OrvParamTableModel::initFormats()
 {
     m_formats = {
         {QStringLiteral("FpsAvg"), "%.2f"}, {QStringLiteral("FpsInst"), "%.2f"}, {QStringLiteral("Speed"), "%.2f"}};
+}
+
+bool OrvParamTableModel::IsRow(const QModelIndex &index) const
+{
+    return index.isValid() && index.row() < rowCount();
 }
 
 int OrvParamTableModel::AppendRow(const TableParam &row)

@@ -49,6 +49,7 @@ private:
     /// Returns the new row's index.
     int AppendRow(const TableParam &row);
     void ClearRows();
+    bool IsRow(const QModelIndex &index) const;
     QString RowText(const TableParam &row) const;
 
     std::vector<TableParam> m_rows;

@@ -129,7 +129,7 @@ private:
     static orv::Mutex s_panelsMutex;
     static std::map<PlayerPanel *, PlayerPanel *> s_panels GUARDED_BY(s_panelsMutex);
 
-    QPointer<QMainWindow> m_mainWindow;
+    QPointer<QWidget> m_mainWindow; // a plain widget while it is being destroyed
     const QString m_name;
     Session *m_session = nullptr;
     ParamLinks m_links;
