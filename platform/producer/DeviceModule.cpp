@@ -1,0 +1,209 @@
+#include "producer/ModuleFeatures.h"
+#include "producer/Modules.h"
+
+#include "gentl/NuvarkCustom.h"
+
+namespace nuvark {
+
+DeviceModule::DeviceModule(std::shared_ptr<InterfaceModule> parent, DeviceRecord record, CameraAccess access)
+    : Module(Kind::Device), m_parent(std::move(parent)), m_record(std::move(record)), m_access(access),
+      m_registers("device", "DevicePort", Features())
+{
+}
+
+Status DeviceModule::Connect(HostInterface &host)
+{
+    Result<std::unique_ptr<Camera>> camera = host.Open(m_record, m_access, *this);
+    if (camera.Ok())
+        m_camera = std::move(camera.value);
+    return camera.status;
+}
+
+PortFacts DeviceModule::Facts()
+{
+    PortFacts facts;
+    facts.id = m_record.id;
+    facts.vendor = NUVARK_VENDOR;
+    facts.model = NUVARK_MODEL;
+    facts.tlType = TLTypeGEVName;
+    facts.module = "TLDevice";
+    facts.portName = "DevicePort";
+    facts.version = NUVARK_VERSION;
+    return facts;
+}
+
+DeviceRecord DeviceModule::Record() const
+{
+    DeviceRecord record = m_record;
+    record.accessStatus =
+        m_access == CameraAccess::ReadOnly ? DEVICE_ACCESS_STATUS_OPEN_READONLY : DEVICE_ACCESS_STATUS_OPEN_READWRITE;
+    if (m_camera != nullptr && m_camera->TickFrequency() != 0)
+        record.tickFrequency = m_camera->TickFrequency();
+    return record;
+}
+
+std::vector<ModuleFeature> DeviceModule::Features()
+{
+    const std::string about = "DeviceInformation";
+    const std::string streams = "StreamEnumeration";
+    const std::string by = "StreamSelector";
+    const auto last = [this] { return std::max<std::int64_t>(1, m_camera->StreamCount()) - 1; };
+    const auto text = [&](const char *name, const char *toolTip, std::string DeviceRecord::*field) {
+        return TextFeature(name, about, toolTip, [this, field] { return m_record.*field; });
+    };
+    return {
+        text("DeviceID", "Identifier of the camera", &DeviceRecord::id),
+        text("DeviceVendorName", "Maker of the camera", &DeviceRecord::vendor),
+        text("DeviceModelName", "Model of the camera", &DeviceRecord::model),
+        text("DeviceVersion", "Version of the camera", &DeviceRecord::version),
+        text("DeviceManufacturerInfo", "What the maker says about the camera", &DeviceRecord::manufacturerInfo),
+        text("DeviceSerialNumber", "Serial number of the camera", &DeviceRecord::serial),
+        text("DeviceUserID", "Name the user gave the camera", &DeviceRecord::userName),
+        text("DeviceDisplayName", "Name of the camera for people", &DeviceRecord::displayName),
+        TransportTypeFeature("DeviceType", about),
+        AccessStatusFeature(about, [this] { return Record().accessStatus; }),
+        NumberFeature("DeviceTimestampFrequency", about, "Ticks per second of the camera's clock",
+                      [this] { return std::int64_t(m_camera->TickFrequency()); }),
+        ChoiceFeature("DeviceEndianessMechanism", about, "How the camera's registers are read",
+                      {{"Legacy", 0}, {"Standard", 1}}, [] { return 1; }),
+        NumberFeature(
+            "GevDeviceIPAddress", about, "IP address of the camera", [this] { return m_record.address; }, {},
+            "IPV4Address"),
+        NumberFeature(
+            "GevDeviceSubnetMask", about, "Subnet mask of the camera", [this] { return m_record.mask; }, {},
+            "IPV4Address"),
+        NumberFeature(
+            "GevDeviceGateway", about, "Gateway of the camera", [this] { return m_record.gateway; }, {}, "IPV4Address"),
+        NumberFeature(
+            "GevDeviceMACAddress", about, "MAC address of the camera", [this] { return m_record.mac; }, {},
+            "MACAddress"),
+        SelectorFeature(by, streams, "Stream that the following features tell about", m_selector, last),
+        TextFeature(
+            "StreamID", streams, "Identifier of the stream", [this] { return StreamId(m_selector); }, by),
+    };
+}
+
+std::string DeviceModule::StreamId(std::uint32_t index) const
+{
+    return m_record.id + "/stream" + std::to_string(index);
+}
+
+std::shared_ptr<RemotePort> DeviceModule::GetRemotePort()
+{
+    const orv::MutexLock lock(m_mutex);
+    if (m_closed)
+        return nullptr;
+    if (m_remotePort == nullptr) {
+        m_remotePort = std::make_shared<RemotePort>(shared_from_this());
+        HandleTable::Instance().Add(m_remotePort);
+    }
+    return m_remotePort;
+}
+
+Result<std::shared_ptr<StreamModule>> DeviceModule::OpenStream(const std::string &id)
+{
+    if (m_camera->StreamCount() == 0)
+        return Status(GC_ERR_NOT_IMPLEMENTED, "the camera has no stream");
+    std::uint32_t index = 0;
+    while (index < m_camera->StreamCount() && StreamId(index) != id)
+        ++index;
+    if (index == m_camera->StreamCount())
+        return Status(GC_ERR_INVALID_ID, "the camera has no stream \"" + id + "\"");
+    auto module = std::make_shared<StreamModule>(shared_from_this(), id, index);
+    const orv::MutexLock lock(m_mutex);
+    if (m_closed)
+        return Status(GC_ERR_INVALID_HANDLE, "the camera has been closed");
+    if (!m_open.emplace(id, module).second)
+        return Status(GC_ERR_RESOURCE_IN_USE, "the stream \"" + id + "\" is open already");
+    HandleTable::Instance().Add(module);
+    return module;
+}
+
+void DeviceModule::Forget(const std::string &streamId)
+{
+    const orv::MutexLock lock(m_mutex);
+    m_open.erase(streamId);
+}
+
+void DeviceModule::Close()
+{
+    std::map<std::string, std::shared_ptr<StreamModule>> open;
+    std::shared_ptr<RemotePort> remotePort;
+    {
+        const orv::MutexLock lock(m_mutex);
+        if (m_closed)
+            return;
+        m_closed = true;
+        open.swap(m_open);
+        remotePort.swap(m_remotePort);
+    }
+    EndHandle();
+    if (remotePort != nullptr)
+        remotePort->End();
+    // The camera first: whatever waits for its answer leaves at once, and without a controller it stops sending.
+    if (m_camera != nullptr)
+        m_camera->Close();
+    for (auto &[id, stream] : open)
+        stream->Close();
+    m_parent->Forget(m_record.id);
+}
+
+std::shared_ptr<EventSource> DeviceModule::MakeEventSource(EVENT_TYPE type)
+{
+    if (type == NUVARK_EVENT_DEVICE_LOST)
+        return std::make_shared<TextEvents>(type);
+    return Module::MakeEventSource(type);
+}
+
+void DeviceModule::OnEventRegistered(EVENT_TYPE type, EventSource &source)
+{
+    if (type != NUVARK_EVENT_DEVICE_LOST)
+        return;
+    const orv::MutexLock lock(m_lossMutex);
+    if (m_lossReason && source.Fired() == 0)
+        Fire(type, TextEvents::Encode(*m_lossReason));
+}
+
+void DeviceModule::OnCameraLost(const std::string &reason)
+{
+    const orv::MutexLock lock(m_lossMutex);
+    m_lossReason = reason;
+    Fire(NUVARK_EVENT_DEVICE_LOST, TextEvents::Encode(reason));
+    FireError(GC_ERR_IO, "connection lost: " + reason);
+}
+
+Status RemotePort::ReadPort(std::uint64_t address, void *data, std::size_t size)
+{
+    return m_device->GetCamera().Read(address, data, size);
+}
+
+Status RemotePort::WritePort(std::uint64_t address, const void *data, std::size_t size)
+{
+    return m_device->GetCamera().Write(address, data, size);
+}
+
+PortFacts RemotePort::Facts()
+{
+    const DeviceRecord record = m_device->Record();
+    PortFacts facts;
+    facts.id = record.id;
+    facts.vendor = record.vendor;
+    facts.model = record.model;
+    facts.tlType = TLTypeGEVName;
+    facts.module = "Device";
+    facts.portName = "Device";
+    facts.version = record.version;
+    facts.littleEndian = m_device->GetCamera().IsLittleEndian();
+    facts.writable = m_device->GetCamera().IsWritable();
+    return facts;
+}
+
+Result<std::vector<DescriptionUrl>> RemotePort::Urls()
+{
+    std::vector<DescriptionUrl> urls = m_device->GetCamera().DescriptionUrls();
+    if (urls.empty())
+        return Status(GC_ERR_IO, "the camera gives no address of its description");
+    return urls;
+}
+
+} // namespace nuvark

@@ -1,0 +1,86 @@
+#include "producer/ModuleFeatures.h"
+
+namespace nuvark {
+
+ModuleFeature TextFeature(std::string name, std::string category, std::string toolTip,
+                          std::function<std::string()> value, std::string selector)
+{
+    ModuleFeature feature;
+    feature.name = std::move(name);
+    feature.category = std::move(category);
+    feature.toolTip = std::move(toolTip);
+    feature.text = std::move(value);
+    feature.selector = std::move(selector);
+    return feature;
+}
+
+ModuleFeature NumberFeature(std::string name, std::string category, std::string toolTip,
+                            std::function<std::int64_t()> value, std::string selector, std::string representation)
+{
+    ModuleFeature feature;
+    feature.type = ModuleFeature::Type::Integer;
+    feature.name = std::move(name);
+    feature.category = std::move(category);
+    feature.toolTip = std::move(toolTip);
+    feature.number = std::move(value);
+    feature.selector = std::move(selector);
+    feature.representation = std::move(representation);
+    return feature;
+}
+
+ModuleFeature SelectorFeature(std::string name, std::string category, std::string toolTip,
+                              std::atomic<std::uint32_t> &index, std::function<std::int64_t()> maximum)
+{
+    ModuleFeature feature = NumberFeature(std::move(name), std::move(category), std::move(toolTip),
+                                          [&index] { return std::int64_t{index}; });
+    feature.maximum = std::move(maximum);
+    feature.write = [&index](std::int64_t value) {
+        index = static_cast<std::uint32_t>(value);
+        return Status();
+    };
+    return feature;
+}
+
+ModuleFeature CommandFeature(std::string name, std::string category, std::string toolTip,
+                             std::function<Status()> command)
+{
+    ModuleFeature feature;
+    feature.type = ModuleFeature::Type::Command;
+    feature.name = std::move(name);
+    feature.category = std::move(category);
+    feature.toolTip = std::move(toolTip);
+    feature.write = [command = std::move(command)](std::int64_t) { return command(); };
+    return feature;
+}
+
+ModuleFeature ChoiceFeature(std::string name, std::string category, std::string toolTip,
+                            std::vector<std::pair<std::string, std::int64_t>> entries,
+                            std::function<std::int64_t()> value, std::string selector)
+{
+    ModuleFeature feature =
+        NumberFeature(std::move(name), std::move(category), std::move(toolTip), std::move(value), std::move(selector));
+    feature.type = ModuleFeature::Type::Enumeration;
+    feature.entries = std::move(entries);
+    return feature;
+}
+
+ModuleFeature TransportTypeFeature(std::string name, std::string category)
+{
+    return ChoiceFeature(std::move(name), std::move(category), "Transport technology",
+                         {{"Mixed", 0}, {"Custom", 1}, {"GigEVision", 2}, {"USB3Vision", 3}}, [] { return 2; });
+}
+
+ModuleFeature AccessStatusFeature(std::string category, std::function<std::int64_t()> value, std::string selector)
+{
+    return ChoiceFeature("DeviceAccessStatus", std::move(category), "What can be done with the device now",
+                         {{"Unknown", DEVICE_ACCESS_STATUS_UNKNOWN},
+                          {"ReadWrite", DEVICE_ACCESS_STATUS_READWRITE},
+                          {"ReadOnly", DEVICE_ACCESS_STATUS_READONLY},
+                          {"NoAccess", DEVICE_ACCESS_STATUS_NOACCESS},
+                          {"Busy", DEVICE_ACCESS_STATUS_BUSY},
+                          {"OpenReadWrite", DEVICE_ACCESS_STATUS_OPEN_READWRITE},
+                          {"OpenReadOnly", DEVICE_ACCESS_STATUS_OPEN_READONLY}},
+                         std::move(value), std::move(selector));
+}
+
+} // namespace nuvark

@@ -1,0 +1,184 @@
+#pragma once
+
+#include "producer/BufferQueue.h"
+#include "producer/Module.h"
+#include "producer/RegisterMap.h"
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// The GenTL modules. Each owns its open children; closing one closes everything below it, with calls under way and
+/// waits ended by code. See Module for threads and locks.
+namespace nuvark {
+
+class InterfaceModule;
+class DeviceModule;
+class StreamModule;
+
+/// Facts about this producer, the same for GCGetInfo and TLGetInfo.
+Result<InfoValue> ProducerInfo(TL_INFO_CMD command);
+Result<InfoValue> InterfaceInfo(const InterfaceRecord &record, INTERFACE_INFO_CMD command);
+Result<InfoValue> DeviceInfo(const DeviceRecord &record, DEVICE_INFO_CMD command);
+
+class SystemModule final : public Module, public std::enable_shared_from_this<SystemModule> {
+public:
+    static bool IsKind(Kind kind) { return kind == Kind::System; }
+    SystemModule();
+
+    PortFacts Facts() override;
+
+    /// \return whether the list has changed.
+    bool UpdateInterfaces() EXCLUDES(m_mutex);
+    std::vector<InterfaceRecord> Interfaces() const EXCLUDES(m_mutex);
+    Result<InterfaceRecord> FindInterface(const std::string &id) EXCLUDES(m_mutex);
+    Result<std::shared_ptr<InterfaceModule>> OpenInterface(const std::string &id) EXCLUDES(m_mutex);
+    void Forget(const std::string &interfaceId) EXCLUDES(m_mutex);
+    void Close() EXCLUDES(m_mutex);
+
+private:
+    const RegisterMap *Registers() const override { return &m_registers; }
+    std::vector<ModuleFeature> Features();
+    InterfaceRecord Selected() const EXCLUDES(m_mutex);
+    std::shared_ptr<HostInterface> Lookup(const std::string &id) EXCLUDES(m_mutex);
+
+    mutable orv::Mutex m_mutex;
+    std::vector<std::shared_ptr<HostInterface>> m_interfaces GUARDED_BY(m_mutex);
+    std::map<std::string, std::shared_ptr<InterfaceModule>> m_open GUARDED_BY(m_mutex);
+    bool m_closed GUARDED_BY(m_mutex) = false;
+    std::atomic<std::uint32_t> m_selector{0};
+    const RegisterMap m_registers;
+};
+
+class InterfaceModule final : public Module, public std::enable_shared_from_this<InterfaceModule> {
+public:
+    static bool IsKind(Kind kind) { return kind == Kind::Interface; }
+    InterfaceModule(std::shared_ptr<SystemModule> parent, std::shared_ptr<HostInterface> host);
+
+    PortFacts Facts() override;
+    const InterfaceRecord &Record() const { return m_host->Record(); }
+    const std::shared_ptr<SystemModule> &Parent() const { return m_parent; }
+
+    /// Blocks for the time given, at most two seconds. \return whether the list has changed.
+    bool UpdateDevices(std::uint64_t timeoutMs) EXCLUDES(m_updateMutex, m_mutex);
+    /// With the access status as it is now, devices opened here included.
+    std::vector<DeviceRecord> Devices() const EXCLUDES(m_mutex);
+    Result<DeviceRecord> FindDevice(const std::string &name) EXCLUDES(m_mutex);
+    /// Blocks for the camera's answers.
+    Result<std::shared_ptr<DeviceModule>> OpenDevice(const std::string &name, CameraAccess access) EXCLUDES(m_mutex);
+    void Forget(const std::string &deviceId) EXCLUDES(m_mutex);
+    void Close() EXCLUDES(m_mutex);
+
+private:
+    const RegisterMap *Registers() const override { return &m_registers; }
+    std::vector<ModuleFeature> Features();
+    DeviceRecord Selected() const EXCLUDES(m_mutex);
+    DeviceRecord WithStatus(DeviceRecord record) const REQUIRES(m_mutex);
+    std::optional<DeviceRecord> KnownDevice(const std::string &name) const EXCLUDES(m_mutex);
+
+    const std::shared_ptr<SystemModule> m_parent;
+    const std::shared_ptr<HostInterface> m_host;
+    orv::Mutex m_updateMutex; ///< one discovery at a time; held for its window, before m_mutex
+    mutable orv::Mutex m_mutex;
+    std::vector<DeviceRecord> m_devices GUARDED_BY(m_mutex);
+    /// A null entry stands for a device that is being opened.
+    std::map<std::string, std::shared_ptr<DeviceModule>> m_open GUARDED_BY(m_mutex);
+    bool m_closed GUARDED_BY(m_mutex) = false;
+    std::atomic<std::uint32_t> m_selector{0};
+    const RegisterMap m_registers;
+};
+
+/// The camera's own registers, as the handle that DevGetPort gives.
+class RemotePort final : public Module {
+public:
+    static bool IsKind(Kind kind) { return kind == Kind::RemotePort; }
+    explicit RemotePort(std::shared_ptr<DeviceModule> device) : Module(Kind::RemotePort), m_device(std::move(device)) {}
+
+    Status ReadPort(std::uint64_t address, void *data, std::size_t size) override;
+    Status WritePort(std::uint64_t address, const void *data, std::size_t size) override;
+    PortFacts Facts() override;
+    Result<std::vector<DescriptionUrl>> Urls() override;
+    void End() { EndHandle(); }
+
+private:
+    const std::shared_ptr<DeviceModule> m_device;
+};
+
+class DeviceModule final : public Module, public CameraListener, public std::enable_shared_from_this<DeviceModule> {
+public:
+    static bool IsKind(Kind kind) { return kind == Kind::Device; }
+    DeviceModule(std::shared_ptr<InterfaceModule> parent, DeviceRecord record, CameraAccess access);
+
+    /// Opens the camera; once, before the module is shown to anybody.
+    Status Connect(HostInterface &host);
+
+    PortFacts Facts() override;
+    DeviceRecord Record() const;
+    const std::shared_ptr<InterfaceModule> &Parent() const { return m_parent; }
+    Camera &GetCamera() const { return *m_camera; }
+    std::shared_ptr<RemotePort> GetRemotePort() EXCLUDES(m_mutex);
+    std::string StreamId(std::uint32_t index) const;
+    Result<std::shared_ptr<StreamModule>> OpenStream(const std::string &id) EXCLUDES(m_mutex);
+    void Forget(const std::string &streamId) EXCLUDES(m_mutex);
+    void Close() EXCLUDES(m_mutex);
+
+    void OnCameraLost(const std::string &reason) override EXCLUDES(m_lossMutex);
+
+private:
+    const RegisterMap *Registers() const override { return &m_registers; }
+    std::vector<ModuleFeature> Features();
+    std::shared_ptr<EventSource> MakeEventSource(EVENT_TYPE type) override;
+    void OnEventRegistered(EVENT_TYPE type, EventSource &source) override EXCLUDES(m_lossMutex);
+
+    const std::shared_ptr<InterfaceModule> m_parent;
+    const DeviceRecord m_record;
+    const CameraAccess m_access;
+    std::unique_ptr<Camera> m_camera; ///< set in Connect(), then constant
+    orv::Mutex m_mutex;
+    std::shared_ptr<RemotePort> m_remotePort GUARDED_BY(m_mutex);
+    std::map<std::string, std::shared_ptr<StreamModule>> m_open GUARDED_BY(m_mutex);
+    bool m_closed GUARDED_BY(m_mutex) = false;
+    /// Makes telling the loss and registering for it exclude each other, so that it is told exactly once; taken before
+    /// m_eventMutex.
+    orv::Mutex m_lossMutex;
+    std::optional<std::string> m_lossReason GUARDED_BY(m_lossMutex);
+    std::atomic<std::uint32_t> m_selector{0};
+    const RegisterMap m_registers;
+};
+
+class StreamModule final : public Module, public std::enable_shared_from_this<StreamModule> {
+public:
+    static bool IsKind(Kind kind) { return kind == Kind::Stream; }
+    StreamModule(std::shared_ptr<DeviceModule> parent, std::string id, std::uint32_t index);
+
+    PortFacts Facts() override;
+    const std::string &Id() const { return m_id; }
+    const std::shared_ptr<DeviceModule> &Parent() const { return m_parent; }
+    BufferQueue &Buffers() { return *m_queue; }
+    Result<InfoValue> Info(STREAM_INFO_CMD command);
+    Result<InfoValue> BufferInfo(const Buffer &buffer, BUFFER_INFO_CMD command);
+
+    Status Start(std::uint64_t count) EXCLUDES(m_controlMutex);
+    Status Stop(StreamChannel::Stop how) EXCLUDES(m_controlMutex);
+    Status Flush(ACQ_QUEUE_TYPE operation);
+    void Close() EXCLUDES(m_controlMutex);
+
+private:
+    const RegisterMap *Registers() const override { return &m_registers; }
+    std::vector<ModuleFeature> Features();
+    std::shared_ptr<EventSource> MakeEventSource(EVENT_TYPE type) override;
+
+    const std::shared_ptr<DeviceModule> m_parent;
+    const std::string m_id;
+    const std::shared_ptr<BufferQueue> m_queue;
+    const std::unique_ptr<StreamChannel> m_channel;
+    orv::Mutex m_controlMutex; ///< one start, stop or close at a time; held while the camera is asked
+    bool m_running GUARDED_BY(m_controlMutex) = false;
+    bool m_closed GUARDED_BY(m_controlMutex) = false;
+    const RegisterMap m_registers;
+};
+
+} // namespace nuvark

@@ -1,0 +1,310 @@
+#include "producer/ModuleFeatures.h"
+#include "producer/Modules.h"
+
+#include "gentl/NuvarkCustom.h"
+
+namespace nuvark {
+
+namespace {
+
+constexpr std::size_t kMinimumBuffers = 1;
+
+Status NoFrame()
+{
+    return {GC_ERR_NO_DATA, "the buffer holds no frame"};
+}
+Status NoImage()
+{
+    return {GC_ERR_NO_DATA, "the frame holds no image, or its leader was lost"};
+}
+
+/// What can be said of a buffer in any state.
+Result<InfoValue> PlainBufferInfo(const Buffer &buffer, BUFFER_INFO_CMD command)
+{
+    switch (command) {
+    case BUFFER_INFO_BASE:
+        return InfoValue::Pointer(buffer.Base());
+    case BUFFER_INFO_SIZE:
+        return InfoValue::Size(buffer.Size());
+    case BUFFER_INFO_USER_PTR:
+        return InfoValue::Pointer(buffer.UserPointer());
+    case BUFFER_INFO_IS_QUEUED:
+        return InfoValue::Bool(buffer.IsQueued());
+    case BUFFER_INFO_IS_ACQUIRING:
+        return InfoValue::Bool(buffer.GetState() == Buffer::State::Filling);
+    case BUFFER_INFO_NEW_DATA:
+        return InfoValue::Bool(buffer.HasNewData());
+    case BUFFER_INFO_TLTYPE:
+        return InfoValue::String(TLTypeGEVName);
+    case BUFFER_INFO_IS_COMPOSITE:
+        return InfoValue::Bool(false);
+    default:
+        return Status(GC_ERR_NOT_IMPLEMENTED, "");
+    }
+}
+
+/// What can only be said of an image.
+Result<InfoValue> ImageInfo(const FrameInfo &frame, BUFFER_INFO_CMD command)
+{
+    if (!frame.hasImage && command >= BUFFER_INFO_WIDTH && command <= BUFFER_INFO_PIXEL_ENDIANNESS)
+        return NoImage();
+    switch (command) {
+    case BUFFER_INFO_WIDTH:
+        return InfoValue::Size(frame.width);
+    case BUFFER_INFO_HEIGHT:
+        return InfoValue::Size(frame.height);
+    case BUFFER_INFO_DELIVERED_IMAGEHEIGHT:
+        return InfoValue::Size(frame.deliveredHeight);
+    case BUFFER_INFO_XOFFSET:
+        return InfoValue::Size(frame.xOffset);
+    case BUFFER_INFO_YOFFSET:
+        return InfoValue::Size(frame.yOffset);
+    case BUFFER_INFO_XPADDING:
+        return InfoValue::Size(frame.xPadding);
+    case BUFFER_INFO_YPADDING:
+        return InfoValue::Size(frame.yPadding);
+    case BUFFER_INFO_IMAGEOFFSET:
+        return InfoValue::Size(0);
+    case BUFFER_INFO_PIXELFORMAT:
+        return InfoValue::UInt64(frame.pixelFormat);
+    case BUFFER_INFO_PIXELFORMAT_NAMESPACE:
+        return InfoValue::UInt64(PIXELFORMAT_NAMESPACE_PFNC_32BIT);
+    case BUFFER_INFO_PIXEL_ENDIANNESS:
+        return InfoValue::Int32(frame.bigEndianPixels ? PIXELENDIANNESS_BIG : PIXELENDIANNESS_LITTLE);
+    default:
+        return UnknownCommand("buffer", command);
+    }
+}
+
+Result<InfoValue> TimestampNs(const FrameInfo &frame, std::uint64_t frequency)
+{
+    if (frequency == 0)
+        return Status(GC_ERR_NOT_AVAILABLE, "the camera has no clock");
+    constexpr std::uint64_t kNsPerSecond = 1000000000;
+    // In two parts: the product of all ticks overflows after seconds.
+    const std::uint64_t rest = frame.timestamp % frequency;
+    const auto restNs = static_cast<std::uint64_t>(static_cast<unsigned __int128>(rest) * kNsPerSecond / frequency);
+    return InfoValue::UInt64(frame.timestamp / frequency * kNsPerSecond + restNs);
+}
+
+Result<InfoValue> FrameFact(const FrameInfo &frame, std::uint64_t tickFrequency, BUFFER_INFO_CMD command)
+{
+    switch (command) {
+    case BUFFER_INFO_TIMESTAMP:
+        return InfoValue::UInt64(frame.timestamp);
+    case BUFFER_INFO_TIMESTAMP_NS:
+        return TimestampNs(frame, tickFrequency);
+    case BUFFER_INFO_IS_INCOMPLETE:
+        return InfoValue::Bool(frame.isIncomplete);
+    case BUFFER_INFO_SIZE_FILLED:
+        return InfoValue::Size(frame.sizeFilled);
+    case BUFFER_INFO_DATA_SIZE:
+        return InfoValue::Size(frame.dataSize);
+    case BUFFER_INFO_DATA_LARGER_THAN_BUFFER:
+        return InfoValue::Bool(frame.isLargerThanBuffer);
+    case BUFFER_INFO_FRAMEID:
+        return InfoValue::UInt64(frame.frameId);
+    case BUFFER_INFO_PAYLOADTYPE:
+        return InfoValue::Size(static_cast<std::size_t>(frame.payloadType));
+    case BUFFER_INFO_IMAGEPRESENT:
+        return InfoValue::Bool(frame.hasImage);
+    case BUFFER_INFO_CONTAINS_CHUNKDATA:
+        return InfoValue::Bool(frame.hasChunks);
+    case BUFFER_INFO_DELIVERED_CHUNKPAYLOADSIZE:
+        return InfoValue::Size(frame.chunkPayloadSize);
+    case BUFFER_INFO_CHUNKLAYOUTID:
+        return InfoValue::UInt64(frame.chunkLayoutId);
+    case BUFFER_INFO_FILENAME:
+        if (frame.payloadType != PAYLOAD_TYPE_FILE)
+            return Status(GC_ERR_NO_DATA, "the frame is no file");
+        return InfoValue::String(frame.fileName);
+    default:
+        return ImageInfo(frame, command);
+    }
+}
+
+} // namespace
+
+StreamModule::StreamModule(std::shared_ptr<DeviceModule> parent, std::string id, std::uint32_t index)
+    : Module(Kind::Stream), m_parent(std::move(parent)), m_id(std::move(id)),
+      m_queue(std::make_shared<BufferQueue>([this] { NotifyEvent(EVENT_NEW_BUFFER); },
+                                            [this](GC_ERROR code, const std::string &text) { FireError(code, text); })),
+      m_channel(m_parent->GetCamera().MakeStream(index)), m_registers("stream", "StreamPort", Features())
+{
+}
+
+PortFacts StreamModule::Facts()
+{
+    PortFacts facts;
+    facts.id = m_id;
+    facts.vendor = NUVARK_VENDOR;
+    facts.model = NUVARK_MODEL;
+    facts.tlType = TLTypeGEVName;
+    facts.module = "TLDataStream";
+    facts.portName = "StreamPort";
+    facts.version = NUVARK_VERSION;
+    return facts;
+}
+
+std::vector<ModuleFeature> StreamModule::Features()
+{
+    const std::string about = "StreamInformation";
+    const std::string counts = "StreamCounters";
+    const auto count = [&](const char *name, const char *toolTip, auto field) {
+        return NumberFeature(name, counts, toolTip,
+                             [this, field] { return std::int64_t(m_queue->GetCounts().*field); });
+    };
+    using Counts = BufferQueue::Counts;
+    return {
+        TextFeature("StreamID", about, "Identifier of the stream", [this] { return m_id; }),
+        TransportTypeFeature("StreamType", about),
+        ChoiceFeature("StreamBufferHandlingMode", about, "Which buffers are delivered in which order",
+                      {{"OldestFirst", 0}}, [] { return 0; }),
+        NumberFeature("StreamAnnounceBufferMinimum", about, "Least number of buffers to announce",
+                      [] { return kMinimumBuffers; }),
+        NumberFeature("DeviceStreamChannelPacketSize", about, "IP packet size in use",
+                      [this] { return std::int64_t(m_channel->Counters().packetSize); }),
+        count("StreamAnnouncedBufferCount", "Buffers announced", &Counts::announced),
+        count("StreamInputBufferCount", "Buffers waiting to be filled", &Counts::queued),
+        count("StreamOutputBufferCount", "Buffers waiting to be fetched", &Counts::awaiting),
+        count("StreamDeliveredFrameCount", "Frames fetched since the last start", &Counts::delivered),
+        count("StreamLostFrameCount", "Frames lost because no buffer was queued", &Counts::underruns),
+        count("StreamStartedFrameCount", "Frames begun", &Counts::started),
+        ChoiceFeature("StreamIsGrabbing", about, "Whether frames are being taken", {{"No", 0}, {"Yes", 1}},
+                      [this] { return m_queue->GetCounts().isGrabbing ? 1 : 0; }),
+    };
+}
+
+std::shared_ptr<EventSource> StreamModule::MakeEventSource(EVENT_TYPE type)
+{
+    if (type == EVENT_NEW_BUFFER)
+        return std::make_shared<NewBufferEvents>(m_queue);
+    return Module::MakeEventSource(type);
+}
+
+Result<InfoValue> StreamModule::Info(STREAM_INFO_CMD command)
+{
+    const BufferQueue::Counts counts = m_queue->GetCounts();
+    switch (command) {
+    case STREAM_INFO_ID:
+        return InfoValue::String(m_id);
+    case STREAM_INFO_NUM_DELIVERED:
+        return InfoValue::UInt64(counts.delivered);
+    case STREAM_INFO_NUM_UNDERRUN:
+        return InfoValue::UInt64(counts.underruns);
+    case STREAM_INFO_NUM_ANNOUNCED:
+        return InfoValue::Size(counts.announced);
+    case STREAM_INFO_NUM_QUEUED:
+        return InfoValue::Size(counts.queued);
+    case STREAM_INFO_NUM_AWAIT_DELIVERY:
+        return InfoValue::Size(counts.awaiting);
+    case STREAM_INFO_NUM_STARTED:
+        return InfoValue::UInt64(counts.started);
+    case STREAM_INFO_IS_GRABBING:
+        return InfoValue::Bool(counts.isGrabbing);
+    case STREAM_INFO_DEFINES_PAYLOADSIZE:
+        return InfoValue::Bool(false);
+    case STREAM_INFO_PAYLOAD_SIZE:
+        return Status(GC_ERR_NOT_AVAILABLE, "the camera's PayloadSize feature tells the size");
+    case STREAM_INFO_TLTYPE:
+        return InfoValue::String(TLTypeGEVName);
+    case STREAM_INFO_NUM_CHUNKS_MAX:
+        return Status(GC_ERR_NOT_AVAILABLE, "the camera does not tell how many chunks there may be");
+    case STREAM_INFO_BUF_ANNOUNCE_MIN:
+        return InfoValue::Size(kMinimumBuffers);
+    case STREAM_INFO_BUF_ALIGNMENT:
+        return InfoValue::Size(1);
+    case STREAM_INFO_FLOW_TABLE:
+    case STREAM_INFO_GENDC_PREFETCH_DESCRIPTOR:
+        return Status(GC_ERR_NO_DATA, "the stream has no flows");
+    case NUVARK_STREAM_INFO_RECEIVE_BUFFER:
+        return InfoValue::Size(m_channel->Counters().receiveBuffer);
+    case NUVARK_STREAM_INFO_KERNEL_DROPS:
+        return InfoValue::UInt64(m_channel->Counters().kernelDrops);
+    case NUVARK_STREAM_INFO_PACKET_SIZE:
+        return InfoValue::Size(m_channel->Counters().packetSize);
+    case NUVARK_STREAM_INFO_NUM_INCOMPLETE:
+        return InfoValue::UInt64(m_channel->Counters().incompleteFrames);
+    case NUVARK_STREAM_INFO_NUM_PACKETS:
+        return InfoValue::UInt64(m_channel->Counters().packets);
+    case NUVARK_STREAM_INFO_NUM_MISSING:
+        return InfoValue::UInt64(m_channel->Counters().missingPackets);
+    default:
+        return UnknownCommand("stream", command);
+    }
+}
+
+Result<InfoValue> StreamModule::BufferInfo(const Buffer &buffer, BUFFER_INFO_CMD command)
+{
+    Result<InfoValue> plain = PlainBufferInfo(buffer, command);
+    if (plain.status.Code() != GC_ERR_NOT_IMPLEMENTED)
+        return plain;
+    FrameInfo frame;
+    const bool hasFrame = buffer.GetFrame(frame);
+    if (!hasFrame && command == BUFFER_INFO_SIZE_FILLED)
+        return InfoValue::Size(0);
+    Result<InfoValue> fact = FrameFact(frame, m_parent->GetCamera().TickFrequency(), command);
+    if (!hasFrame && fact.status.Code() != GC_ERR_NOT_IMPLEMENTED)
+        return NoFrame();
+    return fact;
+}
+
+Status StreamModule::Start(std::uint64_t count)
+{
+    const orv::MutexLock lock(m_controlMutex);
+    if (m_closed)
+        return {GC_ERR_INVALID_HANDLE, "the stream has been closed"};
+    if (m_running)
+        return {GC_ERR_RESOURCE_IN_USE, "the acquisition is running already"};
+    if (m_queue->GetCounts().announced < kMinimumBuffers)
+        return {GC_ERR_INVALID_BUFFER, "no buffer has been announced"};
+    m_queue->Begin(count);
+    Status started = m_channel->Start(*m_queue, m_queue->LargestSize());
+    if (!started.Ok()) {
+        m_queue->End();
+        return started;
+    }
+    m_running = true;
+    return {};
+}
+
+Status StreamModule::Stop(StreamChannel::Stop how)
+{
+    const orv::MutexLock lock(m_controlMutex);
+    if (m_closed)
+        return {GC_ERR_INVALID_HANDLE, "the stream has been closed"};
+    if (!m_running)
+        return {GC_ERR_RESOURCE_IN_USE, "the acquisition is not running"};
+    m_channel->StopReceiving(how);
+    m_queue->End();
+    m_running = false;
+    return {};
+}
+
+Status StreamModule::Flush(ACQ_QUEUE_TYPE operation)
+{
+    const bool includesFilling = operation == ACQ_QUEUE_ALL_TO_INPUT || operation == ACQ_QUEUE_ALL_DISCARD;
+    if (!includesFilling)
+        return m_queue->Flush(operation);
+    m_queue->Pause(true);
+    m_channel->AbandonFrames();
+    Status flushed = m_queue->Flush(operation);
+    m_queue->Pause(false);
+    return flushed;
+}
+
+void StreamModule::Close()
+{
+    EndHandle();
+    const orv::MutexLock lock(m_controlMutex);
+    if (m_closed)
+        return;
+    m_closed = true;
+    m_channel->StopReceiving(StreamChannel::Stop::AtOnce);
+    m_queue->End();
+    m_running = false;
+    m_queue->RevokeAll();
+    m_parent->Forget(m_id);
+}
+
+} // namespace nuvark

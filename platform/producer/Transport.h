@@ -1,0 +1,177 @@
+#pragma once
+
+#include "producer/Status.h"
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// What a transport (GigE Vision now) offers to the GenTL modules. The modules know no protocol, the transports no
+/// GenTL handles.
+namespace nuvark {
+
+/// One host interface as the interface list shows it.
+struct InterfaceRecord {
+    std::string id;          ///< stable between sessions
+    std::string displayName; ///< "lo (127.0.0.1)"
+    std::string tlType;
+    std::uint64_t mac = 0;
+    std::uint32_t address = 0; ///< IPv4 in host byte order, 0 where there is none
+    std::uint32_t mask = 0;
+};
+
+/// One camera as the device list shows it; a copy that needs neither list nor camera.
+struct DeviceRecord {
+    std::string id; ///< unique within the interface, stable between sessions
+    std::string vendor;
+    std::string model;
+    std::string version;
+    std::string manufacturerInfo;
+    std::string serial;
+    std::string userName;
+    std::string displayName;
+    DEVICE_ACCESS_STATUS accessStatus = DEVICE_ACCESS_STATUS_UNKNOWN;
+    std::optional<std::uint64_t> tickFrequency;
+    std::string addressText; ///< "192.168.10.20"; "" where there is none
+    std::string maskText;
+    std::string macText;
+    std::string holder; ///< "192.168.10.1:50123" of who controls it, "" when unknown
+    std::uint64_t mac = 0;
+    std::uint32_t address = 0;
+    std::uint32_t mask = 0;
+    std::uint32_t gateway = 0;
+};
+
+/// An XML description that the camera offers.
+struct DescriptionUrl {
+    std::string url;      ///< cleaned: "local:camera.xml;10000;3e67"
+    std::string fileName; ///< "camera.xml"
+    URL_SCHEME_ID scheme = URL_SCHEME_LOCAL;
+    std::uint64_t address = 0; ///< only for URL_SCHEME_LOCAL
+    std::uint64_t size = 0;    ///< only for URL_SCHEME_LOCAL
+    int schemaMajor = 0;       ///< 0 when not known
+    int schemaMinor = 0;
+};
+
+/// What is known of a frame when it is delivered. Sizes in bytes, dimensions in pixels and lines.
+struct FrameInfo {
+    std::uint64_t frameId = 0;
+    std::uint64_t timestamp = 0; ///< camera ticks
+    bool isIncomplete = false;
+    bool isLargerThanBuffer = false;
+    std::size_t sizeFilled = 0; ///< bytes received
+    std::size_t dataSize = 0;   ///< bytes that were meant to come, at most the buffer's size
+    PAYLOADTYPE_INFO_ID payloadType = PAYLOAD_TYPE_UNKNOWN;
+    bool hasImage = false; ///< the fields down to yPadding hold something
+    std::uint64_t pixelFormat = 0;
+    std::size_t width = 0;
+    std::size_t height = 0;
+    std::size_t deliveredHeight = 0;
+    std::size_t xOffset = 0;
+    std::size_t yOffset = 0;
+    std::size_t xPadding = 0;
+    std::size_t yPadding = 0;
+    bool bigEndianPixels = false;
+    bool hasChunks = false;
+    std::size_t chunkPayloadSize = 0;
+    std::uint64_t chunkLayoutId = 0;
+    std::string fileName; ///< only for PAYLOAD_TYPE_FILE
+};
+
+/// Memory to receive one frame into; `owner` is the sink's own mark.
+struct FrameTarget {
+    std::uint8_t *data = nullptr;
+    std::size_t size = 0;
+    void *owner = nullptr;
+};
+
+/// Where a stream channel gets its buffers from and brings them to. Called on the receiver's thread; must not block.
+class FrameSink {
+public:
+    virtual ~FrameSink() = default;
+    /// A buffer to fill. False when none is queued (the frame is lost, which the sink counts), or when the engine does
+    /// not want any more frames.
+    virtual bool TakeBuffer(FrameTarget &target) = 0;
+    virtual void Deliver(const FrameTarget &target, const FrameInfo &info) = 0;
+    /// Gives an unfinished buffer back to be filled later.
+    virtual void GiveBack(const FrameTarget &target) = 0;
+    /// The stream met something worth telling.
+    virtual void OnStreamError(GC_ERROR code, const std::string &text) = 0;
+};
+
+/// Counts since the last start, for diagnosis.
+struct StreamCounters {
+    std::uint64_t packets = 0;
+    std::uint64_t missingPackets = 0;
+    std::uint64_t incompleteFrames = 0;
+    std::uint64_t kernelDrops = 0;
+    std::size_t receiveBuffer = 0; ///< bytes granted by the kernel
+    std::size_t packetSize = 0;    ///< IP packet size in use
+};
+
+/// One stream of a camera. One thread at a time, except for AbandonFrames() and Counters(): any thread.
+class StreamChannel {
+public:
+    enum class Stop {
+        Finish, ///< what is being received gets a moment to complete
+        AtOnce  ///< what is being received is delivered as incomplete
+    };
+
+    virtual ~StreamChannel() = default;
+    /// Opens the channel towards this host. \param payloadSize bytes of the largest buffer. The sink must outlive the
+    /// channel. Blocks for register round trips.
+    virtual Status Start(FrameSink &sink, std::size_t payloadSize) = 0;
+    /// After it returns the sink is not called any more. Short even when the camera is gone.
+    virtual void StopReceiving(Stop how) = 0;
+    /// Gives all unfinished buffers back to the sink at once.
+    virtual void AbandonFrames() = 0;
+    virtual StreamCounters Counters() const = 0;
+};
+
+/// Told by a camera on a thread of its own.
+class CameraListener {
+public:
+    virtual ~CameraListener() = default;
+    /// The connection is lost; called once at most.
+    virtual void OnCameraLost(const std::string &reason) = 0;
+};
+
+/// An opened camera. Any thread.
+class Camera {
+public:
+    virtual ~Camera() = default;
+    /// All or nothing; any length and alignment.
+    virtual Status Read(std::uint64_t address, void *data, std::size_t size) = 0;
+    virtual Status Write(std::uint64_t address, const void *data, std::size_t size) = 0;
+    virtual std::vector<DescriptionUrl> DescriptionUrls() = 0;
+    virtual bool IsLittleEndian() const = 0;
+    virtual bool IsWritable() const = 0;
+    virtual std::uint64_t TickFrequency() const = 0; ///< ticks per second, 0 when it has no clock
+    virtual std::uint32_t StreamCount() const = 0;
+    /// The channel may be used as long as the camera lives.
+    virtual std::unique_ptr<StreamChannel> MakeStream(std::uint32_t index) = 0;
+    /// Gives up control and ends all threads; calls under way end with GC_ERR_ABORT. Short even when the camera is
+    /// gone.
+    virtual void Close() = 0;
+};
+
+enum class CameraAccess { ReadOnly, Control, Exclusive };
+
+/// One host interface with cameras on it. Any thread.
+class HostInterface {
+public:
+    virtual ~HostInterface() = default;
+    virtual const InterfaceRecord &Record() const = 0;
+    /// Blocks for the window.
+    virtual std::vector<DeviceRecord> Discover(std::chrono::milliseconds window) = 0;
+    /// Looks for one camera by its identifier, address, MAC, serial number or user name, without any list.
+    virtual Result<DeviceRecord> Find(const std::string &name) = 0;
+    /// The listener must outlive the camera.
+    virtual Result<std::unique_ptr<Camera>> Open(const DeviceRecord &device, CameraAccess access,
+                                                 CameraListener &listener) = 0;
+};
+
+} // namespace nuvark

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+
+/// Bootstrap registers and the bits in them that this stack uses. Masks apply to the value in host byte order.
+namespace nuvark::gige {
+
+constexpr std::uint32_t kRegFirstUrl = 0x0200;
+constexpr std::uint32_t kRegSecondUrl = 0x0400;
+constexpr std::uint32_t kUrlSize = 512;
+constexpr std::uint32_t kRegStreamChannels = 0x0904;
+constexpr std::uint32_t kRegCapability = 0x0934;
+constexpr std::uint32_t kRegHeartbeatTimeout = 0x0938;
+constexpr std::uint32_t kRegTickFrequencyHigh = 0x093C;
+constexpr std::uint32_t kRegTickFrequencyLow = 0x0940;
+constexpr std::uint32_t kRegConfiguration = 0x0954;
+constexpr std::uint32_t kRegPendingTimeout = 0x0958;
+constexpr std::uint32_t kRegControlPrivilege = 0x0A00;
+constexpr std::uint32_t kRegControllerPort = 0x0A04;
+constexpr std::uint32_t kRegControllerAddress = 0x0A14;
+
+constexpr std::uint32_t kCapabilityController = 0x08000000; ///< the two controller registers exist
+constexpr std::uint32_t kCapabilityPending = 0x00000020;
+constexpr std::uint32_t kCapabilityWriteMemory = 0x00000002;
+constexpr std::uint32_t kConfigurationPending = 0x00000002;
+
+constexpr std::uint32_t kPrivilegeExclusive = 0x00000001;
+constexpr std::uint32_t kPrivilegeControl = 0x00000002;
+constexpr std::uint32_t kPrivilegeMask = 0x00000003;
+
+constexpr std::uint32_t StreamRegister(std::uint32_t channel, std::uint32_t offset)
+{
+    return 0x0D00 + 0x40 * channel + offset;
+}
+constexpr std::uint32_t kStreamPort = 0x00;
+constexpr std::uint32_t kStreamPacketSize = 0x04;
+constexpr std::uint32_t kStreamAddress = 0x18;
+
+constexpr std::uint32_t kPacketSizeFireTest = 0x80000000;
+constexpr std::uint32_t kPacketSizeDoNotFragment = 0x40000000;
+constexpr std::uint32_t kPacketSizeBigEndian = 0x20000000;
+constexpr std::uint32_t kPacketSizeMask = 0x0000FFFF;
+
+/// IP and UDP headers, which the packet size register counts in.
+constexpr std::uint32_t kIpUdpHeaders = 28;
+
+} // namespace nuvark::gige

@@ -1,0 +1,319 @@
+#include "producer/gige/GigeDevice.h"
+
+#include "producer/gige/Bootstrap.h"
+#include "producer/gige/GigeStream.h"
+#include "producer/gige/Text.h"
+#include "producer/gige/XmlUrl.h"
+
+namespace nuvark::gige {
+
+namespace {
+
+constexpr std::uint32_t kDefaultHeartbeatMs = 3000;
+constexpr std::uint32_t kMinHeartbeatMs = 500;
+constexpr std::uint32_t kMaxStreams = 512;
+
+/// Inside, no answer is a time-out; to the outside, talking to the camera failed.
+Status Outward(Status status)
+{
+    if (status.Code() == GC_ERR_TIMEOUT)
+        return {GC_ERR_IO, status.Text()};
+    return status;
+}
+
+std::uint32_t BigEndianWord(const std::uint8_t *bytes)
+{
+    return ByteReader({bytes, 4}).U32();
+}
+
+void StoreBigEndian(std::uint32_t value, std::uint8_t *bytes)
+{
+    for (int i = 0; i < 4; ++i)
+        bytes[i] = static_cast<std::uint8_t>(value >> (24 - 8 * i));
+}
+
+} // namespace
+
+GigeDevice::GigeDevice(NetworkInterface interface, std::uint32_t address, CameraAccess access, CameraListener &listener,
+                       std::unique_ptr<GvcpClient> client)
+    : m_interface(std::move(interface)), m_address(address), m_access(access), m_listener(listener),
+      m_client(std::move(client))
+{
+}
+
+Result<std::unique_ptr<Camera>> GigeDevice::Open(const NetworkInterface &interface, std::uint32_t address,
+                                                 CameraAccess access, CameraListener &listener)
+{
+    auto client = GvcpClient::Open(interface.address, address);
+    if (!client.Ok())
+        return client.status;
+    std::unique_ptr<GigeDevice> device(new GigeDevice(interface, address, access, listener, std::move(client.value)));
+    if (access != CameraAccess::ReadOnly) {
+        const Status taken = device->TakeControl();
+        if (!taken.Ok())
+            return Outward(taken);
+    }
+    device->ReadFacts();
+    device->m_heartbeat =
+        std::make_unique<Heartbeat>(*device->m_client, device->HeartbeatSettings(),
+                                    [raw = device.get()](const std::string &reason) { raw->OnLost(reason); });
+    device->m_heartbeat->Start();
+    if (!device->m_client->IsAnswering())
+        return Status(GC_ERR_IO, "the camera stopped answering while it was being opened");
+    return std::unique_ptr<Camera>(std::move(device));
+}
+
+Status GigeDevice::TakeControl()
+{
+    std::uint32_t present = 0;
+    const Status read = m_client->ReadRegister(kRegControlPrivilege, present);
+    // Looked at first, because some cameras do not answer a refused request at all.
+    if (read.Code() == GC_ERR_ACCESS_DENIED || (read.Ok() && (present & kPrivilegeMask) != 0))
+        return RefuseBecauseHeld();
+    if (!read.Ok())
+        return read;
+    const std::uint32_t wanted = m_access == CameraAccess::Exclusive ? kPrivilegeExclusive : kPrivilegeControl;
+    const Status written = m_client->WriteRegister(kRegControlPrivilege, wanted);
+    if (written.Code() == GC_ERR_ACCESS_DENIED)
+        return RefuseBecauseHeld();
+    if (!written.Ok())
+        return written;
+    m_privilege = wanted;
+    return {};
+}
+
+Status GigeDevice::RefuseBecauseHeld()
+{
+    const std::uint32_t holder = ReadOptional(kRegControllerAddress, 0);
+    std::string text = "the camera is held by another program";
+    if (holder != 0) {
+        const std::uint32_t port = ReadOptional(kRegControllerPort, 0) & 0xFFFF;
+        text += " at " + AddressText(holder) + ":" + std::to_string(port);
+    }
+    return {GC_ERR_ACCESS_DENIED, text};
+}
+
+std::uint32_t GigeDevice::ReadOptional(std::uint32_t address, std::uint32_t fallback)
+{
+    std::uint32_t value = 0;
+    return m_client->ReadRegister(address, value).Ok() ? value : fallback;
+}
+
+void GigeDevice::ReadFacts()
+{
+    m_capability = ReadOptional(kRegCapability, 0);
+    m_client->SetPendingTimeout(std::chrono::milliseconds(ReadOptional(kRegPendingTimeout, 0)));
+    const std::uint64_t high = ReadOptional(kRegTickFrequencyHigh, 0);
+    m_tickFrequency = high << 32 | ReadOptional(kRegTickFrequencyLow, 0);
+    m_streamCount = std::min(ReadOptional(kRegStreamChannels, 1), kMaxStreams);
+    if ((m_capability & kCapabilityPending) != 0 && m_privilege != 0) {
+        const std::uint32_t configuration = ReadOptional(kRegConfiguration, 0);
+        // Without it the camera is merely slow where it could have said so.
+        (void)m_client->WriteRegister(kRegConfiguration, configuration | kConfigurationPending);
+    }
+    NoticeLegacyDescription();
+}
+
+Heartbeat::Settings GigeDevice::HeartbeatSettings()
+{
+    Heartbeat::Settings settings;
+    settings.privilege = m_privilege;
+    const std::uint32_t timeoutMs = ReadOptional(kRegHeartbeatTimeout, kDefaultHeartbeatMs);
+    settings.timeout =
+        std::chrono::milliseconds(timeoutMs == 0 ? kDefaultHeartbeatMs : std::max(timeoutMs, kMinHeartbeatMs));
+    if (m_privilege != 0 && (m_capability & kCapabilityController) != 0) {
+        // Compared with what the camera shows now, not with our own address: there may be a translator in between.
+        settings.controllerAddress = ReadOptional(kRegControllerAddress, 0);
+        settings.controllerPort = ReadOptional(kRegControllerPort, 0);
+        settings.watchController = settings.controllerAddress != 0;
+    }
+    return settings;
+}
+
+void GigeDevice::NoticeLegacyDescription()
+{
+    constexpr std::size_t kHead = 4 * kMemoryChunk;
+    const std::vector<DescriptionUrl> urls = DescriptionUrls();
+    if (urls.empty() || urls.front().scheme != URL_SCHEME_LOCAL)
+        return;
+    SchemaVersion version{urls.front().schemaMajor, urls.front().schemaMinor};
+    if (version.major == 0) {
+        std::vector<std::uint8_t> head(std::min<std::uint64_t>(kHead, urls.front().size));
+        if (!Read(urls.front().address, head.data(), head.size()).Ok())
+            return;
+        version = FindSchemaVersion({head.data(), head.size()}).value_or(SchemaVersion{1, 1});
+    }
+    m_legacyDescription = version.major == 1 && version.minor == 0;
+}
+
+std::vector<DescriptionUrl> GigeDevice::DescriptionUrls()
+{
+    const orv::MutexLock lock(m_urlMutex);
+    if (!m_urls) {
+        std::vector<DescriptionUrl> urls = ReadUrls();
+        if (urls.empty())
+            return urls; // asked again next time: the camera may just not have answered
+        m_urls = std::move(urls);
+    }
+    return *m_urls;
+}
+
+std::vector<DescriptionUrl> GigeDevice::ReadUrls()
+{
+    std::vector<DescriptionUrl> urls;
+    for (std::uint32_t reg : {kRegFirstUrl, kRegSecondUrl}) {
+        std::string text(kUrlSize, '\0');
+        if (!Read(reg, text.data(), text.size()).Ok())
+            continue;
+        std::optional<DescriptionUrl> url = ParseDescriptionUrl(text);
+        if (url && (urls.empty() || urls.front().url != url->url))
+            urls.push_back(std::move(*url));
+    }
+    return urls;
+}
+
+Status GigeDevice::CheckConnection() const
+{
+    if (m_closed)
+        return {GC_ERR_INVALID_HANDLE, "the camera has been closed"};
+    if (m_lost)
+        return {GC_ERR_IO, "the connection to the camera is lost"};
+    return {};
+}
+
+Status GigeDevice::Read(std::uint64_t address, void *data, std::size_t size)
+{
+    const Status connection = CheckConnection();
+    if (!connection.Ok() || size == 0)
+        return connection;
+    if (address + size > (std::uint64_t{1} << 32) || address + size < address)
+        return {GC_ERR_INVALID_ADDRESS, "address " + Hex(address) + " is beyond the camera's register space"};
+    auto *target = static_cast<std::uint8_t *>(data);
+    if (m_legacyDescription && size == 4 && address % 4 == 0) {
+        std::uint32_t value = 0;
+        const Status status = m_client->ReadRegister(static_cast<std::uint32_t>(address), value);
+        StoreBigEndian(value, target);
+        return Outward(status);
+    }
+    std::uint8_t chunk[kMemoryChunk];
+    for (std::size_t done = 0; done < size;) {
+        const auto aligned = static_cast<std::uint32_t>((address + done) & ~std::uint64_t{3});
+        const std::size_t lead = (address + done) - aligned;
+        const std::size_t take = std::min(kMemoryChunk - lead, size - done);
+        const Status status = ReadWords(aligned, chunk, (lead + take + 3) / 4 * 4);
+        if (!status.Ok())
+            return Outward(status);
+        std::memcpy(target + done, chunk + lead, take);
+        done += take;
+    }
+    return {};
+}
+
+Status GigeDevice::ReadWords(std::uint32_t address, std::uint8_t *data, std::size_t size)
+{
+    return m_client->ReadMemory(address, data, size);
+}
+
+Status GigeDevice::Write(std::uint64_t address, const void *data, std::size_t size)
+{
+    const Status connection = CheckConnection();
+    if (!connection.Ok() || size == 0)
+        return connection;
+    if (!IsWritable())
+        return {GC_ERR_ACCESS_DENIED, "the camera is open for reading only"};
+    if (address + size > (std::uint64_t{1} << 32) || address + size < address)
+        return {GC_ERR_INVALID_ADDRESS, "address " + Hex(address) + " is beyond the camera's register space"};
+    const auto *source = static_cast<const std::uint8_t *>(data);
+    const orv::MutexLock lock(m_writeMutex);
+    for (std::size_t done = 0; done < size;) {
+        const std::size_t lead = (address + done) % 4;
+        const std::size_t take = std::min(kMemoryChunk - lead, size - done);
+        const Status status = WriteChunk(address + done, source + done, take);
+        if (!status.Ok())
+            return Outward(status);
+        done += take;
+    }
+    return {};
+}
+
+Status GigeDevice::WriteChunk(std::uint64_t address, const std::uint8_t *data, std::size_t size)
+{
+    const auto aligned = static_cast<std::uint32_t>(address & ~std::uint64_t{3});
+    const std::size_t lead = address - aligned;
+    const std::size_t padded = (lead + size + 3) / 4 * 4;
+    std::uint8_t chunk[kMemoryChunk];
+    // The words at the two ends keep the bytes that are not written.
+    if (lead != 0) {
+        const Status status = ReadWords(aligned, chunk, 4);
+        if (!status.Ok())
+            return status;
+    }
+    if (lead + size != padded && (lead == 0 || padded > 4)) {
+        const Status status = ReadWords(static_cast<std::uint32_t>(aligned + padded - 4), chunk + padded - 4, 4);
+        if (!status.Ok())
+            return status;
+    }
+    std::memcpy(chunk + lead, data, size);
+    return WriteWords(aligned, chunk, padded);
+}
+
+Status GigeDevice::WriteWords(std::uint32_t address, const std::uint8_t *data, std::size_t size)
+{
+    const bool byRegister = (m_capability & kCapabilityWriteMemory) == 0 || (m_legacyDescription && size == 4);
+    if (!byRegister)
+        return m_client->WriteMemory(address, {data, size});
+    for (std::size_t i = 0; i < size; i += 4) {
+        Status status = m_client->WriteRegister(static_cast<std::uint32_t>(address + i), BigEndianWord(data + i));
+        if (!status.Ok())
+            return status;
+    }
+    return {};
+}
+
+std::unique_ptr<StreamChannel> GigeDevice::MakeStream(std::uint32_t index)
+{
+    return std::make_unique<GigeStream>(*this, index);
+}
+
+void GigeDevice::WriteWithoutWaiting(RegisterWrite write)
+{
+    if (!CheckConnection().Ok() || !IsWritable())
+        return;
+    if (m_client->IsAnswering() && m_client->WriteRegister(write.address, write.value, Effort::Quick).Ok())
+        return;
+    m_heartbeat->Defer(write);
+}
+
+void GigeDevice::ForgetPendingWrite(std::uint32_t address)
+{
+    m_heartbeat->DropDeferred(address);
+}
+
+void GigeDevice::OnLost(const std::string &reason)
+{
+    m_lost = true;
+    m_client->Interrupt();
+    m_listener.OnCameraLost(reason);
+}
+
+void GigeDevice::ReleaseControl()
+{
+    m_client->Resume();
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        if (m_client->WriteRegister(kRegControlPrivilege, 0, Effort::Quick).Code() != GC_ERR_TIMEOUT)
+            return;
+    }
+}
+
+void GigeDevice::Close()
+{
+    if (m_closed.exchange(true))
+        return;
+    m_client->Interrupt();
+    if (m_heartbeat != nullptr)
+        m_heartbeat->Stop();
+    if (!m_lost && m_privilege != 0)
+        ReleaseControl();
+}
+
+} // namespace nuvark::gige

@@ -1,0 +1,87 @@
+#pragma once
+
+#include "producer/gige/GvcpClient.h"
+#include "producer/gige/Heartbeat.h"
+#include "producer/gige/NetworkInterfaces.h"
+#include "producer/Transport.h"
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+namespace nuvark::gige {
+
+/// One opened GigE Vision camera: its control channel, privilege and register space.
+///
+/// Life: Open() takes control and starts the heartbeat; Close() gives control up and ends the thread. When the camera
+/// is lost all calls fail at once from then on, and the listener is told. Threads: any.
+class GigeDevice final : public Camera {
+public:
+    /// Blocks for some register round trips, or for the tries of one command when the address is dead.
+    [[nodiscard]] static Result<std::unique_ptr<Camera>> Open(const NetworkInterface &interface, std::uint32_t address,
+                                                              CameraAccess access, CameraListener &listener);
+    ~GigeDevice() override { Close(); }
+
+    Status Read(std::uint64_t address, void *data, std::size_t size) override;
+    Status Write(std::uint64_t address, const void *data, std::size_t size) override EXCLUDES(m_writeMutex);
+    std::vector<DescriptionUrl> DescriptionUrls() override EXCLUDES(m_urlMutex);
+    bool IsLittleEndian() const override { return false; }
+    bool IsWritable() const override { return m_access != CameraAccess::ReadOnly; }
+    std::uint64_t TickFrequency() const override { return m_tickFrequency; }
+    std::uint32_t StreamCount() const override { return m_streamCount; }
+    std::unique_ptr<StreamChannel> MakeStream(std::uint32_t index) override;
+    void Close() override;
+
+    // For the streams of this camera.
+    GvcpClient &Client() { return *m_client; }
+    const NetworkInterface &Interface() const { return m_interface; }
+    std::uint32_t Address() const { return m_address; }
+    /// Success, or why the camera cannot be talked to any more.
+    Status CheckConnection() const;
+    /// Writes a stream's closing register, without waiting long: what does not get through is repeated later.
+    void WriteWithoutWaiting(RegisterWrite write);
+    /// Forgets such a write that is still to come.
+    void ForgetPendingWrite(std::uint32_t address);
+
+private:
+    GigeDevice(NetworkInterface interface, std::uint32_t address, CameraAccess access, CameraListener &listener,
+               std::unique_ptr<GvcpClient> client);
+
+    Status TakeControl();
+    Status RefuseBecauseHeld();
+    Heartbeat::Settings HeartbeatSettings();
+    void ReadFacts();
+    std::uint32_t ReadOptional(std::uint32_t address, std::uint32_t fallback);
+    void NoticeLegacyDescription();
+    std::vector<DescriptionUrl> ReadUrls();
+    void OnLost(const std::string &reason);
+    void ReleaseControl();
+
+    Status ReadWords(std::uint32_t address, std::uint8_t *data, std::size_t size);
+    Status WriteWords(std::uint32_t address, const std::uint8_t *data, std::size_t size);
+    Status WriteChunk(std::uint64_t address, const std::uint8_t *data, std::size_t size);
+
+    const NetworkInterface m_interface;
+    const std::uint32_t m_address;
+    const CameraAccess m_access;
+    CameraListener &m_listener;
+    const std::unique_ptr<GvcpClient> m_client;
+    std::unique_ptr<Heartbeat> m_heartbeat; ///< set while opening, then constant
+
+    // Read while opening, then constant.
+    std::uint32_t m_capability = 0;
+    std::uint32_t m_privilege = 0;
+    std::uint32_t m_streamCount = 0;
+    std::uint64_t m_tickFrequency = 0;
+    /// Descriptions before schema 1.1 declare 4-byte registers as the register commands carry them.
+    bool m_legacyDescription = false;
+
+    orv::Mutex m_writeMutex; ///< makes reading and writing back the rest of a word one step; held for its round trips
+    orv::Mutex m_urlMutex;   ///< held while the URLs are read the first time
+    std::optional<std::vector<DescriptionUrl>> m_urls GUARDED_BY(m_urlMutex);
+
+    std::atomic<bool> m_lost{false};
+    std::atomic<bool> m_closed{false};
+};
+
+} // namespace nuvark::gige

@@ -1,0 +1,154 @@
+#include "producer/gige/GigeInterface.h"
+
+#include "producer/gige/Bootstrap.h"
+#include "producer/gige/GigeDevice.h"
+#include "producer/gige/Text.h"
+
+#include <algorithm>
+
+namespace nuvark::gige {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds kFindWindow{600};
+
+std::uint64_t MacNumber(const std::array<std::uint8_t, 6> &mac)
+{
+    std::uint64_t number = 0;
+    for (std::uint8_t byte : mac)
+        number = number << 8 | byte;
+    return number;
+}
+
+std::string DeviceId(const DiscoveryAnswer &answer)
+{
+    if (MacNumber(answer.mac) == 0)
+        return "GEV:ip:" + AddressText(answer.address); // a software camera without a MAC
+    std::string digits = MacText(answer.mac);
+    digits.erase(std::remove(digits.begin(), digits.end(), ':'), digits.end());
+    return "GEV:" + digits;
+}
+
+DEVICE_ACCESS_STATUS AccessStatus(const FoundDevice &device)
+{
+    if (!device.reachable)
+        return DEVICE_ACCESS_STATUS_NOACCESS;
+    if (!device.privilege)
+        return DEVICE_ACCESS_STATUS_UNKNOWN;
+    return (*device.privilege & kPrivilegeMask) != 0 ? DEVICE_ACCESS_STATUS_BUSY : DEVICE_ACCESS_STATUS_READWRITE;
+}
+
+std::string HolderText(const FoundDevice &device)
+{
+    if (device.privilege.value_or(0) == 0 || device.controllerAddress.value_or(0) == 0)
+        return {};
+    return AddressText(*device.controllerAddress) + ":" + std::to_string(device.controllerPort.value_or(0) & 0xFFFF);
+}
+
+/// An address that a camera is looked for at: given as such, or in an identifier without a MAC.
+std::optional<std::uint32_t> AddressInName(const std::string &name)
+{
+    const std::string prefix = "GEV:ip:";
+    return ParseAddress(name.compare(0, prefix.size(), prefix) == 0 ? name.substr(prefix.size()) : name);
+}
+
+bool IsIdentifiedBy(const DeviceRecord &record, const std::string &name)
+{
+    return record.id == name || record.macText == name;
+}
+
+} // namespace
+
+DeviceRecord MakeRecord(const FoundDevice &device)
+{
+    const DiscoveryAnswer &answer = device.answer;
+    DeviceRecord record;
+    record.id = DeviceId(answer);
+    record.vendor = answer.manufacturer;
+    record.model = answer.model;
+    record.version = answer.deviceVersion;
+    record.manufacturerInfo = answer.manufacturerInfo;
+    record.macText = MacText(answer.mac);
+    record.serial = answer.serial.empty() ? record.macText : answer.serial;
+    record.userName = answer.userName;
+    record.displayName = answer.manufacturer + " " + answer.model + " (" + record.id + ")";
+    record.accessStatus = AccessStatus(device);
+    if (device.tickFrequency.value_or(0) != 0)
+        record.tickFrequency = device.tickFrequency;
+    record.addressText = AddressText(answer.address);
+    record.maskText = AddressText(answer.subnetMask);
+    record.holder = HolderText(device);
+    record.mac = MacNumber(answer.mac);
+    record.address = answer.address;
+    record.mask = answer.subnetMask;
+    record.gateway = answer.gateway;
+    return record;
+}
+
+GigeInterface::GigeInterface(NetworkInterface interface) : m_interface(std::move(interface))
+{
+    const std::string address = AddressText(m_interface.address);
+    m_record.id = "GEV:" + m_interface.name + ":" + address;
+    m_record.displayName = m_interface.name + " (" + address + ")";
+    m_record.tlType = TLTypeGEVName;
+    m_record.mac = MacNumber(m_interface.mac);
+    m_record.address = m_interface.address;
+    m_record.mask = m_interface.mask;
+}
+
+std::vector<DeviceRecord> GigeInterface::Discover(milliseconds window)
+{
+    std::vector<DeviceRecord> records;
+    for (const FoundDevice &device : gige::Discover(m_interface, ListNetworkInterfaces(), window))
+        records.push_back(MakeRecord(device));
+    // By identifier, so that a camera keeps its place however fast it answers.
+    std::sort(records.begin(), records.end(), [](const DeviceRecord &a, const DeviceRecord &b) { return a.id < b.id; });
+    return records;
+}
+
+Result<DeviceRecord> GigeInterface::Find(const std::string &name)
+{
+    if (const auto address = AddressInName(name)) {
+        const auto device = m_interface.Contains(*address) ? DiscoverAt(m_interface, *address, kFindWindow)
+                                                           : std::optional<FoundDevice>();
+        if (device)
+            return MakeRecord(*device);
+        return Status(GC_ERR_INVALID_ID, "no camera answers at " + AddressText(*address));
+    }
+    const auto wanted = [&](const FoundDevice &device) { return IsIdentifiedBy(MakeRecord(device), name); };
+    std::vector<DeviceRecord> matches;
+    for (const FoundDevice &device : gige::Discover(m_interface, ListNetworkInterfaces(), kFindWindow, wanted)) {
+        DeviceRecord record = MakeRecord(device);
+        if (IsIdentifiedBy(record, name))
+            return record;
+        if (record.serial == name || record.userName == name)
+            matches.push_back(std::move(record));
+    }
+    if (matches.empty())
+        return Status(GC_ERR_INVALID_ID, "no camera \"" + name + "\" on " + m_record.displayName);
+    if (matches.size() > 1)
+        return Status(GC_ERR_AMBIGUOUS, "several cameras are called \"" + name + "\"");
+    return matches.front();
+}
+
+Result<std::unique_ptr<Camera>> GigeInterface::Open(const DeviceRecord &device, CameraAccess access,
+                                                    CameraListener &listener)
+{
+    if (!m_interface.Contains(device.address)) {
+        return Status(GC_ERR_ACCESS_DENIED, "the camera's address " + device.addressText +
+                                                " does not fit the network of " + m_record.displayName);
+    }
+    return GigeDevice::Open(m_interface, device.address, access, listener);
+}
+
+std::vector<std::shared_ptr<HostInterface>> ListGigeInterfaces()
+{
+    std::vector<std::shared_ptr<HostInterface>> interfaces;
+    for (const NetworkInterface &interface : ListNetworkInterfaces())
+        interfaces.push_back(std::make_shared<GigeInterface>(interface));
+    return interfaces;
+}
+
+} // namespace nuvark::gige

@@ -1,0 +1,81 @@
+#pragma once
+
+#include "producer/Bytes.h"
+#include "producer/Transport.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+/// Wire form of the GigE Vision stream protocol: pure functions over byte spans, no sockets.
+namespace nuvark::gige {
+
+constexpr std::size_t kStandardHeaderSize = 8;
+constexpr std::size_t kExtendedHeaderSize = 20;
+
+enum class PacketFormat : std::uint8_t { Leader = 1, Trailer = 2, Payload = 3, AllIn = 4 };
+
+/// One stream packet. `content` is what follows the header and points into the datagram.
+struct StreamPacket {
+    std::uint16_t status = 0;
+    bool extendedIds = false;
+    std::uint8_t format = 0; ///< a PacketFormat, or one that we do not know
+    std::uint64_t blockId = 0;
+    std::uint32_t packetId = 0;
+    ByteSpan content;
+
+    /// An error status means that the packet stands for one that the camera cannot send; it carries no data.
+    bool IsError() const { return (status & 0x8000) != 0; }
+};
+/// Nothing for a datagram shorter than its header.
+std::optional<StreamPacket> ParseStreamPacket(ByteSpan datagram);
+
+/// What comes in a block.
+namespace payload {
+constexpr std::uint16_t kImage = 0x0001;
+constexpr std::uint16_t kRaw = 0x0002;
+constexpr std::uint16_t kFile = 0x0003;
+constexpr std::uint16_t kChunk = 0x0004;
+constexpr std::uint16_t kExtendedChunk = 0x0005; ///< image leader, chunks attached; replaced by the flag below in 2.0
+constexpr std::uint16_t kJpeg = 0x0006;
+constexpr std::uint16_t kJpeg2000 = 0x0007;
+constexpr std::uint16_t kDeviceSpecific = 0x8000;
+constexpr std::uint16_t kChunksFollow = 0x4000;
+} // namespace payload
+
+/// The first packet of a block.
+struct Leader {
+    std::uint16_t payloadType = 0;
+    std::uint64_t timestamp = 0;
+    bool hasImage = false; ///< the fields down to paddingY hold something
+    std::uint32_t pixelFormat = 0;
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::uint32_t offsetX = 0;
+    std::uint32_t offsetY = 0;
+    std::uint16_t paddingX = 0; ///< bytes after each line
+    std::uint16_t paddingY = 0; ///< bytes after the image
+    std::uint64_t size = 0;     ///< announced bytes, 0 where the type does not tell
+    std::string fileName;
+
+    /// Bytes of an image of so many lines. Formats that pack several pixels into a byte may begin each line on a byte
+    /// or run on over the line's end; cameras differ in that. Saturates instead of wrapping.
+    enum class Packing { PerLine, Continuous };
+    std::uint64_t ImageBytes(std::uint32_t lines, Packing packing) const;
+    bool CarriesChunks() const;
+};
+std::optional<Leader> ParseLeader(ByteSpan content);
+
+/// The last packet of a block. Shorter and longer ones than the type asks for are taken; fields are unset then.
+struct Trailer {
+    std::uint16_t payloadType = 0;
+    std::optional<std::uint32_t> height; ///< lines that were really sent
+    std::uint32_t chunkSize = 0;         ///< bytes of payload that are laid out as chunks
+    std::uint32_t chunkLayoutId = 0;
+};
+std::optional<Trailer> ParseTrailer(ByteSpan content);
+
+/// The GenTL number of a wire payload type: a table, since the two number differently.
+PAYLOADTYPE_INFO_ID GenTLPayloadType(std::uint16_t payloadType);
+
+} // namespace nuvark::gige

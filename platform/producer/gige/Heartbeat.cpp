@@ -1,0 +1,142 @@
+#include "producer/gige/Heartbeat.h"
+
+#include "producer/gige/Bootstrap.h"
+#include "producer/gige/Text.h"
+
+#include <algorithm>
+
+namespace nuvark::gige {
+
+namespace {
+
+constexpr std::chrono::milliseconds kLongestPeriod{1000};
+constexpr std::chrono::milliseconds kPeriodWhenSilent{50};
+
+} // namespace
+
+Heartbeat::Heartbeat(GvcpClient &client, Settings settings, std::function<void(const std::string &)> onLost)
+    : m_client(client), m_settings(settings), m_onLost(std::move(onLost))
+{
+}
+
+void Heartbeat::Start()
+{
+    m_thread = std::thread([this] { Run(); });
+}
+
+void Heartbeat::Stop()
+{
+    {
+        const orv::MutexLock lock(m_mutex);
+        m_stopping = true;
+        m_changed.NotifyAll();
+    }
+    if (m_thread.joinable())
+        m_thread.join();
+}
+
+void Heartbeat::Defer(RegisterWrite write)
+{
+    const orv::MutexLock lock(m_mutex);
+    EraseDeferred(write.address);
+    m_deferred.push_back(write);
+    m_changed.NotifyAll();
+}
+
+void Heartbeat::DropDeferred(std::uint32_t address)
+{
+    const orv::MutexLock lock(m_mutex);
+    while (m_writingDeferred)
+        m_changed.Wait(m_mutex);
+    EraseDeferred(address);
+}
+
+void Heartbeat::EraseDeferred(std::uint32_t address)
+{
+    m_deferred.erase(std::remove_if(m_deferred.begin(), m_deferred.end(),
+                                    [address](const RegisterWrite &write) { return write.address == address; }),
+                     m_deferred.end());
+}
+
+bool Heartbeat::WaitForNextBeat(TimePoint next)
+{
+    const orv::MutexLock lock(m_mutex);
+    while (!m_stopping && (m_deferred.empty() || !m_client.IsAnswering())) {
+        if (m_changed.WaitUntil(m_mutex, next) == std::cv_status::timeout)
+            break;
+    }
+    return !m_stopping;
+}
+
+void Heartbeat::Run()
+{
+    const auto period = std::min(kLongestPeriod, m_settings.timeout / 3);
+    TimePoint next = Clock::now() + period;
+    while (WaitForNextBeat(next)) {
+        WriteDeferred();
+        bool answered = false;
+        const std::string reason = Beat(answered);
+        if (!reason.empty()) {
+            m_onLost(reason);
+            return;
+        }
+        next = Clock::now() + (answered ? period : kPeriodWhenSilent);
+    }
+}
+
+void Heartbeat::WriteDeferred()
+{
+    std::vector<RegisterWrite> writes;
+    {
+        const orv::MutexLock lock(m_mutex);
+        writes.swap(m_deferred);
+        m_writingDeferred = true;
+    }
+    for (const RegisterWrite &write : writes) {
+        const Status status = m_client.WriteRegister(write.address, write.value, Effort::Once);
+        if (status.Code() == GC_ERR_TIMEOUT)
+            Defer(write);
+    }
+    const orv::MutexLock lock(m_mutex);
+    m_writingDeferred = false;
+    m_changed.NotifyAll();
+}
+
+std::string Heartbeat::Beat(bool &answered)
+{
+    std::uint32_t privilege = 0;
+    const Status status = m_client.ReadRegister(kRegControlPrivilege, privilege, Effort::Once);
+    answered = status.Code() != GC_ERR_TIMEOUT;
+    if (!answered) {
+        const auto silence = Clock::now() - m_client.LastAnswer();
+        if (silence < m_settings.timeout)
+            return {};
+        return "the camera has not answered for " +
+               std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(silence).count()) + " ms";
+    }
+    if (m_settings.privilege == 0 || status.Code() == GC_ERR_ABORT)
+        return {};
+    if (status.Code() == GC_ERR_ACCESS_DENIED)
+        return "somebody else has taken exclusive control of the camera";
+    if (!status.Ok())
+        return {}; // an odd answer is an answer
+    if ((privilege & kPrivilegeMask) == 0)
+        return "the camera has withdrawn control, its heartbeat time has run out";
+    if ((privilege & kPrivilegeMask) != m_settings.privilege)
+        return "somebody else has taken control of the camera";
+    return CheckController();
+}
+
+std::string Heartbeat::CheckController()
+{
+    std::uint32_t address = 0;
+    std::uint32_t port = 0;
+    if (!m_settings.watchController || !m_client.ReadRegister(kRegControllerAddress, address, Effort::Once).Ok() ||
+        !m_client.ReadRegister(kRegControllerPort, port, Effort::Once).Ok())
+        return {};
+    if (address == m_settings.controllerAddress && port == m_settings.controllerPort)
+        return {};
+    return AddressText(address) + " has taken control of the camera";
+}
+
+} // namespace nuvark::gige

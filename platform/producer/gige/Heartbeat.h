@@ -1,0 +1,63 @@
+#pragma once
+
+#include "base/Mutex.h"
+#include "producer/gige/GvcpClient.h"
+
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace nuvark::gige {
+
+/// Keeps the control of a camera alive and notices when it is gone.
+///
+/// Reads the privilege register at least three times per heartbeat time; that is also the traffic which the camera
+/// wants to see. The camera is lost when it has not answered anything for the heartbeat time, or when the register no
+/// longer shows the privilege that was taken. Delivers register writes that a closing sequence had no time to wait for.
+/// Threads: Start() and Stop() from the owner's; the rest from any. `onLost` runs on the heartbeat thread, once at
+/// most, with no lock held.
+class Heartbeat {
+public:
+    struct Settings {
+        std::uint32_t privilege = 0; ///< bits that the register must show; 0 when opened for reading only
+        std::chrono::milliseconds timeout{3000};
+        bool watchController = false; ///< the camera tells who controls it: these two must not change
+        std::uint32_t controllerAddress = 0;
+        std::uint32_t controllerPort = 0;
+    };
+
+    Heartbeat(GvcpClient &client, Settings settings, std::function<void(const std::string &)> onLost);
+    ~Heartbeat() { Stop(); }
+
+    void Start();
+    /// Does not wait for an answer when the client has been interrupted before.
+    void Stop() EXCLUDES(m_mutex);
+
+    /// Writes a register as soon as the camera answers again. A later write to the same address replaces it.
+    void Defer(RegisterWrite write) EXCLUDES(m_mutex);
+    /// Forgets such a write; when it is just being written, waits until it is through.
+    void DropDeferred(std::uint32_t address) EXCLUDES(m_mutex);
+
+private:
+    void EraseDeferred(std::uint32_t address) REQUIRES(m_mutex);
+    void Run() EXCLUDES(m_mutex); // body of m_thread
+    bool WaitForNextBeat(TimePoint next) EXCLUDES(m_mutex);
+    void WriteDeferred() EXCLUDES(m_mutex);
+    /// One look at the camera. \return why it is lost, or "".
+    std::string Beat(bool &answered);
+    std::string CheckController();
+
+    GvcpClient &m_client;
+    const Settings m_settings;
+    const std::function<void(const std::string &)> m_onLost;
+
+    orv::Mutex m_mutex; ///< never held while talking to the camera
+    orv::ConditionVariable m_changed;
+    bool m_stopping GUARDED_BY(m_mutex) = false;
+    std::vector<RegisterWrite> m_deferred GUARDED_BY(m_mutex);
+    bool m_writingDeferred GUARDED_BY(m_mutex) = false;
+    std::thread m_thread;
+};
+
+} // namespace nuvark::gige

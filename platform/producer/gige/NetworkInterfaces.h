@@ -1,0 +1,28 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace nuvark::gige {
+
+/// One IPv4 address of this host. Addresses in host byte order.
+struct NetworkInterface {
+    std::string name; ///< "eth0"
+    int index = 0;    ///< the system's number of the link
+    std::uint32_t address = 0;
+    std::uint32_t mask = 0;
+    std::uint32_t broadcast = 0; ///< the subnet's, 0 where the link has none
+    std::array<std::uint8_t, 6> mac{};
+    std::uint32_t mtu = 1500;
+    bool pointToPoint = false;
+
+    bool Contains(std::uint32_t other) const { return pointToPoint || ((other ^ address) & mask) == 0; }
+};
+
+/// All addresses of links that are up, loopback included. A second address of a link in the same subnet is left out:
+/// it would show every camera twice. Takes well under a millisecond.
+std::vector<NetworkInterface> ListNetworkInterfaces();
+
+} // namespace nuvark::gige

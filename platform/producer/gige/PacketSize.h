@@ -1,0 +1,42 @@
+#pragma once
+
+#include "producer/gige/GigeDevice.h"
+#include "producer/gige/UdpSocket.h"
+
+#include <cstdint>
+
+namespace nuvark::gige {
+
+/// Makes sure that packets of the camera's packet size get through to `socket`, which the stream channel points at.
+///
+/// The present size stays when a test packet of that size arrives. Otherwise the largest size that does arrive is set,
+/// found by bisection below the interface's MTU; what is written is read back, since cameras round. When no test packet
+/// comes at all (not every camera sends them), the present size stays as far as the MTU allows, else 1500.
+/// Blocks: up to 150 ms per size that does not get through.
+/// \return the size in use, or the status of a register access that failed.
+Result<std::uint32_t> NegotiatePacketSize(GigeDevice &device, std::uint32_t streamIndex, UdpSocket &socket);
+
+/// The search alone: the largest size in [low, high] that `works` accepts, trying `high` first. 0 when none does.
+/// `works` gives the size that the camera made of the one asked for, 0 when it did not get through.
+template <class Works>
+std::uint32_t FindLargestSize(std::uint32_t low, std::uint32_t high, std::uint32_t step, Works works)
+{
+    std::uint32_t best = works(high);
+    if (best != 0)
+        return best;
+    best = works(low);
+    if (best == 0)
+        return 0;
+    while (high - low > step) {
+        const std::uint32_t middle = low + (high - low) / 2 / step * step;
+        if (middle == low)
+            break;
+        const std::uint32_t actual = works(middle);
+        if (actual != 0)
+            best = actual;
+        (actual != 0 ? low : high) = middle;
+    }
+    return best;
+}
+
+} // namespace nuvark::gige

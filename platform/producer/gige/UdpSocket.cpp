@@ -1,0 +1,169 @@
+#include "producer/gige/UdpSocket.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace nuvark::gige {
+
+namespace {
+
+sockaddr_in ToSystem(Endpoint endpoint)
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(endpoint.address);
+    address.sin_port = htons(endpoint.port);
+    return address;
+}
+
+Status SystemError(const char *what)
+{
+    return {GC_ERR_IO, std::string(what) + ": " + std::strerror(errno)};
+}
+
+} // namespace
+
+Descriptor &Descriptor::operator=(Descriptor &&other) noexcept
+{
+    if (this != &other) {
+        Close();
+        m_fd = other.m_fd;
+        other.m_fd = -1;
+    }
+    return *this;
+}
+
+void Descriptor::Close()
+{
+    if (m_fd >= 0)
+        close(m_fd);
+    m_fd = -1;
+}
+
+WakeUp::WakeUp() : m_event(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
+
+void WakeUp::Set()
+{
+    const std::uint64_t one = 1;
+    // Fails only when the counter is full, and then the descriptor is readable anyway.
+    [[maybe_unused]] const ssize_t written = write(m_event.Get(), &one, sizeof one);
+}
+
+void WakeUp::Clear()
+{
+    std::uint64_t count = 0;
+    [[maybe_unused]] const ssize_t taken = read(m_event.Get(), &count, sizeof count);
+}
+
+Result<UdpSocket> UdpSocket::Open(std::uint32_t address)
+{
+    UdpSocket result;
+    result.m_fd = Descriptor(socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    if (!result.m_fd.IsOpen())
+        return SystemError("cannot open a UDP socket");
+    const sockaddr_in local = ToSystem({address, 0});
+    if (bind(result.Fd(), reinterpret_cast<const sockaddr *>(&local), sizeof local) != 0)
+        return SystemError("cannot bind a UDP socket");
+    return result;
+}
+
+Status UdpSocket::EnableBroadcast()
+{
+    const int on = 1;
+    if (setsockopt(Fd(), SOL_SOCKET, SO_BROADCAST, &on, sizeof on) != 0)
+        return SystemError("cannot allow broadcasts");
+    return {};
+}
+
+Status UdpSocket::Connect(Endpoint peer)
+{
+    const sockaddr_in remote = ToSystem(peer);
+    if (connect(Fd(), reinterpret_cast<const sockaddr *>(&remote), sizeof remote) != 0)
+        return SystemError("cannot reach the camera's address");
+    return {};
+}
+
+Status UdpSocket::Send(ByteSpan datagram)
+{
+    // A refusal here belongs to an earlier datagram (the peer's port was closed then); the retry logic deals with it.
+    if (send(Fd(), datagram.data, datagram.size, MSG_NOSIGNAL) < 0 && errno != ECONNREFUSED && errno != EAGAIN)
+        return SystemError("cannot send");
+    return {};
+}
+
+Status UdpSocket::SendVia(int interfaceIndex, std::uint32_t source, Endpoint peer, ByteSpan datagram)
+{
+    sockaddr_in remote = ToSystem(peer);
+    iovec part{const_cast<std::uint8_t *>(datagram.data), datagram.size};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(in_pktinfo))] = {};
+    msghdr message{};
+    message.msg_name = &remote;
+    message.msg_namelen = sizeof remote;
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    cmsghdr *header = CMSG_FIRSTHDR(&message);
+    header->cmsg_level = IPPROTO_IP;
+    header->cmsg_type = IP_PKTINFO;
+    header->cmsg_len = CMSG_LEN(sizeof(in_pktinfo));
+    in_pktinfo info{};
+    info.ipi_ifindex = interfaceIndex;
+    info.ipi_spec_dst.s_addr = htonl(source);
+    std::memcpy(CMSG_DATA(header), &info, sizeof info);
+    if (sendmsg(Fd(), &message, MSG_NOSIGNAL) < 0)
+        return SystemError("cannot send");
+    return {};
+}
+
+UdpSocket::Wait UdpSocket::WaitReadable(TimePoint deadline, const WakeUp *wakeUp) const
+{
+    pollfd fds[2] = {{Fd(), POLLIN, 0}, {wakeUp != nullptr ? wakeUp->Fd() : -1, POLLIN, 0}};
+    const auto left = deadline - Clock::now();
+    // Rounded up, so the caller does not come back a moment too early and spin.
+    const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(left).count();
+    const int ready = poll(fds, 2, milliseconds > 0 ? static_cast<int>(milliseconds) : 0);
+    if (ready > 0 && fds[1].revents != 0)
+        return Wait::Interrupted;
+    return ready > 0 ? Wait::Readable : Wait::TimedOut;
+}
+
+std::size_t UdpSocket::Receive(std::uint8_t *buffer, std::size_t capacity, Endpoint *sender)
+{
+    sockaddr_in remote{};
+    socklen_t length = sizeof remote;
+    const ssize_t size = recvfrom(Fd(), buffer, capacity, 0, reinterpret_cast<sockaddr *>(&remote), &length);
+    if (size < 0)
+        return 0;
+    if (sender != nullptr)
+        *sender = {ntohl(remote.sin_addr.s_addr), ntohs(remote.sin_port)};
+    return static_cast<std::size_t>(size);
+}
+
+std::uint16_t UdpSocket::LocalPort() const
+{
+    sockaddr_in local{};
+    socklen_t length = sizeof local;
+    getsockname(Fd(), reinterpret_cast<sockaddr *>(&local), &length);
+    return ntohs(local.sin_port);
+}
+
+std::size_t UdpSocket::SetReceiveBuffer(std::size_t bytes)
+{
+    const int wanted = static_cast<int>(std::min<std::size_t>(bytes, 1U << 30));
+    setsockopt(Fd(), SOL_SOCKET, SO_RCVBUF, &wanted, sizeof wanted);
+    int granted = 0;
+    socklen_t length = sizeof granted;
+    getsockopt(Fd(), SOL_SOCKET, SO_RCVBUF, &granted, &length);
+    // The kernel doubles the number for its own bookkeeping and reports the double.
+    return granted > 0 ? static_cast<std::size_t>(granted) / 2 : 0;
+}
+
+} // namespace nuvark::gige
