@@ -57,7 +57,7 @@ bool SaveParam(QSettings *settings, OrvComponent *component, unsigned int index)
 /// False for what only a damaged or hand-edited file holds: lists, and values of no type.
 bool IsSingleText(const QVariant &value)
 {
-    return value.isValid() && value.userType() != QMetaType::QStringList && value.canConvert<QString>();
+    return value.isValid() && value.canConvert<QString>();
 }
 
 bool LoadParam(QSettings *settings, OrvComponent *component, unsigned int index)

@@ -223,9 +223,11 @@ TEST_F(Binding, WidgetsCanBeBoundAgainToTheNextSessionsComponent)
     }
     EXPECT_FALSE(m_panel.HasParam("Count"));
     EXPECT_EQ(view->model()->rowCount(), 0);
-    m_panel.UpdateByTimer(); // nothing that waited may reach the component that is gone
-    Type(edit, "12");
+    Type(edit, "12"); // must not reach the component that is gone
     bind(&m_component);
+    m_component.reads.clear();
+    m_panel.UpdateByTimer();
+    EXPECT_TRUE(m_component.reads.empty()) << "what waited went with the old links";
     EXPECT_EQ(edit->text(), "5");
     EXPECT_EQ(view->model()->rowCount(), 1);
     Type(edit, "13");

@@ -46,14 +46,17 @@ TEST(PanelThreads, APanelWithoutTimerShowsAWorkersChangesOnTheGuiThread)
     auto *const check = panel.Make<QCheckBox>("enabled");
     panel.AddIntegerEdit(edit, "Count", nullptr, &component);
     panel.AddBoolCheckBox(check, "Enabled", &component);
-    std::thread worker([&] {
-        component.Set("Count", "41");
-        component.Set("Count", "42");
-        component.Set("Enabled", "1");
-    });
-    worker.join();
-    EXPECT_EQ(edit->text(), "5");
-    EXPECT_TRUE(WaitFor([&] { return edit->text() == "42" && check->isChecked(); }));
+    for (const char *value : {"42", "52", "62"}) {
+        const QString before = edit->text();
+        std::thread worker([&] {
+            component.Set("Count", "1");
+            component.Set("Count", value);
+            component.Set("Enabled", "1");
+        });
+        worker.join();
+        EXPECT_EQ(edit->text(), before);
+        EXPECT_TRUE(WaitFor([&] { return edit->text() == value && check->isChecked(); })) << value;
+    }
     EXPECT_EQ(component.foreignReads, 0);
     component.Set("Count", "43");
     EXPECT_EQ(edit->text(), "43") << "the GUI thread's own changes show at once";
