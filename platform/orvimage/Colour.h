@@ -19,20 +19,21 @@ inline std::uint32_t Grey(int level)
     return 0xff000000U | static_cast<std::uint32_t>(level) * 0x010101U;
 }
 
-/// Full-range YCbCr with the BT.601 weights, as cameras send it.
-inline std::uint32_t YuvToColour(int luma, int u, int v)
+/// Weights of U and V in the colours, scaled by 2^16.
+constexpr int kRedOfV = 91881;   // 1.402
+constexpr int kGreenOfU = 22554; // 0.344136
+constexpr int kGreenOfV = 46802; // 0.714136
+constexpr int kBlueOfU = 116130; // 1.772
+
+/// A pixel 0xffYYUUVV as colour: full range, BT.601 weights, as cameras send it.
+inline std::uint32_t YuvToColour(std::uint32_t pixel)
 {
-    constexpr int kOne = 1 << 16;
-    constexpr int kRedOfV = 91881;   // 1.402
-    constexpr int kGreenOfU = 22554; // 0.344136
-    constexpr int kGreenOfV = 46802; // 0.714136
-    constexpr int kBlueOfU = 116130; // 1.772
-    const int base = luma * kOne + kOne / 2;
-    const int cb = u - 128;
-    const int cr = v - 128;
+    const int base = (static_cast<int>(pixel >> 16 & 0xff) << 16) + (1 << 15);
+    const int u = static_cast<int>(pixel >> 8 & 0xff) - 128;
+    const int v = static_cast<int>(pixel & 0xff) - 128;
     const auto level = [](int scaled) { return std::clamp(scaled >> 16, 0, 255); };
-    return PackColour(level(base + kRedOfV * cr), level(base - kGreenOfU * cb - kGreenOfV * cr),
-                      level(base + kBlueOfU * cb));
+    return PackColour(level(base + kRedOfV * v), level(base - kGreenOfU * u - kGreenOfV * v),
+                      level(base + kBlueOfU * u));
 }
 
 /// Grey value of a colour, BT.601 weights.

@@ -14,7 +14,15 @@ class PixelReader {
 public:
     PixelReader(const PixelSource &source, LevelColours colours) : m_source(source), m_colours(std::move(colours)) {}
 
-    std::uint32_t ColourAt(int x, int y) const
+    /// Luma and chroma of YUV are averaged as they are, so that they become a colour once per window pixel.
+    std::uint32_t ToColour(std::uint32_t pixel) const
+    {
+        const PixelFamily family = m_source.layout.family;
+        return family == PixelFamily::Yuv422 || family == PixelFamily::Yuv444 ? YuvToColour(pixel) : pixel;
+    }
+
+    /// A colour, or 0xffYYUUVV.
+    std::uint32_t PixelAt(int x, int y) const
     {
         switch (m_source.layout.family) {
         case PixelFamily::Mono:
@@ -66,7 +74,7 @@ private:
     std::uint32_t Yuv444At(int x, int y) const
     {
         const int *const place = m_source.layout.place;
-        return YuvToColour(Eight(3 * x + place[0], y), Eight(3 * x + place[1], y), Eight(3 * x + place[2], y));
+        return PackColour(Eight(3 * x + place[0], y), Eight(3 * x + place[1], y), Eight(3 * x + place[2], y));
     }
 
     std::uint32_t Yuv422At(int x, int y) const
@@ -76,7 +84,7 @@ private:
         // Only a line of one pixel has no pair at all.
         const int u = places.u < samples ? Eight(places.u, y) : 128;
         const int v = places.v < samples ? Eight(places.v, y) : 128;
-        return YuvToColour(Eight(places.luma, y), u, v);
+        return PackColour(Eight(places.luma, y), u, v);
     }
 
     /// 0 red, 1 green, 2 blue.
@@ -140,12 +148,13 @@ std::uint32_t WindowColour(const PixelReader &reader, const ViewPlan &plan, int 
     const int *const x = plan.x.UnitsOf(windowX);
     const int *const y = plan.y.UnitsOf(windowY);
     if (plan.sampling == Sampling::Nearest)
-        return reader.ColourAt(x[0], y[0]);
-    if (plan.sampling == Sampling::TwoPairs)
-        return MeanOfFour(reader.ColourAt(x[0], y[0]), reader.ColourAt(x[0] + 1, y[0]), reader.ColourAt(x[1], y[0]),
-                          reader.ColourAt(x[1] + 1, y[0]));
-    return MeanOfFour(reader.ColourAt(x[0], y[0]), reader.ColourAt(x[1], y[0]), reader.ColourAt(x[0], y[1]),
-                      reader.ColourAt(x[1], y[1]));
+        return reader.ToColour(reader.PixelAt(x[0], y[0]));
+    const bool inPairs = plan.sampling == Sampling::TwoPairs;
+    const int besideX = inPairs ? 1 : 0;
+    const int secondY = inPairs ? y[0] : y[1];
+    return reader.ToColour(MeanOfFour(reader.PixelAt(x[0], y[0]), reader.PixelAt(x[1], y[0]),
+                                      reader.PixelAt(x[0] + besideX, secondY),
+                                      reader.PixelAt(x[1] + besideX, secondY)));
 }
 
 } // namespace

@@ -28,12 +28,25 @@ std::vector<std::uint8_t> SelectionOf(const AxisPlan &axis)
     return bits;
 }
 
+/// For fetching ahead; 0 where the kernels do not read the image's memory itself.
+std::ptrdiff_t LineBytesApart(const PixelSource &source, int lines)
+{
+    const bool isInPlace =
+        source.layout.packing == SamplePacking::Bytes || source.layout.packing == SamplePacking::Words;
+    if (!isInPlace)
+        return 0;
+    const std::size_t pitch =
+        source.isContinuous ? LineBytes(source.layout, static_cast<std::uint32_t>(source.width)) : source.pitch;
+    return lines * static_cast<std::ptrdiff_t>(pitch);
+}
+
 /// Writes the part of one window line that shows the image.
 class LinePainter {
 public:
     virtual ~LinePainter() = default;
     /// \param units  image lines, or lines of cells: as many as the plan's vertical taps.
-    virtual void Paint(const int *units, std::uint32_t *pixels) = 0;
+    /// \param unitsToNext  from these to those of the line painted next.
+    virtual void Paint(const int *units, int unitsToNext, std::uint32_t *pixels) = 0;
 };
 
 /// Up to 50 %, mono: adds two lines, or a line and itself one pixel on, and takes the wanted columns out of the sum.
@@ -47,16 +60,19 @@ public:
     {
     }
 
-    void Paint(const int *units, std::uint32_t *pixels) override
+    void Paint(const int *units, int unitsToNext, std::uint32_t *pixels) override
     {
+        const Selection selection{m_selection.data(), m_columns};
         if (m_source.layout.packing == SamplePacking::Words) {
             const std::uint8_t *const words = WordsOf(units[0]);
-            PickWords(words, m_inPairs ? words + 2 : WordsOf(units[1]), m_source.ShiftToEight(), m_selection.data(),
-                      m_columns, m_sums.data());
+            const LinePair lines{words, m_inPairs ? words + 2 : WordsOf(units[1]),
+                                 LineBytesApart(m_source, unitsToNext)};
+            PickWords(lines, m_source.ShiftToEight(), selection, m_sums.data());
         } else {
             const std::uint8_t *const bytes = m_lines.Line(units[0]);
-            PickBytes(bytes, m_inPairs ? bytes + 1 : m_lines.Line(units[1]), m_selection.data(), m_columns,
-                      m_sums.data());
+            const LinePair lines{bytes, m_inPairs ? bytes + 1 : m_lines.Line(units[1]),
+                                 LineBytesApart(m_source, unitsToNext)};
+            PickBytes(lines, selection, m_sums.data());
         }
         PairsToGrey(m_sums.data(), m_pixels, pixels);
     }
@@ -88,15 +104,17 @@ public:
     {
     }
 
-    void Paint(const int *units, std::uint32_t *pixels) override
+    void Paint(const int *units, int unitsToNext, std::uint32_t *pixels) override
     {
         CellLines lines{};
+        if (m_source.layout.packing == SamplePacking::Bytes)
+            lines.bytesToNext = LineBytesApart(m_source, 2 * unitsToNext);
         for (int tap = 0; tap < m_taps; ++tap) {
             lines.red[tap] = m_lines.Line(2 * units[tap] + m_source.layout.redY);
             lines.blue[tap] = m_lines.Line(2 * units[tap] + 1 - m_source.layout.redY);
         }
         const CellSums sums{m_sums.data(), m_sums.data() + m_stride, m_sums.data() + 2 * m_stride};
-        PickCells(lines, m_source.layout.redX, m_selection.data(), m_cells, sums);
+        PickCells(lines, m_source.layout.redX, {m_selection.data(), m_cells}, sums);
         if (m_taps == 1)
             CellsToRgb(sums, m_pixels, pixels);
         else
@@ -114,66 +132,59 @@ private:
     std::vector<std::uint16_t> m_sums; // red, green, blue
 };
 
-/// Everything else: converts the wanted pixels of image lines, then takes them as they are or averages them.
+/// Everything else: picks the wanted pixels of image lines, then takes them as they are or averages them.
 class PickedPixels : public LinePainter {
 public:
     PickedPixels(const PixelSource &source, const ViewPlan &plan, LevelColours colours)
-        : m_sampling(plan.sampling), m_count(plan.x.Pixels()), m_columns(ColumnsOf(plan)),
-          m_pixels(source, m_columns.front(), m_columns.back() + 1, std::move(colours))
+        : m_sampling(plan.sampling), m_pixels(plan.x.Pixels()), m_columns(plan.x.units), m_neighbours(m_columns),
+          m_reader(source, plan.x.FirstUnit(), plan.x.LastUnit() + (m_sampling == Sampling::TwoPairs ? 2 : 1),
+                   std::move(colours))
     {
+        for (int &column : m_neighbours)
+            ++column;
         for (CachedLine &line : m_cache)
-            line.colours.resize(m_columns.size());
+            line.pixels.resize(m_columns.size());
     }
 
-    void Paint(const int *units, std::uint32_t *pixels) override
+    void Paint(const int *units, int /*unitsToNext*/, std::uint32_t *pixels) override
     {
-        const std::uint32_t *const upper = ColoursOf(units[0]);
         if (m_sampling == Sampling::Nearest) {
-            std::memcpy(pixels, upper, static_cast<std::size_t>(m_count) * sizeof *pixels);
+            m_reader.Pick(units[0], m_columns, pixels);
         } else if (m_sampling == Sampling::TwoPairs) {
-            for (std::ptrdiff_t i = 0; i < m_count; ++i)
-                pixels[i] = MeanOfFour(upper[4 * i], upper[4 * i + 1], upper[4 * i + 2], upper[4 * i + 3]);
+            m_reader.Pick(units[0], m_columns, m_cache[0].pixels.data());
+            m_reader.Pick(units[0], m_neighbours, m_cache[1].pixels.data());
+            MeansOfFour(m_cache[0].pixels.data(), m_cache[1].pixels.data(), m_pixels, pixels);
         } else {
-            const std::uint32_t *const lower = ColoursOf(units[1]);
-            for (std::ptrdiff_t i = 0; i < m_count; ++i)
-                pixels[i] = MeanOfFour(upper[2 * i], upper[2 * i + 1], lower[2 * i], lower[2 * i + 1]);
+            const std::uint32_t *const upper = PixelsOf(units[0]);
+            MeansOfFour(upper, PixelsOf(units[1]), m_pixels, pixels);
         }
+        m_reader.ToColours(m_pixels, pixels);
     }
 
 private:
     struct CachedLine {
         int y = -1;
-        std::vector<std::uint32_t> colours;
+        std::vector<std::uint32_t> pixels;
     };
 
-    static std::vector<int> ColumnsOf(const ViewPlan &plan)
-    {
-        if (plan.sampling != Sampling::TwoPairs)
-            return plan.x.units;
-        std::vector<int> columns;
-        columns.reserve(2 * plan.x.units.size());
-        for (const int left : plan.x.units)
-            columns.insert(columns.end(), {left, left + 1});
-        return columns;
-    }
-
     /// Window lines often share image lines: the last two are kept. Valid until the call after the next.
-    const std::uint32_t *ColoursOf(int y)
+    const std::uint32_t *PixelsOf(int y)
     {
         if (m_cache[m_newest].y != y)
             m_newest = 1 - m_newest;
         CachedLine &line = m_cache[m_newest];
         if (line.y != y) {
-            m_pixels.Pick(y, m_columns.data(), static_cast<int>(m_columns.size()), line.colours.data());
+            m_reader.Pick(y, m_columns, line.pixels.data());
             line.y = y;
         }
-        return line.colours.data();
+        return line.pixels.data();
     }
 
     const Sampling m_sampling;
-    const int m_count; ///< window pixels
+    const int m_pixels; ///< window pixels
     const std::vector<int> m_columns;
-    ColourReader m_pixels;
+    std::vector<int> m_neighbours; ///< the columns' right neighbours
+    PixelPicker m_reader;
     CachedLine m_cache[2];
     int m_newest = 0;
 };
@@ -198,10 +209,11 @@ void PaintLines(LinePainter &painter, const ViewPlan &plan, const ViewTarget &ta
         std::uint32_t *const pixels = target.pixels + line * target.stride + plan.x.begin;
         const bool isRepeated =
             previous != nullptr && std::equal(y.UnitsOf(line), y.UnitsOf(line) + y.taps, y.UnitsOf(line - 1));
+        const int unitsToNext = line + 1 < y.end ? *y.UnitsOf(line + 1) - *y.UnitsOf(line) : 0;
         if (isRepeated)
             std::memcpy(pixels, previous, count * sizeof *pixels);
         else
-            painter.Paint(y.UnitsOf(line), pixels);
+            painter.Paint(y.UnitsOf(line), unitsToNext, pixels);
         previous = pixels;
     }
 }

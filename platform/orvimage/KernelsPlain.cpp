@@ -1,20 +1,42 @@
 #include "orvimage/Kernels.h"
+
+#include "orvimage/Colour.h"
 #include "orvimage/Samples.h"
 
 #include <algorithm>
 
-namespace orv::plain {
+namespace orv {
 
 namespace {
 
-std::uint32_t Pack(unsigned red, unsigned green, unsigned blue)
+constexpr CompactTable MakeCompactTable()
 {
-    return 0xff000000U | red << 16 | green << 8 | blue;
+    CompactTable table{};
+    for (unsigned lanes = 0; lanes < 256; ++lanes) {
+        unsigned count = 0;
+        for (unsigned lane = 0; lane < 8; ++lane) {
+            if ((lanes >> lane & 1) == 0)
+                continue;
+            table.shuffles[lanes][2 * count] = static_cast<std::uint8_t>(2 * lane);
+            table.shuffles[lanes][2 * count + 1] = static_cast<std::uint8_t>(2 * lane + 1);
+            ++count;
+        }
+        table.counts[lanes] = static_cast<std::uint8_t>(count);
+    }
+    return table;
 }
 
-bool IsSelected(const std::uint8_t *selection, int column)
+} // namespace
+
+constexpr CompactTable kCompactTable = MakeCompactTable();
+
+namespace plain {
+
+namespace {
+
+bool IsSelected(const Selection &selection, int column)
 {
-    return (selection[column / 8] >> (column % 8) & 1) != 0;
+    return (selection.bits[column / 8] >> (column % 8) & 1) != 0;
 }
 
 unsigned Narrow(const std::uint8_t *word, int shift)
@@ -25,20 +47,20 @@ unsigned Narrow(const std::uint8_t *word, int shift)
 /// One pixel; left and right are its neighbours' columns.
 std::uint32_t DemosaicPixel(const MosaicLines &lines, int x, int left, int right)
 {
-    const unsigned own = lines.here[x];
-    const unsigned beside = lines.here[left] + lines.here[right];
-    const unsigned across = lines.above[x] + lines.below[x];
-    unsigned ofLine = own; // red on a red line, blue on a blue line
-    unsigned green = own;
-    unsigned other = own;
+    const int own = lines.here[x];
+    const int beside = lines.here[left] + lines.here[right];
+    const int across = lines.above[x] + lines.below[x];
+    int ofLine = own; // red on a red line, blue on a blue line
+    int green = own;
+    int other = own;
     if (x % 2 == lines.siteX) {
         green = (beside + across + 2) / 4;
-        other = (lines.above[left] + lines.above[right] + lines.below[left] + lines.below[right] + 2U) / 4;
+        other = (lines.above[left] + lines.above[right] + lines.below[left] + lines.below[right] + 2) / 4;
     } else {
         ofLine = (beside + 1) / 2;
         other = (across + 1) / 2;
     }
-    return lines.isRedLine ? Pack(ofLine, green, other) : Pack(other, green, ofLine);
+    return lines.isRedLine ? PackColour(ofLine, green, other) : PackColour(other, green, ofLine);
 }
 
 } // namespace
@@ -57,37 +79,44 @@ void UnpackEights(const std::uint8_t *packed, const std::uint8_t *end, SamplePac
         samples[i] = SampleAt(run, packing, bits, static_cast<std::uint64_t>(i));
 }
 
-void PickBytes(const std::uint8_t *lineA, const std::uint8_t *lineB, const std::uint8_t *selection, int columns,
-               std::uint16_t *sums)
+void NarrowEights(const std::uint8_t *packed, const std::uint8_t *end, SamplePacking packing, int bits, int count,
+                  std::uint8_t *bytes)
 {
-    for (int x = 0; x < columns; ++x) {
+    const SampleRun run{packed, end, 0};
+    for (int i = 0; i < count; ++i)
+        bytes[i] = static_cast<std::uint8_t>(SampleAt(run, packing, bits, static_cast<std::uint64_t>(i)) >> (bits - 8));
+}
+
+void PickBytes(const LinePair &lines, const Selection &selection, std::uint16_t *sums)
+{
+    for (int x = 0; x < selection.columns; ++x) {
         if (IsSelected(selection, x))
-            *sums++ = static_cast<std::uint16_t>(lineA[x] + lineB[x]);
+            *sums++ = static_cast<std::uint16_t>(lines.first[x] + lines.second[x]);
     }
 }
 
-void PickWords(const std::uint8_t *lineA, const std::uint8_t *lineB, int shift, const std::uint8_t *selection,
-               int columns, std::uint16_t *sums)
+void PickWords(const LinePair &lines, int shift, const Selection &selection, std::uint16_t *sums)
 {
-    for (std::ptrdiff_t x = 0; x < columns; ++x) {
+    for (std::ptrdiff_t x = 0; x < selection.columns; ++x) {
         if (IsSelected(selection, static_cast<int>(x)))
-            *sums++ = static_cast<std::uint16_t>(Narrow(lineA + 2 * x, shift) + Narrow(lineB + 2 * x, shift));
+            *sums++ =
+                static_cast<std::uint16_t>(Narrow(lines.first + 2 * x, shift) + Narrow(lines.second + 2 * x, shift));
     }
 }
 
 void PairsToGrey(const std::uint16_t *sums, int pixels, std::uint32_t *colours)
 {
     for (int i = 0; i < pixels; ++i) {
-        const unsigned grey = (sums[2 * i] + sums[2 * i + 1] + 2U) / 4;
-        colours[i] = Pack(grey, grey, grey);
+        const int sum = sums[2 * i] + sums[2 * i + 1];
+        colours[i] = Grey((sum + 2) / 4);
     }
 }
 
-void PickCells(const CellLines &lines, int redX, const std::uint8_t *selection, int cells, const CellSums &sums)
+void PickCells(const CellLines &lines, int redX, const Selection &selection, const CellSums &sums)
 {
     const int pairs = lines.red[1] == nullptr ? 1 : 2;
     int picked = 0;
-    for (int cell = 0; cell < cells; ++cell) {
+    for (int cell = 0; cell < selection.columns; ++cell) {
         if (!IsSelected(selection, cell))
             continue;
         unsigned red = 0;
@@ -110,22 +139,52 @@ void PickCells(const CellLines &lines, int redX, const std::uint8_t *selection, 
 void CellsToRgb(const CellSums &sums, int pixels, std::uint32_t *colours)
 {
     for (int i = 0; i < pixels; ++i)
-        colours[i] = Pack(sums.red[i], (sums.green[i] + 1U) / 2, sums.blue[i]);
+        colours[i] = PackColour(sums.red[i], (sums.green[i] + 1) / 2, sums.blue[i]);
 }
 
 void CellPairsToRgb(const CellSums &sums, int pixels, std::uint32_t *colours)
 {
     for (int i = 0; i < pixels; ++i) {
         const int k = 2 * i;
-        colours[i] = Pack((sums.red[k] + sums.red[k + 1] + 2U) / 4, (sums.green[k] + sums.green[k + 1] + 4U) / 8,
-                          (sums.blue[k] + sums.blue[k + 1] + 2U) / 4);
+        colours[i] = PackColour((sums.red[k] + sums.red[k + 1] + 2) / 4, (sums.green[k] + sums.green[k + 1] + 4) / 8,
+                                (sums.blue[k] + sums.blue[k + 1] + 2) / 4);
     }
 }
 
 void BytesToGrey(const std::uint8_t *bytes, int pixels, std::uint32_t *colours)
 {
     for (int i = 0; i < pixels; ++i)
-        colours[i] = Pack(bytes[i], bytes[i], bytes[i]);
+        colours[i] = Grey(bytes[i]);
+}
+
+void MeansOfFour(const std::uint32_t *upper, const std::uint32_t *lower, int pixels, std::uint32_t *means)
+{
+    for (int i = 0; i < pixels; ++i)
+        means[i] = MeanOfFour(upper[2 * i], upper[2 * i + 1], lower[2 * i], lower[2 * i + 1]);
+}
+
+void YuvToColours(int pixels, std::uint32_t *colours)
+{
+    for (int i = 0; i < pixels; ++i)
+        colours[i] = YuvToColour(colours[i]);
+}
+
+void ColoursToRgb(const std::uint32_t *colours, int pixels, std::uint8_t *bytes)
+{
+    for (int i = 0; i < pixels; ++i, bytes += 3) {
+        bytes[0] = static_cast<std::uint8_t>(colours[i] >> 16);
+        bytes[1] = static_cast<std::uint8_t>(colours[i] >> 8);
+        bytes[2] = static_cast<std::uint8_t>(colours[i]);
+    }
+}
+
+void ColoursToBgr(const std::uint32_t *colours, int pixels, std::uint8_t *bytes)
+{
+    for (int i = 0; i < pixels; ++i, bytes += 3) {
+        bytes[0] = static_cast<std::uint8_t>(colours[i]);
+        bytes[1] = static_cast<std::uint8_t>(colours[i] >> 8);
+        bytes[2] = static_cast<std::uint8_t>(colours[i] >> 16);
+    }
 }
 
 void DemosaicLine(const MosaicLines &lines, int pixels, std::uint32_t *colours)
@@ -138,4 +197,6 @@ void DemosaicLine(const MosaicLines &lines, int pixels, std::uint32_t *colours)
     }
 }
 
-} // namespace orv::plain
+} // namespace plain
+
+} // namespace orv

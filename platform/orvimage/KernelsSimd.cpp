@@ -1,5 +1,7 @@
 #include "orvimage/Kernels.h"
 
+#include "orvimage/Colour.h"
+
 #include <cstring>
 
 // This file is compiled once for each kind of processor; HWY_EXPORT collects the versions, HWY_DYNAMIC_DISPATCH takes
@@ -19,13 +21,18 @@ namespace HWY_NAMESPACE {
 using plain::BytesToGrey;
 using plain::CellPairsToRgb;
 using plain::CellsToRgb;
+using plain::ColoursToBgr;
+using plain::ColoursToRgb;
 using plain::DemosaicLine;
+using plain::MeansOfFour;
+using plain::NarrowEights;
 using plain::NarrowWords;
 using plain::PairsToGrey;
 using plain::PickBytes;
 using plain::PickCells;
 using plain::PickWords;
 using plain::UnpackEights;
+using plain::YuvToColours;
 #else
 
 namespace hn = hwy::HWY_NAMESPACE;
@@ -70,9 +77,10 @@ void NarrowWords(const std::uint8_t *words, int count, int shift, std::uint8_t *
     plain::NarrowWords(words + 2 * i, count - i, shift, bytes + i);
 }
 
-// Eight samples at a time in one 16-byte vector: each sample is in two neighbouring bytes, which a shuffle brings into
-// its word.
+// Packed samples, eight at a time in one 16-byte vector: each sample is in two neighbouring bytes, which a shuffle
+// brings into its word.
 using Eight = hn::FixedTag<std::uint16_t, 8>;
+using EightBytes = hn::FixedTag<std::uint8_t, 8>;
 using Sixteen = hn::FixedTag<std::uint8_t, 16>;
 using EightVector = hn::Vec<Eight>;
 
@@ -80,47 +88,56 @@ struct EightShuffle {
     alignas(16) std::uint8_t bytes[16];
 };
 
-template <class Combine>
-int UnpackLoop(const std::uint8_t *packed, const std::uint8_t *end, const EightShuffle &shuffle, int bytesPerEight,
-               int count, std::uint16_t *samples, Combine combine)
+/// Gives each eight of samples' words to `store`, up to the last 16 readable bytes.
+/// \return the samples done.
+template <class Store>
+int EightsLoop(const std::uint8_t *packed, const std::uint8_t *end, const EightShuffle &shuffle, int bytesPerEight,
+               int count, Store store)
 {
     const auto indices = hn::Load(Sixteen(), shuffle.bytes);
     int i = 0;
-    for (; i < count && end - packed >= 16; i += 8, packed += bytesPerEight) {
-        const auto words = hn::BitCast(Eight(), hn::TableLookupBytes(hn::LoadU(Sixteen(), packed), indices));
-        hn::StoreU(combine(words), Eight(), samples + i);
-    }
+    for (; i < count && end - packed >= 16; i += 8, packed += bytesPerEight)
+        store(i, hn::BitCast(Eight(), hn::TableLookupBytes(hn::LoadU(Sixteen(), packed), indices)));
     return i;
 }
 
-/// A shift to the left by multiplication drops the bits above the sample, one to the right those below.
-int UnpackBitString(const std::uint8_t *packed, const std::uint8_t *end, int bits, int count, std::uint16_t *samples)
-{
+/// How to bring the samples of a bit string to the top of their words: by multiplication, which drops the bits above.
+struct BitStringSteps {
     EightShuffle shuffle;
     alignas(16) std::uint16_t factors[8];
-    for (int k = 0; k < 8; ++k) {
-        const int first = k * bits;
-        shuffle.bytes[2 * k] = static_cast<std::uint8_t>(first / 8);
-        shuffle.bytes[2 * k + 1] = static_cast<std::uint8_t>(first / 8 + 1);
-        factors[k] = static_cast<std::uint16_t>(1U << (16 - bits - first % 8));
+
+    explicit BitStringSteps(int bits)
+    {
+        for (int k = 0; k < 8; ++k) {
+            const int first = k * bits;
+            shuffle.bytes[2 * k] = static_cast<std::uint8_t>(first / 8);
+            shuffle.bytes[2 * k + 1] = static_cast<std::uint8_t>(first / 8 + 1);
+            factors[k] = static_cast<std::uint16_t>(1U << (16 - bits - first % 8));
+        }
     }
-    const auto factor = hn::Load(Eight(), factors);
-    const int down = 16 - bits;
-    return UnpackLoop(packed, end, shuffle, bits, count, samples,
-                      [=](EightVector words) { return hn::ShiftRightSame(hn::Mul(words, factor), down); });
+};
+
+// Groups: words of the byte with the high bits (above) and the middle byte (below) of each sample.
+constexpr EightShuffle kGroupShuffle = {{1, 0, 1, 2, 4, 3, 4, 5, 7, 6, 7, 8, 10, 9, 10, 11}};
+
+int UnpackBitString(const std::uint8_t *packed, const std::uint8_t *end, int bits, int count, std::uint16_t *samples)
+{
+    const BitStringSteps steps(bits);
+    const auto factors = hn::Load(Eight(), steps.factors);
+    return EightsLoop(packed, end, steps.shuffle, bits, count, [=](int i, EightVector words) {
+        hn::StoreU(hn::ShiftRightSame(hn::Mul(words, factors), 16 - bits), Eight(), samples + i);
+    });
 }
 
-/// Even samples have their high bits in the upper byte of the word, odd ones too; the low bits differ.
 int UnpackGroups(const std::uint8_t *packed, const std::uint8_t *end, int bits, int count, std::uint16_t *samples)
 {
-    constexpr EightShuffle kShuffle = {{1, 0, 1, 2, 4, 3, 4, 5, 7, 6, 7, 8, 10, 9, 10, 11}};
     const auto isOdd = hn::MaskFromVec(hn::BitCast(Eight(), hn::Set(hn::FixedTag<std::uint32_t, 4>(), 0xffff0000U)));
     const int lowBits = bits - 8;
     const auto lowMask = hn::Set(Eight(), static_cast<std::uint16_t>((1U << lowBits) - 1));
-    return UnpackLoop(packed, end, kShuffle, 12, count, samples, [=](EightVector words) {
+    return EightsLoop(packed, end, kGroupShuffle, 12, count, [=](int i, EightVector words) {
         const auto high = hn::ShiftLeftSame(hn::ShiftRight<8>(words), lowBits);
         const auto low = hn::IfThenElse(isOdd, hn::ShiftRight<4>(words), words);
-        return hn::Or(high, hn::And(low, lowMask));
+        hn::StoreU(hn::Or(high, hn::And(low, lowMask)), Eight(), samples + i);
     });
 }
 
@@ -134,48 +151,110 @@ void UnpackEights(const std::uint8_t *packed, const std::uint8_t *end, SamplePac
     plain::UnpackEights(packed + done / 8 * bytesPerEight, end, packing, bits, count - done, samples + done);
 }
 
-/// The lines that a view takes lie far apart, where the processor does not see them coming: asks for the bytes some
-/// time ahead of their use. Past a line's end that fetches a little that nobody needs.
-void FetchAhead(const std::uint8_t *from)
+void StoreHighBytes(EightVector words, std::uint8_t *bytes)
 {
-    constexpr int kAheadBytes = 1024;
-    hwy::Prefetch(from + kAheadBytes);
+    const auto high = hn::BitCast(hn::RebindToSigned<Eight>(), hn::ShiftRight<8>(words));
+    hn::StoreU(hn::DemoteTo(EightBytes(), high), EightBytes(), bytes);
+}
+
+void NarrowEights(const std::uint8_t *packed, const std::uint8_t *end, SamplePacking packing, int bits, int count,
+                  std::uint8_t *bytes)
+{
+    const bool isGrouped = packing != SamplePacking::BitString;
+    const int bytesPerEight = isGrouped ? 12 : bits;
+    int done = 0;
+    if (isGrouped) {
+        done = EightsLoop(packed, end, kGroupShuffle, bytesPerEight, count,
+                          [=](int i, EightVector words) { StoreHighBytes(words, bytes + i); });
+    } else {
+        const BitStringSteps steps(bits);
+        const auto factors = hn::Load(Eight(), steps.factors);
+        done = EightsLoop(packed, end, steps.shuffle, bytesPerEight, count,
+                          [=](int i, EightVector words) { StoreHighBytes(hn::Mul(words, factors), bytes + i); });
+    }
+    plain::NarrowEights(packed + done / 8 * bytesPerEight, end, packing, bits, count - done, bytes + done);
+}
+
+void FetchAhead(const std::uint8_t *from, std::ptrdiff_t bytes)
+{
+    if (bytes != 0)
+        hwy::Prefetch(from + bytes);
+}
+
+// Picking compacts the selected lanes of a vector. Only the newest processors do that by an instruction; for the others
+// a table of shuffles, for eight lanes at a time, is quicker than what the library has.
+#if HWY_TARGET == HWY_AVX3_DL
+using PickWordsTag = Words;
+
+std::size_t StorePicked(hn::Vec<PickWordsTag> words, const std::uint8_t *bits, std::uint16_t *to)
+{
+    const auto mask = hn::LoadMaskBits(PickWordsTag(), bits);
+    hn::StoreU(hn::Compress(words, mask), PickWordsTag(), to);
+    return hn::CountTrue(PickWordsTag(), mask);
+}
+#else
+using PickWordsTag = Eight;
+
+std::size_t StorePicked(EightVector words, const std::uint8_t *bits, std::uint16_t *to)
+{
+    const auto shuffle = hn::Load(Sixteen(), kCompactTable.shuffles[*bits]);
+    hn::StoreU(hn::BitCast(Eight(), hn::TableLookupBytes(hn::BitCast(Sixteen(), words), shuffle)), Eight(), to);
+    return kCompactTable.counts[*bits];
+}
+#endif
+
+using PickVector = hn::Vec<PickWordsTag>;
+
+PickVector LoadForPick(const std::uint8_t *words)
+{
+    const hn::Repartition<std::uint8_t, PickWordsTag> bytes;
+    return hn::BitCast(PickWordsTag(), hn::LoadU(bytes, words));
+}
+
+PickVector LoadBytesForPick(const std::uint8_t *bytes)
+{
+    return hn::PromoteTo(PickWordsTag(), hn::LoadU(hn::Rebind<std::uint8_t, PickWordsTag>(), bytes));
+}
+
+PickVector LoadNarrowForPick(const std::uint8_t *words, int shift)
+{
+    return hn::Min(hn::ShiftRightSame(LoadForPick(words), shift), hn::Set(PickWordsTag(), 255));
 }
 
 /// Compacts the selected columns of what `sum` gives for a vector of columns; stops before the last partial vector.
 /// \return the columns done.
-template <class Sum> int PickLoop(const std::uint8_t *selection, int columns, std::uint16_t *&sums, Sum sum)
+template <class Sum> int PickLoop(const Selection &selection, std::uint16_t *&sums, Sum sum)
 {
-    const int lanes = static_cast<int>(hn::Lanes(Words()));
+    const int lanes = static_cast<int>(hn::Lanes(PickWordsTag()));
     int x = 0;
-    for (; x + lanes <= columns; x += lanes) {
-        const auto mask = hn::LoadMaskBits(Words(), selection + x / 8);
-        hn::StoreU(hn::Compress(sum(x), mask), Words(), sums);
-        sums += hn::CountTrue(Words(), mask);
-    }
+    for (; x + lanes <= selection.columns; x += lanes)
+        sums += StorePicked(sum(x), selection.bits + x / 8, sums);
     return x;
 }
 
-void PickBytes(const std::uint8_t *lineA, const std::uint8_t *lineB, const std::uint8_t *selection, int columns,
-               std::uint16_t *sums)
+Selection After(const Selection &selection, int columns)
 {
-    const int x = PickLoop(selection, columns, sums, [=](int at) {
-        FetchAhead(lineA + at);
-        FetchAhead(lineB + at);
-        return hn::Add(LoadBytes(lineA + at), LoadBytes(lineB + at));
-    });
-    plain::PickBytes(lineA + x, lineB + x, selection + x / 8, columns - x, sums);
+    return {selection.bits + columns / 8, selection.columns - columns};
 }
 
-void PickWords(const std::uint8_t *lineA, const std::uint8_t *lineB, int shift, const std::uint8_t *selection,
-               int columns, std::uint16_t *sums)
+void PickBytes(const LinePair &lines, const Selection &selection, std::uint16_t *sums)
 {
-    const int x = PickLoop(selection, columns, sums, [=](int at) {
-        FetchAhead(lineA + 2 * at);
-        FetchAhead(lineB + 2 * at);
-        return hn::Add(Narrowed(LoadWords(lineA + 2 * at), shift), Narrowed(LoadWords(lineB + 2 * at), shift));
+    const int x = PickLoop(selection, sums, [=](int at) {
+        FetchAhead(lines.first + at, lines.bytesToNext);
+        FetchAhead(lines.second + at, lines.bytesToNext);
+        return hn::Add(LoadBytesForPick(lines.first + at), LoadBytesForPick(lines.second + at));
     });
-    plain::PickWords(lineA + 2 * x, lineB + 2 * x, shift, selection + x / 8, columns - x, sums);
+    plain::PickBytes({lines.first + x, lines.second + x, 0}, After(selection, x), sums);
+}
+
+void PickWords(const LinePair &lines, int shift, const Selection &selection, std::uint16_t *sums)
+{
+    const int x = PickLoop(selection, sums, [=](int at) {
+        FetchAhead(lines.first + 2 * at, lines.bytesToNext);
+        FetchAhead(lines.second + 2 * at, lines.bytesToNext);
+        return hn::Add(LoadNarrowForPick(lines.first + 2 * at, shift), LoadNarrowForPick(lines.second + 2 * at, shift));
+    });
+    plain::PickWords({lines.first + 2 * x, lines.second + 2 * x, 0}, shift, After(selection, x), sums);
 }
 
 using Pairs = hn::RepartitionToWide<Words>; // two sums in each lane
@@ -212,47 +291,46 @@ void PairsToGrey(const std::uint16_t *sums, int pixels, std::uint32_t *colours)
 
 /// The left and right samples of cells, summed over the lines of one kind.
 struct CellColumns {
-    WordVector left;
-    WordVector right;
+    PickVector left;
+    PickVector right;
 };
 
-CellColumns SumCells(const std::uint8_t *const (&lines)[2], int cell)
+CellColumns SumCells(const std::uint8_t *const (&lines)[2], std::ptrdiff_t bytesToNext, int cell)
 {
-    const auto leftOnly = hn::Set(Words(), 0xff);
-    const WordVector first = LoadWords(lines[0] + 2 * cell);
+    const auto leftOnly = hn::Set(PickWordsTag(), 0xff);
+    FetchAhead(lines[0] + 2 * cell, bytesToNext);
+    const PickVector first = LoadForPick(lines[0] + 2 * cell);
     CellColumns sums{hn::And(first, leftOnly), hn::ShiftRight<8>(first)};
     if (lines[1] != nullptr) {
-        const WordVector second = LoadWords(lines[1] + 2 * cell);
+        FetchAhead(lines[1] + 2 * cell, bytesToNext);
+        const PickVector second = LoadForPick(lines[1] + 2 * cell);
         sums.left = hn::Add(sums.left, hn::And(second, leftOnly));
         sums.right = hn::Add(sums.right, hn::ShiftRight<8>(second));
     }
     return sums;
 }
 
-void PickCells(const CellLines &lines, int redX, const std::uint8_t *selection, int cells, const CellSums &sums)
+void PickCells(const CellLines &lines, int redX, const Selection &selection, const CellSums &sums)
 {
-    const int lanes = static_cast<int>(hn::Lanes(Words()));
+    const int lanes = static_cast<int>(hn::Lanes(PickWordsTag()));
     std::size_t picked = 0;
     int cell = 0;
-    for (; cell + lanes <= cells; cell += lanes) {
-        const auto mask = hn::LoadMaskBits(Words(), selection + cell / 8);
-        const CellColumns redLine = SumCells(lines.red, cell);
-        const CellColumns blueLine = SumCells(lines.blue, cell);
+    for (; cell + lanes <= selection.columns; cell += lanes) {
+        const CellColumns ofRed = SumCells(lines.red, lines.bytesToNext, cell);
+        const CellColumns ofBlue = SumCells(lines.blue, lines.bytesToNext, cell);
+        const std::uint8_t *const bits = selection.bits + cell / 8;
         const bool isRedLeft = redX == 0;
-        const WordVector green =
-            isRedLeft ? hn::Add(redLine.right, blueLine.left) : hn::Add(redLine.left, blueLine.right);
-        hn::StoreU(hn::Compress(isRedLeft ? redLine.left : redLine.right, mask), Words(), sums.red + picked);
-        hn::StoreU(hn::Compress(green, mask), Words(), sums.green + picked);
-        hn::StoreU(hn::Compress(isRedLeft ? blueLine.right : blueLine.left, mask), Words(), sums.blue + picked);
-        picked += hn::CountTrue(Words(), mask);
+        const PickVector green = isRedLeft ? hn::Add(ofRed.right, ofBlue.left) : hn::Add(ofRed.left, ofBlue.right);
+        StorePicked(isRedLeft ? ofRed.left : ofRed.right, bits, sums.red + picked);
+        StorePicked(isRedLeft ? ofBlue.right : ofBlue.left, bits, sums.blue + picked);
+        picked += StorePicked(green, bits, sums.green + picked);
     }
     CellLines rest = lines;
     for (const std::uint8_t **line : {&rest.red[0], &rest.red[1], &rest.blue[0], &rest.blue[1]}) {
         if (*line != nullptr)
             *line += 2 * cell;
     }
-    plain::PickCells(rest, redX, selection + cell / 8, cells - cell,
-                     {sums.red + picked, sums.green + picked, sums.blue + picked});
+    plain::PickCells(rest, redX, After(selection, cell), {sums.red + picked, sums.green + picked, sums.blue + picked});
 }
 
 void CellsToRgb(const CellSums &sums, int pixels, std::uint32_t *colours)
@@ -287,6 +365,110 @@ void BytesToGrey(const std::uint8_t *bytes, int pixels, std::uint32_t *colours)
         StoreColours(grey, grey, grey, colours + i);
     }
     plain::BytesToGrey(bytes + i, pixels - i, colours + i);
+}
+
+/// The bytes of pixels, the even ones and the odd ones each in 16-bit lanes, summed over two lines.
+struct ByteSums {
+    PairVector even;
+    PairVector odd;
+};
+
+ByteSums SumLines(const std::uint32_t *upper, const std::uint32_t *lower)
+{
+    const auto evenBytes = hn::Set(Pairs(), 0x00ff00ffU);
+    const auto above = hn::LoadU(Pairs(), upper);
+    const auto below = hn::LoadU(Pairs(), lower);
+    return {hn::Add(hn::And(above, evenBytes), hn::And(below, evenBytes)),
+            hn::Add(hn::And(hn::ShiftRight<8>(above), evenBytes), hn::And(hn::ShiftRight<8>(below), evenBytes))};
+}
+
+/// Of the neighbouring pixels in two vectors: sums, rounded quarters.
+PairVector QuarterOfNeighbours(PairVector first, PairVector second)
+{
+    const auto sum = hn::Add(hn::ConcatEven(Pairs(), second, first), hn::ConcatOdd(Pairs(), second, first));
+    const auto rounded = hn::Add(sum, hn::Set(Pairs(), 0x00020002U));
+    return hn::And(hn::ShiftRight<2>(rounded), hn::Set(Pairs(), 0x00ff00ffU));
+}
+
+void MeansOfFour(const std::uint32_t *upper, const std::uint32_t *lower, int pixels, std::uint32_t *means)
+{
+    const int lanes = static_cast<int>(hn::Lanes(Pairs()));
+    int i = 0;
+    for (; i + lanes <= pixels; i += lanes) {
+        const ByteSums first = SumLines(upper + 2 * i, lower + 2 * i);
+        const ByteSums second = SumLines(upper + 2 * i + lanes, lower + 2 * i + lanes);
+        const auto even = QuarterOfNeighbours(first.even, second.even);
+        const auto odd = QuarterOfNeighbours(first.odd, second.odd);
+        hn::StoreU(hn::Or(even, hn::ShiftLeft<8>(odd)), Pairs(), means + i);
+    }
+    plain::MeansOfFour(upper + 2 * i, lower + 2 * i, pixels - i, means + i);
+}
+
+using Ints = hn::RebindToSigned<Pairs>;
+using IntVector = hn::Vec<Ints>;
+
+PairVector ColourLevel(IntVector scaled)
+{
+    const auto level = hn::Max(hn::ShiftRight<16>(scaled), hn::Zero(Ints()));
+    return hn::BitCast(Pairs(), hn::Min(level, hn::Set(Ints(), 255)));
+}
+
+void YuvToColours(int pixels, std::uint32_t *colours)
+{
+    const Ints ints;
+    const int lanes = static_cast<int>(hn::Lanes(ints));
+    const auto byteMask = hn::Set(ints, 0xff);
+    const auto middle = hn::Set(ints, 128);
+    int i = 0;
+    for (; i + lanes <= pixels; i += lanes) {
+        const auto pixel = hn::BitCast(ints, hn::LoadU(Pairs(), colours + i));
+        const auto luma = hn::And(hn::ShiftRight<16>(pixel), byteMask);
+        const auto base = hn::Add(hn::ShiftLeft<16>(luma), hn::Set(ints, 1 << 15));
+        const auto u = hn::Sub(hn::And(hn::ShiftRight<8>(pixel), byteMask), middle);
+        const auto v = hn::Sub(hn::And(pixel, byteMask), middle);
+        const auto red = hn::Add(base, hn::Mul(v, hn::Set(ints, kRedOfV)));
+        const auto green =
+            hn::Sub(hn::Sub(base, hn::Mul(u, hn::Set(ints, kGreenOfU))), hn::Mul(v, hn::Set(ints, kGreenOfV)));
+        const auto blue = hn::Add(base, hn::Mul(u, hn::Set(ints, kBlueOfU)));
+        StorePixels(ColourLevel(red), ColourLevel(green), ColourLevel(blue), colours + i);
+    }
+    plain::YuvToColours(pixels - i, colours + i);
+}
+
+/// Gives the planes of each vector of colours to `store`.
+/// \return the pixels done.
+template <class Store> int PlanesLoop(const std::uint32_t *colours, int pixels, Store store)
+{
+    using Bytes = hn::ScalableTag<std::uint8_t>;
+    const int lanes = static_cast<int>(hn::Lanes(Bytes()));
+    int i = 0;
+    for (; i + lanes <= pixels; i += lanes) {
+        hn::Vec<Bytes> red;
+        hn::Vec<Bytes> green;
+        hn::Vec<Bytes> blue;
+        hn::Vec<Bytes> alpha;
+        hn::LoadInterleaved4(Bytes(), reinterpret_cast<const std::uint8_t *>(colours + i), blue, green, red, alpha);
+        store(i, red, green, blue);
+    }
+    return i;
+}
+
+void ColoursToRgb(const std::uint32_t *colours, int pixels, std::uint8_t *bytes)
+{
+    using Bytes = hn::ScalableTag<std::uint8_t>;
+    const int done = PlanesLoop(colours, pixels, [=](int i, auto red, auto green, auto blue) {
+        hn::StoreInterleaved3(red, green, blue, Bytes(), bytes + 3 * i);
+    });
+    plain::ColoursToRgb(colours + done, pixels - done, bytes + 3 * done);
+}
+
+void ColoursToBgr(const std::uint32_t *colours, int pixels, std::uint8_t *bytes)
+{
+    using Bytes = hn::ScalableTag<std::uint8_t>;
+    const int done = PlanesLoop(colours, pixels, [=](int i, auto red, auto green, auto blue) {
+        hn::StoreInterleaved3(blue, green, red, Bytes(), bytes + 3 * i);
+    });
+    plain::ColoursToBgr(colours + done, pixels - done, bytes + 3 * done);
 }
 
 WordVector Half(WordVector sum)
@@ -352,6 +534,7 @@ namespace orv {
 
 HWY_EXPORT(NarrowWords);
 HWY_EXPORT(UnpackEights);
+HWY_EXPORT(NarrowEights);
 HWY_EXPORT(PickBytes);
 HWY_EXPORT(PickWords);
 HWY_EXPORT(PairsToGrey);
@@ -359,6 +542,10 @@ HWY_EXPORT(PickCells);
 HWY_EXPORT(CellsToRgb);
 HWY_EXPORT(CellPairsToRgb);
 HWY_EXPORT(BytesToGrey);
+HWY_EXPORT(MeansOfFour);
+HWY_EXPORT(YuvToColours);
+HWY_EXPORT(ColoursToRgb);
+HWY_EXPORT(ColoursToBgr);
 HWY_EXPORT(DemosaicLine);
 
 void NarrowWords(const std::uint8_t *words, int count, int shift, std::uint8_t *bytes)
@@ -372,16 +559,20 @@ void UnpackEights(const std::uint8_t *packed, const std::uint8_t *end, SamplePac
     HWY_DYNAMIC_DISPATCH(UnpackEights)(packed, end, packing, bits, count, samples);
 }
 
-void PickBytes(const std::uint8_t *lineA, const std::uint8_t *lineB, const std::uint8_t *selection, int columns,
-               std::uint16_t *sums)
+void NarrowEights(const std::uint8_t *packed, const std::uint8_t *end, SamplePacking packing, int bits, int count,
+                  std::uint8_t *bytes)
 {
-    HWY_DYNAMIC_DISPATCH(PickBytes)(lineA, lineB, selection, columns, sums);
+    HWY_DYNAMIC_DISPATCH(NarrowEights)(packed, end, packing, bits, count, bytes);
 }
 
-void PickWords(const std::uint8_t *lineA, const std::uint8_t *lineB, int shift, const std::uint8_t *selection,
-               int columns, std::uint16_t *sums)
+void PickBytes(const LinePair &lines, const Selection &selection, std::uint16_t *sums)
 {
-    HWY_DYNAMIC_DISPATCH(PickWords)(lineA, lineB, shift, selection, columns, sums);
+    HWY_DYNAMIC_DISPATCH(PickBytes)(lines, selection, sums);
+}
+
+void PickWords(const LinePair &lines, int shift, const Selection &selection, std::uint16_t *sums)
+{
+    HWY_DYNAMIC_DISPATCH(PickWords)(lines, shift, selection, sums);
 }
 
 void PairsToGrey(const std::uint16_t *sums, int pixels, std::uint32_t *colours)
@@ -389,9 +580,9 @@ void PairsToGrey(const std::uint16_t *sums, int pixels, std::uint32_t *colours)
     HWY_DYNAMIC_DISPATCH(PairsToGrey)(sums, pixels, colours);
 }
 
-void PickCells(const CellLines &lines, int redX, const std::uint8_t *selection, int cells, const CellSums &sums)
+void PickCells(const CellLines &lines, int redX, const Selection &selection, const CellSums &sums)
 {
-    HWY_DYNAMIC_DISPATCH(PickCells)(lines, redX, selection, cells, sums);
+    HWY_DYNAMIC_DISPATCH(PickCells)(lines, redX, selection, sums);
 }
 
 void CellsToRgb(const CellSums &sums, int pixels, std::uint32_t *colours)
@@ -407,6 +598,26 @@ void CellPairsToRgb(const CellSums &sums, int pixels, std::uint32_t *colours)
 void BytesToGrey(const std::uint8_t *bytes, int pixels, std::uint32_t *colours)
 {
     HWY_DYNAMIC_DISPATCH(BytesToGrey)(bytes, pixels, colours);
+}
+
+void MeansOfFour(const std::uint32_t *upper, const std::uint32_t *lower, int pixels, std::uint32_t *means)
+{
+    HWY_DYNAMIC_DISPATCH(MeansOfFour)(upper, lower, pixels, means);
+}
+
+void YuvToColours(int pixels, std::uint32_t *colours)
+{
+    HWY_DYNAMIC_DISPATCH(YuvToColours)(pixels, colours);
+}
+
+void ColoursToRgb(const std::uint32_t *colours, int pixels, std::uint8_t *bytes)
+{
+    HWY_DYNAMIC_DISPATCH(ColoursToRgb)(colours, pixels, bytes);
+}
+
+void ColoursToBgr(const std::uint32_t *colours, int pixels, std::uint8_t *bytes)
+{
+    HWY_DYNAMIC_DISPATCH(ColoursToBgr)(colours, pixels, bytes);
 }
 
 void DemosaicLine(const MosaicLines &lines, int pixels, std::uint32_t *colours)

@@ -5,7 +5,6 @@
 #include "orvimage/Samples.h"
 
 #include <algorithm>
-#include <numeric>
 
 namespace orv {
 
@@ -57,72 +56,82 @@ const std::uint8_t *LineReader::Line(int y)
     return oldest->samples.data();
 }
 
-ColourReader::ColourReader(const PixelSource &source, int begin, int end, LevelColours colours)
-    : m_source(source), m_begin(FirstToRead(source, begin)), m_end(EndToRead(source, end)), m_shown(begin - m_begin),
-      m_shownCount(end - begin), m_lines(source, m_begin, m_end), m_colours(std::move(colours))
+PixelPicker::PixelPicker(const PixelSource &source, int begin, int end, LevelColours colours)
+    : m_source(source), m_begin(FirstToRead(source, begin)), m_end(EndToRead(source, end)),
+      m_lines(source, m_begin, m_end), m_colours(std::move(colours))
 {
 }
 
-void ColourReader::Pick(int y, const int *columns, int count, std::uint32_t *colours)
+void PixelPicker::Pick(int y, const std::vector<int> &columns, std::uint32_t *pixels)
 {
-    if (!m_colours.empty())
-        return PickLevels(y, columns, count, colours);
-    const PixelLayout &layout = m_source.layout;
-    if (layout.family == PixelFamily::Bayer) {
-        m_demosaiced.resize(static_cast<std::size_t>(m_end - m_begin));
-        Demosaic(y, m_demosaiced.data());
-        for (int i = 0; i < count; ++i)
-            colours[i] = m_demosaiced[static_cast<std::size_t>(columns[i] - m_begin)];
+    switch (m_source.layout.family) {
+    case PixelFamily::Mono:
+        return PickLevels(y, columns, pixels);
+    case PixelFamily::Bayer:
+        return PickMosaic(y, columns, pixels);
+    case PixelFamily::Yuv422:
+        return PickYuv422(y, columns, pixels);
+    default:
+        return PickTriples(y, columns, pixels);
+    }
+}
+
+void PixelPicker::ToColours(int count, std::uint32_t *pixels) const
+{
+    const PixelFamily family = m_source.layout.family;
+    if (family == PixelFamily::Yuv422 || family == PixelFamily::Yuv444)
+        YuvToColours(count, pixels);
+}
+
+void PixelPicker::PickLevels(int y, const std::vector<int> &columns, std::uint32_t *pixels)
+{
+    if (m_colours.empty()) {
+        const std::uint8_t *const samples = m_lines.Line(y);
+        for (const int column : columns)
+            *pixels++ = Grey(samples[column - m_begin]);
         return;
     }
-    const std::uint8_t *const samples = m_lines.Line(y);
-    if (layout.family == PixelFamily::Yuv422)
-        return PickYuv422(samples, columns, count, colours);
-    const int step = layout.samplesPerPixel;
-    const int place[3] = {layout.place[0], layout.place[1], layout.place[2]};
-    for (int i = 0; i < count; ++i) {
-        const std::uint8_t *const pixel = samples + (columns[i] - m_begin) * step;
-        if (layout.family == PixelFamily::Mono)
-            colours[i] = Grey(*pixel);
-        else if (layout.family == PixelFamily::Rgb)
-            colours[i] = PackColour(pixel[place[0]], pixel[place[1]], pixel[place[2]]);
-        else
-            colours[i] = YuvToColour(pixel[place[0]], pixel[place[1]], pixel[place[2]]);
-    }
-}
-
-void ColourReader::PickAll(int y, std::uint32_t *colours)
-{
-    if (m_colours.empty() && m_source.layout.family == PixelFamily::Mono)
-        return BytesToGrey(m_lines.Line(y), m_shownCount, colours);
-    if (m_source.layout.family == PixelFamily::Bayer && m_shownCount == m_end - m_begin)
-        return Demosaic(y, colours);
-    std::vector<int> columns(static_cast<std::size_t>(m_shownCount));
-    std::iota(columns.begin(), columns.end(), m_begin + m_shown);
-    Pick(y, columns.data(), m_shownCount, colours);
-}
-
-void ColourReader::PickLevels(int y, const int *columns, int count, std::uint32_t *colours)
-{
     m_levels.resize(static_cast<std::size_t>(m_end - m_begin));
     UnpackSamples(m_source.Line(y), m_source.layout, m_begin, m_end - m_begin, m_levels.data());
     const std::size_t top = m_colours.size() - 1;
-    for (int i = 0; i < count; ++i)
-        colours[i] = m_colours[std::min<std::size_t>(m_levels[static_cast<std::size_t>(columns[i] - m_begin)], top)];
+    for (const int column : columns)
+        *pixels++ = m_colours[std::min<std::size_t>(m_levels[static_cast<std::size_t>(column - m_begin)], top)];
 }
 
-void ColourReader::PickYuv422(const std::uint8_t *samples, const int *columns, int count, std::uint32_t *colours) const
+void PixelPicker::PickMosaic(int y, const std::vector<int> &columns, std::uint32_t *pixels)
 {
-    const int pixels = m_end - m_begin;
-    for (int i = 0; i < count; ++i) {
-        const YuvPlaces places = PlacesOfYuv422(m_source.layout, columns[i] - m_begin, pixels);
-        const int u = places.u < 2 * pixels ? samples[places.u] : 128;
-        const int v = places.v < 2 * pixels ? samples[places.v] : 128;
-        colours[i] = YuvToColour(samples[places.luma], u, v);
+    Demosaic(y);
+    const std::uint32_t *const colours = m_demosaiced.data();
+    for (const int column : columns)
+        *pixels++ = colours[column - m_begin];
+}
+
+void PixelPicker::PickTriples(int y, const std::vector<int> &columns, std::uint32_t *pixels)
+{
+    const int step = m_source.layout.samplesPerPixel;
+    const std::uint8_t *const line = m_lines.Line(y);
+    const std::uint8_t *const first = line + m_source.layout.place[0];
+    const std::uint8_t *const second = line + m_source.layout.place[1];
+    const std::uint8_t *const third = line + m_source.layout.place[2];
+    for (const int column : columns) {
+        const std::ptrdiff_t at = (column - m_begin) * step;
+        *pixels++ = PackColour(first[at], second[at], third[at]);
     }
 }
 
-void ColourReader::Demosaic(int y, std::uint32_t *colours)
+void PixelPicker::PickYuv422(int y, const std::vector<int> &columns, std::uint32_t *pixels)
+{
+    const std::uint8_t *const samples = m_lines.Line(y);
+    const int width = m_end - m_begin;
+    for (const int column : columns) {
+        const YuvPlaces places = PlacesOfYuv422(m_source.layout, column - m_begin, width);
+        const int u = places.u < 2 * width ? samples[places.u] : 128;
+        const int v = places.v < 2 * width ? samples[places.v] : 128;
+        *pixels++ = PackColour(samples[places.luma], u, v);
+    }
+}
+
+void PixelPicker::Demosaic(int y)
 {
     const int last = m_source.height - 1;
     const int aboveY = y > 0 ? y - 1 : std::min(1, last);
@@ -134,7 +143,8 @@ void ColourReader::Demosaic(int y, std::uint32_t *colours)
     lines.isRedLine = y % 2 == m_source.layout.redY;
     const int siteX = lines.isRedLine ? m_source.layout.redX : 1 - m_source.layout.redX;
     lines.siteX = (siteX + m_begin) % 2;
-    DemosaicLine(lines, m_end - m_begin, colours);
+    m_demosaiced.resize(static_cast<std::size_t>(m_end - m_begin));
+    DemosaicLine(lines, m_end - m_begin, m_demosaiced.data());
 }
 
 } // namespace orv

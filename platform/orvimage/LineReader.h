@@ -35,28 +35,29 @@ private:
     unsigned m_uses = 0;
 };
 
-/// Chosen pixels of an image's lines as colours. One thread.
-class ColourReader {
+/// Chosen pixels of an image's lines. One thread.
+class PixelPicker {
 public:
     /// \param begin, end  pixels that will be asked for.
     /// \param colours  by stored level, see ColoursByLevel; empty for none.
-    ColourReader(const PixelSource &source, int begin, int end, LevelColours colours);
+    PixelPicker(const PixelSource &source, int begin, int end, LevelColours colours);
 
-    /// Colours of the pixels at `columns` of line y.
-    void Pick(int y, const int *columns, int count, std::uint32_t *colours);
-    /// Colours of all pixels of the range.
-    void PickAll(int y, std::uint32_t *colours);
+    /// The pixels at `columns` of line y: colours, or 0xffYYUUVV for YUV.
+    void Pick(int y, const std::vector<int> &columns, std::uint32_t *pixels);
+    /// Picked pixels, averaged or not, to colours, in place.
+    void ToColours(int count, std::uint32_t *pixels) const;
 
 private:
-    void PickLevels(int y, const int *columns, int count, std::uint32_t *colours);
-    void PickYuv422(const std::uint8_t *samples, const int *columns, int count, std::uint32_t *colours) const;
-    void Demosaic(int y, std::uint32_t *colours);
+    void PickLevels(int y, const std::vector<int> &columns, std::uint32_t *pixels);
+    void PickMosaic(int y, const std::vector<int> &columns, std::uint32_t *pixels);
+    void PickYuv422(int y, const std::vector<int> &columns, std::uint32_t *pixels);
+    /// Three samples per pixel, from any of their places.
+    void PickTriples(int y, const std::vector<int> &columns, std::uint32_t *pixels);
+    void Demosaic(int y);
 
     const PixelSource m_source;
     const int m_begin; // the pixels that are read, which may be some more than those asked for
     const int m_end;
-    const int m_shown; // first pixel asked for, counted from m_begin
-    const int m_shownCount;
     LineReader m_lines;
     LevelColours m_colours;
     std::vector<std::uint16_t> m_levels;

@@ -57,10 +57,20 @@ void StoreGrouped(std::uint8_t *origin, int bits, std::uint64_t k, std::uint16_t
     group[1] = static_cast<std::uint8_t>((group[1] & ~(lowMask << lowShift)) | (value & lowMask) << lowShift);
 }
 
-/// Bytes of eight packed samples, which are whole for every packing.
-std::size_t BytesPerEight(const PixelLayout &layout)
+/// The part of a run of packed samples that is whole eights, which fill whole bytes in every packing.
+struct Eights {
+    int begin; ///< counted from the run's first sample
+    int end;
+    const std::uint8_t *bytes;
+};
+
+Eights EightsWithin(const SampleRun &line, const PixelLayout &layout, std::uint64_t from, int count)
 {
-    return layout.packing == SamplePacking::BitString ? static_cast<std::size_t>(layout.bits) : 12;
+    const int begin = std::min(count, static_cast<int>((8 - from % 8) % 8));
+    const int end = begin + (count - begin) / 8 * 8;
+    const std::uint64_t bytesPerEight =
+        layout.packing == SamplePacking::BitString ? static_cast<std::uint64_t>(layout.bits) : 12;
+    return {begin, end, line.origin + (from + static_cast<unsigned>(begin)) / 8 * bytesPerEight};
 }
 
 } // namespace
@@ -103,46 +113,51 @@ void StoreSample(std::uint8_t *origin, SamplePacking packing, int bits, std::uin
 
 void UnpackSamples(const SampleRun &line, const PixelLayout &layout, int first, int count, std::uint16_t *samples)
 {
-    std::uint64_t k = line.first + static_cast<unsigned>(first);
+    const std::uint64_t from = line.first + static_cast<unsigned>(first);
     if (layout.packing == SamplePacking::Words) {
-        std::memcpy(samples, line.origin + 2 * k, 2 * static_cast<std::size_t>(count));
+        std::memcpy(samples, line.origin + 2 * from, 2 * static_cast<std::size_t>(count));
         return;
     }
-    int i = 0;
-    const auto plainUpTo = [&](int end) {
-        for (; i < end; ++i, ++k)
-            samples[i] = SampleAt(line, layout.packing, layout.bits, k);
-    };
-    if (layout.packing != SamplePacking::Bytes) {
-        plainUpTo(std::min(count, static_cast<int>((8 - k % 8) % 8)));
-        const int eights = (count - i) / 8 * 8;
-        UnpackEights(line.origin + k / 8 * BytesPerEight(layout), line.end, layout.packing, layout.bits, eights,
-                     samples + i);
-        i += eights;
-        k += static_cast<unsigned>(eights);
+    if (layout.packing == SamplePacking::Bytes) {
+        std::copy_n(line.origin + from, count, samples);
+        return;
     }
-    plainUpTo(count);
+    const auto oneByOne = [&](int begin, int end) {
+        for (int i = begin; i < end; ++i)
+            samples[i] = SampleAt(line, layout.packing, layout.bits, from + static_cast<unsigned>(i));
+    };
+    const Eights eights = EightsWithin(line, layout, from, count);
+    oneByOne(0, eights.begin);
+    UnpackEights(eights.bytes, line.end, layout.packing, layout.bits, eights.end - eights.begin,
+                 samples + eights.begin);
+    oneByOne(eights.end, count);
 }
 
 void UnpackToEight(const SampleRun &line, const PixelLayout &layout, int shift, int first, int count,
                    std::uint8_t *samples)
 {
-    const std::uint64_t k = line.first + static_cast<unsigned>(first);
+    const std::uint64_t from = line.first + static_cast<unsigned>(first);
     if (layout.packing == SamplePacking::Bytes) {
-        std::memcpy(samples, line.origin + k, static_cast<std::size_t>(count));
+        std::memcpy(samples, line.origin + from, static_cast<std::size_t>(count));
         return;
     }
     if (layout.packing == SamplePacking::Words) {
-        NarrowWords(line.origin + 2 * k, count, shift, samples);
+        NarrowWords(line.origin + 2 * from, count, shift, samples);
         return;
     }
-    constexpr int kChunk = 1024; // stays in the first-level cache
-    alignas(64) std::uint16_t chunk[kChunk];
-    for (int done = 0; done < count; done += kChunk) {
-        const int now = std::min(kChunk, count - done);
-        UnpackSamples(line, layout, first + done, now, chunk);
-        NarrowWords(reinterpret_cast<const std::uint8_t *>(chunk), now, shift, samples + done);
-    }
+    const auto oneByOne = [&](int begin, int end) {
+        for (int i = begin; i < end; ++i) {
+            const int sample = SampleAt(line, layout.packing, layout.bits, from + static_cast<unsigned>(i));
+            samples[i] = static_cast<std::uint8_t>(std::min(sample >> shift, 255));
+        }
+    };
+    if (shift != layout.bits - 8) // fewer significant bits than the packing has: nobody sends that
+        return oneByOne(0, count);
+    const Eights eights = EightsWithin(line, layout, from, count);
+    oneByOne(0, eights.begin);
+    NarrowEights(eights.bytes, line.end, layout.packing, layout.bits, eights.end - eights.begin,
+                 samples + eights.begin);
+    oneByOne(eights.end, count);
 }
 
 } // namespace orv

@@ -31,7 +31,7 @@ TEST(ConvertImage, EverySourceAndDestinationEqualTheViewAtFullScale)
     for (const OrvColorModelDescription &model : s_colorModelDescription) {
         if (!orv::IsDisplayable(model.pixelType))
             continue;
-        const int width = 45;
+        const int width = 150; // more than two vectors of bytes
         const int height = 6;
         const bool isContinuous = model.pixelType % 2 == 0;
         TestImage source(model.pixelType, width, height, 5, isContinuous ? ORV_LINES_CONTINUOUS : ORV_LINES_PITCHED);

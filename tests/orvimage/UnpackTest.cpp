@@ -119,20 +119,23 @@ TEST(Kernels, VectorsEqualThePlainVersion)
             };
             Sums fast(3 * (size + orv::kKernelSlack));
             Sums plain(fast.size());
-            orv::PickWords(lines[0].data(), lines[1].data(), 4, selection.data(), length, fast.data());
-            orv::plain::PickWords(lines[0].data(), lines[1].data(), 4, selection.data(), length, plain.data());
+            const orv::LinePair pair{lines[0].data(), lines[1].data(), 64};
+            const orv::Selection columns{selection.data(), length};
+            orv::PickWords(pair, 4, columns, fast.data());
+            orv::plain::PickWords(pair, 4, columns, plain.data());
             expectPicked(fast, plain, "words");
 
             for (int variant = 0; variant < 4; ++variant) {
                 const bool isPair = variant % 2 != 0;
                 const orv::CellLines cells{{lines[0].data(), isPair ? lines[2].data() : nullptr},
-                                           {lines[1].data(), isPair ? lines[3].data() : nullptr}};
+                                           {lines[1].data(), isPair ? lines[3].data() : nullptr},
+                                           0};
                 const auto sumsOf = [&](Sums &sums) {
                     const std::size_t stride = size + orv::kKernelSlack;
                     return orv::CellSums{sums.data(), sums.data() + stride, sums.data() + 2 * stride};
                 };
-                orv::PickCells(cells, variant / 2, selection.data(), length, sumsOf(fast));
-                orv::plain::PickCells(cells, variant / 2, selection.data(), length, sumsOf(plain));
+                orv::PickCells(cells, variant / 2, columns, sumsOf(fast));
+                orv::plain::PickCells(cells, variant / 2, columns, sumsOf(plain));
                 for (std::size_t colour = 0; colour < 3; ++colour) {
                     const auto from = static_cast<long>(colour * (size + orv::kKernelSlack));
                     expectPicked(Sums(fast.begin() + from, fast.end()), Sums(plain.begin() + from, plain.end()),
