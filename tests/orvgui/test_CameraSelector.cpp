@@ -1,0 +1,375 @@
+#include "orvgui/OrvCameraSelectorDialog.h"
+#include "orvgui/ScriptedSystem.h"
+#include "support/GuiTest.h"
+
+#include <gmock/gmock.h>
+
+#include <QHeaderView>
+#include <QLabel>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QSettings>
+#include <QTimer>
+#include <QTreeWidget>
+#include <QtTest>
+
+#include <optional>
+
+using OrvCam::DeviceState;
+
+namespace {
+
+constexpr int kMaxLatencyMs = 100;
+
+/// A dialog over a scripted system, seen through its widgets.
+class CameraSelector : public testing::Test {
+protected:
+    void SetUp() override { QSettings("Zelkor", "OrvPlayer").clear(); }
+
+    void TearDown() override
+    {
+        m_system.LetGo();
+        EXPECT_TRUE(WaitFor([this] { return IsIdle() && m_system.InUse() == 0; })); // a search would outlive the system
+    }
+
+    static auto Camera(const std::string &serial, DeviceState state = DeviceState::Free)
+    {
+        return ScriptedSystem::Camera(serial, state);
+    }
+
+    /// Opens the dialog; returns when its first search is done.
+    void Open()
+    {
+        Show();
+        ASSERT_TRUE(WaitFor([this] { return IsIdle(); }));
+    }
+
+    void Show()
+    {
+        m_dialog.emplace(&m_system);
+        m_dialog->show();
+    }
+
+    /// Searches once more at the user's wish.
+    void Refresh()
+    {
+        const int before = m_system.Searches();
+        QTest::keyClick(&*m_dialog, Qt::Key_F5);
+        ASSERT_TRUE(WaitFor([&] { return m_system.Searches() > before && IsIdle(); }));
+    }
+
+    template <class Widget> Widget *Find(const char *name) const { return m_dialog->findChild<Widget *>(name); }
+    QTreeWidget *Tree() const { return Find<QTreeWidget>("cameras"); }
+    QPushButton *ConnectButton() const { return Find<QPushButton>("connect"); }
+    bool IsIdle() const { return !Find<QLabel>("searching")->isVisible(); }
+
+    /// What stands over the list; "" when the list shows.
+    std::string Message() const
+    {
+        const auto *label = Find<QLabel>("message");
+        return label->isVisible() ? label->text().toStdString() : "";
+    }
+
+    std::vector<std::string> Serials() const
+    {
+        std::vector<std::string> serials;
+        for (QTreeWidgetItemIterator item(Tree()); *item; ++item) {
+            if ((*item)->parent())
+                serials.push_back((*item)->text(1).toStdString());
+        }
+        return serials;
+    }
+
+    QTreeWidgetItem *Row(const std::string &serial) const
+    {
+        for (QTreeWidgetItemIterator item(Tree()); *item; ++item) {
+            if ((*item)->text(1).toStdString() == serial)
+                return *item;
+        }
+        return nullptr;
+    }
+
+    std::string Selected() const
+    {
+        const auto items = Tree()->selectedItems();
+        return items.isEmpty() ? "" : items.first()->text(1).toStdString();
+    }
+
+    void Click(const std::string &serial)
+    {
+        QTest::mouseClick(Tree()->viewport(), Qt::LeftButton, {}, Tree()->visualItemRect(Row(serial)).center());
+    }
+
+    static void Remember(const OrvCam::DeviceDescription &camera)
+    {
+        QSettings settings("Zelkor", "OrvPlayer");
+        settings.beginGroup("CameraSelector");
+        settings.setValue("vendor", QString::fromStdString(camera.vendor));
+        settings.setValue("model", QString::fromStdString(camera.model));
+        settings.setValue("serial", QString::fromStdString(camera.serial));
+    }
+
+    ScriptedSystem m_system;
+    std::optional<OrvGui::OrvCameraSelectorDialog> m_dialog;
+};
+
+using Strings = std::vector<std::string>;
+using testing::HasSubstr;
+
+TEST_F(CameraSelector, SaysThatItSearchesAndThenListsTheCameras)
+{
+    m_system.Find({Camera("1"), Camera("2")});
+    m_system.Hold();
+    Show();
+    ASSERT_TRUE(WaitFor([this] { return m_system.InUse() == 1; }));
+    EXPECT_FALSE(IsIdle());
+    EXPECT_THAT(Message(), HasSubstr("Searching for cameras..."));
+    EXPECT_FALSE(ConnectButton()->isEnabled());
+
+    m_system.LetGo();
+    ASSERT_TRUE(WaitFor([this] { return IsIdle(); }));
+    EXPECT_EQ(Message(), "");
+    EXPECT_EQ(Serials(), (Strings{"1", "2"}));
+}
+
+TEST_F(CameraSelector, InterfacesWithoutCamerasAreOnlyNamedAsSearched)
+{
+    m_system.FindOn({{{OrvCam::ORV_INTERFACE_U3V, "u3v", "USB", "Nuvark.cti"}, {}},
+                     {ScriptedSystem::Ethernet(), {Camera("2"), Camera("1")}}});
+    Open();
+    EXPECT_EQ(Tree()->topLevelItemCount(), 1);
+    EXPECT_EQ(Serials(), (Strings{"1", "2"}));
+    const std::string searched = Find<QLabel>("searched")->text().toStdString();
+    EXPECT_THAT(searched, HasSubstr("USB"));
+    EXPECT_THAT(searched, HasSubstr("eth0"));
+}
+
+TEST_F(CameraSelector, TheWindowStaysAliveDuringALongSearch)
+{
+    m_system.Find({Camera("1")});
+    m_system.TakeMs(1000);
+    QElapsedTimer sinceBeat;
+    qint64 longestMs = 0;
+    int beats = 0;
+    QTimer heart;
+    QObject::connect(&heart, &QTimer::timeout, [&] {
+        longestMs = qMax(longestMs, sinceBeat.restart());
+        ++beats;
+    });
+    Show();
+    QCoreApplication::processEvents(); // the first painting is no part of the search
+    sinceBeat.start();
+    heart.start(5);
+    ASSERT_TRUE(WaitFor([this] { return IsIdle(); }));
+    RecordProperty("longestPauseMs", int(longestMs));
+    EXPECT_LT(longestMs, kMaxLatencyMs);
+    EXPECT_GT(beats, 1000 / kMaxLatencyMs);
+    EXPECT_EQ(Serials(), (Strings{"1"}));
+}
+
+TEST_F(CameraSelector, ARefreshKeepsSelectionAndScrollPosition)
+{
+    ScriptedSystem::Cameras cameras;
+    for (int i = 100; i < 180; ++i)
+        cameras.push_back(Camera(std::to_string(i)));
+    m_system.Find(cameras);
+    Open();
+    Tree()->verticalScrollBar()->setValue(30);
+    Click("135");
+    ASSERT_EQ(Selected(), "135");
+
+    cameras.erase(cameras.begin() + 75);
+    cameras[35].userName = "left";
+    cameras.push_back(Camera("200"));
+    m_system.Find(cameras);
+    Refresh();
+    EXPECT_EQ(Selected(), "135");
+    EXPECT_EQ(Tree()->verticalScrollBar()->value(), 30);
+    EXPECT_EQ(Row("135")->text(2), "left");
+    EXPECT_EQ(Row("175"), nullptr);
+    EXPECT_NE(Row("200"), nullptr);
+}
+
+TEST_F(CameraSelector, ItSearchesAgainByItselfAndToleratesOneMiss)
+{
+    m_system.Find({Camera("1"), Camera("2")});
+    Open();
+    m_system.Find({Camera("2")});
+    ASSERT_TRUE(WaitFor([this] { return m_system.Searches() == 2 && IsIdle(); }, 10000));
+    EXPECT_EQ(Serials(), (Strings{"1", "2"}));
+    ASSERT_TRUE(WaitFor([this] { return m_system.Searches() == 3 && IsIdle(); }, 10000));
+    EXPECT_EQ(Serials(), (Strings{"2"}));
+}
+
+TEST_F(CameraSelector, WhenTheSelectedCameraGoesNoOtherTakesItsPlace)
+{
+    m_system.Find({Camera("1"), Camera("2"), Camera("3")});
+    Open();
+    Click("2");
+    EXPECT_TRUE(ConnectButton()->isEnabled());
+    m_system.Find({Camera("1"), Camera("3")});
+    Refresh();
+    EXPECT_EQ(Selected(), "");
+    EXPECT_FALSE(ConnectButton()->isEnabled());
+
+    m_system.Find({});
+    Refresh();
+    EXPECT_THAT(Message(), HasSubstr("No camera found."));
+}
+
+TEST_F(CameraSelector, PreselectsTheLastUsedElseTheOnlyFreeCamera)
+{
+    const auto busy = DeviceState::Busy;
+    const struct {
+        const char *rule, *lastUsed;
+        ScriptedSystem::Cameras cameras;
+        const char *selected;
+    } cases[] = {
+        {"one free camera", "", {Camera("1")}, "1"},
+        {"one free among busy ones", "", {Camera("1", busy), Camera("2")}, "2"},
+        {"several free ones: the user must choose", "", {Camera("1"), Camera("2")}, ""},
+        {"the last used of several", "2", {Camera("1"), Camera("2"), Camera("3")}, "2"},
+        {"the last used is busy", "1", {Camera("1", busy), Camera("2"), Camera("3")}, ""},
+        {"the last used is away, one other is free", "9", {Camera("1")}, "1"},
+        {"all busy", "", {Camera("1", busy)}, ""},
+    };
+    for (const auto &row : cases) {
+        QSettings("Zelkor", "OrvPlayer").clear();
+        if (*row.lastUsed)
+            Remember(Camera(row.lastUsed));
+        m_system.Find(row.cameras);
+        Open();
+        EXPECT_EQ(Selected(), row.selected) << row.rule;
+        EXPECT_EQ(ConnectButton()->isEnabled(), *row.selected != 0) << row.rule;
+    }
+}
+
+TEST_F(CameraSelector, TheLastUsedCameraIsPreselectedWhenItAppearsLater)
+{
+    Remember(Camera("2"));
+    m_system.Find({Camera("1")});
+    Open();
+    ASSERT_EQ(Selected(), "1");
+    m_system.Find({Camera("1"), Camera("2")});
+    Refresh();
+    EXPECT_EQ(Selected(), "2");
+}
+
+TEST_F(CameraSelector, TheUsersOwnSelectionIsNotOverridden)
+{
+    Remember(Camera("2"));
+    m_system.Find({Camera("1"), Camera("3")});
+    Open();
+    Click("1");
+    m_system.Find({Camera("1"), Camera("2"), Camera("3")});
+    Refresh();
+    EXPECT_EQ(Selected(), "1");
+}
+
+TEST_F(CameraSelector, OnlyUsableCamerasCanBeAccepted)
+{
+    const struct {
+        DeviceState state;
+        bool usable;
+        const char *text;
+    } cases[] = {
+        {DeviceState::Free, true, "Available"},
+        {DeviceState::Unknown, true, "State unknown"},
+        {DeviceState::ReadOnly, false, "In use by another program"},
+        {DeviceState::Busy, false, "In use by another program"},
+        {DeviceState::Unreachable, false, "Unreachable: address does not fit the network"},
+        {DeviceState::OpenHere, false, "Open in this program"},
+    };
+    for (const auto &row : cases) {
+        m_system.Find({Camera("1", row.state), Camera("2")});
+        Open();
+        Click("1");
+        EXPECT_EQ(Row("1")->text(4).toStdString(), row.text);
+        EXPECT_EQ(ConnectButton()->isEnabled(), row.usable) << row.text;
+        EXPECT_FALSE(Find<QLabel>("advice")->text().isEmpty()) << row.text;
+        m_dialog->accept();
+        EXPECT_EQ(m_dialog->result() == QDialog::Accepted, row.usable) << row.text;
+        EXPECT_EQ(m_dialog->selectedCamera() != nullptr, row.usable) << row.text;
+    }
+}
+
+TEST_F(CameraSelector, DoubleClickAndEnterConnect)
+{
+    m_system.Find({Camera("1"), Camera("2")});
+    Open();
+    Click("2");
+    QTest::keyClick(Tree(), Qt::Key_Return);
+    ASSERT_NE(m_dialog->selectedCamera(), nullptr);
+    EXPECT_EQ(m_dialog->selectedCamera()->serial, "2");
+
+    Open(); // a new dialog knows the last choice
+    EXPECT_EQ(Selected(), "2");
+    Click("1");
+    const QPoint row = Tree()->visualItemRect(Row("1")).center();
+    QTest::mouseDClick(Tree()->viewport(), Qt::LeftButton, {}, row);
+    ASSERT_NE(m_dialog->selectedCamera(), nullptr);
+    EXPECT_EQ(m_dialog->selectedCamera()->serial, "1");
+}
+
+TEST_F(CameraSelector, ArrowKeysStepOverTheHeadings)
+{
+    m_system.FindOn({{ScriptedSystem::Ethernet(), {Camera("1")}},
+                     {{OrvCam::ORV_INTERFACE_U3V, "u3v", "USB", "Nuvark.cti"}, {Camera("2"), Camera("3")}}});
+    Open();
+    Click("1");
+    const std::pair<Qt::Key, const char *> steps[] = {{Qt::Key_Down, "2"}, {Qt::Key_End, "3"}, {Qt::Key_Up, "2"},
+                                                      {Qt::Key_Left, "2"}, {Qt::Key_Up, "1"},  {Qt::Key_Up, "1"},
+                                                      {Qt::Key_End, "3"},  {Qt::Key_Home, "1"}};
+    for (const auto &[key, serial] : steps) {
+        QTest::keyClick(Tree(), key);
+        EXPECT_EQ(Selected(), serial) << "key " << key;
+    }
+}
+
+TEST_F(CameraSelector, TellsWhenNothingCanBeSearched)
+{
+    m_system.FindNothingToSearchWith();
+    Open();
+    EXPECT_THAT(Message(), HasSubstr("Cameras cannot be searched."));
+
+    OrvGui::OrvCameraSelectorDialog dialog(nullptr);
+    dialog.show();
+    EXPECT_THAT(dialog.findChild<QLabel *>("message")->text().toStdString(), HasSubstr("Cameras cannot be searched."));
+    EXPECT_FALSE(dialog.findChild<QPushButton *>("refresh")->isEnabled());
+}
+
+TEST_F(CameraSelector, ClosingDuringASearchDoesNotWaitForIt)
+{
+    m_system.Find({Camera("1")});
+    m_system.Hold();
+    const int owned = qApp->children().size();
+    Show();
+    ASSERT_TRUE(WaitFor([this] { return m_system.InUse() == 1; }));
+    QElapsedTimer elapsed;
+    elapsed.start();
+    m_dialog->reject();
+    m_dialog.reset();
+    EXPECT_LT(elapsed.elapsed(), kMaxLatencyMs);
+    EXPECT_EQ(m_system.InUse(), 1);
+
+    // The search ends into nothing while a new dialog already searches.
+    Show();
+    ASSERT_TRUE(WaitFor([this] { return m_system.InUse() == 2; }));
+    m_system.LetGo();
+    ASSERT_TRUE(WaitFor([this] { return m_system.InUse() == 0 && IsIdle(); }));
+    EXPECT_EQ(Serials(), (Strings{"1"}));
+    EXPECT_TRUE(WaitFor([&] { return qApp->children().size() == owned; })) << "the thread's owner stays";
+}
+
+TEST_F(CameraSelector, RemembersItsSize)
+{
+    Open();
+    m_dialog->resize(760, 500);
+    m_dialog->reject();
+    Show();
+    EXPECT_EQ(m_dialog->size(), QSize(760, 500));
+}
+
+} // namespace
+
+ORV_GUI_TEST_MAIN
