@@ -1,11 +1,9 @@
 #include "resources/GridFit.h"
 #include "resources/Icons.h"
 #include "resources/IconSizes.h"
+#include "support/GuiTest.h"
 #include "ui_OrvPlayer.h"
 
-#include <gtest/gtest.h>
-
-#include <QApplication>
 #include <QBitmap>
 #include <QDir>
 #include <QImageReader>
@@ -186,10 +184,4 @@ TEST(FitToPixels, RefusesWhatItCannotFit)
 
 } // namespace
 
-int main(int argc, char **argv)
-{
-    testing::InitGoogleTest(&argc, argv);
-    QApplication application(argc, argv);
-    OrvInitResources();
-    return RUN_ALL_TESTS();
-}
+ORV_GUI_TEST_MAIN_WITH(OrvInitResources())
