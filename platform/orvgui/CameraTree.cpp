@@ -16,6 +16,7 @@ enum Column { kModel, kSerial, kUserName, kAddress, kState, kColumnCount };
 enum ItemType { kInterfaceType = QTreeWidgetItem::UserType, kCameraType };
 
 constexpr int kWidestColumnPx = 280;
+constexpr int kColumnGapPx = 12;
 
 auto SortKey(const OrvCam::DeviceDescription &camera)
 {
@@ -111,6 +112,8 @@ CameraTree::CameraTree(QWidget *parent) : QTreeWidget(parent)
     setUniformRowHeights(true);
     setItemDelegate(new RowDelegate(this));
     header()->setSectionsMovable(false);
+    header()->setDefaultSectionSize(header()->minimumSectionSize());
+    WidenColumns();
     connect(this, &QTreeWidget::itemDoubleClicked, this, [this](const QTreeWidgetItem *item) {
         if (item->type() == kCameraType)
             emit signalCameraDoubleClicked();
@@ -175,7 +178,8 @@ void CameraTree::RemoveMissing(int toleratedMisses)
 void CameraTree::WidenColumns()
 {
     for (int column = 0; column < kState; ++column) {
-        const int wanted = qMin(qMax(sizeHintForColumn(column), header()->sectionSizeHint(column)), kWidestColumnPx);
+        const int wanted =
+            qMin(qMax(sizeHintForColumn(column), header()->sectionSizeHint(column)) + kColumnGapPx, kWidestColumnPx);
         setColumnWidth(column, qMax(columnWidth(column), wanted));
     }
 }
