@@ -2,6 +2,7 @@
 
 #include "resources/IconSizes.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
 #include <QObject>
@@ -11,6 +12,7 @@
 void OrvInitResources()
 {
     Q_INIT_RESOURCE(OrvPlayerIcons);
+    QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
 }
 
 QIcon OrvIcon(const QString &resourcePath)

@@ -5,8 +5,8 @@
 class QObject;
 class QString;
 
-/// Makes the icons known to the resource system. Call it once in `main`, before the first form is set up; the library
-/// is static and nothing else would pull them in.
+/// Makes the icons known to the resource system, and has Qt use the larger pictures on screens with a scale. Call it
+/// once in `main`, before the first form is set up; the library is static and nothing else would pull them in.
 void OrvInitResources();
 
 /// The icon of a resource path (":/OrvPlayer/play.png") with all its baked sizes, so that it is sharp in tool bars of
