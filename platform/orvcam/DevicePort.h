@@ -1,0 +1,36 @@
+#pragma once
+
+#include "gentl/Library.h"
+#include "orvcam/PortIo.h"
+
+#include <atomic>
+#include <string>
+#include <vector>
+
+namespace orv::cam {
+
+/// Registers behind a GenTL port handle.
+/// Threads: as the producer's port functions: any.
+class DevicePort final : public PortIo {
+public:
+    /// \param lost  once set, every access fails at once.
+    DevicePort(const gentl::Functions &calls, PORT_HANDLE port, const std::atomic<bool> &lost)
+        : m_calls(calls), m_port(port), m_lost(lost)
+    {
+    }
+
+    int Read(std::uint64_t address, void *data, std::size_t bytes, std::string *why) override;
+    int Write(std::uint64_t address, const void *data, std::size_t bytes, std::string *why) override;
+    /// Where the port's description may be fetched, in the producer's order.
+    std::vector<std::string> DescriptionUrls() const;
+
+private:
+    int Finish(const char *call, std::uint64_t address, std::size_t wanted, std::size_t done, GC_ERROR result,
+               std::string *why) const;
+
+    const gentl::Functions &m_calls;
+    const PORT_HANDLE m_port;
+    const std::atomic<bool> &m_lost;
+};
+
+} // namespace orv::cam

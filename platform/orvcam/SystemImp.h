@@ -1,0 +1,41 @@
+#pragma once
+
+#include "base/Mutex.h"
+#include "orvcam/OrvCam.h"
+#include "orvcam/Producer.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace orv::cam {
+
+/// The one system: all producers of this process. Never destroyed, so that whatever still runs while the process ends
+/// finds it in place.
+/// Threads: any.
+class SystemImp final : public OrvCam::System {
+public:
+    /// The system, whether or not a producer is loaded.
+    static SystemImp &Instance();
+
+    int LoadProducer(const char *fileName) override EXCLUDES(m_mutex);
+    OrvCam::InterfaceList *GetInterfaceList(unsigned int mask) override EXCLUDES(m_mutex);
+    OrvCam::Device *CreateDeviceFromConfiguration(const char *path, int flags) override EXCLUDES(m_mutex);
+    int LastError(std::string *text) override;
+
+    /// Our own producer and all others that can be found; those that are open already are left alone.
+    void LoadAll() EXCLUDES(m_mutex);
+    bool HasProducers() EXCLUDES(m_mutex);
+    OrvCam::Device *CreateDevice(const OrvCam::DeviceDescription &description, int access);
+
+private:
+    SystemImp() = default;
+    int Load(const std::string &path, std::string *error) EXCLUDES(m_mutex);
+    std::vector<Producer *> Producers() EXCLUDES(m_mutex);
+    std::vector<struct InterfaceDevices> Discover(unsigned int mask);
+
+    Mutex m_mutex; ///< held while a producer is loaded, so that none is loaded twice
+    std::vector<std::unique_ptr<Producer>> m_producers GUARDED_BY(m_mutex);
+};
+
+} // namespace orv::cam

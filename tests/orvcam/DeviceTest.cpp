@@ -1,0 +1,334 @@
+#include "ScriptedFixture.h"
+
+#include "base/Mutex.h"
+#include "orvcam/OrvStatus.h"
+
+#include <gmock/gmock.h>
+
+#include <condition_variable>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <sys/resource.h>
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+using testing::HasSubstr;
+using testing::Not;
+
+/// Counts calls and keeps the data; may hold its caller up.
+struct Listener {
+    std::mutex mutex;
+    std::condition_variable changed;
+    int calls = 0;
+    bool inside = false;
+    bool hold = false;
+    std::string data;
+    std::thread::id thread;
+    std::function<void()> during;
+
+    static void Call(const void *data, unsigned long size, void *context)
+    {
+        auto *self = static_cast<Listener *>(context);
+        std::unique_lock<std::mutex> lock(self->mutex);
+        ++self->calls;
+        self->data.assign(static_cast<const char *>(data), size);
+        self->thread = std::this_thread::get_id();
+        self->inside = true;
+        self->changed.notify_all();
+        if (self->during)
+            self->during();
+        while (self->hold)
+            self->changed.wait(lock);
+        self->inside = false;
+    }
+    int Calls()
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        return calls;
+    }
+    void LetGo()
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        hold = false;
+        changed.notify_all();
+    }
+};
+
+class Device : public ScriptedTest {};
+
+TEST_F(Device, LossIsToldOnceAndEverythingFailsFast)
+{
+    Listener listener;
+    ASSERT_EQ(ORV_CAM_OK, device->RegisterEvent(OrvCam::kEventDeviceLost, Listener::Call, &listener));
+    EXPECT_EQ(ORV_CAM_ERR_INVALID_STATE, device->RegisterEvent(OrvCam::kEventDeviceLost, Listener::Call, &listener));
+    Start();
+    OrvCam::Buffer *lent = Next();
+    std::atomic<int> result{1};
+    std::thread waiter([&] {
+        int status = 0;
+        stream->GetBuffer(OrvCam::kInfinite, &status);
+        result = status;
+    });
+    script->lose();
+    waiter.join();
+    EXPECT_EQ(ORV_CAM_ERR_DEVICE_LOST, result);
+    EXPECT_TRUE(WaitFor([&] { return listener.Calls() == 1; }));
+    EXPECT_STREQ("cable pulled", listener.data.c_str());
+
+    const int accesses = script->portAccesses;
+    int status = 0;
+    OrvCam::FeatureArray *features = device->GetCameraParameters();
+    features->GetInt("Width")->GetValue(&status);
+    EXPECT_EQ(ORV_CAM_ERR_DEVICE_LOST, status);
+    EXPECT_EQ(ORV_CAM_ERR_DEVICE_LOST, features->SetIntegerValue("Width", 4));
+    EXPECT_EQ(accesses, script->portAccesses) << "the camera is not asked any more";
+    EXPECT_EQ(nullptr, stream->GetBuffer(OrvCam::kInfinite, &status));
+    EXPECT_EQ(ORV_CAM_ERR_DEVICE_LOST, status);
+    stream->QueueBuffer(lent);
+    EXPECT_EQ(ORV_CAM_OK, stream->StopAcquisition(1));
+    EXPECT_EQ(ORV_CAM_ERR_DEVICE_LOST, stream->StartAcquisition(OrvCam::kInfinite, 0));
+    EXPECT_EQ(ORV_CAM_ERR_DEVICE_LOST, stream->AllocBufferQueue(nullptr, 3));
+    EXPECT_EQ(ORV_CAM_ERR_DEVICE_LOST, device->SaveFeatures("unused"));
+    script->lose();
+    EXPECT_EQ(ORV_CAM_OK, device->UnregisterEvent(OrvCam::kEventDeviceLost, Listener::Call, &listener));
+    EXPECT_EQ(1, listener.Calls());
+    const auto start = steady_clock::now();
+    Release();
+    EXPECT_LT(steady_clock::now() - start, milliseconds(500));
+}
+
+TEST_F(Device, LossBeforeRegistrationIsToldAtOnceOnAnotherThread)
+{
+    script->lose();
+    OrvCam::IntegerNode *width = device->GetCameraParameters()->GetInt("Width");
+    EXPECT_TRUE(WaitFor([&] {
+        int status = 0;
+        width->GetValue(&status);
+        return status == ORV_CAM_ERR_DEVICE_LOST;
+    }));
+    Listener listener;
+    ASSERT_EQ(ORV_CAM_OK, device->RegisterEvent(OrvCam::kEventDeviceLost, Listener::Call, &listener));
+    EXPECT_TRUE(WaitFor([&] { return listener.Calls() == 1; }));
+    EXPECT_NE(std::this_thread::get_id(), listener.thread);
+}
+
+TEST_F(Device, TrafficEventsReachTheirCallback)
+{
+    Listener listener;
+    ASSERT_EQ(ORV_CAM_OK, device->RegisterEvent(1000, Listener::Call, &listener));
+    EXPECT_EQ(ORV_CAM_ERR_INVALID_STATE, device->RegisterEvent(1000, Listener::Call, &listener));
+    EXPECT_EQ(ORV_CAM_ERR_NOT_IMPLEMENTED, device->RegisterEvent(1001, Listener::Call, &listener));
+    EXPECT_EQ(ORV_CAM_ERR_INVALID_PARAMETER, device->RegisterEvent(1000, nullptr, nullptr));
+    const std::string large(100000, 'x'); // more than the thread's first buffer
+    script->fire(1000, "abc", 3);
+    script->fire(1000, large.data(), large.size());
+    EXPECT_TRUE(WaitFor([&] { return listener.Calls() == 2; }));
+    EXPECT_EQ(large, listener.data);
+    EXPECT_EQ(ORV_CAM_ERR_INVALID_PARAMETER, device->UnregisterEvent(1000, Listener::Call, nullptr));
+    EXPECT_EQ(ORV_CAM_OK, device->UnregisterEvent(1000, Listener::Call, &listener));
+    script->fire(1000, "abc", 3);
+    ASSERT_EQ(ORV_CAM_OK, device->RegisterEvent(1000, Listener::Call, &listener)) << "again";
+    script->fire(1000, "de", 2);
+    EXPECT_TRUE(WaitFor([&] { return listener.Calls() == 3; }));
+    EXPECT_EQ("de", listener.data);
+}
+
+/// The end of a registration waits for the running call, and the call may use the device meanwhile.
+TEST_F(Device, UnregisteringWaitsForTheRunningCallback)
+{
+    for (const int type : {1000, OrvCam::kEventDeviceLost}) {
+        SCOPED_TRACE(type);
+        Listener listener;
+        listener.hold = true;
+        ASSERT_EQ(ORV_CAM_OK, device->RegisterEvent(type, Listener::Call, &listener));
+        if (type == 1000)
+            script->fire(1000, "abc", 3);
+        else
+            script->lose();
+        EXPECT_TRUE(WaitFor([&] { return listener.Calls() == 1; }));
+        std::atomic<bool> done{false};
+        std::thread ender([&] {
+            device->UnregisterEvent(type, Listener::Call, &listener);
+            done = true;
+        });
+        Listener other;
+        EXPECT_EQ(ORV_CAM_ERR_NOT_IMPLEMENTED, device->RegisterEvent(1001, Listener::Call, &other));
+        EXPECT_EQ(4711, std::stoi(device->GetDescription().serial));
+        EXPECT_FALSE(done);
+        listener.LetGo();
+        ender.join();
+        EXPECT_FALSE(listener.inside);
+    }
+}
+
+TEST_F(Device, CallbackMayEndItsOwnRegistration)
+{
+    Listener listener;
+    listener.during = [&] { EXPECT_EQ(ORV_CAM_OK, device->UnregisterEvent(1000, Listener::Call, &listener)); };
+    ASSERT_EQ(ORV_CAM_OK, device->RegisterEvent(1000, Listener::Call, &listener));
+    script->fire(1000, "a", 1);
+    script->fire(1000, "b", 1);
+    EXPECT_TRUE(WaitFor([&] { return listener.Calls() == 1; }));
+    Release();
+    EXPECT_EQ(1, listener.Calls());
+}
+
+TEST(ForeignDevice, CustomEventsAreLeftAlone)
+{
+    ScriptOf("Scripted.cti")->reset();
+    const OrvCam::DeviceDescription camera = ScriptedCamera("Scripted.cti");
+    OrvCam::Device *device = OrvCam_CreateDevice(&camera, OrvCam::ORV_ACCESS_CONTROL, 0);
+    ASSERT_NE(nullptr, device);
+    Listener listener;
+    EXPECT_EQ(ORV_CAM_ERR_NOT_IMPLEMENTED, device->RegisterEvent(OrvCam::kEventDeviceLost, Listener::Call, &listener));
+    EXPECT_EQ(ORV_CAM_ERR_NOT_IMPLEMENTED, device->RegisterEvent(1000, Listener::Call, &listener));
+    EXPECT_EQ(nullptr, device->GetStreamByIndex(1));
+    EXPECT_EQ(nullptr, device->GetCameraParameters(1));
+    EXPECT_EQ(1u, device->GetStreamCount());
+    device->Release();
+}
+
+/// Configuration files.
+class Configuration : public ScriptedTest {
+protected:
+    void SetUp() override
+    {
+        ScriptedTest::SetUp();
+        m_folder = testing::TempDir() + "orv_configuration";
+        std::filesystem::create_directories(m_folder);
+        m_path = m_folder + "/gr\xC3\xBC\xC3\x9F & <so>.zccf";
+        m_features = device->GetCameraParameters();
+    }
+    void TearDown() override
+    {
+        std::filesystem::remove_all(m_folder);
+        ScriptedTest::TearDown();
+    }
+    std::string Content() const
+    {
+        std::ifstream file(m_path);
+        return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    }
+    void Write(const std::string &text) const { std::ofstream(m_path) << text; }
+
+    std::string m_folder;
+    std::string m_path;
+    OrvCam::FeatureArray *m_features = nullptr;
+};
+
+TEST_F(Configuration, WhatWasSavedComesBack)
+{
+    // Offset and width fill the sensor together, so the way back needs a second round in either direction.
+    m_features->SetIntegerValue("Width", 10);
+    m_features->SetIntegerValue("OffsetX", 54);
+    m_features->GetFloat("Gain")->SetValue(0.1);
+    m_features->GetString("UserId")->SetValue("a<b>&\"c\" \xC3\xA4 ");
+    ASSERT_EQ(ORV_CAM_OK, device->SaveFeatures(m_path.c_str()));
+    EXPECT_THAT(Content(), HasSubstr("value=\"0.1\""));
+    EXPECT_THAT(Content(), HasSubstr("serial=\"4711\""));
+    EXPECT_THAT(Content(), Not(HasSubstr("PayloadSize"))) << "neither streamable nor writable";
+
+    m_features->SetIntegerValue("OffsetX", 0);
+    m_features->SetIntegerValue("Width", 60);
+    m_features->GetFloat("Gain")->SetValue(2);
+    m_features->GetString("UserId")->SetValue("other");
+    ASSERT_EQ(ORV_CAM_OK, device->LoadFeatures(m_path.c_str()));
+    EXPECT_EQ(10, m_features->GetInt("Width")->GetValue());
+    EXPECT_EQ(54, m_features->GetInt("OffsetX")->GetValue());
+    EXPECT_EQ(0.1, m_features->GetFloat("Gain")->GetValue());
+    EXPECT_EQ("a<b>&\"c\" \xC3\xA4 ", m_features->GetString("UserId")->GetValue());
+
+    Write("<?xml version=\"1.0\"?><CameraConfiguration formatVersion=\"1\"><Feature name=\"Width\" value=\"20\"/>"
+          "<Feature name=\"OffsetX\" value=\"30\"/></CameraConfiguration>");
+    EXPECT_EQ(ORV_CAM_OK, device->LoadFeatures(m_path.c_str())) << "width fits only after the offset is smaller";
+    EXPECT_EQ(20, m_features->GetInt("Width")->GetValue());
+    EXPECT_EQ(30, m_features->GetInt("OffsetX")->GetValue());
+}
+
+TEST_F(Configuration, FilesThatAreNone)
+{
+    const std::string head = "<CameraConfiguration formatVersion=\"1\">";
+    const struct {
+        const char *rule;
+        std::string text;
+        int status;
+    } kCases[] = {
+        {"empty", "", ORV_CAM_ERR_FILE},
+        {"text", "Width=5", ORV_CAM_ERR_FILE},
+        {"other XML", "<svg/>", ORV_CAM_ERR_FILE},
+        {"cut off", head + "<Feature name=\"Width\" value=\"5\"/>", ORV_CAM_ERR_FILE},
+        {"entities", "<!DOCTYPE a [<!ENTITY b \"5\">]>" + head + "</CameraConfiguration>", ORV_CAM_ERR_FILE},
+        {"a later format", "<CameraConfiguration formatVersion=\"2\"></CameraConfiguration>", ORV_CAM_ERR_FILE},
+        {"unknown feature", head + "<Feature name=\"Fantasy\" value=\"5\"/></CameraConfiguration>",
+         ORV_CAM_ERR_GENICAM},
+        {"out of range", head + "<Feature name=\"Gain\" value=\"99\"/></CameraConfiguration>", ORV_CAM_ERR_GENICAM},
+        {"decimal comma", head + "<Feature name=\"Gain\" value=\"1,5\"/></CameraConfiguration>", ORV_CAM_ERR_GENICAM},
+        {"no number", head + "<Feature name=\"Width\" value=\"5x\"/></CameraConfiguration>", ORV_CAM_ERR_GENICAM},
+        {"nothing to set", head + "</CameraConfiguration>", ORV_CAM_OK},
+    };
+    for (const auto &row : kCases) {
+        SCOPED_TRACE(row.rule);
+        Write(row.text);
+        EXPECT_EQ(row.status, device->LoadFeatures(m_path.c_str()));
+        EXPECT_EQ(8, m_features->GetInt("Width")->GetValue());
+    }
+    EXPECT_EQ(ORV_CAM_ERR_FILE, device->LoadFeatures((m_folder + "/missing").c_str()));
+    EXPECT_EQ(ORV_CAM_ERR_FILE, device->LoadFeatures(m_folder.c_str()));
+    EXPECT_EQ(ORV_CAM_ERR_INVALID_PARAMETER, device->LoadFeatures(nullptr));
+    Start();
+    EXPECT_EQ(ORV_CAM_ERR_INVALID_STATE, device->LoadFeatures(m_path.c_str())) << "while streaming";
+}
+
+TEST_F(Configuration, AFailedSaveKeepsTheOldFile)
+{
+    Write("old");
+    script->portResult = GC_ERR_IO;
+    EXPECT_EQ(ORV_CAM_ERR_GENICAM, device->SaveFeatures(m_path.c_str()));
+    script->portResult = GC_ERR_SUCCESS;
+    EXPECT_EQ("old", Content());
+    EXPECT_EQ(ORV_CAM_ERR_FILE, device->SaveFeatures((m_folder + "/no/such/folder.zccf").c_str()));
+    EXPECT_EQ(ORV_CAM_ERR_FILE, device->SaveFeatures(m_folder.c_str()));
+
+    // No byte more fits: as with a full disk.
+    rlimit before = {};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit none = {16, before.rlim_max};
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &none);
+    const int status = device->SaveFeatures(m_path.c_str());
+    setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, handler);
+    EXPECT_EQ(ORV_CAM_ERR_FILE, status);
+    EXPECT_EQ("old", Content());
+    EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(m_folder), {})) << "no pieces left";
+}
+
+TEST_F(Configuration, OpensTheCameraItWasSavedFrom)
+{
+    m_features->SetIntegerValue("Width", 12);
+    ASSERT_EQ(ORV_CAM_OK, device->SaveFeatures(m_path.c_str()));
+    m_features->SetIntegerValue("Width", 8);
+    Release();
+    OrvCam::System *system = OrvCam_GetSystem();
+    device = system->CreateDeviceFromConfiguration(m_path.c_str(), 0);
+    ASSERT_NE(nullptr, device);
+    EXPECT_EQ("4711", device->GetDescription().serial);
+    EXPECT_EQ(12, device->GetCameraParameters()->GetInt("Width")->GetValue());
+    Release();
+
+    std::string text = Content();
+    Write(text.replace(text.find("4711"), 4, "4712"));
+    EXPECT_EQ(nullptr, system->CreateDeviceFromConfiguration(m_path.c_str(), 0));
+    EXPECT_EQ(ORV_CAM_ERR_NOT_FOUND, system->LastError(&text));
+    EXPECT_THAT(text, HasSubstr("(SN 4712)"));
+    Write("nonsense");
+    EXPECT_EQ(nullptr, system->CreateDeviceFromConfiguration(m_path.c_str(), 0));
+    EXPECT_EQ(ORV_CAM_ERR_FILE, system->LastError(&text));
+    EXPECT_EQ(nullptr, system->CreateDeviceFromConfiguration(nullptr, 0));
+}
+
+} // namespace

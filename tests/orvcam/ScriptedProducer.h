@@ -1,0 +1,40 @@
+#pragma once
+
+#include "gentl/GenTL.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+/// What the scripted producer is told to do, and what it has seen. One per loaded .cti; the test reaches it through the
+/// module's function "TheScript". Plain numbers, so that both sides may be built separately.
+///
+/// The producer has one interface with one camera, "cam0", with one stream, all made of memory. Frames come only when
+/// the test delivers them.
+struct Script {
+    // Orders, to be set before the call they change.
+    std::atomic<GC_ERROR> initResult;
+    std::atomic<GC_ERROR> openResult;
+    std::atomic<GC_ERROR> portResult; ///< of every register access
+    std::atomic<GC_ERROR> startResult;
+    std::atomic<GC_ERROR> eventResult;  ///< of EventGetData for new buffers
+    std::atomic<int> announceFailsAt;   ///< number of the announcement that fails, -1 for none
+    std::atomic<int> stacked;           ///< 0: DSGetBufferInfoStacked answers not implemented
+    std::atomic<int> oddTypes;          ///< 1: infos come in other number types than the standard's
+    std::atomic<int> fewInfos;          ///< 1: only the frame ID is told
+    std::atomic<std::uint64_t> payload; ///< of the stream info; 0: the stream does not define it
+    std::atomic<int> losesKills;        ///< 1: EventKill wakes nobody
+    // Infos of the frames to come.
+    std::atomic<std::uint64_t> width, height, pixelFormat, sizeFilled, dataSize, incomplete, xPadding, imageOffset;
+    // Seen.
+    std::atomic<int> devicesOpen, streamsOpen, announced, running, eventsRegistered, portAccesses, updates;
+
+    int (*deliver)();                                    ///< fills the oldest queued buffer; 0 when there is none
+    void (*lose)();                                      ///< the camera goes: accesses fail, and event 1004 is fired
+    void (*reset)();                                     ///< all orders back to a good camera
+    void (*fire)(EVENT_TYPE, const void *, std::size_t); ///< an event of the device module
+};
+
+/// Registers of the scripted camera.
+constexpr std::uint64_t kScriptedWidth = 0x100;
+constexpr std::uint64_t kScriptedPayload = 0x114;

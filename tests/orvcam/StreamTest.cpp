@@ -1,0 +1,232 @@
+#include "ScriptedFixture.h"
+
+#include "orvcam/OrvStatus.h"
+#include "orvimage/PixelFormats.h"
+
+#include <vector>
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+/// The same camera behind three producers.
+class Stream : public ScriptedTest, public testing::WithParamInterface<const char *> {
+protected:
+    Stream() : ScriptedTest(GetParam()) {}
+};
+INSTANTIATE_TEST_SUITE_P(Producers, Stream, testing::Values("Scripted.cti", "ScriptedFirst.cti", "ScriptedOurs.cti"),
+                         [](const auto &info) {
+                             const std::string name = info.param;
+                             return name.substr(0, name.find('.'));
+                         });
+
+TEST_P(Stream, FramesArriveWithTheirInfos)
+{
+    for (const int stacked : {1, 0}) {
+        for (const int odd : {0, 1}) {
+            SCOPED_TRACE(testing::Message() << "stacked " << stacked << ", odd types " << odd);
+            script->reset();
+            script->stacked = stacked;
+            script->oddTypes = odd;
+            Start();
+            int status = -1;
+            OrvCam::Buffer *buffer = Next(&status);
+            ASSERT_NE(nullptr, buffer);
+            EXPECT_EQ(ORV_CAM_OK, status);
+            const _OrvImage *image = buffer->GetImage();
+            EXPECT_EQ(8u, image->width);
+            EXPECT_EQ(4u, image->height);
+            EXPECT_EQ(8u, image->linePitch);
+            EXPECT_EQ(orv::kMono8, image->pixelType);
+            EXPECT_EQ(32u, image->dataSize);
+            EXPECT_EQ(32u, buffer->GetBufferSize());
+            EXPECT_FALSE(buffer->IsIncomplete());
+            EXPECT_EQ(1000 * buffer->GetFrameID(), buffer->GetTimestamp());
+            EXPECT_EQ(static_cast<unsigned char>(buffer->GetFrameID()), static_cast<unsigned char *>(image->data)[31]);
+            EXPECT_EQ(ORV_CAM_OK, stream->QueueBuffer(buffer));
+            EXPECT_EQ(ORV_CAM_ERR_INVALID_STATE, stream->QueueBuffer(buffer)) << "given back twice";
+            EXPECT_EQ(ORV_CAM_OK, stream->StopAcquisition(1));
+            EXPECT_EQ(ORV_CAM_OK, stream->ReleaseBufferQueue());
+        }
+    }
+}
+
+TEST_P(Stream, BuffersThatDoNotFitTheFrame)
+{
+    Start();
+    script->width = 100; // 100 x 4 in a buffer of 32
+    script->sizeFilled = 400;
+    script->dataSize = 400;
+    OrvCam::Buffer *buffer = Next();
+    ASSERT_NE(nullptr, buffer);
+    EXPECT_TRUE(buffer->IsIncomplete());
+    EXPECT_EQ(32u, buffer->GetImage()->dataSize);
+    stream->QueueBuffer(buffer);
+    script->width = 2;
+    script->height = 2;
+    script->sizeFilled = 4;
+    buffer = Next();
+    ASSERT_NE(nullptr, buffer);
+    EXPECT_FALSE(buffer->IsIncomplete());
+    EXPECT_EQ(4u, buffer->GetImage()->dataSize);
+    script->pixelFormat = 0x81080123;
+    buffer = Next();
+    ASSERT_NE(nullptr, buffer);
+    EXPECT_EQ(0u, buffer->GetImage()->pixelType);
+    EXPECT_EQ(8u, buffer->GetImage()->bitsPerPixel);
+    script->fewInfos = 1; // and both other buffers are still lent
+    buffer = Next();
+    ASSERT_NE(nullptr, buffer);
+    EXPECT_EQ(8u, buffer->GetImage()->width) << "as the camera is set";
+    EXPECT_EQ(orv::kMono8, buffer->GetImage()->pixelType);
+}
+
+TEST_P(Stream, WaitsEndWhenTheyShould)
+{
+    int status = 0;
+    Start();
+    EXPECT_EQ(nullptr, stream->GetBuffer(0, &status));
+    EXPECT_EQ(ORV_CAM_ERR_TIMEOUT, status);
+    const auto start = steady_clock::now();
+    EXPECT_EQ(nullptr, stream->GetBuffer(30, &status));
+    EXPECT_EQ(ORV_CAM_ERR_TIMEOUT, status);
+    EXPECT_GE(steady_clock::now() - start, milliseconds(30));
+
+    stream->CancelBuffer(); // nobody waits: the next call ends
+    EXPECT_EQ(nullptr, stream->GetBuffer(OrvCam::kInfinite, &status));
+    EXPECT_EQ(ORV_CAM_ERR_ABORTED, status);
+    EXPECT_EQ(nullptr, stream->GetBuffer(1, &status));
+    EXPECT_EQ(ORV_CAM_ERR_TIMEOUT, status) << "one cancel ends one wait";
+
+    for (const int losesKills : {0, 1}) {
+        script->losesKills = losesKills;
+        std::atomic<int> result{1};
+        std::thread waiter([&] {
+            int answer = 0;
+            stream->GetBuffer(OrvCam::kInfinite, &answer);
+            result = answer;
+        });
+        EXPECT_EQ(ORV_CAM_OK, stream->StopAcquisition(1)) << "does not wait for the waiting thread";
+        EXPECT_EQ(1, result);
+        stream->CancelBuffer();
+        waiter.join();
+        EXPECT_EQ(ORV_CAM_ERR_ABORTED, result);
+        EXPECT_EQ(ORV_CAM_OK, stream->StartAcquisition(OrvCam::kInfinite, 0));
+    }
+}
+
+TEST_P(Stream, FailingStreamDoesNotSpin)
+{
+    Start();
+    script->eventResult = GC_ERR_IO;
+    const auto start = steady_clock::now();
+    int status = 0;
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(nullptr, stream->GetBuffer(OrvCam::kInfinite, &status));
+        EXPECT_EQ(ORV_CAM_ERR_IO, status);
+    }
+    EXPECT_GE(steady_clock::now() - start, milliseconds(50));
+    script->eventResult = GC_ERR_SUCCESS;
+    EXPECT_NE(nullptr, Next());
+}
+
+TEST_P(Stream, StatesAndSizesAreChecked)
+{
+    EXPECT_EQ(ORV_CAM_ERR_INVALID_PARAMETER, stream->AllocBufferQueue(nullptr, 0));
+    EXPECT_EQ(ORV_CAM_ERR_INVALID_STATE, stream->StartAcquisition(OrvCam::kInfinite, 0)) << "without buffers";
+    EXPECT_EQ(ORV_CAM_ERR_INVALID_STATE, stream->StopAcquisition(0));
+    EXPECT_EQ(ORV_CAM_ERR_INVALID_PARAMETER, stream->QueueBuffer(nullptr));
+
+    script->announceFailsAt = 2;
+    EXPECT_NE(ORV_CAM_OK, stream->AllocBufferQueue(nullptr, 4));
+    EXPECT_EQ(0, script->announced) << "all or nothing";
+    script->announceFailsAt = -1;
+
+    script->payload = 1ull << 45;
+    EXPECT_EQ(ORV_CAM_ERR_OUT_OF_MEMORY, stream->AllocBufferQueue(nullptr, 4));
+    script->payload = 64;
+    Start(4);
+    EXPECT_EQ(4, script->announced);
+    EXPECT_EQ(ORV_CAM_ERR_INVALID_STATE, stream->AllocBufferQueue(nullptr, 4)) << "while running";
+    EXPECT_EQ(ORV_CAM_ERR_INVALID_STATE, stream->StartAcquisition(OrvCam::kInfinite, 0));
+    OrvCam::Buffer *lent = Next();
+    ASSERT_NE(nullptr, lent);
+    EXPECT_EQ(0u, reinterpret_cast<std::uintptr_t>(lent->GetImage()->data) % 4096);
+    EXPECT_EQ(ORV_CAM_OK, stream->StopAcquisition(0));
+    EXPECT_EQ(ORV_CAM_OK, stream->AllocBufferQueue(nullptr, 2));
+    EXPECT_EQ(2, script->announced);
+    EXPECT_EQ(ORV_CAM_ERR_INVALID_PARAMETER, stream->QueueBuffer(lent)) << "of a queue that is gone";
+    script->startResult = GC_ERR_INVALID_BUFFER;
+    EXPECT_EQ(ORV_CAM_ERR_INVALID_STATE, stream->StartAcquisition(OrvCam::kInfinite, 0));
+}
+
+TEST_P(Stream, ManyStartsAndStops)
+{
+    for (int round = 0; round < 200; ++round) {
+        Start();
+        std::atomic<bool> stop{false};
+        std::atomic<int> frames{0};
+        std::thread grabber([&] {
+            while (!stop) {
+                if (OrvCam::Buffer *buffer = stream->GetBuffer(OrvCam::kInfinite, nullptr)) {
+                    ++frames;
+                    stream->QueueBuffer(buffer);
+                }
+            }
+        });
+        for (int i = 0; i < 3; ++i)
+            EXPECT_TRUE(WaitFor([&] { return script->deliver() == 1; }));
+        EXPECT_TRUE(WaitFor([&] { return frames == 3; }));
+        stop = true;
+        stream->CancelBuffer();
+        grabber.join();
+        ASSERT_EQ(ORV_CAM_OK, stream->StopAcquisition(1));
+        ASSERT_EQ(ORV_CAM_OK, stream->ReleaseBufferQueue());
+        stream->GetBuffer(0, nullptr); // takes the cancel that may be left over
+    }
+}
+
+TEST_P(Stream, GrabbingWhileFeaturesAreRead)
+{
+    Start(8);
+    std::atomic<bool> stop{false};
+    OrvCam::FeatureArray *features = device->GetCameraParameters();
+    std::thread reader([&] {
+        while (!stop)
+            EXPECT_EQ(8, features->GetInt("Width")->GetValue());
+    });
+    std::thread giver([&] {
+        while (!stop)
+            script->deliver();
+    });
+    std::uint64_t last = 0;
+    for (int i = 0; i < 300; ++i) {
+        int status = -1;
+        OrvCam::Buffer *buffer = stream->GetBuffer(5000, &status);
+        ASSERT_NE(nullptr, buffer) << status;
+        EXPECT_GT(buffer->GetFrameID(), last);
+        last = buffer->GetFrameID();
+        ASSERT_EQ(ORV_CAM_OK, stream->QueueBuffer(buffer));
+    }
+    stop = true;
+    reader.join();
+    giver.join();
+}
+
+TEST_P(Stream, ReleaseInTheMiddleOfEverything)
+{
+    Start();
+    ASSERT_NE(nullptr, Next()); // lent and never given back
+    script->deliver();          // filled and never fetched
+    std::thread waiter([&] {
+        stream->GetBuffer(OrvCam::kInfinite, nullptr);
+        stream->GetBuffer(OrvCam::kInfinite, nullptr);
+    });
+    EXPECT_TRUE(WaitFor([&] { return script->deliver() == 1; }));
+    stream->CancelBuffer();
+    waiter.join();
+    Release(); // TearDown finds nothing left behind
+}
+
+} // namespace

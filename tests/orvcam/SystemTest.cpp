@@ -1,0 +1,180 @@
+#include "ScriptedFixture.h"
+
+#include "orvcam/InterfaceListImp.h"
+#include "orvcam/OrvStatus.h"
+
+#include <gmock/gmock.h>
+
+#include <set>
+
+namespace {
+
+using testing::HasSubstr;
+
+TEST(System, LoadsWhatWorksAndSkipsTheRest)
+{
+    OrvCam::System *system = ScriptedSystem();
+    ASSERT_NE(nullptr, system) << "one broken producer must not keep the others away";
+    EXPECT_EQ(system, OrvCam_GetSystem());
+    EXPECT_EQ(ORV_CAM_OK, system->LoadProducer("Scripted.cti"));
+    EXPECT_EQ(ORV_CAM_OK, system->LoadProducer("Scripted.cti")) << "open already";
+    std::string text;
+    EXPECT_EQ(ORV_CAM_ERR_NO_PRODUCER, system->LoadProducer("Broken.cti"));
+    EXPECT_EQ(ORV_CAM_ERR_NO_PRODUCER, system->LastError(&text));
+    EXPECT_THAT(text, HasSubstr("TLOpen"));
+    EXPECT_EQ(ORV_CAM_ERR_NO_PRODUCER, system->LoadProducer("Junk.cti"));
+    EXPECT_EQ(ORV_CAM_ERR_NO_PRODUCER, system->LoadProducer("NoSuch.cti"));
+    system->LastError(&text);
+    EXPECT_THAT(text, HasSubstr("NoSuch.cti"));
+    EXPECT_EQ(ORV_CAM_ERR_INVALID_PARAMETER, system->LoadProducer(nullptr));
+}
+
+TEST(System, ListsEachCameraOnceAndPrefersOurs)
+{
+    OrvCam::System *system = ScriptedSystem();
+    OrvCam::InterfaceList *list = system->GetInterfaceList(255);
+    ASSERT_NE(nullptr, list);
+    std::set<std::string> producers;
+    int cameras = 0;
+    OrvCam::DeviceDescription camera;
+    for (OrvCam::DeviceList *devices = list->First(); devices != nullptr; devices = list->Next()) {
+        producers.insert(devices->Interface().producer);
+        for (const auto *device = devices->First(); device != nullptr; device = devices->Next()) {
+            if (device->serial == "4711") {
+                camera = *device;
+                ++cameras;
+            }
+        }
+    }
+    list->Release();
+    EXPECT_TRUE(producers.count("Scripted.cti") == 1 && producers.count("ScriptedFirst.cti") == 1);
+    EXPECT_EQ(1, cameras);
+    EXPECT_EQ("ScriptedOurs.cti", camera.interface.producer);
+    EXPECT_EQ("memory", camera.interface.text);
+    EXPECT_EQ(OrvCam::ORV_INTERFACE_GEV, camera.interface.type);
+    EXPECT_EQ("127.0.0.99", camera.address);
+    EXPECT_EQ(OrvCam::DeviceState::Free, camera.state);
+
+    list = system->GetInterfaceList(1u << OrvCam::ORV_INTERFACE_U3V);
+    ASSERT_NE(nullptr, list);
+    EXPECT_EQ(nullptr, list->First()) << "the mask leaves out the other kinds";
+    list->Release();
+}
+
+TEST(System, DoublesGoOnlyBetweenProducers)
+{
+    using orv::cam::InterfaceDevices;
+    const auto device = [](const char *serial) {
+        OrvCam::DeviceDescription made;
+        made.vendor = "V";
+        made.model = "M";
+        made.serial = serial;
+        return made;
+    };
+    std::vector<InterfaceDevices> found(4);
+    found[0].interface.producer = "a.cti";
+    found[0].devices = {device("1"), device("2"), device("")};
+    found[1].interface.producer = "b.cti";
+    found[1].isOurs = true;
+    found[1].devices = {device("1"), device("")};
+    found[2].interface.producer = "b.cti";
+    found[2].isOurs = true;
+    found[2].devices = {device("1")};
+    found[3].interface.producer = "c.cti";
+    found[3].devices = {device("2")};
+    orv::cam::RemoveDoubles(&found);
+    EXPECT_EQ(2u, found[0].devices.size()) << "1 is ours; 2 was seen here first; no serial number, no double";
+    EXPECT_EQ(2u, found[1].devices.size());
+    EXPECT_EQ(1u, found[2].devices.size()) << "one producer sees it on two interfaces: both stay";
+    EXPECT_EQ(0u, found[3].devices.size());
+}
+
+TEST(System, FailuresToOpenReadLikeSentences)
+{
+    OrvCam::System *system = ScriptedSystem();
+    Script *script = ScriptOf("ScriptedOurs.cti");
+    const OrvCam::DeviceDescription good = ScriptedCamera("ScriptedOurs.cti");
+    OrvCam::DeviceDescription gone = good;
+    gone.id = "cam9";
+    OrvCam::DeviceDescription unloaded = good;
+    unloaded.interface.producer = "Other.cti";
+    OrvCam::DeviceDescription far = good;
+    far.state = OrvCam::DeviceState::Unreachable;
+    const struct {
+        const OrvCam::DeviceDescription &camera;
+        int access;
+        GC_ERROR result;
+        int status;
+        const char *text;
+    } kCases[] = {
+        {good, 2, GC_ERR_ACCESS_DENIED, ORV_CAM_ERR_BUSY,
+         "The camera Nuvark Cam (SN 4711) is in use by another program (127.0.0.1:999)."},
+        {good, 2, GC_ERR_RESOURCE_IN_USE, ORV_CAM_ERR_BUSY, "is already open in this program."},
+        {good, 2, GC_ERR_IO, ORV_CAM_ERR_IO, "cannot be opened. IFOpenDevice"},
+        {far, 2, GC_ERR_IO, ORV_CAM_ERR_IO, "its address does not fit the interface memory"},
+        {good, 1, GC_ERR_NOT_IMPLEMENTED, ORV_CAM_ERR_NOT_IMPLEMENTED, "cannot be opened"},
+        {good, 7, GC_ERR_SUCCESS, ORV_CAM_ERR_INVALID_PARAMETER, "7"},
+        {gone, 2, GC_ERR_SUCCESS, ORV_CAM_ERR_NOT_FOUND, "not connected any more"},
+        {unloaded, 2, GC_ERR_SUCCESS, ORV_CAM_ERR_NO_PRODUCER, "Other.cti"},
+    };
+    for (const auto &row : kCases) {
+        SCOPED_TRACE(row.text);
+        script->reset();
+        script->openResult = row.result;
+        EXPECT_EQ(nullptr, OrvCam_CreateDevice(&row.camera, row.access, 0));
+        std::string text;
+        EXPECT_EQ(row.status, system->LastError(&text));
+        EXPECT_THAT(text, HasSubstr(row.text));
+        std::thread([&] { EXPECT_EQ(ORV_CAM_OK, system->LastError(nullptr)) << "of another thread"; }).join();
+    }
+    script->reset();
+    EXPECT_EQ(nullptr, OrvCam_CreateDevice(nullptr, 2, 0));
+}
+
+TEST(System, SecondOpeningSaysWhy)
+{
+    ScriptOf("ScriptedOurs.cti")->reset();
+    const OrvCam::DeviceDescription camera = ScriptedCamera("ScriptedOurs.cti");
+    OrvCam::Device *first = OrvCam_CreateDevice(&camera, OrvCam::ORV_ACCESS_CONTROL, 0);
+    ASSERT_NE(nullptr, first);
+    EXPECT_EQ(OrvCam::DeviceState::OpenHere, first->GetDescription().state);
+    EXPECT_EQ(nullptr, OrvCam_CreateDevice(&camera, OrvCam::ORV_ACCESS_CONTROL, 0));
+    EXPECT_EQ(ORV_CAM_ERR_BUSY, OrvCam_GetSystem()->LastError(nullptr));
+    first->Release();
+    OrvCam::Device *second = OrvCam_CreateDevice(&camera, OrvCam::ORV_ACCESS_EXCLUSIVE, 0);
+    ASSERT_NE(nullptr, second);
+    second->Release();
+}
+
+TEST(System, CameraWithoutAUsableDescriptionStillOpens)
+{
+    Script *script = ScriptOf("ScriptedOurs.cti");
+    script->reset();
+    script->portResult = GC_ERR_TIMEOUT;
+    const OrvCam::DeviceDescription camera = ScriptedCamera("ScriptedOurs.cti");
+    OrvCam::Device *device = OrvCam_CreateDevice(&camera, OrvCam::ORV_ACCESS_CONTROL, 0);
+    ASSERT_NE(nullptr, device);
+    EXPECT_EQ(nullptr, device->GetCameraParameters());
+    EXPECT_EQ(ORV_CAM_ERR_XML, device->SaveFeatures("unused"));
+    ASSERT_NE(nullptr, device->GetStreamByIndex(0));
+    EXPECT_EQ(ORV_CAM_ERR_NO_PAYLOAD_SIZE, device->GetStreamByIndex(0)->AllocBufferQueue(nullptr, 3));
+    device->Release();
+    script->reset();
+}
+
+TEST(Status, EveryCodeHasItsOwnSentence)
+{
+    std::set<std::string> texts;
+    int known = 0;
+    for (int status = -40300; status <= 0; ++status) {
+        const std::string text = OrvCam_StatusText(status);
+        if (status == ORV_CAM_ERR_UNKNOWN || text != OrvCam_StatusText(ORV_CAM_ERR_UNKNOWN)) {
+            ++known;
+            texts.insert(text);
+        }
+    }
+    EXPECT_EQ(27, known);
+    EXPECT_EQ(27u, texts.size());
+}
+
+} // namespace
