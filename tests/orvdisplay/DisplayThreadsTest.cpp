@@ -1,0 +1,141 @@
+#include "DisplayFixture.h"
+
+#include <atomic>
+#include <thread>
+
+using orvtest::DisplayFixture;
+using orvtest::PatternImage;
+
+namespace {
+
+class DisplayThreads : public DisplayFixture {
+protected:
+    /// Shows images in turn on a thread of its own until told to stop.
+    class Player {
+    public:
+        Player(OrvDisplay &display, std::vector<const PatternImage *> images)
+            : m_thread([this, &display, images = std::move(images)] {
+                  for (std::size_t frame = 0; !m_isStopping; ++frame) {
+                      if (display.DisplayVideo(images[frame % images.size()]->get()) == 0)
+                          ++m_shown;
+                  }
+              })
+        {
+        }
+        ~Player() { Stop(); }
+        void Stop()
+        {
+            m_isStopping = true;
+            if (m_thread.joinable())
+                m_thread.join();
+        }
+        int Shown() const { return m_shown; }
+
+    private:
+        std::atomic<bool> m_isStopping{false};
+        std::atomic<int> m_shown{0};
+        std::thread m_thread;
+    };
+};
+
+TEST_F(DisplayThreads, UserActsWhileFramesCome)
+{
+    ShowWidget(160, 120);
+    PatternImage large(320, 240);
+    PatternImage deep(320, 240, 0x01100306); // Mono12
+    PatternImage bayer(100, 80, orv::kBayerGR8);
+    m_display->SetRedrawRequest([&] { return m_display->DisplayVideo(large.get()) == 0; });
+    const int paintsBefore = m_paints.Count();
+    Player player(*m_display, {&large, &deep, &bayer});
+    for (int round = 0; round < 60; ++round) {
+        m_widget->resize(100 + round, 80 + round % 17);
+        Wheel(50, 40, round % 3 == 0 ? -120 : 120, Qt::ControlModifier);
+        Mouse(QEvent::MouseButtonPress, 50, 40, Qt::LeftButton);
+        Mouse(QEvent::MouseMove, 50 + round % 7, 45, Qt::LeftButton);
+        Mouse(QEvent::MouseButtonRelease, 50, 45, Qt::LeftButton);
+        Set("display.fit", round % 4);
+        Set("dump.x", round);
+        Run(round % 2 == 0 ? "display.dump.on" : "display.dump.off");
+        SetText("filter.name", "cmap.base");
+        Set("filter.channels", 1);
+        SetText("filter.channel.0", "0,0,0;1,1,1");
+        Run(round % 2 == 0 ? "filter.add" : "filter.del");
+        int x = 3;
+        int y = 4;
+        m_display->Translate(&x, &y, 1);
+        if (round % 20 == 19)
+            m_display->Clear();
+        QCoreApplication::processEvents();
+    }
+    EXPECT_TRUE(WaitFor([&] { return player.Shown() > 30 && m_paints.Count() > paintsBefore + 5; }));
+    player.Stop();
+
+    // What is left is whole: the last image for the last view.
+    Show(large);
+    Set("display.fit", 3);
+    Run("filter.del");
+    Run("display.dump.off");
+    m_widget->resize(60, 50);
+    Settle();
+    Show(large);
+    Run("display.atcenter");
+    EXPECT_EQ(SeenAt(0, 0), PatternImage::Colour(130, 95));
+    EXPECT_EQ(SeenAt(59, 49), PatternImage::Colour(130 + 59, 95 + 49));
+}
+
+TEST_F(DisplayThreads, WidgetDestroyedWhileFramesCome)
+{
+    for (int round = 0; round < 5; ++round) {
+        ShowWidget(100, 80);
+        PatternImage image(200, 160);
+        Player player(*m_display, {&image});
+        ASSERT_TRUE(WaitFor([&] { return player.Shown() > 3; }));
+        m_widget.reset();
+        QCoreApplication::processEvents();
+        player.Stop();
+        m_display.reset();
+    }
+}
+
+TEST_F(DisplayThreads, DeletionWaitsForTheRunningCall)
+{
+    PatternImage image(4000, 3000);
+    for (int round = 0; round < 5; ++round) {
+        ShowWidget(800, 600);
+        SetFloat("display.view.scale", 0.7);
+        std::atomic<bool> isCalling{false};
+        std::thread caller([&] {
+            isCalling = true;
+            m_display->DisplayVideo(image.get());
+        });
+        while (!isCalling)
+            std::this_thread::yield();
+        // The call has begun or is about to; only then may the display go.
+        EXPECT_TRUE(WaitFor([&] { return m_display->RetainImage(nullptr) == 0; }));
+        caller.join();
+        m_display.reset();
+    }
+}
+
+TEST_F(DisplayThreads, ParametersFromTheFramesThread)
+{
+    ShowWidget(100, 100);
+    PatternImage image(400, 200);
+    Show(image);
+    std::thread other([&] {
+        Set("display.fit", 2);
+        Run("display.zoom.in");
+        Set("dump.w", 5);
+        Set("dump.h", 5);
+        Run("display.dump.on");
+        int x = 0;
+        int y = 0;
+        EXPECT_EQ(m_display->Translate(&x, &y, 1), 0);
+    });
+    other.join();
+    Settle();
+    EXPECT_DOUBLE_EQ(GetFloat("display.view.scale"), 2.0 / 3);
+    EXPECT_EQ(Get("display.fit"), 0);
+}
+
+} // namespace
