@@ -1,0 +1,3 @@
+#include "support/GuiTest.h"
+
+ORV_GUI_TEST_MAIN
