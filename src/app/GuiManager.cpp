@@ -1,0 +1,543 @@
+#include "app/GuiManager.h"
+
+#include "acquisition/DisplayView.h"
+#include "app/ICamEval.h"
+#include "app/OrvPlayer.h"
+#include "core/DiagnosticLog.h"
+#include "core/RunBeside.h"
+#include "core/Session.h"
+#include "orvcam/OrvCam.h"
+#include "orvgui/OrvCameraSelectorDialog.h"
+#include "panels/PlayerPanel.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QFileDialog>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QTimer>
+
+#include <memory>
+
+namespace {
+
+constexpr char kProducerFile[] = "Nuvark.cti";
+constexpr unsigned int kAllInterfaces = 255;
+constexpr int kSessionBusyRetryMs = 20;
+
+enum DisconnectReason : unsigned char { ByUser = 0, CameraLost = 1, InvalidState = 2 };
+
+std::array<GuiManager::PanelFactory, 6> &PanelFactories()
+{
+    static std::array<GuiManager::PanelFactory, 6> factories;
+    return factories;
+}
+
+QString ConfigurationFilter()
+{
+    return GuiManager::tr("Zelkor camera configuration files (*.zccf)");
+}
+
+/// Shows the wait cursor for a scope.
+class WaitCursor {
+public:
+    WaitCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
+    ~WaitCursor() { QApplication::restoreOverrideCursor(); }
+    WaitCursor(const WaitCursor &) = delete;
+    WaitCursor &operator=(const WaitCursor &) = delete;
+};
+
+} // namespace
+
+// Flags by session state: disconnected or none, idle, acquisition, capturing.
+const std::array<GuiManager::GuiState, GuiManager::kRuleCount> GuiManager::s_stateMapInit = {{
+    {"actionLoadConfiguration", {1, 1, 0, 0}},
+    {"actionSaveConfiguration", {0, 1, 1, 1}},
+    {"actionSaveConfigurationAs", {0, 1, 1, 1}},
+    {"actionSaveGenICamXML", {0, 1, 1, 1}},
+    {"actionExit", {1, 1, 1, 1}},
+    {"actionConnect", {1, 1, 1, 1}},
+    {"actionDisconnect", {0, 1, 1, 1}},
+    {"actionCameraInformation", {0, 1, 1, 1}},
+    {"actionPlay", {0, 1, 0, 0}},
+    {"actionTestBandwidth", {0, 1, 0, 0}},
+    {"actionStop", {0, 0, 1, 1}},
+    {"actionRecord", {0, 0, 1, 1}},
+    {"actionSnap", {0, 0, 1, 0}},
+    {"actionGenICamTree", {0, 1, 1, 1}},
+    {"actionCamConfig_BasicView", {0, 1, 1, 1}},
+    {"actionCamConfig_ExpertView", {0, 1, 1, 1}},
+    {"actionLog", {0, 1, 1, 1}},
+    {"actionCapture", {0, 1, 1, 1}},
+    {"actionStatistics", {0, 1, 1, 1}},
+    {"actionHexDump", {0, 1, 1, 1}},
+    {"actionInspectionView", {0, 1, 1, 1}},
+    {"actionHistogramPanel", {0, 1, 1, 1}},
+    {"actionColorizeHistogram", {0, 1, 1, 1}},
+    {"actionStretchHistogram", {0, 1, 1, 1}},
+    {"actionImageProcessing", {1, 1, 1, 1}},
+    {"actionDefaultPanelsLayout", {1, 1, 1, 1}},
+    {"actionBrowseRecordingFolder", {1, 1, 1, 1}},
+    {"actionOpenLastRecordedFile", {0, 1, 1, 1}},
+    {"actionBuffer", {1, 1, 1, 0}},
+    {"actionTextOverlay", {1, 1, 1, 0}},
+    {"actionDisplayOptions", {1, 1, 1, 0}},
+    {"actionCaptureOptions", {1, 1, 1, 0}},
+    {"actionApplicationOptions", {1, 1, 1, 0}},
+    {"actionZoomIn", {0, 1, 1, 1}},
+    {"actionZoomOut", {0, 1, 1, 1}},
+    {"actionActualSize", {0, 1, 1, 1}},
+    {"actionFitToWindow", {0, 1, 1, 1}},
+    {"actionSpreadToWindow", {0, 1, 1, 1}},
+    {"actionFullScreen", {0, 1, 1, 1}},
+    {"actionCenterImage", {0, 1, 1, 1}},
+    {"actionHelp", {1, 1, 1, 1}},
+    {"actionAbout", {1, 1, 1, 0}},
+}};
+
+QMap<QString, GuiManager::GuiState> GuiManager::s_stateMap;
+
+GuiManager::GuiManager(OrvPlayer *mainWindow) : QObject(mainWindow), m_mainWindow(mainWindow) {}
+
+GuiManager::~GuiManager()
+{
+    if (!m_session)
+        return;
+    ClosePanels();
+    DestroySession();
+}
+
+void GuiManager::RegisterPanel(std::size_t slot, PanelFactory factory)
+{
+    PanelFactories().at(slot) = std::move(factory);
+}
+
+void GuiManager::DisplayError(const QString &message, unsigned int code, const QString &details)
+{
+    QString text = message;
+    if (code != 0)
+        text += QStringLiteral("\nError code: 0x{%1}").arg(code, 0, 16);
+    QMessageBox box(QMessageBox::Critical, QApplication::applicationName(), text, QMessageBox::Ok, m_mainWindow);
+    box.setTextFormat(Qt::PlainText); // camera names and paths are not markup
+    box.setInformativeText(details);
+    box.exec();
+}
+
+// Connecting
+
+OrvCam::System *GuiManager::System()
+{
+    if (!m_system)
+        m_system = orv::RunBeside([] { return OrvCam_GetSystem(); });
+    if (!m_system)
+        DisplayError(QStringLiteral("Cannot create OrvSystem, check if CTI library(OrvCTI.cti) exists"), 0);
+    return m_system;
+}
+
+OrvCam::Device *GuiManager::OpenDevice(const OrvCam::DeviceDescription &description, QString *whyNot)
+{
+    return orv::RunBeside([this, &description, whyNot]() -> OrvCam::Device * {
+        OrvCam::Device *device = m_mainWindow->OpenDevice(description, OrvCam::ORV_ACCESS_CONTROL);
+        if (!device) {
+            std::string text; // of this thread: asked where the call was made
+            m_system->LastError(&text);
+            *whyNot = QString::fromStdString(text);
+        }
+        return device;
+    });
+}
+
+void GuiManager::ConnectTo(const OrvCam::DeviceDescription &description)
+{
+    QString whyNot;
+    OrvCam::Device *device = OpenDevice(description, &whyNot);
+    if (CreateSession(device, whyNot))
+        CreatePanels();
+    else if (device)
+        orv::RunBeside([device] { device->Release(); });
+    updateGui();
+}
+
+void GuiManager::cameraConnect()
+{
+    if (m_connecting)
+        return;
+    m_connecting = true;
+    const std::unique_ptr<bool, void (*)(bool *)> done(&m_connecting, [](bool *flag) { *flag = false; });
+    OrvCam::System *system = System();
+    if (!system)
+        return;
+    const int loaded = orv::RunBeside([system] { return system->LoadProducer(kProducerFile); });
+    if (loaded != ORV_CAM_OK)
+        LogFormatted(LogLevel::Error, LogCode(loaded), "GuiManager::cameraConnect(): LoadProducer(%s) failed",
+                     kProducerFile);
+
+    OrvGui::OrvCameraSelectorDialog dialog(system, nullptr);
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    const OrvCam::DeviceDescription *selected = dialog.selectedCamera();
+    if (!selected) {
+        DisplayError(tr("Camera was not selected"), 0);
+        return;
+    }
+    ConnectTo(*selected);
+}
+
+void GuiManager::cameraDisconnect()
+{
+    if (m_session)
+        emit m_session->signalCameraDisconnected(m_session, ByUser);
+}
+
+bool GuiManager::CreateSession(OrvCam::Device *device, const QString &details)
+{
+    if (!device) {
+        DisplayError(tr("Camera cannot be instantinated"), 0, details);
+        return false;
+    }
+    if (!device->GetCameraParameters()) {
+        DisplayError(tr("Cannot get camera parameters"), 0);
+        return false;
+    }
+    if (m_session)
+        emit m_session->signalCameraDisconnected(m_session, ByUser);
+    try {
+        auto *session = new Session(this, device, m_mainWindow);
+        DestroySession();
+        m_session = session;
+    } catch (const OrvPlayerException &error) {
+        DisplayError(QString::fromUtf8(error.what()), error.Code());
+        return false;
+    } catch (const std::exception &error) {
+        DisplayError(QString::fromUtf8(error.what()), 0);
+        return false;
+    }
+    connect(m_session, &Session::signalUpdateGui, this, &GuiManager::updateGui);
+    // Queued: the message box must not keep a state-machine handler of the session on the stack.
+    connect(m_session, &Session::signalSessionStateError, this, &GuiManager::sessionStateError, Qt::QueuedConnection);
+    // Automatic: the camera library's thread emits it, the slot runs here.
+    connect(m_session, &Session::signalCameraDisconnected, this, &GuiManager::sessionCameraDisconnected);
+    return true;
+}
+
+bool GuiManager::CreatePanels()
+{
+    for (std::size_t slot = 0; slot < kPanelSlots; ++slot) {
+        PlayerPanel *&panel = m_panels[slot];
+        const PanelFactory &factory = PanelFactories()[slot];
+        if (!panel && factory)
+            panel = factory(m_mainWindow, this);
+        if (!panel)
+            continue;
+        panel->SetCurrentSession(m_session);
+        panel->LoadStateFromGlobalSettings(&m_mainWindow->Settings().Application());
+        panel->LoadStateFromSessionSettings(m_session->Settings(), m_session->Name());
+    }
+    AttachPlugIn();
+    m_mainWindow->restoreState(m_mainWindow->Settings().Application().value(QStringLiteral("wndState")).toByteArray(),
+                               0);
+    return true;
+}
+
+void GuiManager::AttachPlugIn()
+{
+    ICamEval *plugIn = OrvPlayer::s_pCamEval;
+    if (!plugIn)
+        return;
+    if (!plugIn->Attach(m_mainWindow, m_session->Device())) {
+        OrvPlayer::UnloadCamEval();
+        return;
+    }
+    plugIn->HandOverComponents(m_session, m_session->View(), m_session->GetImgProcessor());
+    plugIn->AddWidgets(m_mainWindow, 0, 0);
+}
+
+void GuiManager::ClosePanels()
+{
+    QSettings &settings = m_mainWindow->Settings().Application();
+    settings.setValue(QStringLiteral("wndState"), m_mainWindow->saveState(0));
+    for (PlayerPanel *panel : m_panels) {
+        if (!panel)
+            continue;
+        panel->SaveStateToGlobalSettings(&settings);
+        if (m_session)
+            panel->SaveStateToSessionSettings(m_session->Settings(), m_session->Name());
+        panel->SetCurrentSession(nullptr);
+    }
+    if (OrvPlayer::s_pCamEval)
+        OrvPlayer::s_pCamEval->SessionEnd();
+}
+
+void GuiManager::DestroySession()
+{
+    // Cleared first: whatever the event loop delivers while the camera is being closed finds no session.
+    Session *session = m_session;
+    m_session = nullptr;
+    delete session;
+}
+
+// What the session reports
+
+void GuiManager::sessionCameraDisconnected(void *session, unsigned char reason)
+{
+    if (session && session != m_session)
+        return; // queued by a session that is gone
+    if (orv::BesideCount() > 0) {
+        // A handler of this very session may be waiting for the camera further up the stack.
+        QTimer::singleShot(kSessionBusyRetryMs, this,
+                           [this, session, reason] { sessionCameraDisconnected(session, reason); });
+        return;
+    }
+    if (reason == CameraLost)
+        DisplayError(QStringLiteral("Connection to the Camera was lost"), 0);
+    else if (reason == InvalidState)
+        DisplayError(QStringLiteral("Connection to the Camera was terminated, because of invalid device state"), 0);
+    ClosePanels();
+    if (!session || session != m_session)
+        return;
+    emit m_session->signalCameraStateDisconnected();
+    DestroySession();
+    updateGui();
+}
+
+void GuiManager::sessionStateError(void *session, unsigned char error)
+{
+    if (!session || session != m_session)
+        return;
+    QString message = tr("Unknown Error");
+    switch (error) {
+    case 1:
+        message = tr("Can not start the Acquisition");
+        emit m_session->signalStopAcquisition();
+        break;
+    case 2:
+        message = tr("Can not stop the Acquisition");
+        emit m_session->signalCameraDisconnected(session, InvalidState);
+        break;
+    case 3: // a capture that cannot start is told like one that cannot stop
+    case 4:
+        message = tr("Can not stop the Capture");
+        emit m_session->signalStopAcquisition();
+        break;
+    default:
+        break;
+    }
+    DisplayError(message, 0);
+}
+
+// Commands
+
+void GuiManager::startAcquisition()
+{
+    if (m_session)
+        emit m_session->signalStartAcquisition();
+}
+
+void GuiManager::stopAcquisitionAndCapture()
+{
+    if (!m_session)
+        return;
+    if (m_session->State() == Capturing)
+        emit m_session->signalStopCapturing();
+    else
+        emit m_session->signalStopAcquisition();
+}
+
+void GuiManager::startStopCapture()
+{
+    QMessageBox::information(m_mainWindow, QApplication::applicationName(), tr("Recording is not built in yet."));
+}
+
+void GuiManager::snapNextImage()
+{
+    QMessageBox::information(m_mainWindow, QApplication::applicationName(), tr("Recording is not built in yet."));
+}
+
+void GuiManager::captureOptionsDlg()
+{
+    DisplayError(tr("Capture Options Dlg"), 0);
+}
+
+void GuiManager::viewPlayerPanel()
+{
+    const QObject *action = sender();
+    PlayerPanel *panel = action ? PlayerPanel::GetPanel(action->objectName()) : nullptr;
+    if (panel)
+        panel->setVisible(panel->isHidden());
+}
+
+void GuiManager::zoomIn()
+{
+    if (m_session)
+        m_session->View()->ZoomIn();
+}
+
+void GuiManager::zoomOut()
+{
+    if (m_session)
+        m_session->View()->ZoomOut();
+}
+
+void GuiManager::zoom100()
+{
+    if (m_session)
+        m_session->View()->Zoom100();
+}
+
+void GuiManager::zoomFitToWnd()
+{
+    if (m_session)
+        m_session->View()->ZoomFitToWnd();
+}
+
+void GuiManager::zoomSpreadToWnd()
+{
+    if (m_session)
+        m_session->View()->ZoomSpreadToWnd();
+}
+
+void GuiManager::centerImage()
+{
+    if (m_session)
+        m_session->View()->CenterImage();
+}
+
+// Configuration files
+
+void GuiManager::loadConfiguration()
+{
+    const QString path =
+        QFileDialog::getOpenFileName(nullptr, tr("Open camera configuration"), QString(), ConfigurationFilter());
+    if (path.isEmpty())
+        return;
+    {
+        const WaitCursor cursor;
+        if (m_session) {
+            m_session->LoadConfiguration(path);
+        } else if (OrvCam::System *system = System()) {
+            const QByteArray utf8 = path.toUtf8();
+            QString whyNot;
+            OrvCam::Device *device = orv::RunBeside([&] {
+                OrvCam::Device *opened = system->CreateDeviceFromConfiguration(utf8.constData(), 0);
+                std::string text;
+                if (!opened && system->LastError(&text) != ORV_CAM_OK)
+                    whyNot = QString::fromStdString(text);
+                return opened;
+            });
+            if (CreateSession(device, whyNot))
+                CreatePanels();
+            else if (device)
+                orv::RunBeside([device] { device->Release(); });
+        }
+    }
+    m_configurationFile = path;
+    updateGui();
+}
+
+bool GuiManager::AskSaveFile(const QString &caption)
+{
+    QFileDialog dialog(nullptr, caption, QString(), ConfigurationFilter());
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setDefaultSuffix(QStringLiteral("zccf"));
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
+        return false;
+    m_configurationFile = dialog.selectedFiles().constFirst();
+    return true;
+}
+
+void GuiManager::saveConfiguration()
+{
+    if (!m_session)
+        return;
+    if (m_configurationFile.isEmpty() && !AskSaveFile(tr("Save camera configuration")))
+        return;
+    {
+        const WaitCursor cursor;
+        m_session->SaveConfiguration(m_configurationFile);
+    }
+    updateGui();
+}
+
+void GuiManager::saveConfigurationAs()
+{
+    if (!m_session || !AskSaveFile(tr("Save camera configuration as...")))
+        return;
+    saveConfiguration();
+    updateGui();
+}
+
+// The window's state
+
+void GuiManager::EnableActions(int state)
+{
+    if (s_stateMap.isEmpty()) {
+        for (const GuiState &rule : s_stateMapInit)
+            s_stateMap.insert(QString::fromLatin1(rule.actionName), rule);
+    }
+    for (QMenu *menu : m_mainWindow->menuBar()->findChildren<QMenu *>()) {
+        for (QAction *action : menu->actions()) {
+            const auto rule = s_stateMap.constFind(action->objectName());
+            if (rule == s_stateMap.constEnd())
+                continue;
+            // A session that has entered no state yet disables everything that has a rule.
+            action->setEnabled(state >= 0 && rule->enabled[state] != 0);
+            if (action->objectName() == QLatin1String("actionRecord"))
+                action->setChecked(state == Capturing);
+        }
+    }
+}
+
+void GuiManager::UpdateTitle(int state)
+{
+    QString title = OrvPlayer::s_pCamEval ? QStringLiteral("CamEval Auto - ") : QStringLiteral("OrvPlayer - ");
+    if (state != Disconnected && m_session) {
+        title += m_session->Title();
+        if (!m_configurationFile.isEmpty())
+            title += QStringLiteral(" { ") + m_configurationFile + QStringLiteral(" }");
+    } else {
+        title += QStringLiteral("Camera is not connected");
+    }
+    m_mainWindow->setWindowTitle(title);
+}
+
+void GuiManager::updateGui()
+{
+    const int state = m_session ? m_session->State() : Disconnected;
+    EnableActions(state);
+    for (PlayerPanel *panel : m_panels)
+        if (panel)
+            panel->UpdateAll();
+    UpdateTitle(state);
+}
+
+bool GuiManager::ConnectAndRunAutoEvaluation()
+{
+    OrvCam::System *system = System();
+    if (!system)
+        return false;
+    OrvCam::DeviceDescription found;
+    const bool any = orv::RunBeside([system, &found] {
+        system->LoadProducer(kProducerFile);
+        OrvCam::InterfaceList *list = system->GetInterfaceList(kAllInterfaces);
+        bool seen = false;
+        for (OrvCam::DeviceList *devices = list ? list->First() : nullptr; devices && !seen; devices = list->Next()) {
+            if (const OrvCam::DeviceDescription *device = devices->First()) {
+                found = *device;
+                seen = true;
+            }
+        }
+        if (list)
+            list->Release();
+        return seen;
+    });
+    QString whyNot;
+    OrvCam::Device *device = any ? OpenDevice(found, &whyNot) : nullptr;
+    if (!CreateSession(device, whyNot)) {
+        if (device)
+            orv::RunBeside([device] { device->Release(); });
+        return false;
+    }
+    CreatePanels();
+    return OrvPlayer::s_pCamEval && OrvPlayer::s_pCamEval->StartAutoEvaluation();
+}

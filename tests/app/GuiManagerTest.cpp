@@ -1,0 +1,430 @@
+#include "app/GuiManager.h"
+
+#include "acquisition/GrabbingFifo.h"
+#include "app/ICamEval.h"
+#include "app/OrvPlayer.h"
+#include "core/Session.h"
+#include "orvgui/OrvCameraSelectorDialog.h"
+#include "panels/PlayerPanel.h"
+#include "support/GuiTest.h"
+#include "support/ScriptedCamera.h"
+#include "support/ScriptedSystem.h"
+
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QFileDialog>
+#include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QMetaMethod>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QStatusBar>
+#include <QTemporaryDir>
+#include <QTimer>
+
+#include <memory>
+
+namespace {
+
+/// Closes modal windows as they appear, the way a person would, and remembers what they said.
+class ModalAnswerer : public QObject {
+public:
+    ModalAnswerer()
+    {
+        connect(&m_timer, &QTimer::timeout, this, [this] { Answer(); });
+        m_timer.start(5);
+    }
+    QStringList texts;
+    QStringList details;
+    bool acceptSelector = true;
+    QString filePath; ///< for file dialogs; empty cancels
+
+private:
+    void Answer()
+    {
+        QWidget *modal = QApplication::activeModalWidget();
+        if (auto *box = qobject_cast<QMessageBox *>(modal)) {
+            texts << box->text();
+            details << box->informativeText();
+            box->accept();
+        } else if (auto *selector = qobject_cast<OrvGui::OrvCameraSelectorDialog *>(modal)) {
+            if (!acceptSelector)
+                selector->reject();
+            else
+                ConfirmSelection(selector);
+        } else if (auto *files = qobject_cast<QFileDialog *>(modal)) {
+            if (filePath.isEmpty()) {
+                files->reject();
+            } else {
+                files->selectFile(filePath);
+                static_cast<QDialog *>(files)->accept();
+            }
+        }
+    }
+    /// Presses the default button as soon as the dialog lets one.
+    static void ConfirmSelection(QDialog *dialog)
+    {
+        for (QPushButton *button : dialog->findChildren<QPushButton *>())
+            if (button->isDefault() && button->isEnabled()) {
+                button->click();
+                return;
+            }
+    }
+    QTimer m_timer;
+};
+
+/// Whether anything is connected to an action's trigger; Qt keeps that question to subclasses.
+struct TriggerProbe : QAction {
+    static bool Connected(const QAction *action)
+    {
+        return (action->*&TriggerProbe::isSignalConnected)(QMetaMethod::fromSignal(&QAction::triggered));
+    }
+};
+
+class GuiManagerTest : public ::testing::Test {
+protected:
+    GuiManagerTest()
+    {
+        QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
+        device.description.model = "X100";
+        device.features.AddString("DeviceModelName", "X100");
+        device.features.AddString("DeviceSerialNumber", "42");
+        OrvCam::DeviceDescription found;
+        found.id = "scripted";
+        found.model = "X100";
+        found.state = OrvCam::DeviceState::Free;
+        system.devices = {found};
+        window.Manager().SetSystem(&system);
+        window.SetDeviceOpener([this](const OrvCam::DeviceDescription &, int access) -> OrvCam::Device * {
+            openedWith = access;
+            return refuseToOpen ? nullptr : &device;
+        });
+        window.show();
+    }
+    void Connect()
+    {
+        Trigger("actionConnect");
+        ASSERT_NE(Session_(), nullptr);
+        ASSERT_TRUE(WaitFor([&] { return Session_()->State() == Idle; }, 5000));
+    }
+    void Trigger(const char *name)
+    {
+        QAction *action = Action(name);
+        ASSERT_TRUE(action->isEnabled()) << name;
+        action->trigger();
+    }
+    QAction *Action(const char *name) { return window.findChild<QAction *>(QString::fromLatin1(name)); }
+    Session *Session_() { return window.Manager().CurrentSession(); }
+    bool Reaches(SessionState state)
+    {
+        return WaitFor([&] { return Session_() && Session_()->State() == state; }, 5000);
+    }
+
+    scripted::Device device;
+    scripted::System system;
+    ModalAnswerer answers;
+    OrvPlayer window{nullptr, false, false};
+    int openedWith = 0;
+    bool refuseToOpen = false;
+};
+
+/// Enabled actions in each state; everything else that has a rule is disabled.
+struct EnableCase {
+    SessionState state;
+    QSet<QString> enabled;
+};
+
+const QSet<QString> kAlways = {
+    "actionExit", "actionConnect", "actionImageProcessing", "actionDefaultPanelsLayout", "actionBrowseRecordingFolder",
+    "actionHelp"};
+const QSet<QString> kNotCapturing = {"actionBuffer",         "actionTextOverlay",        "actionDisplayOptions",
+                                     "actionCaptureOptions", "actionApplicationOptions", "actionAbout"};
+const QSet<QString> kConnected = {"actionSaveConfiguration",
+                                  "actionSaveConfigurationAs",
+                                  "actionSaveGenICamXML",
+                                  "actionDisconnect",
+                                  "actionCameraInformation",
+                                  "actionGenICamTree",
+                                  "actionCamConfig_BasicView",
+                                  "actionCamConfig_ExpertView",
+                                  "actionLog",
+                                  "actionCapture",
+                                  "actionStatistics",
+                                  "actionHexDump",
+                                  "actionInspectionView",
+                                  "actionHistogramPanel",
+                                  "actionColorizeHistogram",
+                                  "actionStretchHistogram",
+                                  "actionOpenLastRecordedFile",
+                                  "actionZoomIn",
+                                  "actionZoomOut",
+                                  "actionActualSize",
+                                  "actionFitToWindow",
+                                  "actionSpreadToWindow",
+                                  "actionFullScreen",
+                                  "actionCenterImage"};
+
+TEST_F(GuiManagerTest, ActionsFollowTheState)
+{
+    // A hidden action counts as disabled; the rules hold for those that are not built yet, too.
+    for (QAction *action : window.findChildren<QAction *>())
+        action->setVisible(true);
+    const auto check = [&](const QSet<QString> &enabled) {
+        int seen = 0;
+        for (QMenu *menu : window.menuBar()->findChildren<QMenu *>())
+            for (QAction *action : menu->actions()) {
+                const QString name = action->objectName();
+                if (name.isEmpty() || name == "actionSettings" || action->menu())
+                    continue;
+                ++seen;
+                EXPECT_EQ(action->isEnabled(), enabled.contains(name)) << qPrintable(name);
+            }
+        EXPECT_GE(seen, 41) << "every action is in some menu";
+    };
+    check(kAlways + kNotCapturing + QSet<QString>{"actionLoadConfiguration"});
+    Connect();
+    check(kAlways + kNotCapturing + kConnected +
+          QSet<QString>{"actionLoadConfiguration", "actionPlay", "actionTestBandwidth"});
+    Trigger("actionPlay");
+    ASSERT_TRUE(Reaches(Acquisition));
+    check(kAlways + kNotCapturing + kConnected + QSet<QString>{"actionStop", "actionRecord", "actionSnap"});
+    emit Session_()->signalStartCapturing();
+    ASSERT_TRUE(Reaches(Capturing));
+    check(kAlways + kConnected + QSet<QString>{"actionStop", "actionRecord"});
+}
+
+TEST_F(GuiManagerTest, ConnectsPlaysStopsAndDisconnects)
+{
+    EXPECT_EQ(window.windowTitle(), "OrvPlayer - Camera is not connected");
+    Connect();
+    EXPECT_EQ(system.loadedProducer, "Nuvark.cti");
+    EXPECT_EQ(openedWith, 2);
+    EXPECT_EQ(window.windowTitle(), "OrvPlayer -  [X100, SN:42]");
+    Trigger("actionPlay");
+    ASSERT_TRUE(Reaches(Acquisition));
+    emit Session_()->signalStartCapturing();
+    ASSERT_TRUE(Reaches(Capturing));
+    Trigger("actionStop");
+    ASSERT_TRUE(Reaches(Acquisition)) << "stopping a capture goes on playing";
+    Trigger("actionStop");
+    ASSERT_TRUE(Reaches(Idle));
+    Trigger("actionDisconnect");
+    EXPECT_EQ(Session_(), nullptr);
+    EXPECT_TRUE(device.released);
+    EXPECT_EQ(window.windowTitle(), "OrvPlayer - Camera is not connected");
+    EXPECT_EQ(answers.texts, QStringList());
+}
+
+TEST_F(GuiManagerTest, ConnectingAgainReplacesTheSession)
+{
+    Connect();
+    Trigger("actionPlay");
+    ASSERT_TRUE(Reaches(Acquisition));
+    Trigger("actionConnect");
+    ASSERT_TRUE(Reaches(Idle));
+    EXPECT_TRUE(device.released);
+}
+
+TEST_F(GuiManagerTest, FailuresAreShown)
+{
+    struct Case {
+        const char *rule;
+        std::function<void()> arrange;
+        QString text;
+        QString details;
+    };
+    const Case cases[] = {
+        {"a camera that cannot be opened says why",
+         [&] {
+             refuseToOpen = true;
+             system.lastError = "The camera is in use by another program.";
+         },
+         "Camera cannot be instantinated", "The camera is in use by another program."},
+        {"a camera without description",
+         [&] {
+             refuseToOpen = false;
+             device.hasFeatures = false;
+         },
+         "Cannot get camera parameters", ""},
+        {"a camera without stream",
+         [&] {
+             device.hasFeatures = true;
+             device.hasStream = false;
+         },
+         "CreateGrabber( ) failed", ""},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.rule);
+        c.arrange();
+        device.released = false;
+        answers.texts.clear();
+        answers.details.clear();
+        Trigger("actionConnect");
+        EXPECT_EQ(Session_(), nullptr);
+        EXPECT_EQ(answers.texts, QStringList(c.text));
+        EXPECT_EQ(answers.details, QStringList(c.details));
+        EXPECT_EQ(device.released, !refuseToOpen);
+    }
+}
+
+TEST_F(GuiManagerTest, ACancelledSelectionChangesNothing)
+{
+    answers.acceptSelector = false;
+    Trigger("actionConnect");
+    EXPECT_EQ(Session_(), nullptr);
+    EXPECT_EQ(answers.texts, QStringList());
+}
+
+TEST_F(GuiManagerTest, AFailedStartIsReportedAndTheNextOneWorks)
+{
+    Connect();
+    device.features.status = {{"AcquisitionStart", ORV_CAM_ERR_IO}};
+    Trigger("actionPlay");
+    ASSERT_TRUE(WaitFor([&] { return !answers.texts.isEmpty(); }, 5000));
+    EXPECT_EQ(answers.texts, QStringList("Can not start the Acquisition"));
+    ASSERT_TRUE(Reaches(Idle));
+    EXPECT_TRUE(WaitFor([&] { return Action("actionPlay")->isEnabled(); }, 5000));
+    device.features.status.clear();
+    Trigger("actionPlay");
+    EXPECT_TRUE(Reaches(Acquisition));
+}
+
+TEST_F(GuiManagerTest, ALostCameraIsReportedWhateverItWasDoing)
+{
+    for (const bool playing : {false, true}) {
+        SCOPED_TRACE(playing);
+        answers.texts.clear();
+        Connect();
+        if (playing) {
+            Trigger("actionPlay");
+            ASSERT_TRUE(Reaches(Acquisition));
+        }
+        device.Lose();
+        ASSERT_TRUE(WaitFor([&] { return Session_() == nullptr; }, 5000));
+        EXPECT_EQ(answers.texts, QStringList("Connection to the Camera was lost"));
+        EXPECT_FALSE(Action("actionPlay")->isEnabled());
+        EXPECT_TRUE(Action("actionConnect")->isEnabled());
+    }
+}
+
+TEST_F(GuiManagerTest, ACameraLostDuringASlowCommandIsHandledAfterIt)
+{
+    Connect();
+    device.features.delayMs = 200;
+    Trigger("actionPlay"); // the handler waits for the camera in the event loop's turns
+    QTimer::singleShot(100, [&] { device.Lose(); });
+    ASSERT_TRUE(WaitFor([&] { return Session_() == nullptr; }, 10000));
+    EXPECT_EQ(answers.texts, QStringList("Connection to the Camera was lost"));
+    EXPECT_TRUE(device.released);
+}
+
+TEST_F(GuiManagerTest, ErrorCodesAreAppendedInHexadecimal)
+{
+    window.Manager().DisplayError("plain", 0);
+    window.Manager().DisplayError("numbered", 31);
+    window.Manager().DisplayError("status", static_cast<unsigned>(-40200));
+    EXPECT_EQ(answers.texts,
+              (QStringList{"plain", "numbered\nError code: 0x{1f}", "status\nError code: 0x{ffff62f8}"}));
+}
+
+TEST_F(GuiManagerTest, RecordingSaysThatItIsNotThere)
+{
+    Connect();
+    Trigger("actionPlay");
+    ASSERT_TRUE(Reaches(Acquisition));
+    Trigger("actionSnap");
+    Trigger("actionRecord");
+    EXPECT_EQ(answers.texts.size(), 2);
+    EXPECT_EQ(Session_()->State(), Acquisition);
+}
+
+TEST_F(GuiManagerTest, ConfigurationFiles)
+{
+    QTemporaryDir folder;
+    answers.filePath = folder.filePath("camera.zccf");
+    QFile(answers.filePath).open(QIODevice::WriteOnly);
+    system.configurationDevice = &device;
+    Trigger("actionLoadConfiguration"); // opens the camera of the file
+    ASSERT_NE(Session_(), nullptr);
+    EXPECT_EQ(QString::fromStdString(system.configurationPath), answers.filePath);
+    ASSERT_TRUE(Reaches(Idle));
+    EXPECT_TRUE(window.windowTitle().endsWith(" { " + answers.filePath + " }"));
+
+    Trigger("actionSaveConfiguration"); // the file is known: no question
+    EXPECT_EQ(answers.texts, QStringList());
+    device.saveStatus = ORV_CAM_ERR_GENICAM;
+    Trigger("actionSaveConfiguration");
+    device.saveStatus = ORV_CAM_ERR_UNKNOWN;
+    Trigger("actionSaveConfiguration");
+    const QString failed = "Can not save configuration file: " + answers.filePath;
+    EXPECT_EQ(answers.texts, (QStringList{failed + "\nGen<i>Cam error", failed + "\nUnknown error"}));
+}
+
+TEST_F(GuiManagerTest, NothingThatIsNotBuiltIsShown)
+{
+    Connect();
+    for (QMenu *menu : window.menuBar()->findChildren<QMenu *>())
+        for (QAction *action : menu->actions()) {
+            if (!action->isVisible() || action->isSeparator() || action->menu())
+                continue;
+            EXPECT_TRUE(TriggerProbe::Connected(action)) << qPrintable(action->objectName());
+        }
+    EXPECT_FALSE(Action("actionHistogramPanel")->isVisible());
+    EXPECT_FALSE(Action("actionInspectionView")->isVisible());
+}
+
+struct ReadOutCase {
+    int c0, c1, c2;
+    const char *shown;
+};
+
+TEST(OrvPlayerWindow, ShowsThePixelUnderTheMouse)
+{
+    OrvPlayer window(nullptr, false, true); // "auto" alone does nothing
+    EXPECT_EQ(window.Manager().CurrentSession(), nullptr);
+    QStringList shown;
+    const ReadOutCase cases[] = {{1, 2, 3, "1x2x3"}, {-1, 77, -1, "77"}, {65535, 0, 0, "65535x0x0"}};
+    for (const ReadOutCase &c : cases) {
+        window.setCoordinatesAndValue(12, 34, c.c0, c.c1, c.c2);
+        shown.clear();
+        for (const QLabel *label : window.statusBar()->findChildren<QLabel *>())
+            shown << label->text();
+        EXPECT_TRUE(shown.contains("12x34"));
+        EXPECT_TRUE(shown.contains(c.shown));
+    }
+}
+
+TEST(OrvPlayerWindow, ManyConnectsAndStartsLeaveNothingBehind)
+{
+    OrvPlayer window(nullptr, false, false);
+    scripted::Device device;
+    for (int i = 0; i < 50; ++i) {
+        ASSERT_TRUE(window.Manager().CreateSession(&device));
+        Session *session = window.Manager().CurrentSession();
+        ASSERT_TRUE(WaitFor([&] { return session->State() == Idle; }, 5000));
+        emit session->signalStartAcquisition();
+        ASSERT_TRUE(WaitFor([&] { return session->State() == Acquisition; }, 5000));
+        window.Manager().cameraDisconnect();
+        ASSERT_EQ(window.Manager().CurrentSession(), nullptr);
+        ASSERT_EQ(device.stream.ReleasedBuffers(), 16u);
+    }
+}
+
+TEST(OrvPlayerWindow, NonsenseInTheSettingsIsHarmless)
+{
+    {
+        OrvPlayer window(nullptr, false, false);
+        window.Settings().Application().setValue("wndGeometry", "no geometry");
+        window.Settings().Application().setValue("wndState", 42);
+    }
+    OrvPlayer window(nullptr, false, false);
+    window.show();
+    EXPECT_TRUE(window.isVisible());
+    EXPECT_GE(window.width(), 300);
+}
+
+} // namespace

@@ -1,0 +1,290 @@
+#include "core/Session.h"
+
+#include "acquisition/GrabbingFifo.h"
+#include "app/GuiManager.h"
+#include "app/OrvPlayer.h"
+#include "support/GuiTest.h"
+#include "support/ScriptedCamera.h"
+
+#include <gtest/gtest.h>
+
+#include <QMessageBox>
+#include <QSignalSpy>
+#include <QTimer>
+
+#include <chrono>
+#include <optional>
+
+namespace {
+
+using Log = std::vector<std::string>;
+
+const Log kStartLog = {"AllocBufferQueue", "TLParamsLocked=1", "StartAcquisition", "AcquisitionStart"};
+const Log kStopLog = {"AcquisitionStop", "StopAcquisition", "TLParamsLocked=0", "ReleaseBufferQueue"};
+
+class SessionTest : public ::testing::Test {
+protected:
+    void Open()
+    {
+        session = std::make_unique<Session>(nullptr, &device, &window);
+        errors.emplace(session.get(), &Session::signalSessionStateError);
+        ASSERT_TRUE(Reaches(Idle));
+        device.TakeLog();
+    }
+    bool Reaches(SessionState state)
+    {
+        return WaitFor([&] { return session->State() == state; }, 5000);
+    }
+    void Play()
+    {
+        emit session->signalStartAcquisition();
+        ASSERT_TRUE(Reaches(Acquisition));
+    }
+    void Halt()
+    {
+        emit session->signalStopAcquisition();
+        ASSERT_TRUE(Reaches(Idle));
+    }
+
+    OrvPlayer window{nullptr, false, false};
+    scripted::Device device;
+    std::unique_ptr<Session> session;
+    std::optional<QSignalSpy> errors;
+};
+
+TEST_F(SessionTest, CommandsTheCameraInOrder)
+{
+    Open();
+    EXPECT_EQ(session->Grabber()->State(), Idle);
+    for (int round = 0; round < 3; ++round) {
+        Play();
+        EXPECT_EQ(device.TakeLog(), kStartLog);
+        EXPECT_EQ(session->Grabber()->State(), Acquisition);
+        Halt();
+        EXPECT_EQ(device.TakeLog(), kStopLog);
+        EXPECT_EQ(session->Grabber()->State(), Idle);
+    }
+    EXPECT_EQ(errors->count(), 0);
+}
+
+TEST_F(SessionTest, CapturingIsOnlyReachedFromAcquisition)
+{
+    Open();
+    emit session->signalStartCapturing();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(session->State(), Idle);
+    Play();
+    device.TakeLog();
+    session->SnapNextFrame();
+    ASSERT_TRUE(Reaches(Capturing));
+    EXPECT_EQ(session->Grabber()->State(), Capturing);
+    session->stopCapturing();
+    ASSERT_TRUE(Reaches(Acquisition));
+    EXPECT_EQ(device.TakeLog(), Log{}) << "the camera is not touched";
+    session->SnapNextFrame();
+    ASSERT_TRUE(Reaches(Capturing));
+    session->stopCapturingAndAcquisition();
+    ASSERT_TRUE(Reaches(Idle));
+    EXPECT_EQ(device.TakeLog(), kStopLog);
+}
+
+struct FailureCase {
+    const char *step;
+    Log log; ///< what the camera sees until the machine is back in Idle
+};
+
+const Log kRollBack = {"AcquisitionAbort", "StopAcquisition", "TLParamsLocked=0", "ReleaseBufferQueue"};
+const Log kRollBackBeforeGrabbing = {"AcquisitionAbort", "TLParamsLocked=0", "ReleaseBufferQueue"};
+
+Log operator+(Log a, const Log &b)
+{
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+const FailureCase kFailures[] = {
+    {"AllocBufferQueue", Log{"AllocBufferQueue"} + kRollBackBeforeGrabbing},
+    {"TLParamsLocked=1", Log{"AllocBufferQueue", "TLParamsLocked=1"} + kRollBackBeforeGrabbing},
+    {"StartAcquisition", Log{"AllocBufferQueue", "TLParamsLocked=1", "StartAcquisition"} + kRollBackBeforeGrabbing},
+    {"AcquisitionStart", kStartLog + kRollBack},
+};
+
+TEST_F(SessionTest, AFailingStartIsRolledBackAndReported)
+{
+    for (const FailureCase &c : kFailures) {
+        SCOPED_TRACE(c.step);
+        Open();
+        const std::string step = c.step;
+        if (step == "AllocBufferQueue")
+            device.stream.allocStatus = ORV_CAM_ERR_OUT_OF_MEMORY;
+        else if (step == "StartAcquisition")
+            device.stream.startStatus = ORV_CAM_ERR_IO;
+        else
+            device.features.status = {{step, ORV_CAM_ERR_GENICAM}};
+
+        emit session->signalStartAcquisition();
+        ASSERT_TRUE(WaitFor([&] { return errors->count() == 1; }, 5000));
+        EXPECT_EQ(errors->front().at(0).value<void *>(), session.get());
+        EXPECT_EQ(errors->front().at(1).value<unsigned char>(), 1);
+        EXPECT_EQ(session->State(), Idle);
+        EXPECT_EQ(device.TakeLog(), c.log);
+
+        device.stream.allocStatus = ORV_CAM_OK;
+        device.stream.startStatus = ORV_CAM_OK;
+        device.features.status.clear();
+        emit session->signalStopAcquisition(); // what the GUI manager does about it
+        Play();
+        EXPECT_EQ(device.TakeLog(), kStartLog) << "works once the cause is gone";
+        session.reset();
+        EXPECT_EQ(device.TakeLog(), kStopLog);
+    }
+}
+
+TEST_F(SessionTest, CamerasWithoutTheFeaturesStartAndStop)
+{
+    Open();
+    device.features.status = {{"TLParamsLocked=1", ORV_CAM_ERR_FEATURE_NOT_PRESENT},
+                              {"AcquisitionStart", ORV_CAM_ERR_FEATURE_NOT_PRESENT},
+                              {"TLParamsLocked=0", ORV_CAM_ERR_FEATURE_NOT_PRESENT},
+                              {"AcquisitionStop", ORV_CAM_ERR_IO}};
+    Play();
+    device.TakeLog();
+    Halt();
+    EXPECT_EQ(device.TakeLog(), (Log{"AcquisitionStop", "AcquisitionAbort", "StopAcquisition", "TLParamsLocked=0",
+                                     "ReleaseBufferQueue"}));
+    EXPECT_EQ(errors->count(), 0);
+}
+
+TEST_F(SessionTest, ALostCameraEndsInDisconnected)
+{
+    Open();
+    Play();
+    QSignalSpy lost(session.get(), &Session::signalCameraDisconnected);
+    device.Lose();
+    ASSERT_TRUE(WaitFor([&] { return lost.count() == 1; }, 5000));
+    EXPECT_EQ(lost.front().at(1).value<unsigned char>(), 1);
+    emit session->signalCameraStateDisconnected();
+    ASSERT_TRUE(Reaches(Disconnected));
+    EXPECT_EQ(session->Grabber()->State(), Disconnected);
+}
+
+TEST_F(SessionTest, DestructionWhileStreamingCleansUp)
+{
+    Open();
+    Play();
+    ASSERT_TRUE(device.stream.Deliver({1, 100}));
+    device.TakeLog();
+    session.reset();
+    EXPECT_EQ(device.TakeLog(), kStopLog);
+    EXPECT_EQ(device.stream.ReleasedBuffers(), 16u);
+    EXPECT_TRUE(device.released);
+    device.Lose(); // no callback is registered any more
+}
+
+struct TitleCase {
+    const char *rule;
+    std::vector<std::pair<const char *, const char *>> features;
+    bool hasFeatures;
+    const char *name, *title;
+};
+
+const TitleCase kTitleCases[] = {
+    {"all three",
+     {{"DeviceUserID", "cam1"}, {"DeviceModelName", "X100"}, {"DeviceSerialNumber", "42"}},
+     true,
+     "Session_cam1_X100",
+     " cam1 [X100, SN:42]"},
+    {"no model: the bracket closes all the same",
+     {{"DeviceUserID", "cam1"}, {"DeviceSerialNumber", "42"}},
+     true,
+     "Session_cam1",
+     " cam1, SN:42]"},
+    {"nothing known", {}, true, "Session", "]"},
+    {"text with a place marker stays text",
+     {{"DeviceUserID", "%1"}, {"DeviceModelName", "%2"}},
+     true,
+     "Session_%1_%2",
+     " %1 [%2]"},
+    {"no features at all", {{"DeviceUserID", "cam1"}}, false, "Session", ""},
+};
+
+TEST_F(SessionTest, NameAndTitleComeFromTheCamera)
+{
+    for (const TitleCase &c : kTitleCases) {
+        SCOPED_TRACE(c.rule);
+        scripted::Device camera;
+        camera.hasFeatures = c.hasFeatures;
+        for (const auto &[feature, value] : c.features)
+            camera.features.AddString(feature, value);
+        const Session named(nullptr, &camera, &window);
+        EXPECT_EQ(named.Name(), QString(c.name));
+        EXPECT_EQ(named.Title(), QString(c.title));
+    }
+}
+
+TEST_F(SessionTest, ACameraWithoutStreamIsRefusedAndLeftToTheCaller)
+{
+    device.hasStream = false;
+    EXPECT_THROW(Session(nullptr, &device, &window), OrvPlayerException);
+    EXPECT_FALSE(device.released);
+}
+
+TEST_F(SessionTest, SettingsOfTheWorkersSurviveTheSession)
+{
+    device.features.AddString("DeviceUserID", "keeper");
+    Open();
+    ASSERT_EQ(session->GetGrabber()->SetParamInt(const_cast<char *>("QueueSize"), 24), 0u);
+    ASSERT_EQ(session->GetGrabber()->SetParamInt(const_cast<char *>("FramesAcquired"), 99), 0u);
+    session.reset();
+    Open();
+    long value = 0;
+    session->GetGrabber()->GetParamInt(const_cast<char *>("QueueSize"), &value);
+    EXPECT_EQ(value, 24);
+    session->GetGrabber()->GetParamInt(const_cast<char *>("FramesAcquired"), &value);
+    EXPECT_EQ(value, 0) << "figures start anew";
+}
+
+TEST_F(SessionTest, TheEventLoopTurnsWhileTheCameraIsSlow)
+{
+    Open();
+    device.features.delayMs = 400;
+    qint64 worstGapMs = 0;
+    auto last = std::chrono::steady_clock::now();
+    QTimer ticker;
+    QObject::connect(&ticker, &QTimer::timeout, [&] {
+        const auto now = std::chrono::steady_clock::now();
+        const qint64 gap = std::chrono::duration_cast<std::chrono::milliseconds>(now - last).count();
+        worstGapMs = std::max(worstGapMs, gap);
+        last = now;
+    });
+    ticker.start(5);
+    Play();
+    Halt();
+    EXPECT_LT(worstGapMs, 300) << "a command takes 400 ms and must not be waited for in one go";
+}
+
+TEST_F(SessionTest, AnUnavailableTrafficLogUnticksItself)
+{
+    Open();
+    OrvComponent &parameters = *session;
+    parameters.SetParamBool(const_cast<char *>("LogControl"), true);
+    bool value = false;
+    parameters.GetParamBool(const_cast<char *>("LogControl"), &value);
+    EXPECT_TRUE(value) << "nothing is registered while the master switch is off";
+    parameters.SetParamBool(const_cast<char *>("EnableLog"), true);
+    parameters.GetParamBool(const_cast<char *>("LogControl"), &value);
+    EXPECT_FALSE(value);
+}
+
+TEST(SessionIdentity, CountsUpAndWraps)
+{
+    OrvPlayer window(nullptr, false, false);
+    scripted::Device device;
+    const auto identify = [&] { return Session(nullptr, &device, &window).GetComponentTypeID(); };
+    const std::uint8_t first = identify();
+    for (int i = 1; i < 256; ++i)
+        ASSERT_EQ(identify(), static_cast<std::uint8_t>(first + i));
+    EXPECT_EQ(identify(), first);
+}
+
+} // namespace
