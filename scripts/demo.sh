@@ -1,0 +1,100 @@
+#!/usr/bin/env bash
+# Uses the viewer the way a person would, on a display of its own, and leaves a screenshot of each step.
+#   demo.sh BIN_DIR OUT_DIR [PID]   PID: the software camera, which is ended to show how its loss is told
+set -euo pipefail
+bin=$1
+out=$2
+camera_pid=${3:-}
+
+work=$(mktemp -d)
+pids=()
+cleanup() {
+    [ ${#pids[@]} -gt 0 ] && kill "${pids[@]}" 2>/dev/null
+    wait 2>/dev/null
+    rm -rf "$work"
+}
+trap cleanup EXIT
+
+# A display nobody else uses; the server tells which one it took.
+Xvfb -displayfd 3 -screen 0 1366x768x24 -nolisten tcp 3>"$work/display" 2>"$work/xvfb.log" &
+pids+=($!)
+for _ in $(seq 100); do [ -s "$work/display" ] && break; sleep 0.1; done
+DISPLAY=:$(cat "$work/display")
+export DISPLAY
+export XDG_CONFIG_HOME=$work/config XDG_STATE_HOME=$work/state
+unset QT_QPA_PLATFORM
+openbox >/dev/null 2>&1 &
+pids+=($!)
+
+"$bin/OrvPlayer" >"$out/output.txt" 2>&1 &
+viewer=$!
+pids+=("$viewer")
+
+fail() {
+    import -window root "$out/failed.png" || true
+    echo "demo: $1" >&2
+    exit 1
+}
+# until_true SECONDS WHAT COMMAND...: repeats the command until it succeeds.
+until_true() {
+    local end=$(($(date +%s) + $1)) what=$2
+    shift 2
+    until "$@" >/dev/null 2>&1; do
+        kill -0 "$viewer" 2>/dev/null || fail "the viewer ended while waiting for: $what"
+        [ "$(date +%s)" -lt $end ] || fail "waited in vain for: $what"
+        sleep 0.2
+    done
+}
+window_called() { xdotool search --onlyvisible --name "$1"; }
+shot() { import -window root "$out/$1.png" && echo "demo: $1"; }
+picture_moves() {
+    import -window root -crop 400x400+483+200 +repage "$work/a.png"
+    sleep 0.3
+    import -window root -crop 400x400+483+200 +repage "$work/b.png"
+    [ "$(compare -metric AE "$work/a.png" "$work/b.png" null: 2>&1)" != 0 ]
+}
+picture_rests() { ! picture_moves; }
+choose_camera() {
+    import -window root "$out/2-selector.png"
+    xdotool key Return
+    sleep 0.3
+    window_called 'OrvPlayer -  '
+}
+
+until_true 30 'the main window' window_called 'OrvPlayer - Camera is not connected'
+main=$(xdotool search --onlyvisible --name 'OrvPlayer - ' | head -1)
+xdotool windowsize --sync "$main" 1200 700 windowmove "$main" 60 30 windowfocus "$main"
+shot 1-started
+
+xdotool key --clearmodifiers ctrl+k
+until_true 20 'the connected camera' choose_camera
+echo 'demo: 2-selector'
+
+xdotool key --clearmodifiers F5
+until_true 20 'moving pictures' picture_moves
+xdotool mousemove 660 380
+shot 3-live-fit
+xdotool key --clearmodifiers ctrl+1
+for _ in 1 2 3 4; do xdotool mousemove 660 380 keydown ctrl click 4 keyup ctrl; done
+sleep 0.5
+shot 4-live-zoomed
+xdotool key --clearmodifiers ctrl+0
+xdotool key --clearmodifiers shift+F5
+until_true 10 'the stopped picture' picture_rests
+shot 5-stopped
+
+xdotool key --clearmodifiers F5
+until_true 20 'moving pictures again' picture_moves
+if [ -n "$camera_pid" ]; then
+    kill "$camera_pid"
+    until_true 20 'the message of the lost camera' window_called '^OrvPlayer$'
+    sleep 0.5
+    shot 6-camera-lost
+    xdotool key Return
+    until_true 10 'the disconnected window' window_called 'OrvPlayer - Camera is not connected'
+fi
+xdotool windowfocus "$main" key --clearmodifiers ctrl+q
+for _ in $(seq 50); do kill -0 "$viewer" 2>/dev/null || break; sleep 0.2; done
+kill -0 "$viewer" 2>/dev/null && fail 'the viewer did not close'
+wait "$viewer" || fail "the viewer ended with status $?"
+echo "demo: done, pictures in $out"
