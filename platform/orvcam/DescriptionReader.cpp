@@ -1,6 +1,7 @@
 #include "orvcam/Description.h"
 #include "orvcam/Text.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
@@ -105,6 +106,22 @@ const char *LocalName(const char *name)
     return colon != nullptr ? colon + 1 : name;
 }
 
+/// Parsers differ on which characters beyond these a name may have; descriptions have no use for more.
+bool IsPlainName(const std::string &name)
+{
+    const auto isPlain = [](unsigned char c) { return std::isalnum(c) != 0 || c == '_'; };
+    return std::isalpha(static_cast<unsigned char>(name[0])) != 0 && std::all_of(name.begin(), name.end(), isPlain);
+}
+
+std::string AttributeOf(const char **attributes, const char *name)
+{
+    for (const char **pair = attributes; pair[0] != nullptr; pair += 2) {
+        if (std::strcmp(pair[0], name) == 0)
+            return Trimmed(pair[1]);
+    }
+    return std::string();
+}
+
 struct ParserFree {
     void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
 };
@@ -152,7 +169,8 @@ private:
     int AddNode(NodeKind kind, const std::string &name, int parent);
     void WriteStartTag(const std::string &tag, const char **attributes);
     void EndLeaf(Element &element);
-    void CheckLength(NodeFacts &node, const std::string &value);
+    void CheckLength(const Element &element, const std::string &value);
+    void RefuseNode(int index, const std::string &problem);
     void WriteLengthGuards();
     bool MustGo(const Cut &cut) const;
 
@@ -226,8 +244,7 @@ void Reader::Start(const char *name, const char **attributes)
     if (!m_error.empty())
         return;
     const std::string tag = LocalName(name);
-    const bool isPlainName = std::isalpha(static_cast<unsigned char>(tag[0])) != 0;
-    if (m_skipDepth > 0 || tag == "Extension" || !isPlainName) {
+    if (m_skipDepth > 0 || tag == "Extension" || !IsPlainName(tag)) {
         ++m_skipDepth;
         return;
     }
@@ -314,13 +331,13 @@ void Reader::StartNode(Element &element, const char **attributes)
     const bool nested = (kind == NodeKind::EnumEntry && outerKind == NodeKind::Enumeration) ||
                         (kind == NodeKind::StructEntry && outerKind == NodeKind::StructReg) ||
                         (kind == NodeKind::IntSwissKnife && IsRegister(outerKind));
-    if (!outer.isContainer && !nested)
+    if (!outer.isContainer && !nested) {
+        const bool isSymbol = element.tag == "pVariable" || element.tag == "Constant" || element.tag == "Expression";
+        if (element.node >= 0 && isSymbol && AttributeOf(attributes, "Name").empty())
+            RefuseNode(element.node, "a variable of its formula has no name");
         return;
-    std::string name;
-    for (const char **pair = attributes; pair[0] != nullptr; pair += 2) {
-        if (std::strcmp(pair[0], "Name") == 0)
-            name = Trimmed(pair[1]);
     }
+    const std::string name = AttributeOf(attributes, "Name");
     // A formula inside a register and a structure may go without a name; anything else could never be found.
     const bool mayBeNameless = kind == NodeKind::StructReg || (nested && kind == NodeKind::IntSwissKnife);
     if (kind == NodeKind::Other || (name.empty() && !mayBeNameless)) {
@@ -346,7 +363,7 @@ void Reader::WriteStartTag(const std::string &tag, const char **attributes)
     m_out += '<';
     m_out += tag;
     for (const char **pair = attributes; pair[0] != nullptr; pair += 2) {
-        if (std::strchr(pair[0], ':') != nullptr || std::strcmp(pair[0], "xmlns") == 0)
+        if (!IsPlainName(pair[0]) || std::strcmp(pair[0], "xmlns") == 0)
             continue;
         const std::string value = Trimmed(pair[1]);
         m_out += ' ';
@@ -406,7 +423,7 @@ void Reader::EndLeaf(Element &element)
             return;
         }
     } else if (element.tag == "Length") {
-        CheckLength(node, value);
+        CheckLength(element, value);
     } else if (element.tag == "Streamable") {
         node.streamable = value == "Yes";
         m_description.marksStreamable |= node.streamable;
@@ -421,13 +438,21 @@ void Reader::EndLeaf(Element &element)
 }
 
 /// The library allocates what a register's length says, and ends the process when it cannot.
-void Reader::CheckLength(NodeFacts &node, const std::string &value)
+void Reader::CheckLength(const Element &element, const std::string &value)
 {
     const long long length = std::strtoll(value.c_str(), nullptr, 0);
     if (length > 0 && length <= static_cast<long long>(kMaxRegisterBytes))
         return;
-    node.problem = "its length is " + value;
-    m_description.Warn("\"" + node.name + "\" was left out: " + node.problem);
+    RefuseNode(element.node, "its length is " + value);
+}
+
+void Reader::RefuseNode(int index, const std::string &problem)
+{
+    NodeFacts &node = m_description.nodes[index];
+    if (!node.Usable())
+        return;
+    node.problem = problem;
+    m_description.Warn("\"" + node.name + "\" was left out: " + problem);
 }
 
 /// A length that the camera tells is known only when it is read, so it goes through a formula that bounds it.

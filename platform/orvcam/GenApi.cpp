@@ -119,7 +119,8 @@ void RouteLibraryLog()
     static std::once_flag once;
     std::call_once(once, [] {
         const auto all = static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK | G_LOG_FLAG_RECURSION);
-        for (const char *domain : {"Aravis", "GLib-GObject", "GLib"})
+        // Some of its messages come without a domain, and those of its XML parser under one of their own.
+        for (const char *domain : {static_cast<const char *>(nullptr), "Aravis", "XML", "GLib-GObject", "GLib"})
             g_log_set_handler(domain, all, ForwardLog, nullptr);
     });
 }

@@ -276,7 +276,9 @@ OrvCam::Buffer *StreamImp::GetBuffer(std::uint64_t timeoutMs, int *err)
 
 int StreamImp::WaitForBuffer(std::uint64_t timeoutMs, BufferImp **buffer)
 {
+    constexpr int kMostIdleTurns = 100; // a broken producer may answer without end and without a frame
     const bool forever = timeoutMs == OrvCam::kInfinite;
+    int idleTurns = 0;
     const Clock::time_point start = Clock::now();
     for (;;) {
         // The kill only wakes; what it was for stands in the flags. One that comes late then does no harm.
@@ -301,6 +303,9 @@ int StreamImp::WaitForBuffer(std::uint64_t timeoutMs, BufferImp **buffer)
         }
         if (left <= kWaitPieceMs && !forever && result == GC_ERR_TIMEOUT)
             return ORV_CAM_ERR_TIMEOUT;
+        idleTurns = result == GC_ERR_TIMEOUT ? 0 : idleTurns + 1;
+        if (idleTurns > kMostIdleTurns)
+            return ORV_CAM_ERR_PRODUCER;
     }
 }
 

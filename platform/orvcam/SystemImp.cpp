@@ -283,7 +283,9 @@ OrvCam::System *OrvCam_GetSystem()
 
 OrvCam::Device *OrvCam_CreateDevice(const OrvCam::DeviceDescription *description, int access, int)
 {
-    if (description == nullptr)
+    if (description == nullptr) {
+        orv::cam::Fail(ORV_CAM_ERR_INVALID_PARAMETER, "No camera was selected.");
         return nullptr;
+    }
     return orv::cam::SystemImp::Instance().CreateDevice(*description, access);
 }

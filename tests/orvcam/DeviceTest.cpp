@@ -101,6 +101,37 @@ TEST_F(Device, LossIsToldOnceAndEverythingFailsFast)
     EXPECT_LT(steady_clock::now() - start, milliseconds(500));
 }
 
+TEST_F(Device, LossInEachStateLeavesNothingBehind)
+{
+    const struct {
+        const char *state;
+        std::function<void()> enter;
+    } kStates[] = {
+        {"opened", [] {}},
+        {"buffers announced", [this] { EXPECT_EQ(ORV_CAM_OK, stream->AllocBufferQueue(this, 3)); }},
+        {"running", [this] { Start(); }},
+        {"frame waiting", [this] { Start(), script->deliver(); }},
+        {"stopped", [this] { Start(), stream->StopAcquisition(0); }},
+    };
+    for (const auto &row : kStates) {
+        SCOPED_TRACE(row.state);
+        script->reset();
+        row.enter();
+        std::atomic<int> lost{0};
+        device->RegisterEvent(
+            OrvCam::kEventDeviceLost,
+            [](const void *, unsigned long, void *to) { ++*static_cast<std::atomic<int> *>(to); }, &lost);
+        script->lose();
+        EXPECT_TRUE(WaitFor([&] { return lost == 1; }));
+        const auto start = steady_clock::now();
+        Release();
+        EXPECT_LT(steady_clock::now() - start, milliseconds(500));
+        EXPECT_EQ(0, script->announced + script->streamsOpen + script->devicesOpen + script->eventsRegistered);
+        script->reset();
+        Open();
+    }
+}
+
 TEST_F(Device, LossBeforeRegistrationIsToldAtOnceOnAnotherThread)
 {
     script->lose();

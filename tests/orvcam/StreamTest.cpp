@@ -127,6 +127,9 @@ TEST_P(Stream, FailingStreamDoesNotSpin)
         EXPECT_EQ(ORV_CAM_ERR_IO, status);
     }
     EXPECT_GE(steady_clock::now() - start, milliseconds(50));
+    script->eventResult = GC_ERR_ABORT; // without end, and nobody asked for it
+    EXPECT_EQ(nullptr, stream->GetBuffer(OrvCam::kInfinite, &status));
+    EXPECT_EQ(ORV_CAM_ERR_PRODUCER, status);
     script->eventResult = GC_ERR_SUCCESS;
     EXPECT_NE(nullptr, Next());
 }

@@ -129,6 +129,7 @@ TEST(System, FailuresToOpenReadLikeSentences)
     }
     script->reset();
     EXPECT_EQ(nullptr, OrvCam_CreateDevice(nullptr, 2, 0));
+    EXPECT_EQ(ORV_CAM_ERR_INVALID_PARAMETER, system->LastError(nullptr));
 }
 
 TEST(System, SecondOpeningSaysWhy)
