@@ -98,12 +98,12 @@ void BufferQueue::MoveAll(std::deque<std::shared_ptr<Buffer>> &from, Buffer::Sta
 
 Status BufferQueue::Flush(ACQ_QUEUE_TYPE operation)
 {
-    bool outputGrew = false;
+    std::size_t moved = 0;
     {
         const orv::MutexLock lock(m_mutex);
         switch (operation) {
         case ACQ_QUEUE_INPUT_TO_OUTPUT:
-            outputGrew = !m_input.empty();
+            moved = m_input.size();
             for (std::shared_ptr<Buffer> &buffer : m_input) {
                 buffer->m_state = Buffer::State::Output;
                 m_output.push_back(std::move(buffer));
@@ -134,8 +134,8 @@ Status BufferQueue::Flush(ACQ_QUEUE_TYPE operation)
             return {GC_ERR_NOT_IMPLEMENTED, "there is no queue operation " + std::to_string(operation)};
         }
     }
-    if (outputGrew)
-        m_onOutput();
+    for (; moved > 0; --moved)
+        m_onOutput(); // each wakes one waiter
     return {};
 }
 

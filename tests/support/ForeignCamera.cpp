@@ -136,8 +136,10 @@ void ForeignCamera::Kill()
 
 void ForeignCamera::Suspend()
 {
-    if (m_process > 0)
-        kill(m_process, SIGSTOP);
+    if (m_process <= 0)
+        return;
+    kill(m_process, SIGSTOP);
+    waitpid(m_process, nullptr, WUNTRACED); // it stops a moment later
 }
 
 void ForeignCamera::Resume()

@@ -11,7 +11,6 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr int kTries = 4;
-constexpr milliseconds kBaseTimeout{200};
 constexpr milliseconds kMaxTimeout{1000};
 constexpr milliseconds kTimeoutNotAnswering{100};
 constexpr milliseconds kQuickTimeout{60};
@@ -45,7 +44,7 @@ Result<std::unique_ptr<GvcpClient>> GvcpClient::Open(std::uint32_t local, std::u
 
 void GvcpClient::SetPendingTimeout(milliseconds time)
 {
-    m_timeoutMs = static_cast<int>(std::clamp(time, kBaseTimeout, kMaxTimeout).count());
+    m_timeoutMs = static_cast<int>(std::clamp(time, milliseconds(kBaseTimeoutMs), kMaxTimeout).count());
 }
 
 void GvcpClient::Interrupt()

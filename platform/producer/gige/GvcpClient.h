@@ -50,6 +50,7 @@ public:
 private:
     explicit GvcpClient(UdpSocket socket) : m_socket(std::move(socket)) { Touch(); }
 
+    static constexpr int kBaseTimeoutMs = 200; ///< per try, when the camera does not ask for more
     struct Plan {
         int tries;
         std::chrono::milliseconds timeout;
@@ -73,7 +74,7 @@ private:
     std::atomic<bool> m_interrupted{false};
     std::atomic<bool> m_answering{true};
     std::atomic<Clock::rep> m_lastAnswer{0};
-    std::atomic<int> m_timeoutMs;
+    std::atomic<int> m_timeoutMs{kBaseTimeoutMs};
 };
 
 } // namespace nuvark::gige

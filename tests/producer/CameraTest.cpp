@@ -1,0 +1,282 @@
+#include "producer/gige/GvcpClient.h"
+#include "producer/gige/Text.h"
+#include "ProducerFixture.h"
+
+using nuvark::gige::GvcpClient;
+
+namespace {
+
+constexpr std::uint32_t kPrivilegeRegister = 0x0A00;
+
+/// Another program that controls the camera.
+class Rival {
+public:
+    explicit Rival(const std::string &address)
+    {
+        auto client = GvcpClient::Open(0x7F000001, *nuvark::gige::ParseAddress(address));
+        m_client = std::move(client.value);
+    }
+    bool TakeControl() { return m_client->WriteRegister(kPrivilegeRegister, 2).Ok(); }
+    bool Release() { return m_client->WriteRegister(kPrivilegeRegister, 0).Ok(); }
+    std::uint32_t Privilege()
+    {
+        std::uint32_t value = 99;
+        return m_client->ReadRegister(kPrivilegeRegister, value).Ok() ? value : 99;
+    }
+
+private:
+    std::unique_ptr<GvcpClient> m_client;
+};
+
+} // namespace
+
+TEST_F(CameraTest, DiscoveryFindsTheCameraWithItsFacts)
+{
+    std::uint32_t count = 1;
+    EXPECT_EQ(Gc().IFGetNumDevices(interface, &count), GC_ERR_SUCCESS);
+    EXPECT_EQ(count, 0U) << "before the first update";
+    bool8_t changed = 0;
+    const Stopwatch watch;
+    ASSERT_EQ(Gc().IFUpdateDeviceList(interface, &changed, 200), GC_ERR_SUCCESS);
+    EXPECT_LT(watch.Milliseconds(), 600) << "the time given is the window";
+    EXPECT_EQ(changed, 1);
+    ASSERT_EQ(Gc().IFGetNumDevices(interface, &count), GC_ERR_SUCCESS);
+    ASSERT_EQ(count, 1U);
+    const auto info = [&](DEVICE_INFO_CMD command) {
+        return Ask([&](auto... out) { return Gc().IFGetDeviceInfo(interface, DeviceId().c_str(), command, out...); });
+    };
+    EXPECT_EQ(info(DEVICE_INFO_ID), DeviceId());
+    EXPECT_EQ(info(DEVICE_INFO_VENDOR), "Aravis");
+    EXPECT_EQ(info(DEVICE_INFO_MODEL), "Fake");
+    EXPECT_EQ(info(DEVICE_INFO_SERIAL_NUMBER), kCameraSerial);
+    EXPECT_EQ(info(DEVICE_INFO_TLTYPE), TLTypeGEVName);
+    EXPECT_EQ(info(NUVARK_DEVICE_INFO_IP_ADDRESS), camera.Address());
+    EXPECT_EQ(AccessStatus(), DEVICE_ACCESS_STATUS_READWRITE);
+    const auto frequency = AskFor<std::uint64_t>([&](auto... out) {
+        return Gc().IFGetDeviceInfo(interface, DeviceId().c_str(), DEVICE_INFO_TIMESTAMP_FREQUENCY, out...);
+    });
+    EXPECT_EQ(frequency, 1000000000U);
+
+    ASSERT_EQ(Gc().IFUpdateDeviceList(interface, &changed, 100), GC_ERR_SUCCESS);
+    EXPECT_EQ(changed, 0);
+    camera.Kill();
+    ASSERT_EQ(Gc().IFUpdateDeviceList(interface, &changed, 100), GC_ERR_SUCCESS);
+    EXPECT_EQ(changed, 1);
+    ASSERT_EQ(Gc().IFGetNumDevices(interface, &count), GC_ERR_SUCCESS);
+    EXPECT_EQ(count, 0U);
+}
+
+TEST_F(CameraTest, OpensWithoutAListAndByOtherNames)
+{
+    for (const std::string &name : {DeviceId(), camera.Address(), camera.Serial()}) {
+        ASSERT_EQ(Gc().IFOpenDevice(interface, name.c_str(), DEVICE_ACCESS_EXCLUSIVE, &device), GC_ERR_SUCCESS)
+            << name << " " << LastError();
+        EXPECT_EQ(Ask([&](auto... out) { return Gc().DevGetInfo(device, DEVICE_INFO_ID, out...); }), DeviceId());
+        EXPECT_EQ(Gc().DevClose(device), GC_ERR_SUCCESS);
+    }
+    EXPECT_EQ(Gc().IFOpenDevice(interface, "GEV:020000abcdef", DEVICE_ACCESS_CONTROL, &device), GC_ERR_INVALID_ID);
+    EXPECT_EQ(Gc().IFOpenDevice(interface, DeviceId().c_str(), 77, &device), GC_ERR_INVALID_PARAMETER);
+}
+
+TEST_F(CameraTest, OpensOnceHere)
+{
+    ASSERT_EQ(OpenDevice(), GC_ERR_SUCCESS) << LastError();
+    EXPECT_EQ(AccessStatus(), DEVICE_ACCESS_STATUS_OPEN_READWRITE);
+    DEV_HANDLE second = nullptr;
+    EXPECT_EQ(Gc().IFOpenDevice(interface, DeviceId().c_str(), DEVICE_ACCESS_CONTROL, &second), GC_ERR_RESOURCE_IN_USE);
+    EXPECT_EQ(Rival(camera.Address()).Privilege(), 2U);
+    ASSERT_EQ(Gc().DevClose(device), GC_ERR_SUCCESS);
+    EXPECT_EQ(Rival(camera.Address()).Privilege(), 0U) << "closing gives control up";
+    EXPECT_EQ(OpenDevice(), GC_ERR_SUCCESS) << LastError();
+}
+
+TEST_F(CameraTest, ACameraHeldByAnotherProgramIsSeenAndRefused)
+{
+    Rival rival(camera.Address());
+    ASSERT_TRUE(rival.TakeControl());
+    ASSERT_EQ(Gc().IFUpdateDeviceList(interface, nullptr, 200), GC_ERR_SUCCESS);
+    EXPECT_EQ(AccessStatus(), DEVICE_ACCESS_STATUS_BUSY);
+    const Stopwatch watch;
+    EXPECT_EQ(OpenDevice(), GC_ERR_ACCESS_DENIED);
+    EXPECT_LT(watch.Milliseconds(), 500);
+    EXPECT_NE(LastError().find("held by another program"), std::string::npos) << LastError();
+
+    ASSERT_EQ(OpenDevice(DEVICE_ACCESS_READONLY), GC_ERR_SUCCESS) << "reading is allowed";
+    EXPECT_EQ(AccessStatus(), DEVICE_ACCESS_STATUS_OPEN_READONLY);
+    EXPECT_NE(ReadRegister(kWidth), 0U);
+    EXPECT_EQ(WriteRegister(kWidth, 64), GC_ERR_ACCESS_DENIED);
+    ASSERT_EQ(Gc().DevClose(device), GC_ERR_SUCCESS);
+    EXPECT_EQ(rival.Privilege(), 2U) << "the other program keeps its control";
+
+    ASSERT_TRUE(rival.Release());
+    EXPECT_EQ(OpenDevice(), GC_ERR_SUCCESS) << LastError();
+}
+
+TEST_F(CameraTest, TheDescriptionIsReadExactly)
+{
+    ASSERT_EQ(OpenDevice(), GC_ERR_SUCCESS) << LastError();
+    std::uint32_t count = 0;
+    ASSERT_EQ(Gc().GCGetNumPortURLs(port, &count), GC_ERR_SUCCESS);
+    EXPECT_EQ(count, 1U) << "the second URL register is empty";
+    const std::string url = Ask([&](auto... out) { return Gc().GCGetPortURLInfo(port, 0, URL_INFO_URL, out...); });
+    const auto address = AskFor<std::uint64_t>(
+        [&](auto... out) { return Gc().GCGetPortURLInfo(port, 0, URL_INFO_FILE_REGISTER_ADDRESS, out...); });
+    const auto length =
+        AskFor<std::uint64_t>([&](auto... out) { return Gc().GCGetPortURLInfo(port, 0, URL_INFO_FILE_SIZE, out...); });
+    EXPECT_EQ(url.rfind("local:arv-fake-camera.xml;", 0), 0U) << url;
+    std::string xml(length, '\0');
+    ASSERT_EQ(Read(address, xml.data(), xml.size()), GC_ERR_SUCCESS) << LastError();
+    EXPECT_EQ(xml.rfind("<?xml", 0), 0U);
+    EXPECT_NE(xml.find("</RegisterDescription>"), std::string::npos);
+    EXPECT_EQ(xml.find('\0'), std::string::npos);
+    EXPECT_EQ(Ask([&](auto... out) { return Gc().GCGetPortInfo(port, PORT_INFO_PORTNAME, out...); }), "Device");
+    EXPECT_EQ(Ask([&](auto... out) { return Gc().GCGetPortInfo(port, PORT_INFO_ID, out...); }), DeviceId());
+}
+
+TEST_F(CameraTest, RegistersTakeAnyLengthAndAlignment)
+{
+    ASSERT_EQ(OpenDevice(), GC_ERR_SUCCESS) << LastError();
+    ASSERT_EQ(WriteRegister(kWidth, 320), GC_ERR_SUCCESS) << LastError();
+    EXPECT_EQ(ReadRegister(kWidth), 320U);
+
+    constexpr std::uint64_t kUserName = 0xE8;
+    const std::string sixteen = "0123456789abcdef";
+    for (std::size_t offset = 0; offset < 5; ++offset) {
+        for (std::size_t size = 1; size <= sixteen.size() - offset; ++size) {
+            ASSERT_EQ(Write(kUserName, sixteen.data(), sixteen.size()), GC_ERR_SUCCESS) << LastError();
+            ASSERT_EQ(Write(kUserName + offset, std::string(size, '*').data(), size), GC_ERR_SUCCESS) << LastError();
+            std::string expected = sixteen;
+            expected.replace(offset, size, size, '*');
+            std::string whole(16, '\0');
+            ASSERT_EQ(Read(kUserName, whole.data(), whole.size()), GC_ERR_SUCCESS);
+            EXPECT_EQ(whole, expected) << offset << "+" << size;
+            std::string part(size, '\0');
+            ASSERT_EQ(Read(kUserName + offset, part.data(), size), GC_ERR_SUCCESS);
+            EXPECT_EQ(part, std::string(size, '*')) << offset << "+" << size;
+        }
+    }
+    char byte = 0;
+    EXPECT_EQ(Read(std::uint64_t{1} << 32, &byte, 1), GC_ERR_INVALID_ADDRESS);
+    EXPECT_EQ(Read(0xFFFFFFFFFFFFFFFF, &byte, 1), GC_ERR_INVALID_ADDRESS);
+
+    std::uint8_t width[4] = {0, 0, 0, 64};
+    std::uint8_t height[4] = {0, 0, 0, 32};
+    PORT_REGISTER_STACK_ENTRY entries[] = {
+        {kWidth, width, 4}, {kHeight, height, 4}, {std::uint64_t{1} << 40, height, 4}, {kWidth, height, 4}};
+    size_t done = std::size(entries);
+    EXPECT_EQ(Gc().GCWritePortStacked(port, entries, &done), GC_ERR_INVALID_ADDRESS);
+    EXPECT_EQ(done, 2U) << "up to the first failure";
+    EXPECT_EQ(ReadRegister(kWidth), 64U);
+    EXPECT_EQ(ReadRegister(kHeight), 32U);
+}
+
+TEST_F(CameraTest, ManyThreadsShareTheChannel)
+{
+    ASSERT_EQ(OpenDevice(), GC_ERR_SUCCESS) << LastError();
+    const std::uint32_t width = ReadRegister(kWidth);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&] {
+            for (int k = 0; k < 100; ++k)
+                EXPECT_EQ(ReadRegister(kWidth), width);
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+}
+
+TEST_F(CameraTest, ASilentCameraFailsFastAndComesBack)
+{
+    ASSERT_EQ(OpenDevice(), GC_ERR_SUCCESS) << LastError();
+    camera.Suspend();
+    std::uint8_t bytes[4];
+    const Stopwatch first;
+    EXPECT_EQ(Read(kWidth, bytes, 4), GC_ERR_IO);
+    EXPECT_GE(first.Milliseconds(), 700) << "all tries";
+    const Stopwatch next;
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(Read(kWidth, bytes, 4), GC_ERR_IO);
+    EXPECT_LT(next.Milliseconds(), 900) << "one short try each";
+    EXPECT_NE(LastError().find("does not answer"), std::string::npos) << LastError();
+    camera.Resume();
+    EXPECT_TRUE(Becomes([&] { return Read(kWidth, bytes, 4) == GC_ERR_SUCCESS; }));
+    // Late answers of the earlier commands must not be taken for those of the next ones.
+    const std::uint32_t height = ReadRegister(kHeight);
+    ASSERT_EQ(WriteRegister(kWidth, 128), GC_ERR_SUCCESS);
+    EXPECT_EQ(ReadRegister(kWidth), 128U);
+    EXPECT_EQ(ReadRegister(kHeight), height);
+}
+
+TEST_F(CameraTest, ALostCameraIsToldOnceAndAgainToWhoeverAsksLater)
+{
+    ASSERT_EQ(OpenDevice(), GC_ERR_SUCCESS) << LastError();
+    EVENT_HANDLE lost = nullptr;
+    EVENT_HANDLE error = nullptr;
+    ASSERT_EQ(Gc().GCRegisterEvent(device, NUVARK_EVENT_DEVICE_LOST, &lost), GC_ERR_SUCCESS);
+    ASSERT_EQ(Gc().GCRegisterEvent(device, EVENT_ERROR, &error), GC_ERR_SUCCESS);
+    camera.Kill();
+    char text[2048] = {};
+    size_t size = sizeof text;
+    EXPECT_EQ(Gc().EventGetData(lost, text, &size, 4000), GC_ERR_SUCCESS);
+    EXPECT_NE(std::string(text).find("not answered"), std::string::npos) << text;
+    size = sizeof text;
+    EXPECT_EQ(Gc().EventGetData(lost, text, &size, 200), GC_ERR_TIMEOUT) << "once";
+    size = sizeof text;
+    ASSERT_EQ(Gc().EventGetData(error, text, &size, 200), GC_ERR_SUCCESS);
+    EXPECT_EQ(
+        AskFor<GC_ERROR>([&](auto... out) { return Gc().EventGetDataInfo(error, text, size, EVENT_DATA_ID, out...); }),
+        GC_ERR_IO);
+    ASSERT_EQ(Gc().GCUnregisterEvent(device, NUVARK_EVENT_DEVICE_LOST), GC_ERR_SUCCESS);
+    ASSERT_EQ(Gc().GCRegisterEvent(device, NUVARK_EVENT_DEVICE_LOST, &lost), GC_ERR_SUCCESS);
+    size = sizeof text;
+    EXPECT_EQ(Gc().EventGetData(lost, text, &size, 0), GC_ERR_SUCCESS) << "registered after the loss";
+
+    const Stopwatch calls;
+    std::uint8_t bytes[4];
+    EXPECT_EQ(Read(kWidth, bytes, 4), GC_ERR_IO);
+    EXPECT_EQ(Gc().DevClose(device), GC_ERR_SUCCESS);
+    EXPECT_LT(calls.Milliseconds(), 100) << "no time-outs any more";
+    ASSERT_TRUE(camera.Start(kCameraAddress, kCameraSerial));
+    EXPECT_EQ(OpenDevice(), GC_ERR_SUCCESS) << LastError();
+}
+
+TEST_F(CameraTest, ControlTakenAwayIsALoss)
+{
+    ASSERT_EQ(OpenDevice(), GC_ERR_SUCCESS) << LastError();
+    EVENT_HANDLE lost = nullptr;
+    ASSERT_EQ(Gc().GCRegisterEvent(device, NUVARK_EVENT_DEVICE_LOST, &lost), GC_ERR_SUCCESS);
+    const std::string address = camera.Address();
+    camera.Kill(); // a short power cut: the camera is back at once, but does not know us any more
+    ASSERT_TRUE(camera.Start(kCameraAddress, kCameraSerial));
+    ASSERT_EQ(camera.Address(), address);
+    char text[1024] = {};
+    size_t size = sizeof text;
+    EXPECT_EQ(Gc().EventGetData(lost, text, &size, 4000), GC_ERR_SUCCESS);
+    EXPECT_NE(std::string(text).find("withdrawn control"), std::string::npos) << text;
+}
+
+TEST_F(CameraTest, AnAddressWithoutACameraFailsInOneRoundOfTries)
+{
+    ASSERT_EQ(Gc().IFUpdateDeviceList(interface, nullptr, 200), GC_ERR_SUCCESS);
+    camera.Kill();
+    const Stopwatch watch;
+    EXPECT_EQ(OpenDevice(), GC_ERR_IO);
+    EXPECT_LT(watch.Milliseconds(), 1500);
+}
+
+TEST_F(CameraTest, ClosingDoesNotWaitForAReadUnderWay)
+{
+    ASSERT_EQ(OpenDevice(), GC_ERR_SUCCESS) << LastError();
+    camera.Suspend();
+    std::atomic<bool> reading{false};
+    std::thread reader([&] {
+        std::uint8_t bytes[4];
+        reading = true;
+        EXPECT_NE(Read(kWidth, bytes, 4), GC_ERR_SUCCESS);
+    });
+    ASSERT_TRUE(Becomes([&] { return reading.load(); }));
+    const Stopwatch watch;
+    EXPECT_EQ(Gc().DevClose(device), GC_ERR_SUCCESS);
+    EXPECT_LT(watch.Milliseconds(), 400);
+    reader.join();
+}
