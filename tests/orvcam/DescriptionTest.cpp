@@ -138,6 +138,7 @@ TEST_P(DescriptionReferences, TakeOutOnlyWhatCannotWork)
         EXPECT_THAT(read.description.warnings, testing::Contains(HasSubstr(row.warning)));
     else
         EXPECT_THAT(read.description.warnings, testing::IsEmpty());
+    EXPECT_THAT(read.cleaned, Not(HasSubstr("\xC3\xA4me")));
     EXPECT_TRUE(ReadIt(read.cleaned).ok) << read.cleaned;
     EXPECT_THAT(ReadIt(read.cleaned).description.warnings, testing::IsEmpty());
 }
@@ -254,6 +255,22 @@ INSTANTIATE_TEST_SUITE_P(
                       {"A", "F"},
                       {},
                       "\"Nowhere\""},
+        ReferenceCase{"formula variable without a name",
+                      "<SwissKnife Name=\"A\"><pVariable>Good</pVariable><Formula>1</Formula></SwissKnife>",
+                      {"A"},
+                      {},
+                      "has no name"},
+        ReferenceCase{"length that no register has",
+                      "<StringReg Name=\"A\"><Address>0</Address><Length>99999999999</Length><pPort>Device</pPort>"
+                      "</StringReg>",
+                      {"A"},
+                      {},
+                      "99999999999"},
+        ReferenceCase{"attributes that parsers read differently",
+                      "<Integer Name=\"A\" n\xC3\xA4me=\"x\" b-c=\"y\"><Value>1</Value></Integer>",
+                      {},
+                      {"A"},
+                      nullptr},
         ReferenceCase{
             "unknown kinds", "<IntKey Name=\"A\"/>" + Integer("B", "<pValue>A</pValue>"), {"A", "B"}, {}, "\"A\""},
         ReferenceCase{

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "orvcam/Description.h"
+
+#include <string>
+
+/// The element names of GenICam descriptions.
+namespace orv::cam {
+
+/// NodeKind::Other for elements that are no nodes, and for kinds that the GenApi library does not know.
+NodeKind KindOf(const std::string &tag);
+/// What a reference element stands for; null for other elements.
+const Link *FindLink(const std::string &tag);
+bool IsRegister(NodeKind kind);
+
+} // namespace orv::cam
