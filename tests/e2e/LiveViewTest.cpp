@@ -41,7 +41,7 @@ private:
     {
         QWidget *modal = QApplication::activeModalWidget();
         if (auto *box = qobject_cast<QMessageBox *>(modal)) {
-            messages << box->text();
+            messages << box->text() + (box->informativeText().isEmpty() ? "" : ": " + box->informativeText());
             box->accept();
         } else if (auto *selector = qobject_cast<OrvGui::OrvCameraSelectorDialog *>(modal)) {
             Pick(selector);
@@ -84,22 +84,22 @@ protected:
     {
         return WaitFor([&] { return Current() && Current()->State() == state; }, kLongMs);
     }
-    void Connect()
+    bool Connect()
     {
         Action("actionConnect")->trigger();
-        ASSERT_NE(Current(), nullptr) << qPrintable(person.messages.join("; "));
-        ASSERT_TRUE(Reaches(Idle));
+        return Reaches(Idle);
     }
-    void Play()
+    bool Play()
     {
         Action("actionPlay")->trigger();
-        ASSERT_TRUE(Reaches(Acquisition)) << qPrintable(person.messages.join("; "));
+        return Reaches(Acquisition);
     }
-    void Stop()
+    bool Stop()
     {
         Action("actionStop")->trigger();
-        ASSERT_TRUE(Reaches(Idle));
+        return Reaches(Idle);
     }
+    std::string Messages() { return person.messages.join("; ").toStdString(); }
     QImage Picture() { return Current()->View()->viewport()->grab().toImage(); }
     /// Waits until what the widget shows has changed `times` times.
     bool PictureChanges(int times)
@@ -129,9 +129,9 @@ protected:
 
 TEST_F(LiveViewTest, APersonSeesTheCameraLive)
 {
-    Connect();
+    ASSERT_TRUE(Connect()) << Messages();
     EXPECT_TRUE(window.windowTitle().contains("[Fake")) << qPrintable(window.windowTitle());
-    Play();
+    ASSERT_TRUE(Play()) << Messages();
     ASSERT_TRUE(PictureChanges(5));
     EXPECT_GE(Count("FramesAcquired"), 5);
     EXPECT_EQ(Count("FramesIncomp"), 0);
@@ -149,10 +149,10 @@ TEST_F(LiveViewTest, APersonSeesTheCameraLive)
 
     Current()->View()->Zoom100();
     EXPECT_TRUE(PictureChanges(2));
-    Stop();
+    ASSERT_TRUE(Stop()) << Messages();
     const QImage resting = Picture();
     EXPECT_FALSE(WaitFor([&] { return Picture() != resting; }, 300)) << "a stopped picture stays";
-    Play();
+    ASSERT_TRUE(Play()) << Messages();
     EXPECT_TRUE(PictureChanges(3)) << "plays again";
     Action("actionDisconnect")->trigger();
     EXPECT_EQ(Current(), nullptr);
@@ -161,8 +161,8 @@ TEST_F(LiveViewTest, APersonSeesTheCameraLive)
 
 TEST_F(LiveViewTest, UnpluggingIsToldAndTheCameraCanComeBack)
 {
-    Connect();
-    Play();
+    ASSERT_TRUE(Connect()) << Messages();
+    ASSERT_TRUE(Play()) << Messages();
     ASSERT_TRUE(PictureChanges(3));
     camera.Kill(); // as by a power cut
     ASSERT_TRUE(WaitFor([&] { return !Current(); }, 6000)) << "noticed within the heartbeat time";
@@ -170,15 +170,15 @@ TEST_F(LiveViewTest, UnpluggingIsToldAndTheCameraCanComeBack)
     EXPECT_FALSE(Action("actionPlay")->isEnabled());
 
     ASSERT_TRUE(camera.Start(kAddress, kSerial));
-    Connect();
-    Play();
+    ASSERT_TRUE(Connect()) << Messages();
+    ASSERT_TRUE(Play()) << Messages();
     EXPECT_TRUE(PictureChanges(3));
 }
 
 TEST_F(LiveViewTest, AFrozenCameraDoesNotFreezeTheWindow)
 {
-    Connect();
-    Play();
+    ASSERT_TRUE(Connect()) << Messages();
+    ASSERT_TRUE(Play()) << Messages();
     ASSERT_TRUE(PictureChanges(2));
     camera.Suspend();
     qint64 worstGapMs = 0;
@@ -199,26 +199,26 @@ TEST_F(LiveViewTest, ManyRoundsLeaveNoThreadsAndNoOpenFiles)
     const auto entries = [](const char *folder) {
         return QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System).size();
     };
-    Connect();
+    ASSERT_TRUE(Connect()) << Messages();
     for (int i = 0; i < 3; ++i) {
-        Play();
-        Stop();
+        ASSERT_TRUE(Play()) << Messages();
+        ASSERT_TRUE(Stop()) << Messages();
     }
     const int threads = entries("/proc/self/task");
     const int files = entries("/proc/self/fd");
     for (int i = 0; i < 200; ++i) {
-        Play();
-        Stop();
+        ASSERT_TRUE(Play()) << Messages();
+        ASSERT_TRUE(Stop()) << Messages();
     }
     EXPECT_LE(entries("/proc/self/task"), threads + 1);
     EXPECT_LE(entries("/proc/self/fd"), files + 1);
     Action("actionDisconnect")->trigger();
-    Connect();
+    ASSERT_TRUE(Connect()) << Messages();
     const int connectedThreads = entries("/proc/self/task");
     const int connectedFiles = entries("/proc/self/fd");
     for (int i = 0; i < 50; ++i) {
         Action("actionDisconnect")->trigger();
-        Connect();
+        ASSERT_TRUE(Connect()) << Messages();
     }
     EXPECT_LE(entries("/proc/self/task"), connectedThreads + 1);
     EXPECT_LE(entries("/proc/self/fd"), connectedFiles + 1);
