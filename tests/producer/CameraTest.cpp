@@ -129,6 +129,13 @@ TEST_F(CameraTest, TheDescriptionIsReadExactly)
     EXPECT_EQ(xml.rfind("<?xml", 0), 0U);
     EXPECT_NE(xml.find("</RegisterDescription>"), std::string::npos);
     EXPECT_EQ(xml.find('\0'), std::string::npos);
+    const auto minor = AskFor<std::int32_t>(
+        [&](auto... out) { return Gc().GCGetPortURLInfo(port, 0, URL_INFO_SCHEMA_VER_MINOR, out...); });
+    EXPECT_EQ(minor, 0);
+    std::string list = Ask([&](INFO_DATATYPE *, void *out, size_t *size) {
+        return Gc().GCGetPortURL(port, static_cast<char *>(out), size);
+    });
+    EXPECT_EQ(list, url + "?SchemaVersion=1.0.0" + std::string(2, '\0')) << "a list of one text";
     EXPECT_EQ(Ask([&](auto... out) { return Gc().GCGetPortInfo(port, PORT_INFO_PORTNAME, out...); }), "Device");
     EXPECT_EQ(Ask([&](auto... out) { return Gc().GCGetPortInfo(port, PORT_INFO_ID, out...); }), DeviceId());
 }

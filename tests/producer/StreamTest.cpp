@@ -67,12 +67,16 @@ TEST_F(StreamTest, EveryInfoOfAFrameAnswersAndStackedAgrees)
         EXPECT_EQ(code, command == BUFFER_INFO_FILENAME ? GC_ERR_NO_DATA : GC_ERR_SUCCESS) << command;
         DS_BUFFER_INFO_STACKED stacked[2] = {{999, 0, nullptr, 0, 0}, {command, 0, stackedBytes, 64, 1}};
         ASSERT_EQ(Gc().DSGetBufferInfoStacked(stream, buffer, stacked, 2), GC_ERR_SUCCESS);
-        EXPECT_EQ(stacked[0].iResult, GC_ERR_NOT_IMPLEMENTED);
-        EXPECT_EQ(stacked[1].iResult, code) << command;
+        // Packed, so the members of the second one are unaligned: copies, no references.
+        const GC_ERROR results[2] = {stacked[0].iResult, stacked[1].iResult};
+        const INFO_DATATYPE stackedType = stacked[1].iType;
+        const size_t stackedSize = stacked[1].iSize;
+        EXPECT_EQ(results[0], GC_ERR_NOT_IMPLEMENTED);
+        EXPECT_EQ(results[1], code) << command;
         if (code != GC_ERR_SUCCESS)
             continue;
-        EXPECT_EQ(stacked[1].iType, type) << command;
-        EXPECT_EQ(stacked[1].iSize, size) << command;
+        EXPECT_EQ(stackedType, type) << command;
+        EXPECT_EQ(stackedSize, size) << command;
         EXPECT_TRUE(std::equal(single, single + size, stackedBytes)) << command;
     }
     std::uint32_t parts = 0;
@@ -307,7 +311,8 @@ TEST_F(CameraTest, LostPacketsMakeFramesIncompleteNeverLate)
         EXPECT_TRUE(id > last || last > 65000) << "in order";
         last = id;
         const bool isIncomplete = info(bool8_t{}, BUFFER_INFO_IS_INCOMPLETE) != 0;
-        EXPECT_EQ(info(size_t{}, BUFFER_INFO_SIZE_FILLED) < payload, isIncomplete);
+        // The other way round does not hold: only the leader or the trailer may be missing.
+        EXPECT_TRUE(isIncomplete || info(size_t{}, BUFFER_INFO_SIZE_FILLED) == payload);
         incomplete += isIncomplete;
         ASSERT_EQ(Gc().DSQueueBuffer(stream, data.BufferHandle), GC_ERR_SUCCESS);
     }

@@ -144,6 +144,11 @@ void GigeDevice::NoticeLegacyDescription()
         version = FindSchemaVersion({head.data(), head.size()}).value_or(SchemaVersion{1, 1});
     }
     m_legacyDescription = version.major == 1 && version.minor == 0;
+    const orv::MutexLock lock(m_urlMutex);
+    if (m_urls) {
+        m_urls->front().schemaMajor = version.major;
+        m_urls->front().schemaMinor = version.minor;
+    }
 }
 
 std::vector<DescriptionUrl> GigeDevice::DescriptionUrls()
