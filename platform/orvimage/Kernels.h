@@ -92,8 +92,6 @@ void CellsToRgb(const CellSums &sums, int pixels, std::uint32_t *colours);
 /// A pixel from each two sums over two cells.
 void CellPairsToRgb(const CellSums &sums, int pixels, std::uint32_t *colours);
 
-void BytesToGrey(const std::uint8_t *bytes, int pixels, std::uint32_t *colours);
-
 /// Means of four pixels, channel by channel, rounded half up: two neighbours of one line and the two below them.
 void MeansOfFour(const std::uint32_t *upper, const std::uint32_t *lower, int pixels, std::uint32_t *means);
 
@@ -120,7 +118,6 @@ void PairsToGrey(const std::uint16_t *sums, int pixels, std::uint32_t *colours);
 void PickCells(const CellLines &lines, int redX, const Selection &selection, const CellSums &sums);
 void CellsToRgb(const CellSums &sums, int pixels, std::uint32_t *colours);
 void CellPairsToRgb(const CellSums &sums, int pixels, std::uint32_t *colours);
-void BytesToGrey(const std::uint8_t *bytes, int pixels, std::uint32_t *colours);
 void MeansOfFour(const std::uint32_t *upper, const std::uint32_t *lower, int pixels, std::uint32_t *means);
 void YuvToColours(int pixels, std::uint32_t *colours);
 void ColoursToRgb(const std::uint32_t *colours, int pixels, std::uint8_t *bytes);

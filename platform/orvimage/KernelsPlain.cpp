@@ -151,12 +151,6 @@ void CellPairsToRgb(const CellSums &sums, int pixels, std::uint32_t *colours)
     }
 }
 
-void BytesToGrey(const std::uint8_t *bytes, int pixels, std::uint32_t *colours)
-{
-    for (int i = 0; i < pixels; ++i)
-        colours[i] = Grey(bytes[i]);
-}
-
 void MeansOfFour(const std::uint32_t *upper, const std::uint32_t *lower, int pixels, std::uint32_t *means)
 {
     for (int i = 0; i < pixels; ++i)

@@ -1,6 +1,5 @@
 #include "orvdisplay/ColourMap.h"
 
-#include <clocale>
 #include <gtest/gtest.h>
 
 namespace {
@@ -52,17 +51,6 @@ TEST(ColourMap, SixteenBitLevelsAndNoMore)
     ASSERT_TRUE(orv::ParseColourMap(text, colours));
     EXPECT_EQ(colours.size(), 65536U);
     EXPECT_FALSE(orv::ParseColourMap(text + "0,0,0", colours));
-}
-
-TEST(ColourMap, LocaleWithDecimalComma)
-{
-    const std::string before = std::setlocale(LC_ALL, nullptr);
-    if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr)
-        GTEST_SKIP() << "no locale with a decimal comma is installed";
-    Colours colours;
-    EXPECT_TRUE(orv::ParseColourMap("0.5,0.5,0.5", colours));
-    std::setlocale(LC_ALL, before.c_str());
-    EXPECT_EQ(colours, Colours{0xff808080});
 }
 
 } // namespace

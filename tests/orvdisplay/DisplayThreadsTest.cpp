@@ -99,21 +99,21 @@ TEST_F(DisplayThreads, WidgetDestroyedWhileFramesCome)
 
 TEST_F(DisplayThreads, DeletionWaitsForTheRunningCall)
 {
-    PatternImage image(4000, 3000);
+    PatternImage image(4000, 3000, 0x05100185); // YCbCr422_8: takes a while
     for (int round = 0; round < 5; ++round) {
-        ShowWidget(800, 600);
-        SetFloat("display.view.scale", 0.7);
-        std::atomic<bool> isCalling{false};
-        std::thread caller([&] {
-            isCalling = true;
-            m_display->DisplayVideo(image.get());
+        ShowWidget(1600, 1200);
+        std::atomic<bool> hasReturned{false};
+        std::thread caller([&, display = m_display.get()] {
+            EXPECT_EQ(display->DisplayVideo(image.get()), 0);
+            hasReturned = true;
         });
-        while (!isCalling)
-            std::this_thread::yield();
-        // The call has begun or is about to; only then may the display go.
-        EXPECT_TRUE(WaitFor([&] { return m_display->RetainImage(nullptr) == 0; }));
-        caller.join();
+        // There is something to translate from the moment that the call has taken the image's size.
+        int x = 0;
+        int y = 0;
+        EXPECT_TRUE(WaitFor([&] { return m_display->Translate(&x, &y, 1) == 0; }));
         m_display.reset();
+        caller.join();
+        EXPECT_TRUE(hasReturned);
     }
 }
 
