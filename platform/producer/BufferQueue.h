@@ -84,7 +84,7 @@ public:
     };
 
     /// \param onOutput  called when a buffer has come into the output queue
-    /// \param onError   called when the stream met something worth telling
+    /// \param onError   called when a frame did not fit its buffer
     BufferQueue(std::function<void()> onOutput, std::function<void(GC_ERROR, const std::string &)> onError)
         : m_onOutput(std::move(onOutput)), m_onError(std::move(onError))
     {
@@ -110,7 +110,6 @@ public:
     bool TakeBuffer(FrameTarget &target) override EXCLUDES(m_mutex);
     void Deliver(const FrameTarget &target, const FrameInfo &info) override EXCLUDES(m_mutex);
     void GiveBack(const FrameTarget &target) override EXCLUDES(m_mutex);
-    void OnStreamError(GC_ERROR code, const std::string &text) override { m_onError(code, text); }
 
     // The new-buffer event's side.
     /// Takes the oldest buffer out of the output queue; null when there is none.

@@ -98,8 +98,6 @@ public:
     virtual void Deliver(const FrameTarget &target, const FrameInfo &info) = 0;
     /// Gives an unfinished buffer back to be filled later.
     virtual void GiveBack(const FrameTarget &target) = 0;
-    /// The stream met something worth telling.
-    virtual void OnStreamError(GC_ERROR code, const std::string &text) = 0;
 };
 
 /// Counts since the last start, for diagnosis.

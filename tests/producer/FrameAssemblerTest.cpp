@@ -53,7 +53,6 @@ public:
         frames.push_back({info, std::vector<std::uint8_t>(target.data, target.data + target.size)});
     }
     void GiveBack(const FrameTarget &) override { ++givenBack; }
-    void OnStreamError(GC_ERROR, const std::string &) override {}
 
     /// "1 2!": frames in order of delivery, the incomplete ones marked.
     std::string Summary() const

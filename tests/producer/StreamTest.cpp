@@ -264,6 +264,36 @@ TEST_F(StreamTest, StoppingIsQuickRightAfterTheCableWasPulled)
     EXPECT_LT(closing.Milliseconds(), 300);
 }
 
+TEST_F(StreamTest, AChannelThatCouldNotBeClosedIsClosedLater)
+{
+    constexpr std::uint64_t kStreamPort = 0x0D00;
+    AllocateBuffers(3);
+    StartCamera();
+    ASSERT_NE(Fetch(), nullptr);
+    camera.Suspend();
+    EXPECT_EQ(Gc().DSStopAcquisition(stream, ACQ_STOP_FLAGS_KILL), GC_ERR_SUCCESS);
+    camera.Resume();
+    EXPECT_TRUE(Becomes([&] { return ReadRegister(kStreamPort) == 0; }));
+
+    // Started anew meanwhile, the late closing must not hit the new channel.
+    ASSERT_EQ(WriteRegister(kAcquisition, 0), GC_ERR_SUCCESS) << LastError();
+    ASSERT_EQ(Gc().DSStartAcquisition(stream, 0, GENTL_INFINITE), GC_ERR_SUCCESS) << LastError();
+    camera.Suspend();
+    EXPECT_EQ(Gc().DSStopAcquisition(stream, ACQ_STOP_FLAGS_KILL), GC_ERR_SUCCESS);
+    camera.Resume();
+    ASSERT_EQ(Gc().DSFlushQueue(stream, ACQ_QUEUE_ALL_DISCARD), GC_ERR_SUCCESS);
+    ASSERT_EQ(Gc().DSFlushQueue(stream, ACQ_QUEUE_UNQUEUED_TO_INPUT), GC_ERR_SUCCESS);
+    ASSERT_NO_FATAL_FAILURE(StartCamera());
+    const Stopwatch watch;
+    while (watch.Milliseconds() < 1500) {
+        const BUFFER_HANDLE buffer = Fetch();
+        ASSERT_NE(buffer, nullptr) << watch.Milliseconds();
+        ASSERT_EQ(Gc().DSQueueBuffer(stream, buffer), GC_ERR_SUCCESS);
+        ASSERT_NE(ReadRegister(kStreamPort), 0U);
+    }
+    StopCamera();
+}
+
 TEST_F(StreamTest, AStreamClosedLateIsReopenedAndRuns)
 {
     AllocateBuffers(2);

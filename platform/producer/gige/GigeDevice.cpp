@@ -13,14 +13,6 @@ constexpr std::uint32_t kDefaultHeartbeatMs = 3000;
 constexpr std::uint32_t kMinHeartbeatMs = 500;
 constexpr std::uint32_t kMaxStreams = 512;
 
-/// Inside, no answer is a time-out; to the outside, talking to the camera failed.
-Status Outward(Status status)
-{
-    if (status.Code() == GC_ERR_TIMEOUT)
-        return {GC_ERR_IO, status.Text()};
-    return status;
-}
-
 std::uint32_t BigEndianWord(const std::uint8_t *bytes)
 {
     return ByteReader({bytes, 4}).U32();
@@ -205,18 +197,13 @@ Status GigeDevice::Read(std::uint64_t address, void *data, std::size_t size)
         const auto aligned = static_cast<std::uint32_t>((address + done) & ~std::uint64_t{3});
         const std::size_t lead = (address + done) - aligned;
         const std::size_t take = std::min(kMemoryChunk - lead, size - done);
-        const Status status = ReadWords(aligned, chunk, (lead + take + 3) / 4 * 4);
+        const Status status = m_client->ReadMemory(aligned, chunk, (lead + take + 3) / 4 * 4);
         if (!status.Ok())
             return Outward(status);
         std::memcpy(target + done, chunk + lead, take);
         done += take;
     }
     return {};
-}
-
-Status GigeDevice::ReadWords(std::uint32_t address, std::uint8_t *data, std::size_t size)
-{
-    return m_client->ReadMemory(address, data, size);
 }
 
 Status GigeDevice::Write(std::uint64_t address, const void *data, std::size_t size)
@@ -249,12 +236,13 @@ Status GigeDevice::WriteChunk(std::uint64_t address, const std::uint8_t *data, s
     std::uint8_t chunk[kMemoryChunk];
     // The words at the two ends keep the bytes that are not written.
     if (lead != 0) {
-        const Status status = ReadWords(aligned, chunk, 4);
+        const Status status = m_client->ReadMemory(aligned, chunk, 4);
         if (!status.Ok())
             return status;
     }
     if (lead + size != padded && (lead == 0 || padded > 4)) {
-        const Status status = ReadWords(static_cast<std::uint32_t>(aligned + padded - 4), chunk + padded - 4, 4);
+        const Status status =
+            m_client->ReadMemory(static_cast<std::uint32_t>(aligned + padded - 4), chunk + padded - 4, 4);
         if (!status.Ok())
             return status;
     }

@@ -57,7 +57,6 @@ private:
     void OnLost(const std::string &reason);
     void ReleaseControl();
 
-    Status ReadWords(std::uint32_t address, std::uint8_t *data, std::size_t size);
     Status WriteWords(std::uint32_t address, const std::uint8_t *data, std::size_t size);
     Status WriteChunk(std::uint64_t address, const std::uint8_t *data, std::size_t size);
 

@@ -11,13 +11,6 @@ namespace {
 constexpr std::size_t kMinReceiveBuffer = 8 * 1024 * 1024;
 constexpr std::size_t kMaxReceiveBuffer = 256 * 1024 * 1024;
 
-Status Outward(Status status)
-{
-    if (status.Code() == GC_ERR_TIMEOUT)
-        return {GC_ERR_IO, status.Text()};
-    return status;
-}
-
 } // namespace
 
 Status GigeStream::Start(FrameSink &sink, std::size_t payloadSize)

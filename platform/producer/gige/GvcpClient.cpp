@@ -31,6 +31,13 @@ private:
 
 } // namespace
 
+Status Outward(Status status)
+{
+    if (status.Code() == GC_ERR_TIMEOUT)
+        return {GC_ERR_IO, status.Text()};
+    return status;
+}
+
 Result<std::unique_ptr<GvcpClient>> GvcpClient::Open(std::uint32_t local, std::uint32_t remote)
 {
     Result<UdpSocket> socket = UdpSocket::Open(local);

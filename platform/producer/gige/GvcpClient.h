@@ -16,6 +16,10 @@ enum class Effort {
     Quick   ///< one short try, and none at all while another thread uses the channel; for closing sequences
 };
 
+/// A control status as the consumer is to see it: inside, no answer is a time-out; outside, talking to the camera
+/// failed.
+Status Outward(Status status);
+
 /// The control channel to one camera: register and memory accesses over one UDP socket.
 ///
 /// One command is under way at a time; further callers queue on a mutex, which is therefore held while waiting for the
