@@ -48,8 +48,9 @@ int OrvCreateImage(_OrvImage **image, std::uint32_t width, std::uint32_t height,
 /// \param linePitch  bytes; 0 for the tightest.
 int OrvCreateImageHeader(_OrvImage **header, std::uint32_t width, std::uint32_t height, std::uint32_t pixelType,
                          void *data, std::size_t dataSize, std::uint32_t linePitch);
-/// Copies pixels, timestamp and frame ID into an image of the same width, height and pixel type. The destination keeps
-/// its own line pitch and layout. Lines that the source lacks bytes for are left as they are and the status says so.
+/// Copies pixels, significant bits, timestamp and frame ID into an image of the same width, height and pixel type. The
+/// destination keeps its own line pitch and layout. Lines that the source lacks bytes for are left as they are and the
+/// status says so.
 int OrvCopyImage(_OrvImage *destination, const _OrvImage *source);
 /// Both set the pointer to null; a null pointer, or a pointer to one, is allowed.
 int OrvReleaseImage(_OrvImage **image);

@@ -3,6 +3,7 @@
 #include "orvimage/Convert.h"
 #include "orvimage/PixelLayout.h"
 
+#include <cstddef>
 #include <vector>
 
 namespace orv {
@@ -26,7 +27,7 @@ struct AxisPlan {
     int Pixels() const { return end - begin; }
     int FirstUnit() const { return units.front(); }
     int LastUnit() const { return units.back(); }
-    const int *UnitsOf(int windowPixel) const { return units.data() + (windowPixel - begin) * taps; }
+    const int *UnitsOf(int windowPixel) const { return units.data() + std::ptrdiff_t{windowPixel - begin} * taps; }
 };
 
 struct ViewPlan {
