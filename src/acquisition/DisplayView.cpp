@@ -1,5 +1,6 @@
 #include "acquisition/DisplayView.h"
 
+#include "acquisition/FalseColour.h"
 #include "acquisition/FrameSink.h"
 #include "acquisition/GrabbingFifo.h"
 #include "acquisition/PixelReadOut.h"
@@ -34,34 +35,6 @@ const char *BackendName(long displayMode)
     }
 }
 
-/// One "r,g,b" entry per level, 0 to 1, separated by ";".
-std::string ColorMapText(long first, long last, long levels)
-{
-    const int decimals = levels > 256 ? 6 : 4;
-    std::string text;
-    text.reserve(static_cast<std::size_t>(levels) * (3 * (decimals + 3)));
-    for (long level = 0; level < levels; ++level) {
-        const double grey = static_cast<double>(level) / static_cast<double>(levels - 1);
-        const bool dark = level <= first;
-        const bool bright = level > last;
-        const double rgb[3] = {bright ? 1.0
-                               : dark ? 0.0
-                                      : grey,
-                               dark || bright ? 0.0 : grey,
-                               dark     ? 1.0
-                               : bright ? 0.0
-                                        : grey};
-        if (level > 0)
-            text += ';';
-        for (int i = 0; i < 3; ++i) {
-            if (i > 0)
-                text += ',';
-            text += QByteArray::number(rgb[i], 'f', decimals).constData(); // a point under every locale
-        }
-    }
-    return text;
-}
-
 } // namespace
 
 DisplayView::DisplayView(QMainWindow *parent, GrabbingFifo *grabber)
@@ -89,12 +62,10 @@ DisplayView::~DisplayView()
     if (IsStarted())
         StopDisplaying();
     Terminate();
-    const orv::MutexLock lock(m_imageMutex);
     OrvReleaseImageHeader(&m_displayHeader);
-    OrvReleaseImage(&m_lastImage);
     OrvDisplay::DeleteComponent(m_display);
-    const orv::MutexLock inspection(m_inspectionMutex);
-    m_inspectionViews.clear();
+    const orv::MutexLock lock(m_imageMutex);
+    OrvReleaseImage(&m_lastImage);
 }
 
 void DisplayView::DeclareParams()
@@ -210,13 +181,12 @@ bool DisplayView::Stop()
 
 // One frame
 
-bool DisplayView::WaitForRequest()
+void DisplayView::WaitForRequest()
 {
     const orv::MutexLock lock(m_requestMutex);
     while (!m_frameRequested && IsStarted())
         m_requestCondition.Wait(m_requestMutex);
     m_frameRequested = false;
-    return IsStarted();
 }
 
 void DisplayView::Work()
@@ -236,29 +206,35 @@ void DisplayView::Work()
     m_grabber->ReturnBuffer(buffer);
 }
 
-bool DisplayView::ShowFrame(OrvCam::Buffer *buffer)
+void DisplayView::ShowFrame(OrvCam::Buffer *buffer)
 {
     const std::uint64_t frameId = buffer->GetFrameID();
-    if (frameId == m_lastFrameId && !m_firstFrame)
-        return false;
-    if (buffer->IsIncomplete())
-        return false;
+    if ((frameId == m_lastFrameId && !m_firstFrame) || buffer->IsIncomplete())
+        return;
     m_lastFrameId = frameId;
-    const orv::MutexLock lock(m_imageMutex);
-    DrawAndKeep(buffer->GetImage());
-    return true;
-}
-
-void DisplayView::DrawAndKeep(const _OrvImage *image)
-{
+    const _OrvImage *image = buffer->GetImage();
     if (m_firstFrame)
         InitByFirstFrame(image);
+    DrawFrame(image);
+    ForwardToInspection(image);
+    KeepFrame(image);
+}
+
+void DisplayView::DrawFrame(const _OrvImage *image)
+{
     LogFormatted(LogLevel::Info, 0, "DisplayView::Work() DisplayVideo called for frame ID=%i",
                  static_cast<int>(m_lastFrameId));
+    const orv::MutexLock lock(m_imageMutex);
+    // Until the new frame is copied, a redraw must not bring the one before back.
+    m_lastImageFilled = false;
     const int drawn = m_display->DisplayVideo(image);
     LogFormatted(LogLevel::Info, LogCode(drawn), "DisplayView::Work() DisplayVideo returned for frame ID=%i",
                  static_cast<int>(m_lastFrameId));
-    ForwardToInspection(image);
+}
+
+void DisplayView::KeepFrame(const _OrvImage *image)
+{
+    const orv::MutexLock lock(m_imageMutex);
     const int copied = OrvCopyImage(m_lastImage, image);
     if (copied != ORV_IMAGE_OK)
         LogFormatted(LogLevel::Error, LogCode(copied), "IICopyImage failed for m_lastImage, err=%i", copied);
@@ -274,6 +250,7 @@ void DisplayView::InitByFirstFrame(const _OrvImage *image)
         for (FrameSink *view : m_inspectionViews)
             view->StopDisplaying();
     }
+    const orv::MutexLock lock(m_imageMutex);
     OrvReleaseImage(&m_lastImage);
     m_lastImageFilled = false;
     const int created = OrvCreateImage(&m_lastImage, image->width, image->height, image->pixelType);
@@ -434,7 +411,7 @@ bool DisplayView::Colorize(bool on, long first, long last, long levels, bool)
     }
     if (!on)
         return done;
-    std::string map = ColorMapText(first, last, levels);
+    std::string map = FalseColourMap(first, last, levels);
     done = component->SetParamString(name("filter.name"), name("cmap.base")) == 0 && done;
     done = SetDisplayInt("filter.channels", 1) && done;
     done = component->SetParamString(name("filter.channel.0"), map.data()) == 0 && done;
@@ -449,7 +426,7 @@ bool DisplayView::Colorize(bool on, long first, long last, long levels, bool)
 bool DisplayView::GetDisplayedImageRaw(_OrvImage **image)
 {
     const orv::MutexLock lock(m_imageMutex);
-    if (!m_lastImage)
+    if (!m_lastImage || !m_lastImageFilled)
         return false;
     *image = m_lastImage;
     return true;
@@ -460,7 +437,7 @@ void DisplayView::sendMouseMoved(int x, int y)
     PixelValue value;
     {
         const orv::MutexLock lock(m_imageMutex);
-        if (!m_lastImage || !ReadPixel(*m_lastImage, x, y, &value))
+        if (!m_lastImage || !m_lastImageFilled || !ReadPixel(*m_lastImage, x, y, &value))
             return;
     }
     emit mouseMoved(x, y, value.c0, value.c1, value.c2);

@@ -25,7 +25,8 @@ class Buffer;
 /// passes it to every inspection view and keeps one copy of it for the pixel read-out and for image analysis.
 ///
 /// Threads: Work on its own thread; everything else on the GUI thread. m_imageMutex is held while a frame is drawn and
-/// copied, so that the GUI thread sees whole frames; it is never held while anything is waited for.
+/// copied, so that the GUI thread sees whole frames; nothing is waited for under it, and inspection views are served
+/// without it.
 /// Repeated and incomplete frames are given back undrawn. Stopped, the last picture stays and can be zoomed.
 class DisplayView : public QGraphicsView, private WorkingThread, public OrvComponentImp {
     Q_OBJECT
@@ -90,12 +91,12 @@ protected:
 private:
     void DeclareParams();
     void RequestFrame() EXCLUDES(m_requestMutex);
-    bool WaitForRequest() EXCLUDES(m_requestMutex);
-    /// True when the frame was shown and copied.
-    bool ShowFrame(OrvCam::Buffer *buffer);
-    void DrawAndKeep(const _OrvImage *image) REQUIRES(m_imageMutex);
-    void InitByFirstFrame(const _OrvImage *image) REQUIRES(m_imageMutex);
-    bool VerifyDisplayFormat(const _OrvImage *image) REQUIRES(m_imageMutex);
+    void WaitForRequest() EXCLUDES(m_requestMutex);
+    void ShowFrame(OrvCam::Buffer *buffer) EXCLUDES(m_imageMutex);
+    void DrawFrame(const _OrvImage *image) EXCLUDES(m_imageMutex);
+    void KeepFrame(const _OrvImage *image) EXCLUDES(m_imageMutex);
+    void InitByFirstFrame(const _OrvImage *image) EXCLUDES(m_imageMutex);
+    bool VerifyDisplayFormat(const _OrvImage *image);
     void ForwardToInspection(const _OrvImage *image) EXCLUDES(m_inspectionMutex);
     bool RedrawLastImage() EXCLUDES(m_imageMutex);
     void ReadPixelUnderMouse();
@@ -113,10 +114,10 @@ private:
     bool m_frameRequested GUARDED_BY(m_requestMutex) = true;
     std::atomic<std::uint32_t> m_bitDepth{8};
 
-    orv::Mutex m_imageMutex; ///< before m_inspectionMutex
+    orv::Mutex m_imageMutex; ///< never held together with another one of this class
     _OrvImage *m_lastImage GUARDED_BY(m_imageMutex) = nullptr;
     bool m_lastImageFilled GUARDED_BY(m_imageMutex) = false;
-    _OrvImage *m_displayHeader GUARDED_BY(m_imageMutex) = nullptr;
+    _OrvImage *m_displayHeader = nullptr; ///< display thread while running
 
     bool m_hexDump = false;
     int m_hexDumpX = 0;

@@ -107,11 +107,16 @@ void GrabbingFifo::PublishFloat(const char *name, double value)
     m_params.SetParamFloat(const_cast<char *>(name), value, true);
 }
 
-long GrabbingFifo::QueueSize()
+long GrabbingFifo::ReadInt(const char *name)
 {
-    long size = 0;
-    m_params.GetParamInt(const_cast<char *>("QueueSize"), &size);
-    return size;
+    long value = 0;
+    m_params.GetParamInt(const_cast<char *>(name), &value);
+    return value;
+}
+
+void GrabbingFifo::Count(const char *name, std::int64_t increment)
+{
+    PublishInt(name, ReadInt(name) + increment);
 }
 
 bool GrabbingFifo::SetState(SessionState state)
@@ -123,7 +128,13 @@ bool GrabbingFifo::SetState(SessionState state)
 int GrabbingFifo::CreateBuffers()
 {
     const LogScope scope("GrabbingFifo::CreateBuffers()");
-    const int result = m_stream->AllocBufferQueue(this, static_cast<unsigned int>(QueueSize()));
+    const long count = ReadInt("QueueSize");
+    if (count > std::numeric_limits<int>::max()) {
+        LogFormatted(LogLevel::Error, static_cast<std::uint64_t>(count),
+                     "GrabbingFifo::CreateBuffers(): no stream has that many buffers");
+        return ORV_CAM_ERR_INVALID_PARAMETER;
+    }
+    const int result = m_stream->AllocBufferQueue(this, static_cast<unsigned int>(count));
     if (result != ORV_CAM_OK)
         LogFormatted(LogLevel::Error, LogCode(result), "GrabbingFifo::CreateBuffers(): AllocBufferQueue() failed");
     return result;
@@ -154,12 +165,8 @@ bool GrabbingFifo::StartGrabbing()
         LogFormatted(LogLevel::Error, LogCode(result), "GrabbingFifo::StartGrabbing() : StartAcquisition failed");
         return false;
     }
-    m_figures.framesAcquired = 0;
-    m_figures.framesDroppedHW = 0;
-    m_figures.framesDroppedSW = 0;
-    m_figures.framesIncomplete = 0;
-    m_figures.firstTimestamp = 0;
-    m_figures.lastFrameId = 0;
+    m_clock.firstTimestamp = 0;
+    m_clock.lastFrameId = 0;
     for (const char *name : {"FramesAcquired", "FramesDroppedHW", "FramesDroppedSW", "FramesIncomp"})
         PublishInt(name, 0);
     return WorkingThread::Start();
@@ -217,7 +224,7 @@ int GrabbingFifo::GrabNewBuffer(unsigned long timeout)
     OrvCam::Buffer *buffer = m_stream->GetBuffer(timeout, &err);
     const bool incomplete = buffer && buffer->IsIncomplete();
     if (incomplete)
-        PublishInt("FramesIncomp", ++m_figures.framesIncomplete);
+        Count("FramesIncomp", 1);
     if (m_dropIncomplete && (err != ORV_CAM_OK || incomplete))
         buffer = DropIncomplete(buffer, err);
     if (buffer && !incomplete)
@@ -255,43 +262,40 @@ OrvCam::Buffer *GrabbingFifo::DropIncomplete(OrvCam::Buffer *buffer, int err)
 
 void GrabbingFifo::UpdateFigures(OrvCam::Buffer *buffer)
 {
-    Figures &f = m_figures;
-    PublishInt("FramesAcquired", ++f.framesAcquired);
+    Count("FramesAcquired", 1);
 
     const std::uint64_t timestamp = buffer->GetTimestamp();
-    std::uint64_t previousTimestamp = f.lastTimestamp;
-    f.lastTimestamp = timestamp;
+    std::uint64_t previousTimestamp = m_clock.lastTimestamp;
+    m_clock.lastTimestamp = timestamp;
     PublishInt("Timestamp", static_cast<std::int64_t>(timestamp));
-    if (f.firstTimestamp == 0) { // nothing to measure against yet
-        f.firstTimestamp = timestamp;
+    if (m_clock.firstTimestamp == 0) { // nothing to measure against yet
+        m_clock.firstTimestamp = timestamp;
         previousTimestamp = timestamp;
     }
 
     const std::uint64_t frameId = buffer->GetFrameID();
-    if (f.lastFrameId != 0 && frameId != f.lastFrameId + 1) {
-        if (frameId > f.lastFrameId) // a restarted or wrapped numbering loses nothing
-            f.framesDroppedHW += static_cast<std::int64_t>(frameId - f.lastFrameId - 1);
-        PublishInt("FramesDroppedHW", f.framesDroppedHW);
-    }
+    const std::uint64_t lastFrameId = m_clock.lastFrameId;
+    if (lastFrameId != 0 && frameId != lastFrameId + 1) // a restarted or wrapped numbering loses nothing
+        Count("FramesDroppedHW", frameId > lastFrameId ? static_cast<std::int64_t>(frameId - lastFrameId - 1) : 0);
     UpdateRates(frameId, previousTimestamp, buffer->GetBufferSize());
-    f.lastFrameId = frameId;
+    m_clock.lastFrameId = frameId;
     PublishInt("FrameID", static_cast<std::int64_t>(frameId));
 }
 
 void GrabbingFifo::UpdateRates(std::uint64_t frameId, std::uint64_t previousTimestamp, std::size_t payloadBytes)
 {
-    const Figures &f = m_figures;
-    const std::uint64_t sinceFirst = f.lastTimestamp - f.firstTimestamp;
-    const std::uint64_t sincePrevious = f.lastTimestamp - previousTimestamp;
+    const std::uint64_t sinceFirst = m_clock.lastTimestamp - m_clock.firstTimestamp;
+    const std::uint64_t sincePrevious = m_clock.lastTimestamp - previousTimestamp;
     const auto ticksPerSecond = static_cast<double>(m_tickFrequency);
 
     // A gap of n numbers between two frames stands for n frame periods.
-    if (sincePrevious != 0 && frameId > f.lastFrameId)
-        PublishFloat("FpsInst", ticksPerSecond * static_cast<double>(frameId - f.lastFrameId) /
+    if (sincePrevious != 0 && frameId > m_clock.lastFrameId)
+        PublishFloat("FpsInst", ticksPerSecond * static_cast<double>(frameId - m_clock.lastFrameId) /
                                     static_cast<double>(sincePrevious));
     // Lost frames count too: this is the camera's rate, not the received one.
     if (sinceFirst != 0)
-        PublishFloat("FpsAvg", ticksPerSecond * static_cast<double>(f.framesDroppedHW + f.framesAcquired) /
+        PublishFloat("FpsAvg", ticksPerSecond *
+                                   static_cast<double>(ReadInt("FramesDroppedHW") + ReadInt("FramesAcquired")) /
                                    static_cast<double>(sinceFirst));
     if (static_cast<std::int64_t>(sincePrevious) > 0) {
         const double speed =
@@ -304,9 +308,9 @@ void GrabbingFifo::QueueForWriter(OrvCam::Buffer *buffer)
 {
     if (!buffer)
         return;
-    const std::uint64_t capacity = static_cast<std::uint64_t>(QueueSize()) - kReservedBuffers;
+    const std::uint64_t capacity = static_cast<std::uint64_t>(ReadInt("QueueSize")) - kReservedBuffers;
     while (buffer && capacity <= m_grab_fifo.size()) {
-        PublishInt("FramesDroppedSW", ++m_figures.framesDroppedSW);
+        Count("FramesDroppedSW", 1);
         const OverflowPolicy policy = m_overflowPolicy;
         if (policy == OverflowPolicy::DiscardReceived) {
             buffer = nullptr;             // out of circulation until the queue is released
@@ -323,7 +327,7 @@ void GrabbingFifo::QueueForWriter(OrvCam::Buffer *buffer)
     }
     if (!buffer)
         return;
-    LogFormatted(LogLevel::Info, 0, "Frame added to m_grab_fifo id=%i", static_cast<int>(m_figures.lastFrameId));
+    LogFormatted(LogLevel::Info, 0, "Frame added to m_grab_fifo id=%i", static_cast<int>(m_clock.lastFrameId));
     m_grab_fifo.push_front(buffer);
 }
 
@@ -335,7 +339,7 @@ void GrabbingFifo::QueueForDisplay(OrvCam::Buffer *buffer)
     }
     if (!buffer)
         return;
-    LogFormatted(LogLevel::Info, 0, "Frame added to m_grab_fifo id=%i", static_cast<int>(m_figures.lastFrameId));
+    LogFormatted(LogLevel::Info, 0, "Frame added to m_grab_fifo id=%i", static_cast<int>(m_clock.lastFrameId));
     m_grab_fifo.push_front(buffer);
 }
 
@@ -457,8 +461,8 @@ void GrabbingFifo::SetGrabberThtreadBlocking(bool block)
 
 double GrabbingFifo::GetCurrentFPS()
 {
-    const std::uint64_t ticks = m_figures.lastTimestamp - m_figures.firstTimestamp;
+    const std::uint64_t ticks = m_clock.lastTimestamp - m_clock.firstTimestamp;
     if (ticks == 0)
         return 0.0;
-    return static_cast<double>(m_figures.framesAcquired) / static_cast<double>(ticks);
+    return static_cast<double>(ReadInt("FramesAcquired")) / static_cast<double>(ticks);
 }

@@ -79,14 +79,11 @@ protected:
     void Work() override;
 
 private:
-    /// Worker's own counts; the parameters show copies of them.
-    struct Figures {
-        std::int64_t framesAcquired = 0;
-        std::int64_t framesDroppedHW = 0;
-        std::int64_t framesDroppedSW = 0;
-        std::int64_t framesIncomplete = 0;
-        std::uint64_t firstTimestamp = 0; ///< of the first complete frame since StartGrabbing
-        std::uint64_t lastTimestamp = 0;
+    /// What the figures are computed from; the counts themselves live in the parameters. Written on the grabber's
+    /// thread while grabbing, else on the owner's.
+    struct FrameClock {
+        std::atomic<std::uint64_t> firstTimestamp{0}; ///< of the first complete frame since StartGrabbing
+        std::atomic<std::uint64_t> lastTimestamp{0};
         std::uint64_t lastFrameId = 0; ///< 0: none yet
     };
 
@@ -94,8 +91,10 @@ private:
     void DeclareInt(const char *name, long *member, long defaultValue, long minimum);
     void DeclareFloat(const char *name, double *member);
     void ReadTickFrequency(OrvCam::Device *device);
-    long QueueSize();
+    long ReadInt(const char *name);
     void PublishInt(const char *name, std::int64_t value);
+    /// Adds to a counter parameter, with notification.
+    void Count(const char *name, std::int64_t increment);
     void PublishFloat(const char *name, double value);
 
     void UpdateFigures(OrvCam::Buffer *buffer);
@@ -119,7 +118,7 @@ private:
     std::atomic<bool> m_dropIncomplete{false};
     bool m_bBlockCallerThread GUARDED_BY(m_waitMutex) = true;
     orv::ConditionVariable m_cvFifoEmpty;
-    Figures m_figures; ///< grabber's thread while grabbing, else the owner's
+    FrameClock m_clock;
     std::int64_t m_tickFrequency = 1000000000;
 
     // Bound to the parameters of the same role; touched by the store only.
