@@ -50,52 +50,6 @@ public:
 
 } // namespace
 
-// Flags by session state: disconnected or none, idle, acquisition, capturing.
-const std::array<GuiManager::GuiState, GuiManager::kRuleCount> GuiManager::s_stateMapInit = {{
-    {"actionLoadConfiguration", {1, 1, 0, 0}},
-    {"actionSaveConfiguration", {0, 1, 1, 1}},
-    {"actionSaveConfigurationAs", {0, 1, 1, 1}},
-    {"actionSaveGenICamXML", {0, 1, 1, 1}},
-    {"actionExit", {1, 1, 1, 1}},
-    {"actionConnect", {1, 1, 1, 1}},
-    {"actionDisconnect", {0, 1, 1, 1}},
-    {"actionCameraInformation", {0, 1, 1, 1}},
-    {"actionPlay", {0, 1, 0, 0}},
-    {"actionTestBandwidth", {0, 1, 0, 0}},
-    {"actionStop", {0, 0, 1, 1}},
-    {"actionRecord", {0, 0, 1, 1}},
-    {"actionSnap", {0, 0, 1, 0}},
-    {"actionGenICamTree", {0, 1, 1, 1}},
-    {"actionCamConfig_BasicView", {0, 1, 1, 1}},
-    {"actionCamConfig_ExpertView", {0, 1, 1, 1}},
-    {"actionLog", {0, 1, 1, 1}},
-    {"actionCapture", {0, 1, 1, 1}},
-    {"actionStatistics", {0, 1, 1, 1}},
-    {"actionHexDump", {0, 1, 1, 1}},
-    {"actionInspectionView", {0, 1, 1, 1}},
-    {"actionHistogramPanel", {0, 1, 1, 1}},
-    {"actionColorizeHistogram", {0, 1, 1, 1}},
-    {"actionStretchHistogram", {0, 1, 1, 1}},
-    {"actionImageProcessing", {1, 1, 1, 1}},
-    {"actionDefaultPanelsLayout", {1, 1, 1, 1}},
-    {"actionBrowseRecordingFolder", {1, 1, 1, 1}},
-    {"actionOpenLastRecordedFile", {0, 1, 1, 1}},
-    {"actionBuffer", {1, 1, 1, 0}},
-    {"actionTextOverlay", {1, 1, 1, 0}},
-    {"actionDisplayOptions", {1, 1, 1, 0}},
-    {"actionCaptureOptions", {1, 1, 1, 0}},
-    {"actionApplicationOptions", {1, 1, 1, 0}},
-    {"actionZoomIn", {0, 1, 1, 1}},
-    {"actionZoomOut", {0, 1, 1, 1}},
-    {"actionActualSize", {0, 1, 1, 1}},
-    {"actionFitToWindow", {0, 1, 1, 1}},
-    {"actionSpreadToWindow", {0, 1, 1, 1}},
-    {"actionFullScreen", {0, 1, 1, 1}},
-    {"actionCenterImage", {0, 1, 1, 1}},
-    {"actionHelp", {1, 1, 1, 1}},
-    {"actionAbout", {1, 1, 1, 0}},
-}};
-
 QMap<QString, GuiManager::GuiState> GuiManager::s_stateMap;
 
 GuiManager::GuiManager(OrvPlayer *mainWindow) : QObject(mainWindow), m_mainWindow(mainWindow) {}
@@ -200,6 +154,11 @@ bool GuiManager::CreateSession(OrvCam::Device *device, const QString &details)
         DisplayError(tr("Cannot get camera parameters"), 0);
         return false;
     }
+    if (MustWait()) {
+        // Replacing a session under its own waiting handler would pull it away from under it.
+        LogFormatted(LogLevel::Error, 0, "GuiManager::CreateSession(): refused while a camera command is under way");
+        return false;
+    }
     if (m_session)
         emit m_session->signalCameraDisconnected(m_session, ByUser);
     try {
@@ -214,9 +173,7 @@ bool GuiManager::CreateSession(OrvCam::Device *device, const QString &details)
         return false;
     }
     connect(m_session, &Session::signalUpdateGui, this, &GuiManager::updateGui);
-    // Queued: the message box must not keep a state-machine handler of the session on the stack.
-    connect(m_session, &Session::signalSessionStateError, this, &GuiManager::sessionStateError, Qt::QueuedConnection);
-    // Automatic: the camera library's thread emits it, the slot runs here.
+    connect(m_session, &Session::signalSessionStateError, this, &GuiManager::sessionStateError);
     connect(m_session, &Session::signalCameraDisconnected, this, &GuiManager::sessionCameraDisconnected);
     return true;
 }
@@ -277,15 +234,21 @@ void GuiManager::DestroySession()
     delete session;
 }
 
+bool GuiManager::MustWait() const
+{
+    return orv::BesideCount() > 0 || (m_session && m_session->IsBusy());
+}
+
 // What the session reports
 
 void GuiManager::sessionCameraDisconnected(void *session, unsigned char reason)
 {
     if (session && session != m_session)
-        return; // queued by a session that is gone
-    if (orv::BesideCount() > 0) {
-        // A handler of this very session may be waiting for the camera further up the stack.
-        QTimer::singleShot(kSessionBusyRetryMs, this,
+        return;
+    if (m_session && MustWait()) {
+        // A handler of this very session may be waiting for the camera further up the stack. The session as context:
+        // what it asked for is dropped with it.
+        QTimer::singleShot(kSessionBusyRetryMs, m_session,
                            [this, session, reason] { sessionCameraDisconnected(session, reason); });
         return;
     }
@@ -305,6 +268,12 @@ void GuiManager::sessionStateError(void *session, unsigned char error)
 {
     if (!session || session != m_session)
         return;
+    // Later: the message box must not keep a state-machine handler of the session on the stack.
+    QTimer::singleShot(0, m_session, [this, session, error] { HandleStateError(session, error); });
+}
+
+void GuiManager::HandleStateError(void *session, unsigned char error)
+{
     QString message = tr("Unknown Error");
     switch (error) {
     case 1:
@@ -539,5 +508,6 @@ bool GuiManager::ConnectAndRunAutoEvaluation()
         return false;
     }
     CreatePanels();
+    updateGui();
     return OrvPlayer::s_pCamEval && OrvPlayer::s_pCamEval->StartAutoEvaluation();
 }

@@ -89,6 +89,9 @@ private:
     void AttachPlugIn();
     bool AskSaveFile(const QString &caption);
     void DestroySession();
+    /// A function of the session, or a wait for a camera, is on the stack: the session must not go now.
+    bool MustWait() const;
+    void HandleStateError(void *session, unsigned char error);
     void EnableActions(int state);
     void UpdateTitle(int state);
 

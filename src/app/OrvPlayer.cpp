@@ -43,17 +43,17 @@ bool ShowsAnything(const QWidget &bar)
 } // namespace
 
 OrvPlayer::OrvPlayer(QWidget *parent, bool camEval, bool automatic)
-    : QMainWindow(parent), ui(std::make_unique<Ui_OrvPlayerClass>()),
+    : QMainWindow(parent), m_ui(std::make_unique<Ui_OrvPlayerClass>()),
       m_settings(std::make_unique<AppSettings>(nullptr)), m_manager(std::make_unique<GuiManager>(this))
 {
     m_openDevice = [](const OrvCam::DeviceDescription &description, int access) {
         return OrvCam_CreateDevice(&description, access, 0);
     };
-    ui->setupUi(this);
+    m_ui->setupUi(this);
     ApplyIcons(this);
-    m_hint = new QLabel(tr("No camera is connected.\nPress Connect (Ctrl+K) to choose one."), ui->centralWidget);
+    m_hint = new QLabel(tr("No camera is connected.\nPress Connect (Ctrl+K) to choose one."), m_ui->centralWidget);
     m_hint->setAlignment(Qt::AlignCenter);
-    ui->centralLayout->addWidget(m_hint);
+    m_ui->centralLayout->addWidget(m_hint);
     resize(kFirstSize);
     if (camEval)
         LoadCamEvalPlugin();
@@ -83,61 +83,61 @@ void OrvPlayer::ConnectActions()
 {
     GuiManager *manager = m_manager.get();
     const std::pair<QAction *, void (GuiManager::*)()> commands[] = {
-        {ui->actionConnect, &GuiManager::cameraConnect},
-        {ui->actionDisconnect, &GuiManager::cameraDisconnect},
-        {ui->actionPlay, &GuiManager::startAcquisition},
-        {ui->actionStop, &GuiManager::stopAcquisitionAndCapture},
-        {ui->actionRecord, &GuiManager::startStopCapture},
-        {ui->actionSnap, &GuiManager::snapNextImage},
-        {ui->actionLoadConfiguration, &GuiManager::loadConfiguration},
-        {ui->actionSaveConfiguration, &GuiManager::saveConfiguration},
-        {ui->actionSaveConfigurationAs, &GuiManager::saveConfigurationAs},
-        {ui->actionZoomIn, &GuiManager::zoomIn},
-        {ui->actionZoomOut, &GuiManager::zoomOut},
-        {ui->actionFitToWindow, &GuiManager::zoomFitToWnd},
-        {ui->actionActualSize, &GuiManager::zoom100},
-        {ui->actionSpreadToWindow, &GuiManager::zoomSpreadToWnd},
-        {ui->actionCenterImage, &GuiManager::centerImage},
-        {ui->actionCapture, &GuiManager::viewPlayerPanel},
-        {ui->actionGenICamTree, &GuiManager::viewPlayerPanel},
-        {ui->actionLog, &GuiManager::viewPlayerPanel},
-        {ui->actionStatistics, &GuiManager::viewPlayerPanel},
-        {ui->actionCaptureOptions, &GuiManager::captureOptionsDlg},
+        {m_ui->actionConnect, &GuiManager::cameraConnect},
+        {m_ui->actionDisconnect, &GuiManager::cameraDisconnect},
+        {m_ui->actionPlay, &GuiManager::startAcquisition},
+        {m_ui->actionStop, &GuiManager::stopAcquisitionAndCapture},
+        {m_ui->actionRecord, &GuiManager::startStopCapture},
+        {m_ui->actionSnap, &GuiManager::snapNextImage},
+        {m_ui->actionLoadConfiguration, &GuiManager::loadConfiguration},
+        {m_ui->actionSaveConfiguration, &GuiManager::saveConfiguration},
+        {m_ui->actionSaveConfigurationAs, &GuiManager::saveConfigurationAs},
+        {m_ui->actionZoomIn, &GuiManager::zoomIn},
+        {m_ui->actionZoomOut, &GuiManager::zoomOut},
+        {m_ui->actionFitToWindow, &GuiManager::zoomFitToWnd},
+        {m_ui->actionActualSize, &GuiManager::zoom100},
+        {m_ui->actionSpreadToWindow, &GuiManager::zoomSpreadToWnd},
+        {m_ui->actionCenterImage, &GuiManager::centerImage},
+        {m_ui->actionCapture, &GuiManager::viewPlayerPanel},
+        {m_ui->actionGenICamTree, &GuiManager::viewPlayerPanel},
+        {m_ui->actionLog, &GuiManager::viewPlayerPanel},
+        {m_ui->actionStatistics, &GuiManager::viewPlayerPanel},
+        {m_ui->actionCaptureOptions, &GuiManager::captureOptionsDlg},
     };
     for (const auto &[action, slot] : commands)
         connect(action, &QAction::triggered, manager, slot);
-    connect(ui->actionExit, &QAction::triggered, this, &QWidget::close);
+    connect(m_ui->actionExit, &QAction::triggered, this, &QWidget::close);
 }
 
 void OrvPlayer::HideUnbuiltActions()
 {
     // An entry that would do nothing is not shown. Panels and dialogs take their action off this list when they exist.
-    QAction *const unbuilt[] = {ui->actionHistogramPanel,
-                                ui->actionInspectionView,
-                                ui->actionSaveGenICamXML,
-                                ui->actionCameraInformation,
-                                ui->actionTestBandwidth,
-                                ui->actionGenICamTree,
-                                ui->actionCamConfig_BasicView,
-                                ui->actionCamConfig_ExpertView,
-                                ui->actionLog,
-                                ui->actionCapture,
-                                ui->actionStatistics,
-                                ui->actionColorizeHistogram,
-                                ui->actionStretchHistogram,
-                                ui->actionImageProcessing,
-                                ui->actionDefaultPanelsLayout,
-                                ui->actionBrowseRecordingFolder,
-                                ui->actionOpenLastRecordedFile,
-                                ui->actionBuffer,
-                                ui->actionTextOverlay,
-                                ui->actionDisplayOptions,
-                                ui->actionApplicationOptions,
-                                ui->actionFullScreen,
-                                ui->actionHelp,
-                                ui->actionAbout,
-                                ui->actionSettings,
-                                ui->menuLoadRecent->menuAction()};
+    QAction *const unbuilt[] = {m_ui->actionHistogramPanel,
+                                m_ui->actionInspectionView,
+                                m_ui->actionSaveGenICamXML,
+                                m_ui->actionCameraInformation,
+                                m_ui->actionTestBandwidth,
+                                m_ui->actionGenICamTree,
+                                m_ui->actionCamConfig_BasicView,
+                                m_ui->actionCamConfig_ExpertView,
+                                m_ui->actionLog,
+                                m_ui->actionCapture,
+                                m_ui->actionStatistics,
+                                m_ui->actionColorizeHistogram,
+                                m_ui->actionStretchHistogram,
+                                m_ui->actionImageProcessing,
+                                m_ui->actionDefaultPanelsLayout,
+                                m_ui->actionBrowseRecordingFolder,
+                                m_ui->actionOpenLastRecordedFile,
+                                m_ui->actionBuffer,
+                                m_ui->actionTextOverlay,
+                                m_ui->actionDisplayOptions,
+                                m_ui->actionApplicationOptions,
+                                m_ui->actionFullScreen,
+                                m_ui->actionHelp,
+                                m_ui->actionAbout,
+                                m_ui->actionSettings,
+                                m_ui->menuLoadRecent->menuAction()};
     for (QAction *action : unbuilt)
         action->setVisible(false);
     for (QMenu *menu : menuBar()->findChildren<QMenu *>())
@@ -145,27 +145,27 @@ void OrvPlayer::HideUnbuiltActions()
             menu->menuAction()->setVisible(false);
     for (QToolBar *bar : findChildren<QToolBar *>())
         if (!ShowsAnything(*bar))
-            bar->setVisible(false);
+            removeToolBar(bar); // not just hidden: that would be remembered, and offered in the context menu
 }
 
 void OrvPlayer::SetShortcuts()
 {
     const std::pair<QAction *, QList<QKeySequence>> shortcuts[] = {
-        {ui->actionConnect, {QKeySequence(Qt::CTRL | Qt::Key_K)}},
-        {ui->actionDisconnect, {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_K)}},
-        {ui->actionPlay, {QKeySequence(Qt::Key_F5)}},
-        {ui->actionStop, {QKeySequence(Qt::SHIFT | Qt::Key_F5)}},
-        {ui->actionRecord, {QKeySequence(Qt::CTRL | Qt::Key_R)}},
-        {ui->actionSnap, {QKeySequence(Qt::Key_F8)}},
-        {ui->actionLoadConfiguration, {QKeySequence::Open}},
-        {ui->actionSaveConfiguration, {QKeySequence::Save}},
-        {ui->actionExit, {QKeySequence(Qt::CTRL | Qt::Key_Q)}},
-        {ui->actionZoomIn, {QKeySequence(Qt::CTRL | Qt::Key_Plus), QKeySequence(Qt::CTRL | Qt::Key_Equal)}},
-        {ui->actionZoomOut, {QKeySequence(Qt::CTRL | Qt::Key_Minus)}},
-        {ui->actionActualSize, {QKeySequence(Qt::CTRL | Qt::Key_1)}},
-        {ui->actionFitToWindow, {QKeySequence(Qt::CTRL | Qt::Key_0)}},
-        {ui->actionSpreadToWindow, {QKeySequence(Qt::CTRL | Qt::Key_9)}},
-        {ui->actionCenterImage, {QKeySequence(Qt::CTRL | Qt::Key_E)}},
+        {m_ui->actionConnect, {QKeySequence(Qt::CTRL | Qt::Key_K)}},
+        {m_ui->actionDisconnect, {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_K)}},
+        {m_ui->actionPlay, {QKeySequence(Qt::Key_F5)}},
+        {m_ui->actionStop, {QKeySequence(Qt::SHIFT | Qt::Key_F5)}},
+        {m_ui->actionRecord, {QKeySequence(Qt::CTRL | Qt::Key_R)}},
+        {m_ui->actionSnap, {QKeySequence(Qt::Key_F8)}},
+        {m_ui->actionLoadConfiguration, {QKeySequence::Open}},
+        {m_ui->actionSaveConfiguration, {QKeySequence::Save}},
+        {m_ui->actionExit, {QKeySequence(Qt::CTRL | Qt::Key_Q)}},
+        {m_ui->actionZoomIn, {QKeySequence(Qt::CTRL | Qt::Key_Plus), QKeySequence(Qt::CTRL | Qt::Key_Equal)}},
+        {m_ui->actionZoomOut, {QKeySequence(Qt::CTRL | Qt::Key_Minus)}},
+        {m_ui->actionActualSize, {QKeySequence(Qt::CTRL | Qt::Key_1)}},
+        {m_ui->actionFitToWindow, {QKeySequence(Qt::CTRL | Qt::Key_0)}},
+        {m_ui->actionSpreadToWindow, {QKeySequence(Qt::CTRL | Qt::Key_9)}},
+        {m_ui->actionCenterImage, {QKeySequence(Qt::CTRL | Qt::Key_E)}},
     };
     for (const auto &[action, keys] : shortcuts)
         action->setShortcuts(keys);
@@ -174,15 +174,15 @@ void OrvPlayer::SetShortcuts()
 bool OrvPlayer::AddDisplayWidget(QWidget *widget)
 {
     m_hint->hide();
-    widget->setParent(ui->centralWidget);
-    ui->centralLayout->addWidget(widget, 0, Qt::Alignment());
+    widget->setParent(m_ui->centralWidget);
+    m_ui->centralLayout->addWidget(widget, 0, Qt::Alignment());
     widget->show();
     return true;
 }
 
 bool OrvPlayer::RemoveDisplayWidget(QWidget *widget)
 {
-    ui->centralLayout->removeWidget(widget);
+    m_ui->centralLayout->removeWidget(widget);
     widget->hide();
     m_hint->show();
     return true;

@@ -63,7 +63,7 @@ private:
     void HideUnbuiltActions();
     void SetShortcuts();
 
-    std::unique_ptr<Ui_OrvPlayerClass> ui;
+    std::unique_ptr<Ui_OrvPlayerClass> m_ui;
     std::unique_ptr<AppSettings> m_settings;
     std::unique_ptr<GuiManager> m_manager;
     DeviceOpener m_openDevice;

@@ -1,60 +1,94 @@
 #include "core/RunBeside.h"
 
+#include "base/Mutex.h"
+
 #include <QCoreApplication>
 #include <QCursor>
 #include <QEventLoop>
 #include <QGuiApplication>
 #include <QThread>
 
+#include <algorithm>
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <thread>
 
 namespace orv {
 namespace {
 
-// Healthy cameras answer well within this; no cursor flickers for them and no event is handled in between.
-constexpr std::chrono::milliseconds kQuietWait{40};
+using Clock = std::chrono::steady_clock;
 
-int s_besideCount = 0; // GUI thread only
+// Healthy cameras answer well within this; no cursor flickers for them and no event is handled in between. All waits of
+// one turn of the event loop share it, so that a row of commands cannot add up to a freeze.
+constexpr std::chrono::milliseconds kQuietBudget{40};
+
+// GUI thread only.
+int s_besideCount = 0;
+Clock::duration s_quietLeft = kQuietBudget;
+bool s_refillPosted = false;
+
+/// Fills the budget up again as soon as the event loop turns.
+void RefillLater()
+{
+    if (s_refillPosted)
+        return;
+    s_refillPosted = true;
+    QMetaObject::invokeMethod(
+        QCoreApplication::instance(),
+        [] {
+            s_quietLeft = kQuietBudget;
+            s_refillPosted = false;
+        },
+        Qt::QueuedConnection);
+}
 
 /// Tells the waiting thread that the work is done, by flag and by waking its event loop.
 class Completion {
 public:
-    void Finish()
+    void Finish() EXCLUDES(m_mutex)
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const MutexLock lock(m_mutex);
         m_done = true;
-        m_condition.notify_all();
+        m_condition.NotifyAll();
         // Under the lock: the loop cannot be taken away while its quit() is being posted.
         if (m_loop)
             QMetaObject::invokeMethod(m_loop, &QEventLoop::quit, Qt::QueuedConnection);
     }
-    bool WaitQuietly()
+    bool WaitUntil(Clock::time_point deadline) EXCLUDES(m_mutex)
     {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        return m_condition.wait_for(lock, kQuietWait, [this] { return m_done; });
+        const MutexLock lock(m_mutex);
+        while (!m_done && m_condition.WaitUntil(m_mutex, deadline) == std::cv_status::no_timeout) {
+        }
+        return m_done;
     }
     /// False when the work is done already and the loop need not run.
-    bool Attach(QEventLoop *loop)
+    bool Attach(QEventLoop *loop) EXCLUDES(m_mutex)
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const MutexLock lock(m_mutex);
         m_loop = loop;
         return !m_done;
     }
-    void Wait()
+    void Wait() EXCLUDES(m_mutex)
     {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        m_condition.wait(lock, [this] { return m_done; });
+        const MutexLock lock(m_mutex);
+        while (!m_done)
+            m_condition.Wait(m_mutex);
     }
 
 private:
-    std::mutex m_mutex;
-    std::condition_variable m_condition;
-    bool m_done = false;
-    QEventLoop *m_loop = nullptr;
+    Mutex m_mutex;
+    ConditionVariable m_condition;
+    bool m_done GUARDED_BY(m_mutex) = false;
+    QEventLoop *m_loop GUARDED_BY(m_mutex) = nullptr;
 };
+
+bool WaitQuietly(Completion &completion)
+{
+    RefillLater();
+    const Clock::time_point start = Clock::now();
+    const bool done = completion.WaitUntil(start + s_quietLeft);
+    s_quietLeft = std::max(Clock::duration::zero(), s_quietLeft - (Clock::now() - start));
+    return done;
+}
 
 void WaitInEventLoop(Completion &completion)
 {
@@ -80,7 +114,7 @@ int BesideCount()
     return s_besideCount;
 }
 
-void WaitBeside(std::function<void()> work)
+void detail::WaitBeside(const std::function<void()> &work)
 {
     const QCoreApplication *application = QCoreApplication::instance();
     if (!application || QThread::currentThread() != application->thread()) {
@@ -92,7 +126,7 @@ void WaitBeside(std::function<void()> work)
         work();
         completion.Finish();
     });
-    if (!completion.WaitQuietly()) {
+    if (!WaitQuietly(completion)) {
         ++s_besideCount;
         WaitInEventLoop(completion);
         --s_besideCount;

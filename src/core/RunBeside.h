@@ -20,13 +20,18 @@ void WaitBeside(std::function<void()> work);
 /// destroyed only when this is 0. GUI thread.
 int BesideCount();
 
-/// WaitBeside with a result. An exception of the work reaches the caller.
+namespace detail {
+/// The waiting itself; the work must not throw.
+void WaitBeside(const std::function<void()> &work);
+} // namespace detail
+
+// An exception of the work reaches the caller.
 template <class Work> auto RunBeside(Work &&work) -> std::invoke_result_t<Work>
 {
     using Result = std::invoke_result_t<Work>;
     std::packaged_task<Result()> task(std::forward<Work>(work));
     std::future<Result> result = task.get_future();
-    WaitBeside([&task] { task(); });
+    detail::WaitBeside([&task] { task(); });
     return result.get();
 }
 

@@ -44,6 +44,17 @@ void ZeroParams(OrvComponent *component, std::initializer_list<const char *> int
 
 std::uint8_t Session::s_CompID = 0;
 
+class Session::Busy {
+public:
+    explicit Busy(Session &session) : m_session(session) { ++m_session.m_busy; }
+    ~Busy() { --m_session.m_busy; }
+    Busy(const Busy &) = delete;
+    Busy &operator=(const Busy &) = delete;
+
+private:
+    Session &m_session;
+};
+
 Session::Session(QObject *parent, OrvCam::Device *device, OrvPlayer *mainWindow)
     : QObject(parent), OrvComponentImp(++s_CompID), m_mainWindow(mainWindow), m_device(device)
 {
@@ -55,10 +66,11 @@ Session::Session(QObject *parent, OrvCam::Device *device, OrvPlayer *mainWindow)
         InitSession();
     } catch (...) {
         m_closing = true;
-        m_machine.stop();
         DestroyWorkers();
         throw;
     }
+    // Last: reading from a slow camera lets the event loop turn, and a handler must not run before its workers exist.
+    m_machine.start();
 }
 
 Session::~Session()
@@ -84,8 +96,11 @@ Session::~Session()
 
 void Session::DestroyWorkers()
 {
-    if (m_display && m_display->IsDisplaying())
-        m_display->StopDisplaying(); // it takes frames from the grabber until it has stopped
+    if (m_display) {
+        m_mainWindow->RemoveDisplayWidget(m_display);
+        if (m_display->IsDisplaying())
+            m_display->StopDisplaying(); // it takes frames from the grabber until it has stopped
+    }
     delete m_grabber;
     m_grabber = nullptr;
     delete m_display;
@@ -157,7 +172,6 @@ bool Session::InitStateMachine()
     m_machine.addState(top);
     m_machine.addState(disconnected);
     m_machine.setInitialState(top);
-    m_machine.start();
     return true;
 }
 
@@ -325,6 +339,7 @@ void Session::enterIdle()
 {
     if (m_closing)
         return;
+    const Busy busy(*this);
     try {
         if (m_state == Acquisition || m_state == Capturing)
             StopStreaming();
@@ -344,20 +359,23 @@ void Session::enterAcquisition()
 {
     if (m_closing)
         return;
+    const Busy busy(*this);
     if (m_state != Idle) { // back from Capturing: the camera streams on
         SetState(Acquisition);
         return;
     }
     try {
         StartStreaming();
+        SetState(Acquisition);
+        return;
     } catch (const std::exception &error) {
         LogFormatted(LogLevel::Error, 0, "Session::enterAcquisition(): %s", error.what());
-        RollBackStart();
-        // The state stays Idle while the machine is in Acquisition; whoever handles the error stops acquisition.
-        emit signalSessionStateError(this, 1);
-        return;
+    } catch (...) { // of the plug-in
+        LogFormatted(LogLevel::Error, 0, "Session::enterAcquisition(): an exception of an unknown kind");
     }
-    SetState(Acquisition);
+    RollBackStart();
+    // The state stays Idle while the machine is in Acquisition; whoever handles the error stops acquisition.
+    emit signalSessionStateError(this, 1);
 }
 
 void Session::exitAcquisition() {}
@@ -366,11 +384,13 @@ void Session::enterCapturing()
 {
     if (m_closing)
         return;
+    const Busy busy(*this);
     try {
         if (ICamEval *plugIn = OrvPlayer::s_pCamEval)
             plugIn->CaptureStart();
         m_grabber->SetState(Capturing);
     } catch (...) {
+        emit signalStopCapturing(); // the machine is in Capturing, where stopping acquisition would be ignored
         emit signalSessionStateError(this, 3);
         return;
     }
@@ -383,6 +403,7 @@ void Session::enterDisconnected()
 {
     if (m_closing)
         return;
+    const Busy busy(*this);
     enterIdle();
     SetState(Disconnected);
 }
@@ -410,12 +431,14 @@ bool Session::SnapNextFrame()
 
 void Session::LoadConfiguration(const QString &path)
 {
+    const Busy busy(*this);
     const QByteArray utf8 = path.toUtf8();
     orv::RunBeside([this, &utf8] { return m_device->LoadFeatures(utf8.constData()); });
 }
 
 void Session::SaveConfiguration(const QString &path)
 {
+    const Busy busy(*this);
     const QByteArray utf8 = path.toUtf8();
     const int status = orv::RunBeside([this, &utf8] { return m_device->SaveFeatures(utf8.constData()); });
     if (status == ORV_CAM_OK)
@@ -434,7 +457,10 @@ void Session::SaveConfiguration(const QString &path)
 void Session::CameraDisconnectCallback(const void *, unsigned long, void *context)
 {
     auto *session = static_cast<Session *>(context);
-    emit session->signalCameraDisconnected(session, 1);
+    // Through the session's own event queue: so it is told only once somebody listens, and never for a session that is
+    // gone.
+    QMetaObject::invokeMethod(
+        session, [session] { emit session->signalCameraDisconnected(session, 1); }, Qt::QueuedConnection);
 }
 
 // Traffic log

@@ -38,8 +38,7 @@ private:
 ///
 /// Threads: everything on the GUI thread, except CameraDisconnectCallback and LogEvent, which the camera library calls
 /// on threads of its own and which only emit a signal or append to the log. Camera commands run beside the GUI thread
-/// (core/RunBeside.h), so the event loop may turn while a handler waits: never delete a session while
-/// orv::BesideCount() is not 0.
+/// (core/RunBeside.h), so the event loop may turn while a handler waits: never delete a session while IsBusy().
 class Session : public QObject, public OrvComponentImp, private OrvParamListener {
     Q_OBJECT
 public:
@@ -60,6 +59,8 @@ public:
     void ResetVolatileParams();
 
     SessionState State() const { return m_state; }
+    /// One of the session's own functions is on the stack, here or below a turning event loop.
+    bool IsBusy() const { return m_busy > 0; }
     /// Settings group of this camera, "Session_<user id>_<model>".
     const QString &Name() const { return m_sessionName; }
     /// " <user id> [<model>, SN:<serial>]"
@@ -116,6 +117,7 @@ public slots:
     void exitDisconnected();
 
 private:
+    class Busy;
     struct LogChannel {
         LogEnum channel;
         Session *session;
@@ -152,6 +154,7 @@ private:
     SessionState m_state = NoState;
     /// Set in the destructor: handlers that the event loop may still deliver do nothing any more.
     bool m_closing = false;
+    int m_busy = 0;
     OrvCam::Device *m_device;
     GrabbingFifo *m_grabber = nullptr;
     DisplayView *m_display = nullptr;
