@@ -1,7 +1,7 @@
 # Debian packages by purpose, and a function that installs what is missing. Sourced by run.sh and test.sh.
 
 build_packages="g++ cmake ninja-build ccache pkg-config qtbase5-dev libqt5svg5-dev liblog4cpp5-dev libaravis-dev
-    libhwy-dev zlib1g-dev libexpat1-dev"
+    libhwy-dev libusb-1.0-0-dev libxml2-dev zlib1g-dev libexpat1-dev"
 run_packages="aravis-tools aravis-tools-cli"
 demo_packages="xvfb xauth xdotool openbox imagemagick x11-utils fonts-dejavu-core"
 test_packages="libgtest-dev libgmock-dev aravis-tools aravis-tools-cli xvfb xauth locales fonts-dejavu-core"
