@@ -140,6 +140,27 @@ TEST_F(DisplayViewTest, AnotherFormatAfterARestartSetsUpTheDisplayAnew)
     EXPECT_EQ(spy.front(), (QVariantList{31, 31, 99, 99, 99}));
 }
 
+TEST_F(DisplayViewTest, AFormatThatChangesWhilePlayingSilencesTheReadOut)
+{
+    ASSERT_TRUE(Show({1, 100, false, 10}));
+    device.stream.format = {32, 32, orv::kMono8};
+    ASSERT_TRUE(Show({2, 200, false, 99}));
+    EXPECT_TRUE(WaitFor([&] { return CentreColor() == QColor(99, 99, 99); }, 5000)) << "the picture goes on";
+    ASSERT_TRUE(Show({3, 300, false, 98})); // by now the frame before was through
+    QSignalSpy spy(view, &DisplayView::mouseMoved);
+    view->sendMouseMoved(1, 1);
+    EXPECT_EQ(spy.count(), 0) << "not a pixel of the picture before";
+}
+
+TEST_F(DisplayViewTest, AFormatTheTableLacksIsToldAndPlayingGoesOn)
+{
+    device.stream.format = {64, 48, 0x01080099};
+    ASSERT_TRUE(Show({1, 100, false, 10}));
+    device.stream.format = {64, 48, orv::kMono8};
+    ASSERT_TRUE(Show({2, 200, false, 60}));
+    EXPECT_TRUE(WaitFor([&] { return CentreColor() == QColor(60, 60, 60); }, 5000));
+}
+
 TEST_F(DisplayViewTest, ZoomWorksBetweenFrames)
 {
     ASSERT_TRUE(Show({1, 100, false, 140}));

@@ -153,6 +153,16 @@ TEST_F(GrabbingFifoTest, RestartResetsCountsButKeepsRates)
     EXPECT_DOUBLE_EQ(Float(*fifo, "FpsInst"), 20.0);
 }
 
+TEST_F(GrabbingFifoTest, AResetWhilePlayingCountsOnFromZero)
+{
+    Prepare(Acquisition);
+    for (std::uint64_t id = 1; id <= 5; ++id)
+        Grab({id, id * 100});
+    ASSERT_EQ(fifo->SetParamInt(const_cast<char *>("FramesAcquired"), 0), 0u);
+    Grab({6, 600});
+    EXPECT_EQ(Int(*fifo, "FramesAcquired"), 1);
+}
+
 TEST_F(GrabbingFifoTest, OutsideCaptureOnlyTheNewestIsKept)
 {
     Prepare(Acquisition);
@@ -267,6 +277,9 @@ TEST_F(GrabbingFifoTest, StartAndStopReportTheStreamsFailures)
     ASSERT_TRUE(fifo->StartGrabbing());
     device.stream.stopStatus = ORV_CAM_ERR_IO;
     EXPECT_FALSE(fifo->StopGrabbing());
+    ASSERT_EQ(fifo->SetParamInt(const_cast<char *>("QueueSize"), 4294967301), 0u);
+    EXPECT_EQ(fifo->CreateBuffers(), ORV_CAM_ERR_INVALID_PARAMETER) << "not cut to five";
+    ASSERT_EQ(fifo->SetParamInt(const_cast<char *>("QueueSize"), 16), 0u);
     device.stream.allocStatus = ORV_CAM_ERR_OUT_OF_MEMORY;
     EXPECT_EQ(fifo->CreateBuffers(), ORV_CAM_ERR_OUT_OF_MEMORY);
 }

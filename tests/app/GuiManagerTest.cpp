@@ -25,6 +25,7 @@
 #include <QStatusBar>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <QToolBar>
 
 #include <memory>
 
@@ -314,12 +315,99 @@ TEST_F(GuiManagerTest, ALostCameraIsReportedWhateverItWasDoing)
 TEST_F(GuiManagerTest, ACameraLostDuringASlowCommandIsHandledAfterIt)
 {
     Connect();
-    device.features.delayMs = 200;
+    device.features.delay.ms = 200;
     Trigger("actionPlay"); // the handler waits for the camera in the event loop's turns
     QTimer::singleShot(100, [&] { device.Lose(); });
     ASSERT_TRUE(WaitFor([&] { return Session_() == nullptr; }, 10000));
     EXPECT_EQ(answers.texts, QStringList("Connection to the Camera was lost"));
     EXPECT_TRUE(device.released);
+}
+
+TEST_F(GuiManagerTest, ALossWhileStoppingIsHandled)
+{
+    Connect();
+    Trigger("actionPlay");
+    ASSERT_TRUE(Reaches(Acquisition));
+    device.features.delay.ms = 150;
+    QTimer::singleShot(100, [&] { device.Lose(); });
+    Trigger("actionStop");
+    ASSERT_TRUE(WaitFor([&] { return Session_() == nullptr; }, 10000));
+    EXPECT_EQ(answers.texts, QStringList("Connection to the Camera was lost"));
+    EXPECT_EQ(device.stream.ReleasedBuffers(), 16u);
+}
+
+TEST_F(GuiManagerTest, ALossOfTheReplacedCameraDoesNotCloseTheNext)
+{
+    for (int round = 0; round < 10; ++round) {
+        scripted::Device first;
+        ASSERT_TRUE(window.Manager().CreateSession(&first));
+        first.Lose(); // told to the event loop, which does not turn before the replacement
+        ASSERT_TRUE(window.Manager().CreateSession(&device));
+        ASSERT_TRUE(Reaches(Idle));
+        QCoreApplication::processEvents();
+        ASSERT_NE(Session_(), nullptr);
+        EXPECT_EQ(answers.texts, QStringList());
+        window.Manager().cameraDisconnect();
+    }
+}
+
+struct StateErrorCase {
+    unsigned char error;
+    QStringList texts;
+    bool closes;
+};
+
+TEST_F(GuiManagerTest, SessionErrorsHaveTheirMessageAndConsequence)
+{
+    const StateErrorCase cases[] = {
+        {2,
+         {"Connection to the Camera was terminated, because of invalid device state", "Can not stop the Acquisition"},
+         true},
+        {3, {"Can not stop the Capture"}, false},
+        {4, {"Can not stop the Capture"}, false},
+        {77, {"Unknown Error"}, false},
+    };
+    for (const StateErrorCase &c : cases) {
+        SCOPED_TRACE(static_cast<int>(c.error));
+        Connect();
+        Trigger("actionPlay");
+        ASSERT_TRUE(Reaches(Acquisition));
+        answers.texts.clear();
+        emit Session_()->signalSessionStateError(Session_(), c.error);
+        ASSERT_TRUE(WaitFor([&] { return answers.texts.size() == c.texts.size(); }, 5000));
+        EXPECT_EQ(answers.texts, c.texts);
+        if (c.closes)
+            EXPECT_EQ(Session_(), nullptr);
+        else if (c.error == 77)
+            EXPECT_EQ(Session_()->State(), Acquisition);
+        else
+            EXPECT_TRUE(Reaches(Idle));
+    }
+}
+
+TEST_F(GuiManagerTest, BeforeTheFirstStateEverythingWithARuleIsDisabled)
+{
+    ASSERT_TRUE(window.Manager().CreateSession(&device));
+    ASSERT_EQ(Session_()->State(), NoState);
+    window.Manager().updateGui();
+    for (const char *name : {"actionExit", "actionConnect", "actionPlay", "actionZoomIn"})
+        EXPECT_FALSE(Action(name)->isEnabled()) << name;
+    ASSERT_TRUE(Reaches(Idle));
+    EXPECT_TRUE(Action("actionExit")->isEnabled());
+}
+
+TEST_F(GuiManagerTest, ClosingWhilePlayingStopsTheCamera)
+{
+    Connect();
+    Trigger("actionPlay");
+    ASSERT_TRUE(Reaches(Acquisition));
+    window.move(120, 90);
+    window.resize(777, 555);
+    EXPECT_TRUE(window.close());
+    window.Manager().cameraDisconnect();
+    EXPECT_TRUE(device.released);
+    OrvPlayer next(nullptr, false, false);
+    EXPECT_EQ(next.size(), QSize(777, 555)) << "the size is remembered";
 }
 
 TEST_F(GuiManagerTest, ErrorCodesAreAppendedInHexadecimal)
@@ -412,6 +500,16 @@ TEST(OrvPlayerWindow, ManyConnectsAndStartsLeaveNothingBehind)
         ASSERT_EQ(window.Manager().CurrentSession(), nullptr);
         ASSERT_EQ(device.stream.ReleasedBuffers(), 16u);
     }
+}
+
+TEST(OrvPlayerWindow, AnEmptyToolBarIsNeitherShownNorOffered)
+{
+    OrvPlayer window(nullptr, false, false);
+    window.show();
+    const std::unique_ptr<QMenu> menu(window.createPopupMenu());
+    for (const QAction *action : menu->actions())
+        EXPECT_NE(action->text(), "View toolbar");
+    EXPECT_FALSE(window.findChild<QToolBar *>("toolBarView")->isVisible());
 }
 
 TEST(OrvPlayerWindow, NonsenseInTheSettingsIsHarmless)

@@ -19,6 +19,8 @@
 #include <QTimer>
 #include <QTreeView>
 
+#include <malloc.h>
+
 namespace {
 
 constexpr char kAddress[] = "127.0.0.14";
@@ -71,8 +73,12 @@ class LiveViewTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        if (!ForeignCamera::Installed())
-            GTEST_SKIP() << "arv-fake-gv-camera-0.8 is not installed";
+        if (!ForeignCamera::Installed()) {
+            // Passing with nothing tested would look like success.
+            if (qEnvironmentVariableIsSet("ORV_TEST_WITHOUT_FOREIGN_CAMERA"))
+                GTEST_SKIP() << "arv-fake-gv-camera-0.8 is not installed";
+            FAIL() << "arv-fake-gv-camera-0.8 is not installed; ORV_TEST_WITHOUT_FOREIGN_CAMERA=1 skips these tests";
+        }
         ASSERT_TRUE(camera.Start(kAddress, kSerial)) << "the software camera did not answer";
         person.cameraAddress = QString::fromStdString(camera.Address());
         window.resize(800, 600);
@@ -190,7 +196,7 @@ TEST_F(LiveViewTest, AFrozenCameraDoesNotFreezeTheWindow)
     Action("actionStop")->trigger(); // no command is answered any more
     EXPECT_TRUE(WaitFor([&] { return !Current() || Current()->State() == Idle; }, kLongMs));
     EXPECT_TRUE(WaitFor([&] { return !Current(); }, kLongMs)) << "the loss is noticed in the end";
-    EXPECT_LT(worstGapMs, 250) << "milliseconds without the event loop turning";
+    EXPECT_LT(worstGapMs, 180) << "milliseconds without the event loop turning";
     camera.Resume();
 }
 
@@ -206,12 +212,16 @@ TEST_F(LiveViewTest, ManyRoundsLeaveNoThreadsAndNoOpenFiles)
     }
     const int threads = entries("/proc/self/task");
     const int files = entries("/proc/self/fd");
+    std::size_t heapBytes = 0;
     for (int i = 0; i < 200; ++i) {
+        if (i == 20)
+            heapBytes = mallinfo2().uordblks;
         ASSERT_TRUE(Play()) << Messages();
         ASSERT_TRUE(Stop()) << Messages();
     }
     EXPECT_LE(entries("/proc/self/task"), threads + 1);
     EXPECT_LE(entries("/proc/self/fd"), files + 1);
+    EXPECT_LE(mallinfo2().uordblks, heapBytes + 256 * 1024) << "grown over 180 rounds (0 under a sanitizer)";
     Action("actionDisconnect")->trigger();
     ASSERT_TRUE(Connect()) << Messages();
     const int connectedThreads = entries("/proc/self/task");

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <chrono>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -86,6 +87,8 @@ public:
     int StopAcquisition(unsigned int) override
     {
         Note("StopAcquisition");
+        if (onStopAcquisition)
+            onStopAcquisition();
         return stopStatus;
     }
     OrvCam::Buffer *GetBuffer(std::uint64_t timeoutMs, int *err) override
@@ -162,7 +165,8 @@ public:
     std::atomic<int> allocStatus{ORV_CAM_OK};
     std::atomic<int> startStatus{ORV_CAM_OK};
     std::atomic<int> stopStatus{ORV_CAM_OK};
-    Format format; ///< set before frames are delivered
+    Format format;                           ///< set before frames are delivered
+    std::function<void()> onStopAcquisition; ///< set before use
 
 private:
     void Note(const char *call)
@@ -204,13 +208,28 @@ private:
     bool m_cancelled GUARDED_BY(m_mutex) = false;
 };
 
+/// How long the camera takes for an answer.
+class Delay {
+public:
+    void Wait() const
+    {
+        if (const int delay = ms)
+            std::this_thread::sleep_for(std::chrono::milliseconds(delay)); // the camera's own slowness
+    }
+    std::atomic<int> ms{0};
+};
+
 class StringNode final : public OrvCam::StringNode {
 public:
-    StringNode(std::string name, std::string value) : m_name(std::move(name)), m_value(std::move(value)) {}
+    StringNode(std::string name, std::string value, const Delay *delay)
+        : m_name(std::move(name)), m_value(std::move(value)), m_delay(delay)
+    {
+    }
     const std::string &Name() const override { return m_name; }
     OrvCam::Access GetAccess() override { return OrvCam::Access::ReadOnly; }
     std::string GetValue(int *err) override
     {
+        m_delay->Wait();
         if (err)
             *err = ORV_CAM_OK;
         return m_value;
@@ -220,11 +239,15 @@ public:
 private:
     std::string m_name;
     std::string m_value;
+    const Delay *m_delay;
 };
 
 class IntegerNode final : public OrvCam::IntegerNode {
 public:
-    IntegerNode(std::string name, std::int64_t value) : m_name(std::move(name)), m_value(value) {}
+    IntegerNode(std::string name, std::int64_t value, const Delay *delay)
+        : m_name(std::move(name)), m_value(value), m_delay(delay)
+    {
+    }
     const std::string &Name() const override { return m_name; }
     OrvCam::Access GetAccess() override { return OrvCam::Access::ReadOnly; }
     std::int64_t GetValue(int *err) override { return Answer(err, m_value); }
@@ -234,14 +257,16 @@ public:
     std::int64_t GetIncrement(int *err) override { return Answer(err, 1); }
 
 private:
-    static std::int64_t Answer(int *err, std::int64_t value)
+    std::int64_t Answer(int *err, std::int64_t value) const
     {
+        m_delay->Wait();
         if (err)
             *err = ORV_CAM_OK;
         return value;
     }
     std::string m_name;
     std::int64_t m_value;
+    const Delay *m_delay;
 };
 
 class FeatureArray final : public OrvCam::FeatureArray {
@@ -262,19 +287,19 @@ public:
 
     void AddString(const std::string &name, const std::string &value)
     {
-        strings[name] = std::make_unique<StringNode>(name, value);
+        strings[name] = std::make_unique<StringNode>(name, value, &delay);
     }
     void AddInteger(const std::string &name, std::int64_t value)
     {
-        integers[name] = std::make_unique<IntegerNode>(name, value);
+        integers[name] = std::make_unique<IntegerNode>(name, value, &delay);
     }
 
     std::map<std::string, std::unique_ptr<StringNode>> strings;
     std::map<std::string, std::unique_ptr<IntegerNode>> integers;
     /// Status by call, "AcquisitionStart" or "TLParamsLocked=1"; success for the others. Set before use.
     std::map<std::string, int> status;
-    /// How long every command takes.
-    std::atomic<int> delayMs{0};
+    /// Of every command and every read.
+    Delay delay;
 
 private:
     int Run(const std::string &call)
@@ -283,8 +308,7 @@ private:
             const orv::MutexLock lock(*m_logMutex);
             m_log->push_back(call);
         }
-        if (const int delay = delayMs)
-            std::this_thread::sleep_for(std::chrono::milliseconds(delay)); // the camera's own slowness
+        delay.Wait();
         const auto found = status.find(call);
         return found == status.end() ? static_cast<int>(ORV_CAM_OK) : found->second;
     }
@@ -322,8 +346,12 @@ public:
     {
         if (type != OrvCam::kEventDeviceLost)
             return ORV_CAM_ERR_NOT_IMPLEMENTED;
-        const orv::MutexLock lock(m_logMutex);
-        m_lost = {callback, context};
+        {
+            const orv::MutexLock lock(m_logMutex);
+            m_lost = {callback, context};
+        }
+        if (lostFromTheStart)
+            Lose();
         return ORV_CAM_OK;
     }
     int UnregisterEvent(int, OrvCam::EventCallback, void *) override
@@ -364,6 +392,7 @@ public:
     FeatureArray features;
     bool hasFeatures = true;
     bool hasStream = true;
+    bool lostFromTheStart = false; ///< the loss is reported as soon as somebody registers for it
     std::atomic<int> saveStatus{ORV_CAM_OK};
     std::atomic<bool> released{false};
 };
