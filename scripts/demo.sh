@@ -9,8 +9,8 @@ camera_pid=${3:-}
 work=$(mktemp -d)
 pids=()
 cleanup() {
-    [ ${#pids[@]} -gt 0 ] && kill "${pids[@]}" 2>/dev/null
-    wait 2>/dev/null
+    kill "${pids[@]}" 2>/dev/null || true # the viewer, for one, has normally ended by itself
+    wait || true
     rm -rf "$work"
 }
 trap cleanup EXIT

@@ -19,7 +19,8 @@ start_software_camera() {
 }
 
 stop_software_camera() {
-    [ -n "$software_camera_pid" ] && kill "$software_camera_pid" 2>/dev/null
+    if [ -n "$software_camera_pid" ]; then
+        kill "$software_camera_pid" 2>/dev/null || true # it may have ended already
+    fi
     software_camera_pid=
-    return 0
 }
