@@ -21,7 +21,9 @@ pids+=($!)
 for _ in $(seq 100); do [ -s "$work/display" ] && break; sleep 0.1; done
 DISPLAY=:$(cat "$work/display")
 export DISPLAY
-export XDG_CONFIG_HOME=$work/config XDG_STATE_HOME=$work/state
+# Settings and log of this run lie beside the pictures; it starts like a first run.
+rm -rf "$out/config" "$out/state"
+export XDG_CONFIG_HOME=$out/config XDG_STATE_HOME=$out/state
 unset QT_QPA_PLATFORM
 openbox >/dev/null 2>&1 &
 pids+=($!)
