@@ -35,6 +35,7 @@ function(orv_test name)
         target_link_libraries(${name} PRIVATE GTest::gtest_main)
     endif()
     add_test(NAME ${name} COMMAND ${name})
+    # G_SLICE: GLib's own allocator hands blocks from thread to thread in ways that the sanitizers cannot follow.
     set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT}
         ENVIRONMENT "QT_QPA_PLATFORM=offscreen;GENICAM_GENTL64_PATH=${CMAKE_BINARY_DIR}/bin;G_SLICE=always-malloc;LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/lsan.supp;TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/tsan.supp:ignore_noninstrumented_modules=1:second_deadlock_stack=1")
 endfunction()
