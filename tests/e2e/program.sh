@@ -6,9 +6,12 @@ set -euo pipefail
 
 # The camera always takes the same port: a network of our own, or else our turn on the common one.
 if [ -z "${ORV_PROGRAM_TEST_NETWORK:-}" ]; then
-    if unshare -rn ip link set lo up 2>/dev/null; then
-        ORV_PROGRAM_TEST_NETWORK=private exec unshare -rn bash "$0" "$@"
-    fi
+    for way_in in '--net' '--map-root-user --net'; do # root needs no user namespace, and in a chroot may have none
+        # shellcheck disable=SC2086
+        if unshare $way_in ip link set lo up 2>/dev/null; then
+            ORV_PROGRAM_TEST_NETWORK=private exec unshare $way_in bash "$0" "$@"
+        fi
+    done
     ORV_PROGRAM_TEST_NETWORK=shared exec flock "${TMPDIR:-/tmp}/orv-foreign-camera.lock" bash "$0" "$@"
 fi
 [ "$ORV_PROGRAM_TEST_NETWORK" = shared ] || ip link set lo up

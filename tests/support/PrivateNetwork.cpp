@@ -23,19 +23,33 @@ constexpr char kMark[] = "ORV_TEST_PRIVATE_NETWORK";
 constexpr char kRefusal[] = "ORV_TEST_SHARED_NETWORK";
 constexpr int kAddresses = 31;
 
+using Words = std::vector<const char *>;
+
+/// Root needs no user namespace of its own, and inside a chroot may have none; everybody else does.
+const Words kWaysIn[] = {{"unshare", "--net"}, {"unshare", "--map-root-user", "--net"}};
+
 /// Whether unshare(1) is there and the system lets us.
-bool CanUnshare()
+bool Works(Words words)
 {
-    const char *const arguments[] = {"unshare", "--map-root-user", "--net", "true", nullptr};
+    words.insert(words.end(), {"true", nullptr});
     posix_spawn_file_actions_t silent;
     posix_spawn_file_actions_init(&silent);
     posix_spawn_file_actions_addopen(&silent, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
     pid_t child = 0;
     const int failed =
-        posix_spawnp(&child, arguments[0], &silent, nullptr, const_cast<char *const *>(arguments), environ);
+        posix_spawnp(&child, words[0], &silent, nullptr, const_cast<char *const *>(words.data()), environ);
     posix_spawn_file_actions_destroy(&silent);
     int status = 0;
     return failed == 0 && waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+/// The first way that works; empty when none does.
+Words FindWayIn()
+{
+    for (const Words &words : kWaysIn)
+        if (Works(words))
+            return words;
+    return {};
 }
 
 bool SetAddress(int fd, const char *label, const char *address)
@@ -77,19 +91,19 @@ bool BringLoopbackUp()
             setenv(kMark, BringLoopbackUp() ? "inside" : "failed", 1);
         return;
     }
-    if (std::getenv(kRefusal) != nullptr || !CanUnshare())
+    if (std::getenv(kRefusal) != nullptr)
+        return;
+    Words words = FindWayIn();
+    if (words.empty())
         return;
     char self[4096] = {};
     if (readlink("/proc/self/exe", self, sizeof self - 1) <= 0)
         return;
-    const char *const words[] = {"unshare", "--map-root-user", "--net", "--", self};
-    std::vector<char *> arguments;
-    for (const char *word : words)
-        arguments.push_back(const_cast<char *>(word));
-    arguments.insert(arguments.end(), argv + 1, argv + argc);
-    arguments.push_back(nullptr);
+    words.insert(words.end(), {"--", self});
+    words.insert(words.end(), argv + 1, argv + argc);
+    words.push_back(nullptr);
     setenv(kMark, "entering", 1);
-    execvp(arguments[0], arguments.data());
+    execvp(words[0], const_cast<char *const *>(words.data()));
     unsetenv(kMark);
 }
 
