@@ -34,6 +34,10 @@ pids+=("$viewer")
 
 fail() {
     import -window root "$out/failed.png" || true
+    xwininfo -root -tree >"$out/failed.txt" 2>&1 || true
+    for task in "/proc/$viewer/task"/*; do
+        echo "$(cat "$task/comm" "$task/wchan" 2>/dev/null | tr '\n' ' ')" >>"$out/failed.txt"
+    done
     echo "demo: $1" >&2
     exit 1
 }

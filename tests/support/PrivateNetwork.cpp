@@ -25,9 +25,6 @@ constexpr int kAddresses = 31;
 
 using Words = std::vector<const char *>;
 
-/// Root needs no user namespace of its own, and inside a chroot may have none; everybody else does.
-const Words kWaysIn[] = {{"unshare", "--net"}, {"unshare", "--map-root-user", "--net"}};
-
 /// Whether unshare(1) is there and the system lets us.
 bool Works(Words words)
 {
@@ -46,7 +43,9 @@ bool Works(Words words)
 /// The first way that works; empty when none does.
 Words FindWayIn()
 {
-    for (const Words &words : kWaysIn)
+    // Not static: this runs before the program's own initialisers. Root needs no user namespace of its own, and inside
+    // a chroot may have none; everybody else does.
+    for (const Words &words : {Words{"unshare", "--net"}, Words{"unshare", "--map-root-user", "--net"}})
         if (Works(words))
             return words;
     return {};
