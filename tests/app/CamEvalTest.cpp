@@ -87,7 +87,7 @@ TEST_F(CamEvalTest, TheAutomaticRunTakesTheFirstCamera)
 {
     OrvCam::DeviceDescription found;
     found.id = "scripted";
-    system.devices = {found};
+    system.Find({found});
     EXPECT_TRUE(window.Manager().ConnectAndRunAutoEvaluation());
     EXPECT_EQ(TakeCalls(), (QStringList{"Attach", "HandOverComponents", "AddWidgets", "StartAutoEvaluation"}));
 }

@@ -98,7 +98,7 @@ protected:
         found.id = "scripted";
         found.model = "X100";
         found.state = OrvCam::DeviceState::Free;
-        system.devices = {found};
+        system.Find({found});
         window.Manager().SetSystem(&system);
         window.SetDeviceOpener([this](const OrvCam::DeviceDescription &, int access) -> OrvCam::Device * {
             openedWith = access;

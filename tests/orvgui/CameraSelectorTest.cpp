@@ -1,6 +1,6 @@
 #include "orvgui/OrvCameraSelectorDialog.h"
-#include "orvgui/ScriptedSystem.h"
 #include "support/GuiTest.h"
+#include "support/ScriptedSystem.h"
 
 #include <gmock/gmock.h>
 
@@ -34,7 +34,7 @@ protected:
 
     static auto Camera(const std::string &serial, DeviceState state = DeviceState::Free)
     {
-        return ScriptedSystem::Camera(serial, state);
+        return scripted::System::Camera(serial, state);
     }
 
     /// Opens the dialog; returns when its first search is done.
@@ -109,7 +109,7 @@ protected:
         settings.setValue("serial", QString::fromStdString(camera.serial));
     }
 
-    ScriptedSystem m_system;
+    scripted::System m_system;
     std::optional<OrvGui::OrvCameraSelectorDialog> m_dialog;
 };
 
@@ -135,7 +135,7 @@ TEST_F(CameraSelector, SaysThatItSearchesAndThenListsTheCameras)
 TEST_F(CameraSelector, InterfacesWithoutCamerasAreOnlyNamedAsSearched)
 {
     m_system.FindOn({{{OrvCam::ORV_INTERFACE_U3V, "u3v", "USB", "Nuvark.cti"}, {}},
-                     {ScriptedSystem::Ethernet(), {Camera("2"), Camera("1")}}});
+                     {scripted::System::Ethernet(), {Camera("2"), Camera("1")}}});
     Open();
     EXPECT_EQ(Tree()->topLevelItemCount(), 1);
     EXPECT_EQ(Serials(), (Strings{"1", "2"}));
@@ -169,7 +169,7 @@ TEST_F(CameraSelector, TheWindowStaysAliveDuringALongSearch)
 
 TEST_F(CameraSelector, ARefreshKeepsSelectionAndScrollPosition)
 {
-    ScriptedSystem::Cameras cameras;
+    scripted::System::Cameras cameras;
     for (int i = 100; i < 180; ++i)
         cameras.push_back(Camera(std::to_string(i)));
     m_system.Find(cameras);
@@ -222,7 +222,7 @@ TEST_F(CameraSelector, PreselectsTheLastUsedElseTheOnlyFreeCamera)
     const auto busy = DeviceState::Busy;
     const struct {
         const char *rule, *lastUsed;
-        ScriptedSystem::Cameras cameras;
+        scripted::System::Cameras cameras;
         const char *selected;
     } cases[] = {
         {"one free camera", "", {Camera("1")}, "1"},
@@ -313,7 +313,7 @@ TEST_F(CameraSelector, DoubleClickAndEnterConnect)
 
 TEST_F(CameraSelector, ArrowKeysStepOverTheHeadings)
 {
-    m_system.FindOn({{ScriptedSystem::Ethernet(), {Camera("1")}},
+    m_system.FindOn({{scripted::System::Ethernet(), {Camera("1")}},
                      {{OrvCam::ORV_INTERFACE_U3V, "u3v", "USB", "Nuvark.cti"}, {Camera("2"), Camera("3")}}});
     Open();
     Click("1");
