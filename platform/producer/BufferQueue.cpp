@@ -285,7 +285,7 @@ EventSource::Pop NewBufferEvents::TakeOldest(void *buffer, std::size_t *size)
     return Pop::Done;
 }
 
-Result<InfoValue> NewBufferEvents::Decode(ByteSpan data, EVENT_DATA_INFO_CMD command) const
+Result<InfoValue> NewBufferEvents::Decode(orv::ByteSpan data, EVENT_DATA_INFO_CMD command) const
 {
     EVENT_NEW_BUFFER_DATA event{};
     if (data.size < sizeof event)

@@ -145,7 +145,7 @@ public:
     void Clear() override { m_queue->DiscardOutput(); }
     std::size_t MaxSize() const override { return sizeof(EVENT_NEW_BUFFER_DATA); }
     std::size_t MaxValueSize() const override { return sizeof(void *); }
-    Result<InfoValue> Decode(ByteSpan data, EVENT_DATA_INFO_CMD command) const override;
+    Result<InfoValue> Decode(orv::ByteSpan data, EVENT_DATA_INFO_CMD command) const override;
 
 private:
     const std::shared_ptr<BufferQueue> m_queue;

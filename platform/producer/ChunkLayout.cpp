@@ -4,13 +4,13 @@
 
 namespace nuvark {
 
-std::optional<std::vector<SINGLE_CHUNK_DATA>> ParseChunks(ByteSpan payload)
+std::optional<std::vector<SINGLE_CHUNK_DATA>> ParseChunks(orv::ByteSpan payload)
 {
     constexpr std::size_t kTail = 8;
     std::vector<SINGLE_CHUNK_DATA> chunks;
     std::size_t end = payload.size;
     while (end >= kTail) {
-        ByteReader tail({payload.data + end - kTail, kTail});
+        orv::ByteReader tail({payload.data + end - kTail, kTail});
         const std::uint32_t id = tail.U32();
         const std::size_t length = tail.U32();
         if (length > end - kTail)

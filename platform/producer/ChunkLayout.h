@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/Bytes.h"
 #include "gentl/GenTL.h"
-#include "producer/Bytes.h"
 
 #include <optional>
 #include <vector>
@@ -11,6 +11,6 @@ namespace nuvark {
 /// Takes a payload of chunks apart: each chunk is its data followed by id and length, both big-endian. Read from the
 /// end; the result is in the order of the buffer, offsets counted from the payload's begin.
 /// An image without a tail may precede the first chunk; nothing when not even the last chunk makes sense.
-std::optional<std::vector<SINGLE_CHUNK_DATA>> ParseChunks(ByteSpan payload);
+std::optional<std::vector<SINGLE_CHUNK_DATA>> ParseChunks(orv::ByteSpan payload);
 
 } // namespace nuvark

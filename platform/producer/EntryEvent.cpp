@@ -86,7 +86,7 @@ Status EventGetDataInfo(EVENT_HANDLE hEvent, const void *pInBuffer, size_t iInSi
         return event.status;
     if (IsInvalidPointer(pInBuffer))
         return InvalidPointer("pInBuffer");
-    const ByteSpan data{static_cast<const std::uint8_t *>(pInBuffer), iInSize};
+    const orv::ByteSpan data{static_cast<const std::uint8_t *>(pInBuffer), iInSize};
     return GiveInfo(event.value->Source().Decode(data, iInfoCmd), piType, pOutBuffer, piOutSize);
 }
 

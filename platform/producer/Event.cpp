@@ -71,7 +71,7 @@ std::vector<std::uint8_t> ErrorEvents::Encode(GC_ERROR code, const std::string &
     return data;
 }
 
-Result<InfoValue> ErrorEvents::Decode(ByteSpan data, EVENT_DATA_INFO_CMD command) const
+Result<InfoValue> ErrorEvents::Decode(orv::ByteSpan data, EVENT_DATA_INFO_CMD command) const
 {
     GC_ERROR code = 0;
     if (data.size < sizeof code)
@@ -81,7 +81,7 @@ Result<InfoValue> ErrorEvents::Decode(ByteSpan data, EVENT_DATA_INFO_CMD command
     case EVENT_DATA_ID:
         return InfoValue::Int32(code);
     case EVENT_DATA_VALUE:
-        return InfoValue::String(ByteReader({data.data + 4, data.size - 4}).Text(data.size - 4));
+        return InfoValue::String(orv::ByteReader({data.data + 4, data.size - 4}).Text(data.size - 4));
     case EVENT_DATA_NUMID:
         return InfoValue::UInt64(static_cast<std::uint64_t>(std::int64_t{code}));
     default:
@@ -96,13 +96,13 @@ std::vector<std::uint8_t> TextEvents::Encode(const std::string &text)
     return data;
 }
 
-Result<InfoValue> TextEvents::Decode(ByteSpan data, EVENT_DATA_INFO_CMD command) const
+Result<InfoValue> TextEvents::Decode(orv::ByteSpan data, EVENT_DATA_INFO_CMD command) const
 {
     switch (command) {
     case EVENT_DATA_ID:
         return InfoValue::Int32(m_type);
     case EVENT_DATA_VALUE:
-        return InfoValue::String(ByteReader(data).Text(data.size));
+        return InfoValue::String(orv::ByteReader(data).Text(data.size));
     case EVENT_DATA_NUMID:
         return InfoValue::UInt64(static_cast<std::uint64_t>(m_type));
     default:

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/Bytes.h"
 #include "base/Mutex.h"
-#include "producer/Bytes.h"
 #include "producer/HandleTable.h"
 #include "producer/Info.h"
 
@@ -26,7 +26,7 @@ public:
     virtual std::size_t MaxSize() const = 0;      ///< of an entry
     virtual std::size_t MaxValueSize() const = 0; ///< of what Decode gives for EVENT_DATA_VALUE
     /// Takes apart what TakeOldest gave.
-    virtual Result<InfoValue> Decode(ByteSpan data, EVENT_DATA_INFO_CMD command) const = 0;
+    virtual Result<InfoValue> Decode(orv::ByteSpan data, EVENT_DATA_INFO_CMD command) const = 0;
 };
 
 /// A bounded queue of byte blocks, for all events that carry no buffer. When it is full the oldest entry is dropped:
@@ -58,7 +58,7 @@ class ErrorEvents final : public EventQueue {
 public:
     ErrorEvents() : EventQueue(32, 4 + 1024) {}
     static std::vector<std::uint8_t> Encode(GC_ERROR code, const std::string &text);
-    Result<InfoValue> Decode(ByteSpan data, EVENT_DATA_INFO_CMD command) const override;
+    Result<InfoValue> Decode(orv::ByteSpan data, EVENT_DATA_INFO_CMD command) const override;
 };
 
 /// An event of our own whose data is a text.
@@ -66,7 +66,7 @@ class TextEvents final : public EventQueue {
 public:
     explicit TextEvents(EVENT_TYPE type) : EventQueue(8, 1024), m_type(type) {}
     static std::vector<std::uint8_t> Encode(const std::string &text);
-    Result<InfoValue> Decode(ByteSpan data, EVENT_DATA_INFO_CMD command) const override;
+    Result<InfoValue> Decode(orv::ByteSpan data, EVENT_DATA_INFO_CMD command) const override;
 
 private:
     const EVENT_TYPE m_type;

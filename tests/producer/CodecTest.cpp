@@ -75,7 +75,7 @@ TEST(GvcpCodec, AcknowledgesAreTakenApart)
     const auto read = ParseAcknowledge(SpanOf(memory));
     ASSERT_TRUE(read);
     ASSERT_TRUE(ParseReadMemory(read->payload, 0xE8, 16));
-    EXPECT_EQ(ByteReader(*ParseReadMemory(read->payload, 0xE8, 16)).Text(16), "left");
+    EXPECT_EQ(orv::ByteReader(*ParseReadMemory(read->payload, 0xE8, 16)).Text(16), "left");
     EXPECT_FALSE(ParseReadMemory(read->payload, 0xEC, 16)) << "answer for another address";
     EXPECT_FALSE(ParseReadMemory(read->payload, 0xE8, 20)) << "shorter than asked";
 
@@ -142,7 +142,7 @@ TEST(Discovery, CollectsACameraWithItsRegisters)
         const auto reads = collector.DueReads(start);
         ASSERT_EQ(reads.size(), 1U);
         EXPECT_TRUE(collector.DueReads(start).empty()) << "one command at a time, no repeat at once";
-        ByteWriter out;
+        orv::ByteWriter out;
         out.U16(status);
         out.U16(AcknowledgeOf(Command::ReadRegister));
         out.U16(4);

@@ -78,7 +78,7 @@ private:
 std::vector<std::uint8_t> Packet(bool extended, std::uint16_t status, std::uint8_t format, std::uint64_t block,
                                  std::uint32_t id, const std::vector<std::uint8_t> &content)
 {
-    ByteWriter out;
+    orv::ByteWriter out;
     out.U16(status);
     if (extended) {
         out.U16(0);
@@ -102,7 +102,7 @@ struct LeaderOptions {
 };
 std::vector<std::uint8_t> LeaderContent(const LeaderOptions &options = {})
 {
-    ByteWriter out;
+    orv::ByteWriter out;
     out.U16(0);
     out.U16(options.type);
     out.U64(0x1122334455);
@@ -116,7 +116,7 @@ std::vector<std::uint8_t> LeaderContent(const LeaderOptions &options = {})
 
 std::vector<std::uint8_t> TrailerContent(std::uint32_t height = kLines)
 {
-    ByteWriter out;
+    orv::ByteWriter out;
     out.U16(0);
     out.U16(payload::kImage);
     out.U32(height);
@@ -477,7 +477,7 @@ TEST(FrameAssembler, TheLastPacketMayBePaddedOrShort)
 TEST(FrameAssembler, ChunksAreAnnouncedOnlyWhenWhole)
 {
     const auto trailer = [](std::uint32_t chunkSize) {
-        ByteWriter out;
+        orv::ByteWriter out;
         out.U16(0);
         out.U16(payload::kImage | payload::kChunksFollow);
         out.U32(kLines);

@@ -50,7 +50,7 @@ public:
 
     void Answer(std::uint16_t status, std::uint16_t code, std::uint16_t id, const std::vector<std::uint8_t> &payload)
     {
-        ByteWriter out;
+        orv::ByteWriter out;
         out.U16(status);
         out.U16(code);
         out.U16(static_cast<std::uint16_t>(payload.size()));

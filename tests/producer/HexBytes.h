@@ -1,6 +1,6 @@
 #pragma once
 
-#include "producer/Bytes.h"
+#include "base/Bytes.h"
 
 #include <cstdint>
 #include <string>
@@ -23,7 +23,7 @@ inline std::vector<std::uint8_t> FromHex(const std::string &dump)
     return bytes;
 }
 
-inline nuvark::ByteSpan SpanOf(const std::vector<std::uint8_t> &bytes)
+inline orv::ByteSpan SpanOf(const std::vector<std::uint8_t> &bytes)
 {
     return {bytes.data(), bytes.size()};
 }

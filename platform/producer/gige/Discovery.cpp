@@ -100,7 +100,7 @@ std::optional<FoundDevice> DiscoverAt(const NetworkInterface &interface, std::ui
     return std::nullopt;
 }
 
-void DiscoveryCollector::OnDatagram(ByteSpan datagram, Endpoint sender, TimePoint now)
+void DiscoveryCollector::OnDatagram(orv::ByteSpan datagram, Endpoint sender, TimePoint now)
 {
     const std::optional<Acknowledge> acknowledge = ParseAcknowledge(datagram);
     if (!acknowledge)

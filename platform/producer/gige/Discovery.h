@@ -52,7 +52,7 @@ public:
     static constexpr std::uint16_t kDiscoveryId = 0xFFFF;
 
     /// Takes one datagram in. Anything that is no answer to our commands is ignored.
-    void OnDatagram(ByteSpan datagram, Endpoint sender, TimePoint now);
+    void OnDatagram(orv::ByteSpan datagram, Endpoint sender, TimePoint now);
 
     struct Outgoing {
         Datagram datagram;

@@ -87,7 +87,7 @@ void FrameAssembler::SetDataSize(Block &block, std::size_t bytes)
     block.receivedCount = 0;
 }
 
-void FrameAssembler::OnPacket(ByteSpan datagram, TimePoint now)
+void FrameAssembler::OnPacket(orv::ByteSpan datagram, TimePoint now)
 {
     ++m_counters.packets;
     const std::optional<StreamPacket> packet = ParseStreamPacket(datagram);

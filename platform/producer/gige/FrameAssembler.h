@@ -36,7 +36,7 @@ public:
 
     FrameAssembler(FrameSink &sink, Settings settings);
 
-    void OnPacket(ByteSpan datagram, TimePoint now);
+    void OnPacket(orv::ByteSpan datagram, TimePoint now);
     /// Delivers what has waited too long.
     void OnTime(TimePoint now);
     /// When OnTime() has something to do at the earliest; nothing while no frame is open.

@@ -15,7 +15,7 @@ constexpr std::uint32_t kMaxStreams = 512;
 
 std::uint32_t BigEndianWord(const std::uint8_t *bytes)
 {
-    return ByteReader({bytes, 4}).U32();
+    return orv::ByteReader({bytes, 4}).U32();
 }
 
 void StoreBigEndian(std::uint32_t value, std::uint8_t *bytes)

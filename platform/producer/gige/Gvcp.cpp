@@ -10,9 +10,9 @@ constexpr std::uint8_t kKey = 0x42;
 constexpr std::uint8_t kAcknowledgeRequired = 0x01;
 constexpr std::uint8_t kAllowBroadcastAnswer = 0x10;
 
-Datagram MakeCommand(Command command, std::uint8_t flags, std::uint16_t requestId, ByteSpan payload)
+Datagram MakeCommand(Command command, std::uint8_t flags, std::uint16_t requestId, orv::ByteSpan payload)
 {
-    ByteWriter out;
+    orv::ByteWriter out;
     out.U8(kKey);
     out.U8(flags);
     out.U16(static_cast<std::uint16_t>(command));
@@ -22,7 +22,7 @@ Datagram MakeCommand(Command command, std::uint8_t flags, std::uint16_t requestI
     return out.Take();
 }
 
-Datagram MakeCommand(Command command, std::uint16_t requestId, ByteWriter &payload)
+Datagram MakeCommand(Command command, std::uint16_t requestId, orv::ByteWriter &payload)
 {
     const std::vector<std::uint8_t> bytes = payload.Take();
     return MakeCommand(command, kAcknowledgeRequired, requestId, {bytes.data(), bytes.size()});
@@ -56,7 +56,7 @@ Datagram MakeDiscovery(std::uint16_t requestId, bool allowBroadcastAnswer)
 
 Datagram MakeReadRegister(std::uint16_t requestId, const std::vector<std::uint32_t> &addresses)
 {
-    ByteWriter payload;
+    orv::ByteWriter payload;
     for (std::uint32_t address : addresses)
         payload.U32(address);
     return MakeCommand(Command::ReadRegister, requestId, payload);
@@ -64,7 +64,7 @@ Datagram MakeReadRegister(std::uint16_t requestId, const std::vector<std::uint32
 
 Datagram MakeWriteRegister(std::uint16_t requestId, const std::vector<RegisterWrite> &writes)
 {
-    ByteWriter payload;
+    orv::ByteWriter payload;
     for (const RegisterWrite &write : writes) {
         payload.U32(write.address);
         payload.U32(write.value);
@@ -74,24 +74,24 @@ Datagram MakeWriteRegister(std::uint16_t requestId, const std::vector<RegisterWr
 
 Datagram MakeReadMemory(std::uint16_t requestId, std::uint32_t address, std::uint16_t count)
 {
-    ByteWriter payload;
+    orv::ByteWriter payload;
     payload.U32(address);
     payload.U16(0);
     payload.U16(count);
     return MakeCommand(Command::ReadMemory, requestId, payload);
 }
 
-Datagram MakeWriteMemory(std::uint16_t requestId, std::uint32_t address, ByteSpan data)
+Datagram MakeWriteMemory(std::uint16_t requestId, std::uint32_t address, orv::ByteSpan data)
 {
-    ByteWriter payload;
+    orv::ByteWriter payload;
     payload.U32(address);
     payload.Bytes(data);
     return MakeCommand(Command::WriteMemory, requestId, payload);
 }
 
-std::optional<Acknowledge> ParseAcknowledge(ByteSpan datagram)
+std::optional<Acknowledge> ParseAcknowledge(orv::ByteSpan datagram)
 {
-    ByteReader in(datagram);
+    orv::ByteReader in(datagram);
     Acknowledge acknowledge;
     acknowledge.status = in.U16();
     acknowledge.code = in.U16();
@@ -104,9 +104,9 @@ std::optional<Acknowledge> ParseAcknowledge(ByteSpan datagram)
     return acknowledge;
 }
 
-std::optional<std::vector<std::uint32_t>> ParseReadRegister(ByteSpan payload, std::size_t count)
+std::optional<std::vector<std::uint32_t>> ParseReadRegister(orv::ByteSpan payload, std::size_t count)
 {
-    ByteReader in(payload);
+    orv::ByteReader in(payload);
     std::vector<std::uint32_t> values;
     for (std::size_t i = 0; i < count; ++i)
         values.push_back(in.U32());
@@ -115,20 +115,20 @@ std::optional<std::vector<std::uint32_t>> ParseReadRegister(ByteSpan payload, st
     return values;
 }
 
-std::optional<ByteSpan> ParseReadMemory(ByteSpan payload, std::uint32_t address, std::size_t count)
+std::optional<orv::ByteSpan> ParseReadMemory(orv::ByteSpan payload, std::uint32_t address, std::size_t count)
 {
-    ByteReader in(payload);
+    orv::ByteReader in(payload);
     const std::uint32_t answered = in.U32();
-    ByteSpan data = in.Rest();
+    orv::ByteSpan data = in.Rest();
     if (!in.Ok() || answered != address || data.size < count)
         return std::nullopt;
     data.size = count;
     return data;
 }
 
-std::optional<std::uint16_t> ParsePending(ByteSpan payload)
+std::optional<std::uint16_t> ParsePending(orv::ByteSpan payload)
 {
-    ByteReader in(payload);
+    orv::ByteReader in(payload);
     in.Skip(2);
     const std::uint16_t milliseconds = in.U16();
     if (!in.Ok())
@@ -136,9 +136,9 @@ std::optional<std::uint16_t> ParsePending(ByteSpan payload)
     return milliseconds;
 }
 
-std::optional<DiscoveryAnswer> ParseDiscovery(ByteSpan payload)
+std::optional<DiscoveryAnswer> ParseDiscovery(orv::ByteSpan payload)
 {
-    ByteReader in(payload);
+    orv::ByteReader in(payload);
     DiscoveryAnswer answer;
     answer.versionMajor = in.U16();
     answer.versionMinor = in.U16();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "producer/Bytes.h"
+#include "base/Bytes.h"
 #include "producer/Status.h"
 
 #include <array>
@@ -48,24 +48,24 @@ struct RegisterWrite {
 Datagram MakeWriteRegister(std::uint16_t requestId, const std::vector<RegisterWrite> &writes);
 /// Address and count are multiples of 4.
 Datagram MakeReadMemory(std::uint16_t requestId, std::uint32_t address, std::uint16_t count);
-Datagram MakeWriteMemory(std::uint16_t requestId, std::uint32_t address, ByteSpan data);
+Datagram MakeWriteMemory(std::uint16_t requestId, std::uint32_t address, orv::ByteSpan data);
 
 /// An acknowledge as it came; `payload` points into the datagram and has the length that the header states.
 struct Acknowledge {
     std::uint16_t status = 0;
     std::uint16_t code = 0;
     std::uint16_t requestId = 0;
-    ByteSpan payload;
+    orv::ByteSpan payload;
 };
 /// Nothing when the datagram is shorter than its header says. A longer one is cut: some drivers leave padding.
-std::optional<Acknowledge> ParseAcknowledge(ByteSpan datagram);
+std::optional<Acknowledge> ParseAcknowledge(orv::ByteSpan datagram);
 
 /// Payload of a READREG acknowledge; nothing unless it holds exactly `count` values or more.
-std::optional<std::vector<std::uint32_t>> ParseReadRegister(ByteSpan payload, std::size_t count);
+std::optional<std::vector<std::uint32_t>> ParseReadRegister(orv::ByteSpan payload, std::size_t count);
 /// Payload of a READMEM acknowledge for `address`; nothing when it is another address or shorter than `count`.
-std::optional<ByteSpan> ParseReadMemory(ByteSpan payload, std::uint32_t address, std::size_t count);
+std::optional<orv::ByteSpan> ParseReadMemory(orv::ByteSpan payload, std::uint32_t address, std::size_t count);
 /// Payload of a PENDING acknowledge: milliseconds until the command is done.
-std::optional<std::uint16_t> ParsePending(ByteSpan payload);
+std::optional<std::uint16_t> ParsePending(orv::ByteSpan payload);
 
 /// What a device tells about itself in a DISCOVERY acknowledge. Addresses are in host byte order.
 struct DiscoveryAnswer {
@@ -83,7 +83,7 @@ struct DiscoveryAnswer {
     std::string serial;
     std::string userName;
 };
-std::optional<DiscoveryAnswer> ParseDiscovery(ByteSpan payload);
+std::optional<DiscoveryAnswer> ParseDiscovery(orv::ByteSpan payload);
 
 /// The GenTL status for a control status; `context` says what was asked ("write 0xa00").
 Status StatusFromWire(std::uint16_t wireStatus, bool isWrite, const std::string &context);

@@ -190,7 +190,7 @@ Status GvcpClient::ReadMemory(std::uint32_t address, std::uint8_t *data, std::si
     return {};
 }
 
-Status GvcpClient::WriteMemory(std::uint32_t address, ByteSpan data)
+Status GvcpClient::WriteMemory(std::uint32_t address, orv::ByteSpan data)
 {
     std::vector<std::uint8_t> payload;
     return Transact(

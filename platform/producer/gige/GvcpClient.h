@@ -36,7 +36,7 @@ public:
     Status WriteRegister(std::uint32_t address, std::uint32_t value, Effort effort = Effort::Normal) EXCLUDES(m_mutex);
     /// Address and count are multiples of 4, count at most kMemoryChunk.
     Status ReadMemory(std::uint32_t address, std::uint8_t *data, std::size_t count) EXCLUDES(m_mutex);
-    Status WriteMemory(std::uint32_t address, ByteSpan data) EXCLUDES(m_mutex);
+    Status WriteMemory(std::uint32_t address, orv::ByteSpan data) EXCLUDES(m_mutex);
 
     /// Longest time the camera needs for a command without saying so; bounds the wait per try.
     void SetPendingTimeout(std::chrono::milliseconds time);

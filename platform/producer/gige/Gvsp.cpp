@@ -28,11 +28,11 @@ std::uint64_t SaturatingAdd(std::uint64_t a, std::uint64_t b)
 
 } // namespace
 
-std::optional<StreamPacket> ParseStreamPacket(ByteSpan datagram)
+std::optional<StreamPacket> ParseStreamPacket(orv::ByteSpan datagram)
 {
     if (datagram.size < kStandardHeaderSize)
         return std::nullopt;
-    ByteReader in(datagram);
+    orv::ByteReader in(datagram);
     StreamPacket packet;
     packet.status = in.U16();
     packet.extendedIds = (datagram.data[4] & kExtendedFlag) != 0;
@@ -51,9 +51,9 @@ std::optional<StreamPacket> ParseStreamPacket(ByteSpan datagram)
     return packet;
 }
 
-std::optional<Leader> ParseLeader(ByteSpan content)
+std::optional<Leader> ParseLeader(orv::ByteSpan content)
 {
-    ByteReader in(content);
+    orv::ByteReader in(content);
     Leader leader;
     in.Skip(2);
     leader.payloadType = in.U16();
@@ -101,9 +101,9 @@ bool Leader::CarriesChunks() const
     return (payloadType & payload::kChunksFollow) != 0 || base == payload::kChunk || base == payload::kExtendedChunk;
 }
 
-std::optional<Trailer> ParseTrailer(ByteSpan content)
+std::optional<Trailer> ParseTrailer(orv::ByteSpan content)
 {
-    ByteReader in(content);
+    orv::ByteReader in(content);
     Trailer trailer;
     in.Skip(2);
     trailer.payloadType = in.U16();

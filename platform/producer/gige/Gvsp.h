@@ -1,6 +1,6 @@
 #pragma once
 
-#include "producer/Bytes.h"
+#include "base/Bytes.h"
 #include "producer/Transport.h"
 
 #include <cstdint>
@@ -22,13 +22,13 @@ struct StreamPacket {
     std::uint8_t format = 0; ///< a PacketFormat, or one that we do not know
     std::uint64_t blockId = 0;
     std::uint32_t packetId = 0;
-    ByteSpan content;
+    orv::ByteSpan content;
 
     /// An error status means that the packet stands for one that the camera cannot send; it carries no data.
     bool IsError() const { return (status & 0x8000) != 0; }
 };
 /// Nothing for a datagram shorter than its header.
-std::optional<StreamPacket> ParseStreamPacket(ByteSpan datagram);
+std::optional<StreamPacket> ParseStreamPacket(orv::ByteSpan datagram);
 
 /// What comes in a block.
 namespace payload {
@@ -64,7 +64,7 @@ struct Leader {
     std::uint64_t ImageBytes(std::uint32_t lines, Packing packing) const;
     bool CarriesChunks() const;
 };
-std::optional<Leader> ParseLeader(ByteSpan content);
+std::optional<Leader> ParseLeader(orv::ByteSpan content);
 
 /// The last packet of a block. Shorter and longer ones than the type asks for are taken; fields are unset then.
 struct Trailer {
@@ -73,7 +73,7 @@ struct Trailer {
     std::uint32_t chunkSize = 0;         ///< bytes of payload that are laid out as chunks
     std::uint32_t chunkLayoutId = 0;
 };
-std::optional<Trailer> ParseTrailer(ByteSpan content);
+std::optional<Trailer> ParseTrailer(orv::ByteSpan content);
 
 /// The GenTL number of a wire payload type: a table, since the two number differently.
 PAYLOADTYPE_INFO_ID GenTLPayloadType(std::uint16_t payloadType);

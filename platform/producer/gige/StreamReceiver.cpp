@@ -54,7 +54,7 @@ struct StreamReceiver::Ring {
         return recvmmsg(fd, messages.data(), kBatch, MSG_DONTWAIT, nullptr);
     }
 
-    ByteSpan Datagram(std::size_t index) const
+    orv::ByteSpan Datagram(std::size_t index) const
     {
         return {memory.data() + index * slotSize, std::min<std::size_t>(messages[index].msg_len, slotSize)};
     }

@@ -90,7 +90,7 @@ Status UdpSocket::Connect(Endpoint peer)
     return {};
 }
 
-Status UdpSocket::Send(ByteSpan datagram)
+Status UdpSocket::Send(orv::ByteSpan datagram)
 {
     // A refusal here belongs to an earlier datagram (the peer's port was closed then); the retry logic deals with it.
     if (send(Fd(), datagram.data, datagram.size, MSG_NOSIGNAL) < 0 && errno != ECONNREFUSED && errno != EAGAIN)
@@ -98,7 +98,7 @@ Status UdpSocket::Send(ByteSpan datagram)
     return {};
 }
 
-Status UdpSocket::SendVia(int interfaceIndex, std::uint32_t source, Endpoint peer, ByteSpan datagram)
+Status UdpSocket::SendVia(int interfaceIndex, std::uint32_t source, Endpoint peer, orv::ByteSpan datagram)
 {
     sockaddr_in remote = ToSystem(peer);
     iovec part{const_cast<std::uint8_t *>(datagram.data), datagram.size};

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "producer/Bytes.h"
+#include "base/Bytes.h"
 #include "producer/Status.h"
 
 #include <chrono>
@@ -56,9 +56,9 @@ public:
     Status EnableBroadcast();
     /// From here on only datagrams of that peer are received.
     Status Connect(Endpoint peer);
-    Status Send(ByteSpan datagram);
+    Status Send(orv::ByteSpan datagram);
     /// Sends through one host interface with that source address, whatever the routes say.
-    Status SendVia(int interfaceIndex, std::uint32_t source, Endpoint peer, ByteSpan datagram);
+    Status SendVia(int interfaceIndex, std::uint32_t source, Endpoint peer, orv::ByteSpan datagram);
 
     enum class Wait { Readable, TimedOut, Interrupted };
     /// Waits until a datagram may be read, the deadline, or `wakeUp` (may be null).

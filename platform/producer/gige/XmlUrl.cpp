@@ -83,7 +83,7 @@ std::optional<DescriptionUrl> ParseLocal(const std::string &rest, DescriptionUrl
 }
 
 /// The start of the first file in a zip archive, unpacked; empty when it is none.
-std::string UnpackHead(ByteSpan zip)
+std::string UnpackHead(orv::ByteSpan zip)
 {
     constexpr std::size_t kLocalHeader = 30;
     if (zip.size < kLocalHeader || std::memcmp(zip.data, "PK\3\4", 4) != 0)
@@ -142,7 +142,7 @@ std::optional<DescriptionUrl> ParseDescriptionUrl(const std::string &text)
     return url;
 }
 
-std::optional<SchemaVersion> FindSchemaVersion(ByteSpan bytes)
+std::optional<SchemaVersion> FindSchemaVersion(orv::ByteSpan bytes)
 {
     std::string head = UnpackHead(bytes);
     if (head.empty())

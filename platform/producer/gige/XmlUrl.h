@@ -1,6 +1,6 @@
 #pragma once
 
-#include "producer/Bytes.h"
+#include "base/Bytes.h"
 #include "producer/Transport.h"
 
 #include <optional>
@@ -17,6 +17,6 @@ struct SchemaVersion {
     int major = 0;
     int minor = 0;
 };
-std::optional<SchemaVersion> FindSchemaVersion(ByteSpan bytes);
+std::optional<SchemaVersion> FindSchemaVersion(orv::ByteSpan bytes);
 
 } // namespace nuvark::gige

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace nuvark {
+namespace orv {
 
 /// Bytes that belong to somebody else.
 struct ByteSpan {
@@ -86,4 +86,4 @@ private:
     std::vector<std::uint8_t> m_bytes;
 };
 
-} // namespace nuvark
+} // namespace orv
