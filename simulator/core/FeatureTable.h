@@ -1,0 +1,51 @@
+#pragma once
+
+#include "simulator/core/Feature.h"
+#include "simulator/core/RegisterSpace.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace orvsim {
+
+/// Registers that the table placed for one feature. Zero where the feature has no such register.
+struct FeatureSlots {
+    std::uint32_t value = 0;
+    std::uint32_t valueBytes = 0;
+    std::uint32_t minimum = 0; ///< each as long as the value
+    std::uint32_t maximum = 0;
+    std::uint32_t increment = 0;
+    std::uint32_t isAvailable = 0; ///< 4 bytes, 0 or 1
+    std::uint32_t isLocked = 0;    ///< 4 bytes, 0 or 1
+    std::uint32_t entries = 0;     ///< 8 bytes: bit n is set when entry number n (in order) is available
+};
+
+/// All features of a camera in the order of the description, with access by name and by register.
+///
+/// Add() first, then PlaceRegisters() once; after that the table does not change. Not locked: see Camera.
+class FeatureTable {
+public:
+    void Add(Feature feature);
+    /// Gives each feature its registers from `firstAddress` on.
+    void PlaceRegisters(RegisterSpace &space, std::uint32_t firstAddress);
+
+    const std::vector<Feature> &Features() const { return m_features; }
+    const Feature *Find(const std::string &name) const;
+    const FeatureSlots &SlotsOf(const std::string &name) const;
+
+    /// The value as text: integers decimal, floats with a decimal point, entries by name, booleans 0 or 1. Empty for
+    /// commands and for sources that the core does not hold.
+    std::string GetText(const std::string &name) const;
+    /// Sets by text, with the same checks as through the registers. A command is run whatever the text.
+    /// \param problem  what was wrong, in words, when the outcome is not Ok.
+    Outcome SetText(const std::string &name, const std::string &text, std::string &problem);
+
+private:
+    std::vector<Feature> m_features;
+    std::map<std::string, std::size_t> m_byName;
+    std::vector<FeatureSlots> m_slots;
+};
+
+} // namespace orvsim

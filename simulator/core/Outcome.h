@@ -1,0 +1,17 @@
+#pragma once
+
+namespace orvsim {
+
+/// What became of a register access. Each transport maps it to its own status codes.
+enum class Outcome {
+    Ok,
+    NoSuchAddress,
+    BadAlignment, ///< address or size not a multiple of 4
+    ReadOnly,     ///< or locked at the moment
+    WriteOnly,
+    InvalidValue,
+    Busy,
+    Refused ///< by a fault that was asked for
+};
+
+} // namespace orvsim

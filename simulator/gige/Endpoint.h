@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace orvsim {
+
+using Datagram = std::vector<std::uint8_t>;
+
+/// An IPv4 address and UDP port, both in host byte order.
+struct Endpoint {
+    std::uint32_t address = 0;
+    std::uint16_t port = 0;
+
+    bool operator==(const Endpoint &other) const { return address == other.address && port == other.port; }
+    bool operator!=(const Endpoint &other) const { return !(*this == other); }
+};
+
+/// "127.0.0.2:3956"
+std::string ToText(const Endpoint &endpoint);
+
+} // namespace orvsim
