@@ -2,12 +2,17 @@
 
 namespace orvsim {
 
-std::string ToText(const Endpoint &endpoint)
+std::string AddressText(std::uint32_t address)
 {
     std::string text;
     for (int shift = 24; shift >= 0; shift -= 8)
-        text += std::to_string(endpoint.address >> shift & 0xff) + (shift > 0 ? "." : ":");
-    return text + std::to_string(endpoint.port);
+        text += std::to_string(address >> shift & 0xff) + (shift > 0 ? "." : "");
+    return text;
+}
+
+std::string ToText(const Endpoint &endpoint)
+{
+    return AddressText(endpoint.address) + ":" + std::to_string(endpoint.port);
 }
 
 } // namespace orvsim

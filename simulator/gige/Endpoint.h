@@ -17,6 +17,8 @@ struct Endpoint {
     bool operator!=(const Endpoint &other) const { return !(*this == other); }
 };
 
+/// "127.0.0.2", of an address in host byte order.
+std::string AddressText(std::uint32_t address);
 /// "127.0.0.2:3956"
 std::string ToText(const Endpoint &endpoint);
 
