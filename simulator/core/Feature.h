@@ -58,7 +58,8 @@ struct Formula {
     std::string text;                                           ///< every operation in parentheses
     std::vector<std::pair<std::string, std::string>> variables; ///< name in the formula, name of the feature
 };
-/// A Float that the host converts from and to the integer in its slot (getInteger, setInteger).
+/// A Float that the host converts from and to the integer in its slot (getInteger, setInteger, integerRange). Its own
+/// getFloat and setFloat, where given, serve the access by text.
 struct Scaled {
     std::string toRegister;   ///< of FROM
     std::string fromRegister; ///< of TO
@@ -103,6 +104,8 @@ struct Feature {
     /// the lock while streaming need not be listed.
     std::vector<std::string> dependsOn = {};
     bool isHidden = false; ///< a node that others refer to; in no category
+    /// Not a name of the standard feature naming; names that begin with "Sim" are custom without it.
+    bool isCustom = false;
 };
 
 } // namespace orvsim

@@ -25,10 +25,10 @@ struct Register {
 /// A device's address space, made of registers that do not overlap.
 ///
 /// An access may span several registers and parts of them: a partial write reads the register first and writes it
-/// whole. Not locked: the camera holds its mutex around every access.
+/// whole; what cannot be read counts as zero. Not locked: the camera holds its mutex around every access.
 class RegisterSpace {
 public:
-    /// What an address without a register answers: real devices differ.
+    /// What reading an address without a register answers: real devices differ. Writing there is always refused.
     enum class Gaps { Refuse, ReadAsZero };
     explicit RegisterSpace(Gaps gaps = Gaps::Refuse) : m_gaps(gaps) {}
 
