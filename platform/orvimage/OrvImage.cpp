@@ -1,8 +1,8 @@
 #include "orvimage/OrvImage.h"
 
+#include "orvimage/CopySamples.h"
 #include "orvimage/PixelFormats.h"
 #include "orvimage/PixelLayout.h"
-#include "orvimage/Samples.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -93,21 +93,24 @@ void CopyBytewise(const LineGrid &to, _OrvImage &destination, const LineGrid &fr
 }
 
 /// For packed formats of odd width, where a line may start inside a byte on one side only.
-void CopySamples(const PixelLayout &layout, _OrvImage &destination, const _OrvImage &source, std::uint32_t lines)
+void CopyPacked(const PixelLayout &layout, _OrvImage &destination, const _OrvImage &source, std::uint32_t lines)
 {
     const std::uint64_t perLine = std::uint64_t{source.width} * static_cast<std::uint64_t>(layout.samplesPerPixel);
     const bool toContinuous = destination.lineLayout == ORV_LINES_CONTINUOUS;
     const bool fromContinuous = source.lineLayout == ORV_LINES_CONTINUOUS;
+    auto *const target = static_cast<std::uint8_t *>(destination.data);
+    const auto *const bytes = static_cast<const std::uint8_t *>(source.data);
+    const std::uint8_t *const end = bytes + source.dataSize;
+    if (toContinuous && fromContinuous) {
+        orv::CopyPackedSamples(layout, {bytes, end, 0}, {target, 0}, lines * perLine);
+        return;
+    }
     for (std::size_t y = 0; y < lines; ++y) {
-        auto *const target =
-            static_cast<std::uint8_t *>(destination.data) + (toContinuous ? 0 : y * destination.linePitch);
-        const auto *const bytes = static_cast<const std::uint8_t *>(source.data);
-        const orv::SampleRun run{bytes + (fromContinuous ? 0 : y * source.linePitch), bytes + source.dataSize, 0};
-        for (std::uint64_t k = 0; k < perLine; ++k) {
-            const std::uint16_t value =
-                orv::SampleAt(run, layout.packing, layout.bits, k + (fromContinuous ? y * perLine : 0));
-            orv::StoreSample(target, layout.packing, layout.bits, k + (toContinuous ? y * perLine : 0), value);
-        }
+        const orv::SampleRun from{bytes + (fromContinuous ? 0 : y * source.linePitch), end,
+                                  fromContinuous ? y * perLine : 0};
+        const orv::SampleTarget to{target + (toContinuous ? 0 : y * destination.linePitch),
+                                   toContinuous ? y * perLine : 0};
+        orv::CopyPackedSamples(layout, from, to, perLine);
     }
 }
 
@@ -163,7 +166,7 @@ int OrvCopyImage(_OrvImage *destination, const _OrvImage *source)
     if (lines > 0 && to.isBytewise && from.isBytewise)
         CopyBytewise(to, *destination, from, *source, LineBytes(layout, source->width), lines);
     else if (lines > 0)
-        CopySamples(layout, *destination, *source, lines);
+        CopyPacked(layout, *destination, *source, lines);
     return lines == source->height ? ORV_IMAGE_OK : ORV_IMAGE_ERR_TOO_SHORT;
 }
 

@@ -87,32 +87,57 @@ TEST(OrvImage, CopyHandsOnTheFramesFigures)
     EXPECT_EQ(destination->significantBits, 12U);
 }
 
+/// The samples of all lines, one by one.
+std::vector<std::uint16_t> SamplesOf(const TestImage &image)
+{
+    const orv::PixelLayout layout = orv::LayoutOf(image->pixelType);
+    const bool isContinuous = image->lineLayout == ORV_LINES_CONTINUOUS;
+    const std::uint64_t perLine = std::uint64_t{image->width} * static_cast<std::uint64_t>(layout.samplesPerPixel);
+    std::vector<std::uint16_t> samples;
+    for (std::uint64_t y = 0; y < image->height; ++y) {
+        const std::uint8_t *const origin = image.Bytes() + (isContinuous ? 0 : y * image->linePitch);
+        for (std::uint64_t k = 0; k < perLine; ++k)
+            samples.push_back(
+                orv::SampleAt({origin, origin, 0}, layout.packing, layout.bits, k + (isContinuous ? y * perLine : 0)));
+    }
+    return samples;
+}
+
+/// The bytes with the samples' bits cleared: what belongs to no sample.
+std::vector<std::uint8_t> Surroundings(const TestImage &image)
+{
+    const orv::PixelLayout layout = orv::LayoutOf(image->pixelType);
+    const bool isContinuous = image->lineLayout == ORV_LINES_CONTINUOUS;
+    const std::uint64_t perLine = std::uint64_t{image->width} * static_cast<std::uint64_t>(layout.samplesPerPixel);
+    std::vector<std::uint8_t> bytes(image.Bytes(), image.Bytes() + image.Size());
+    for (std::uint64_t y = 0; y < image->height; ++y) {
+        std::uint8_t *const origin = bytes.data() + (isContinuous ? 0 : y * image->linePitch);
+        for (std::uint64_t k = 0; k < perLine; ++k)
+            orv::StoreSample(origin, layout.packing, layout.bits, k + (isContinuous ? y * perLine : 0), 0);
+    }
+    return bytes;
+}
+
 TEST(OrvImage, CopyBetweenAllLineLayouts)
 {
     std::mt19937 random(7);
     for (const char *name : {"Mono8", "Mono12", "Mono10p", "Mono12p", "Mono10Packed", "Mono12Packed", "RGB8",
                              "RGB10Dense", "YUV422_10_PACKED", "TrueSense_GBRG_WGGW_1_10"}) {
-        const std::uint32_t type = TypeNamed(name);
-        const orv::PixelLayout layout = orv::LayoutOf(type);
-        const std::uint32_t width = 7;
-        const std::uint32_t height = 5;
-        for (int kinds = 0; kinds < 4; ++kinds) {
-            const bool fromContinuous = (kinds & 1) != 0;
-            const bool toContinuous = (kinds & 2) != 0;
-            TestImage source(type, width, height, 3, fromContinuous ? ORV_LINES_CONTINUOUS : ORV_LINES_PITCHED);
-            TestImage destination(type, width, height, 1, toContinuous ? ORV_LINES_CONTINUOUS : ORV_LINES_PITCHED);
-            source.FillRandom(random);
-            ASSERT_EQ(OrvCopyImage(destination.get(), source.get()), ORV_IMAGE_OK) << name;
-            const auto perLine = width * static_cast<std::uint32_t>(layout.samplesPerPixel);
-            for (std::uint64_t y = 0; y < height; ++y) {
-                for (std::uint64_t k = 0; k < perLine; ++k) {
-                    const auto sampleOf = [&](const TestImage &image, bool isContinuous) {
-                        const std::uint8_t *const origin = image.Bytes() + (isContinuous ? 0 : y * image->linePitch);
-                        return orv::SampleAt({origin, origin, 0}, layout.packing, layout.bits,
-                                             k + (isContinuous ? y * perLine : 0));
-                    };
-                    ASSERT_EQ(sampleOf(source, fromContinuous), sampleOf(destination, toContinuous))
-                        << name << ' ' << kinds << ' ' << k << ',' << y;
+        for (const std::uint32_t width : {1U, 2U, 7U, 8U, 61U, 1501U}) {
+            for (int kinds = 0; kinds < 4; ++kinds) {
+                const auto layoutOf = [&](int bit) {
+                    return (kinds & bit) != 0 ? ORV_LINES_CONTINUOUS : ORV_LINES_PITCHED;
+                };
+                TestImage source(TypeNamed(name), width, 5, 3, layoutOf(1));
+                TestImage destination(TypeNamed(name), width, 5, 1, layoutOf(2));
+                source.FillRandom(random);
+                destination.FillRandom(random);
+                const std::vector<std::uint8_t> around = Surroundings(destination);
+                ASSERT_EQ(OrvCopyImage(destination.get(), source.get()), ORV_IMAGE_OK) << name;
+                ASSERT_EQ(SamplesOf(destination), SamplesOf(source)) << name << ' ' << width << ' ' << kinds;
+                const bool sharesBytes = kinds != 0 && width * orv::BitsPerPixel(source->pixelType) % 8 != 0;
+                if (sharesBytes) {
+                    ASSERT_EQ(Surroundings(destination), around) << name << ' ' << width << ' ' << kinds;
                 }
             }
         }
