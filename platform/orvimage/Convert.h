@@ -40,9 +40,9 @@ bool IsDisplayable(std::uint32_t pixelType);
 ///   Noise and steps are smoothed about as a bilinear reduction does; patterns finer than the window's pixels may show
 ///   moire, which only the mean of all pixels would avoid, at ten times the time.
 /// - Bayer mosaics are demosaiced bilinearly where the window shows them; below 50 % a window pixel takes red, green
-/// and
-///   blue from the one colour filter cell at its centre, from 25 % down from four cells at the quarter points.
-/// A window pixel shows the image when all that it is made of lies inside, else the background.
+///   and blue from the one colour filter cell at its centre, from 25 % down from four cells at the quarter points.
+/// A window pixel shows the image when all that it is made of lies inside, else the background. Only where the image is
+/// too flat for that, as the few lines of a line-scan camera are when fitted, it still takes one window pixel.
 ///
 /// \param colours  false colours for mono images, null or empty for none; other images ignore them.
 /// \return 0; ORV_IMAGE_ERR_INVALID_ARGUMENT, ORV_IMAGE_ERR_UNKNOWN_FORMAT, ORV_IMAGE_ERR_NOT_CONVERTIBLE or

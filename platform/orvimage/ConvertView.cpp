@@ -194,7 +194,8 @@ std::unique_ptr<LinePainter> PainterFor(const PixelSource &source, const ViewPla
 {
     if (plan.ByCells())
         return std::make_unique<ShrunkBayer>(source, plan.x);
-    if (source.layout.family == PixelFamily::Mono && colours.empty() && view.scale <= 0.5)
+    const bool hasTwoColumns = source.width >= 2; // else units repeat, which adding columns cannot do
+    if (source.layout.family == PixelFamily::Mono && colours.empty() && view.scale <= 0.5 && hasTwoColumns)
         return std::make_unique<ShrunkMono>(source, plan);
     return std::make_unique<PickedPixels>(source, plan, std::move(colours));
 }

@@ -11,10 +11,11 @@ Sampling SamplingFor(const PixelSource &source, double scale)
 {
     if (scale >= 1)
         return Sampling::Nearest;
+    // Narrow images lack the columns for two cells or two pairs of their own.
     const bool hasCells = source.layout.family == PixelFamily::Bayer && source.width >= 2 && source.height >= 2;
     if (hasCells && scale < 0.5)
-        return scale > 0.25 ? Sampling::OneCell : Sampling::FourCells;
-    return hasCells || scale > 0.25 ? Sampling::FourPixels : Sampling::TwoPairs;
+        return scale > 0.25 || source.width < 4 ? Sampling::OneCell : Sampling::FourCells;
+    return hasCells || scale > 0.25 || source.width < 3 ? Sampling::FourPixels : Sampling::TwoPairs;
 }
 
 struct Axis {
@@ -26,11 +27,39 @@ struct Axis {
     double lead;  ///< units from a unit's first pixel to the point that it stands for
 };
 
+constexpr double kCentre[] = {0.5};
+constexpr double kQuarters[] = {0.25, 0.75};
+
+const double *PointsOf(int taps)
+{
+    return taps == 1 ? kCentre : kQuarters;
+}
+
+/// For an image so flat that no window pixel has all its points inside: the pixel over its middle shows it, with the
+/// units nearest to the points. They differ when there are as many.
+AxisPlan PlanFlatAxis(const Axis &axis, int taps)
+{
+    AxisPlan plan;
+    plan.taps = taps;
+    const double pixelsPerUnit = axis.scale * axis.unitSize;
+    const double pixel = std::floor(axis.offset + (axis.lead + axis.units / 2.0) * pixelsPerUnit);
+    if (axis.units < 1 || pixel < 0 || pixel >= axis.windowSize)
+        return plan;
+    plan.begin = static_cast<int>(pixel);
+    plan.end = plan.begin + 1;
+    int least = 0;
+    for (int tap = 0; tap < taps; ++tap) {
+        const int most = std::max(least, axis.units - taps + tap);
+        const double position = std::floor((pixel + PointsOf(taps)[tap] - axis.offset) / pixelsPerUnit - axis.lead);
+        plan.units.push_back(static_cast<int>(std::clamp<double>(position, least, most)));
+        least = std::min(plan.units.back() + 1, axis.units - 1);
+    }
+    return plan;
+}
+
 AxisPlan PlanAxis(const Axis &axis, int taps)
 {
-    constexpr double kCentre[] = {0.5};
-    constexpr double kQuarters[] = {0.25, 0.75};
-    const double *const points = taps == 1 ? kCentre : kQuarters;
+    const double *const points = PointsOf(taps);
     const double pixelsPerUnit = axis.scale * axis.unitSize;
     // Where taps are further apart than a unit, rounding must not bring two of them to the same one.
     const bool mustAdvance = pixelsPerUnit * taps <= 1;
@@ -60,7 +89,7 @@ AxisPlan PlanAxis(const Axis &axis, int taps)
             break; // beyond the image's end
         }
     }
-    return plan;
+    return plan.units.empty() ? PlanFlatAxis(axis, taps) : plan;
 }
 
 } // namespace

@@ -39,7 +39,10 @@ struct ViewPlan {
     bool IsEmpty() const { return x.units.empty() || y.units.empty(); }
 };
 
-/// Up to 50 % (cells: always) no unit appears twice in a direction.
+/// Up to 50 % (cells: always) no unit appears twice in a direction, unless the direction has fewer units than taps.
+/// Across, that is an image of one column only.
+///
+/// An image of which less than a window pixel is seen in a direction takes one there: it is not lost.
 ViewPlan PlanView(const PixelSource &source, const ViewTransform &view, const ViewTarget &target);
 
 /// True when a transform and a target can be worked with.

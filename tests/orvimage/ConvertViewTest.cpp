@@ -2,6 +2,7 @@
 
 #include "orvimage/Convert.h"
 
+#include <cmath>
 #include <hwy/targets.h>
 
 using orvtest::TestImage;
@@ -225,6 +226,70 @@ TEST(ConvertView, EqualsThePlainVersionForAllFormatsAndGeometries)
         }
     }
     hwy::SetSupportedTargetsForTest(0);
+}
+
+TEST(ConvertView, FlatAndNarrowImagesAreSeen)
+{
+    // As fitted into the window: the scale of the long side, the image in the middle of the short one.
+    constexpr int kWidth = 128;
+    constexpr int kHeight = 72;
+    for (const char *format : {"Mono8", "Mono12", "Mono12p", "BayerRG8", "RGB8", "YCbCr422_8", "YUV444_8"}) {
+        for (const int across : {1, 2, 3, 4, 5}) {
+            for (const int along : {72, 90, 129, 200, 300, 700, 820, 8192}) {
+                for (const bool isHigh : {false, true}) {
+                    const int width = isHigh ? across : along;
+                    const int height = isHigh ? along : across;
+                    const double scale =
+                        std::min(static_cast<double>(kWidth) / width, static_cast<double>(kHeight) / height);
+                    const auto offset = [&](int window, int image) {
+                        return static_cast<int>(std::floor((window - image * scale) / 2 + 0.5));
+                    };
+                    const orv::ViewTransform view{scale, offset(kWidth, width), offset(kHeight, height)};
+                    TestImage image(TypeNamed(format), static_cast<std::uint32_t>(width),
+                                    static_cast<std::uint32_t>(height));
+                    std::mt19937 random(5);
+                    image.FillRandom(random);
+                    for (const orv::LevelColours &colours : {orv::LevelColours(), orv::LevelColours{1, 2, 3}}) {
+                        Window fast(kWidth, kHeight);
+                        Window plain(kWidth, kHeight);
+                        ASSERT_EQ(orv::ConvertView(image.get(), view, fast.Target(), &colours), ORV_IMAGE_OK);
+                        ASSERT_EQ(orv::plain::ConvertView(image.get(), view, plain.Target(), &colours), ORV_IMAGE_OK);
+                        ASSERT_EQ(fast.pixels, plain.pixels) << format << ' ' << width << 'x' << height;
+                        const auto shown =
+                            fast.pixels.size() -
+                            static_cast<std::size_t>(std::count(fast.pixels.begin(), fast.pixels.end(), kBackground));
+                        EXPECT_GT(shown, isHigh ? kHeight / 2U : kWidth / 2U)
+                            << format << ' ' << width << 'x' << height;
+                    }
+                }
+            }
+        }
+    }
+}
+
+TEST(ConvertView, FlatImagesByHand)
+{
+    const struct {
+        const char *rule;
+        double scale;
+        int offsetY;
+        int shownLine; ///< -1: none
+    } kCases[] = {
+        {"a line thinner than a window pixel", 0.25, 3, 3},
+        {"the first window line", 0.25, 0, 0},
+        {"the last window line", 0.25, 7, 7},
+        {"above the window", 0.25, -1, -1},
+        {"below the window", 0.25, 8, -1},
+    };
+    for (const auto &row : kCases) {
+        TestImage image(orv::kMono8, 16, 1);
+        for (int x = 0; x < 16; ++x)
+            image.Bytes()[x] = static_cast<std::uint8_t>(10 * x);
+        Window window(4, 8);
+        ASSERT_EQ(orv::ConvertView(image.get(), {row.scale, 0, row.offsetY}, window.Target()), ORV_IMAGE_OK);
+        for (int y = 0; y < 8; ++y)
+            EXPECT_EQ(window.At(1, y), y == row.shownLine ? Grey(55) : kBackground) << row.rule << ' ' << y;
+    }
 }
 
 TEST(ConvertView, FalseColoursByLevel)
