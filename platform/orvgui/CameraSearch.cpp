@@ -5,6 +5,8 @@
 #include <QCoreApplication>
 #include <QEvent>
 
+#include <system_error>
+
 namespace OrvGui {
 namespace {
 
@@ -94,7 +96,7 @@ CameraSearch::CameraSearch(OrvCam::System *system, QObject *parent) : QObject(pa
 
 CameraSearch::~CameraSearch()
 {
-    if (!IsRunning())
+    if (!m_thread.joinable())
         return;
     auto finisher = std::make_unique<Finisher>();
     if (m_mailbox->Redirect(finisher.get()))
@@ -107,21 +109,30 @@ void CameraSearch::Start()
 {
     if (IsRunning())
         return;
+    m_running = true;
     m_mailbox = std::make_shared<Mailbox>(this);
-    m_thread = std::thread([system = m_system, mailbox = m_mailbox] {
-        SearchResult result;
-        try {
-            result = Search(system);
-        } catch (...) {
-            // No exception leaves the thread; an empty result says that nothing could be searched.
-        }
-        mailbox->Send(std::move(result));
-    });
+    try {
+        m_thread = std::thread([system = m_system, mailbox = m_mailbox] {
+            SearchResult result;
+            try {
+                result = Search(system);
+            } catch (...) {
+                // No exception leaves the thread; an empty result says that nothing could be searched.
+            }
+            mailbox->Send(std::move(result));
+        });
+    } catch (const std::system_error &) {
+        SearchResult none;
+        none.failed = true;
+        m_mailbox->Send(std::move(none));
+    }
 }
 
 void CameraSearch::customEvent(QEvent *event)
 {
-    m_thread.join(); // sending was its last act
+    if (m_thread.joinable())
+        m_thread.join(); // sending was its last act
+    m_running = false;
     emit signalFinished(static_cast<ResultEvent *>(event)->m_result);
 }
 

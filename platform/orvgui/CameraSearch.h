@@ -18,6 +18,7 @@ struct FoundInterface {
 /// What one search found; a copy of everything.
 struct SearchResult {
     bool searchable = false; ///< false: there is no producer to search with
+    bool failed = false;     ///< the system had no thread for the search: nothing is known
     std::vector<FoundInterface> interfaces;
 };
 
@@ -34,9 +35,10 @@ public:
     explicit CameraSearch(OrvCam::System *system, QObject *parent = nullptr);
     ~CameraSearch() override;
 
-    /// Does nothing while a search is running.
+    /// Does nothing while a search is running. Without a thread to be had, a failed result is sent.
     void Start();
-    bool IsRunning() const { return m_thread.joinable(); }
+    /// Until signalFinished.
+    bool IsRunning() const { return m_running; }
 
 signals:
     void signalFinished(const OrvGui::SearchResult &result);
@@ -49,7 +51,8 @@ private:
 
     OrvCam::System *const m_system;
     std::shared_ptr<Mailbox> m_mailbox; ///< of the last search, shared with its thread
-    std::thread m_thread;               ///< joinable while a search is running
+    std::thread m_thread;
+    bool m_running = false;
 };
 
 } // namespace OrvGui

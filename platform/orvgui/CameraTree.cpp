@@ -5,6 +5,7 @@
 #include <QHeaderView>
 #include <QSignalBlocker>
 #include <QStyledItemDelegate>
+#include <QTextDocument>
 
 #include <algorithm>
 #include <tuple>
@@ -16,6 +17,13 @@ enum Column { kModel, kSerial, kUserName, kAddress, kState, kColumnCount };
 enum ItemType { kInterfaceType = QTreeWidgetItem::UserType, kCameraType };
 
 constexpr int kWidestColumnPx = 280;
+
+/// Tool tips take text for markup by its looks, and this text comes from cameras and producers.
+QString PlainToolTip(const QString &text)
+{
+    return text.isEmpty() ? text : Qt::convertFromPlainText(text, Qt::WhiteSpaceNormal);
+}
+
 constexpr int kColumnGapPx = 12;
 
 auto SortKey(const OrvCam::DeviceDescription &camera)
@@ -53,7 +61,7 @@ public:
         setText(kState, StateText(camera));
         const QBrush muted = MutedText(treeWidget()->palette());
         for (int column = 0; column < kColumnCount; ++column) {
-            setToolTip(column, StateAdvice(camera));
+            setToolTip(column, PlainToolTip(StateAdvice(camera)));
             setForeground(column, IsUsable(camera) ? QBrush() : muted);
         }
     }
@@ -69,7 +77,7 @@ public:
         : QTreeWidgetItem(tree, kInterfaceType), m_interface(interface)
     {
         setText(0, InterfaceText(interface));
-        setToolTip(0, QString::fromStdString(interface.producer));
+        setToolTip(0, PlainToolTip(QString::fromStdString(interface.producer)));
         setFlags(Qt::ItemIsEnabled);
         QFont bold = tree->font();
         bold.setBold(true);

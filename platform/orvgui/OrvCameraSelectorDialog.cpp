@@ -130,12 +130,16 @@ private:
     {
         m_hasResult = true;
         ShowSearching(false);
-        m_tree->Show(result, m_exactSearches == 1 ? 0 : kToleratedMisses);
+        if (!result.failed) // which says nothing about the cameras
+            m_tree->Show(result, m_exactSearches == 1 ? 0 : kToleratedMisses);
         Preselect();
         ShowSelection();
         ShowInterfaces(result);
         if (m_tree->topLevelItemCount() > 0)
             m_message->hide();
+        else if (result.failed)
+            ShowMessage(tr("Cameras cannot be searched."),
+                        tr("The system has no resources left for a search. Close other programs, then press Refresh."));
         else if (!result.searchable)
             ShowNoProducer();
         else
@@ -236,6 +240,7 @@ void OrvCameraSelectorDialog::Private::Build()
 
     m_advice = new QLabel;
     m_advice->setObjectName(QStringLiteral("advice"));
+    m_advice->setTextFormat(Qt::PlainText); // what a camera says of itself is not markup
     m_advice->setWordWrap(true);
     m_advice->setMinimumHeight(2 * m_advice->fontMetrics().lineSpacing()); // the list does not jump with the text
     m_interfaces = new QLabel;

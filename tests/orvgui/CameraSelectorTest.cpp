@@ -9,17 +9,20 @@
 #include <QPushButton>
 #include <QScrollBar>
 #include <QSettings>
+#include <QTextDocument>
 #include <QTimer>
 #include <QTreeWidget>
 #include <QtTest>
 
 #include <optional>
+#include <pthread.h>
 
 using OrvCam::DeviceState;
 
 namespace {
 
 constexpr int kMaxLatencyMs = 100;
+constexpr int kSearchPauseMs = 3000;
 
 /// A dialog over a scripted system, seen through its widgets.
 class CameraSelector : public testing::Test {
@@ -359,6 +362,105 @@ TEST_F(CameraSelector, ClosingDuringASearchDoesNotWaitForIt)
     ASSERT_TRUE(WaitFor([this] { return m_system.InUse() == 0 && IsIdle(); }));
     EXPECT_EQ(Serials(), (Strings{"1"}));
     EXPECT_TRUE(WaitFor([&] { return qApp->children().size() == owned; })) << "the thread's owner stays";
+}
+
+TEST_F(CameraSelector, ARefreshDuringASearchIsFollowedByOneMoreAtOnce)
+{
+    m_system.Find({Camera("1"), Camera("2")});
+    Open();
+    m_system.Find({Camera("2")});
+    m_system.Hold();
+    QTest::keyClick(&*m_dialog, Qt::Key_F5);
+    ASSERT_TRUE(WaitFor([this] { return m_system.InUse() == 1; }));
+    Find<QPushButton>("refresh")->click();
+    QTest::keyClick(&*m_dialog, Qt::Key_F5);
+    QElapsedTimer elapsed;
+    elapsed.start();
+    m_system.LetGo();
+    ASSERT_TRUE(WaitFor([this] { return m_system.Searches() == 3 && IsIdle(); }));
+    EXPECT_LT(elapsed.elapsed(), kSearchPauseMs) << "did not wait for its turn";
+    EXPECT_EQ(Serials(), (Strings{"2"})) << "the list is exact";
+    ASSERT_TRUE(WaitFor([this] { return m_system.Searches() == 4; }, 2 * kSearchPauseMs));
+    EXPECT_GE(elapsed.elapsed(), kSearchPauseMs / 2) << "and only one more";
+}
+
+TEST_F(CameraSelector, WhatCamerasSayIsNotMarkup)
+{
+    const std::string hostile = "<img src=\"/dev/zero\"> A&B &lt;i&gt; <b>x</b>";
+    auto camera = Camera("<u>1</u>");
+    camera.vendor = camera.model = camera.userName = camera.address = hostile;
+    camera.interface.text = hostile;
+    auto second = Camera("2", DeviceState::Unreachable);
+    second.interface.text = hostile;
+    OrvCam::InterfaceDescription interface {
+        OrvCam::ORV_INTERFACE_GEV, "gev", hostile, hostile
+    };
+    m_system.FindOn({{interface, {camera, second}}});
+    Open();
+    const auto asShown = [](const QString &text) {
+        QTextDocument document;
+        if (Qt::mightBeRichText(text)) // as labels and tool tips decide
+            document.setHtml(text);
+        else
+            document.setPlainText(text);
+        return document.toPlainText().toStdString();
+    };
+    for (const char *serial : {"<u>1</u>", "2"}) {
+        Click(serial);
+        const auto *advice = Find<QLabel>("advice");
+        EXPECT_EQ(advice->textFormat(), Qt::PlainText);
+        EXPECT_THAT(advice->text().toStdString(), HasSubstr(hostile));
+        EXPECT_EQ(asShown(Row(serial)->toolTip(0)), advice->text().toStdString());
+    }
+    EXPECT_EQ(asShown(Tree()->topLevelItem(0)->toolTip(0)), hostile);
+    EXPECT_EQ(Tree()->topLevelItem(0)->text(0).toStdString(), hostile);
+    std::string searched = asShown(Find<QLabel>("searched")->text());
+    EXPECT_THAT(QString::fromStdString(searched).replace(QChar::Nbsp, ' ').toStdString(), HasSubstr(hostile));
+}
+
+/// Makes every new thread fail: its stack is larger than the address space.
+class NoThreads {
+public:
+    NoThreads()
+    {
+        pthread_getattr_default_np(&m_before);
+        pthread_attr_t huge;
+        pthread_getattr_default_np(&huge);
+        pthread_attr_setstacksize(&huge, std::size_t{1} << 47);
+        pthread_setattr_default_np(&huge);
+        pthread_attr_destroy(&huge);
+    }
+    ~NoThreads()
+    {
+        pthread_setattr_default_np(&m_before);
+        pthread_attr_destroy(&m_before);
+    }
+    NoThreads(const NoThreads &) = delete;
+    NoThreads &operator=(const NoThreads &) = delete;
+
+private:
+    pthread_attr_t m_before;
+};
+
+TEST_F(CameraSelector, ASystemWithoutThreadsIsToldAndSurvived)
+{
+    m_system.Find({Camera("1")});
+    {
+        const NoThreads exhausted;
+        Open();
+        EXPECT_THAT(Message(), HasSubstr("The system has no resources left"));
+        EXPECT_EQ(m_system.Searches(), 0);
+    }
+    Refresh();
+    EXPECT_EQ(Message(), "");
+    EXPECT_EQ(Serials(), (Strings{"1"}));
+
+    const NoThreads exhausted;
+    for (int search = 0; search < 3; ++search) {
+        QTest::keyClick(&*m_dialog, Qt::Key_F5);
+        ASSERT_TRUE(WaitFor([this] { return IsIdle(); }));
+    }
+    EXPECT_EQ(Serials(), (Strings{"1"})) << "a search that was not made takes no camera away";
 }
 
 TEST_F(CameraSelector, RemembersItsSize)
