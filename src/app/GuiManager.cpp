@@ -16,6 +16,7 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QTextDocument>
 #include <QTimer>
 
 #include <memory>
@@ -74,7 +75,8 @@ void GuiManager::DisplayError(const QString &message, unsigned int code, const Q
         text += QStringLiteral("\nError code: 0x{%1}").arg(code, 0, 16);
     QMessageBox box(QMessageBox::Critical, QApplication::applicationName(), text, QMessageBox::Ok, m_mainWindow);
     box.setTextFormat(Qt::PlainText); // camera names and paths are not markup
-    box.setInformativeText(details);
+    if (!details.isEmpty())           // no text format reaches the label of these
+        box.setInformativeText(Qt::convertFromPlainText(details, Qt::WhiteSpaceNormal));
     box.exec();
 }
 

@@ -24,6 +24,7 @@
 #include <QSignalSpy>
 #include <QStatusBar>
 #include <QTemporaryDir>
+#include <QTextDocument>
 #include <QTimer>
 #include <QToolBar>
 
@@ -50,7 +51,7 @@ private:
         QWidget *modal = QApplication::activeModalWidget();
         if (auto *box = qobject_cast<QMessageBox *>(modal)) {
             texts << box->text();
-            details << box->informativeText();
+            details << AsShown(box->informativeText());
             box->accept();
         } else if (auto *selector = qobject_cast<OrvGui::OrvCameraSelectorDialog *>(modal)) {
             if (!acceptSelector)
@@ -65,6 +66,16 @@ private:
                 static_cast<QDialog *>(files)->accept();
             }
         }
+    }
+    /// What a label that judges text by its looks makes of it.
+    static QString AsShown(const QString &text)
+    {
+        QTextDocument document;
+        if (Qt::mightBeRichText(text))
+            document.setHtml(text);
+        else
+            document.setPlainText(text);
+        return document.toPlainText();
     }
     /// Presses the default button as soon as the dialog lets one.
     static void ConfirmSelection(QDialog *dialog)
@@ -245,6 +256,9 @@ TEST_F(GuiManagerTest, FailuresAreShown)
              system.lastError = "The camera is in use by another program.";
          },
          "Camera cannot be instantinated", "The camera is in use by another program."},
+        {"a camera's own words are not markup",
+         [&] { system.lastError = "Camera <img src=\"/dev/zero\"> & <b>Co</b>"; }, "Camera cannot be instantinated",
+         "Camera <img src=\"/dev/zero\"> & <b>Co</b>"},
         {"a camera without description",
          [&] {
              refuseToOpen = false;
