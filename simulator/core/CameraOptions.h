@@ -26,6 +26,7 @@ struct CameraOptions {
     TimingFamily family = TimingFamily::PixelClock;
     /// True: the timing feature is "Frame_PixelClock"/"Frame_LineTime", false: "PixelClock"/"LineTime".
     bool hasFramePrefix = true;
+    std::int64_t maxPixelClockMHz = 400;
     /// Mbit/s that the link carries; what the sensor delivers beyond that is lost. 0: no limit.
     std::int64_t linkMbps = 0;
     std::uint64_t seed = 1;

@@ -1,0 +1,85 @@
+#include "simulator/app/Options.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+#include <memory>
+#include <vector>
+
+namespace {
+
+using namespace orvsim;
+
+/// Fills `set` with the signals that end the program, blocked in every thread.
+void BlockEndSignals(sigset_t &set)
+{
+    sigemptyset(&set);
+    sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGTERM);
+    sigaddset(&set, SIGHUP);
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+}
+
+void PrintCounts(const GigeCamera &camera, const std::string &serial, StreamCounts &last)
+{
+    const StreamCounts now = camera.Counts();
+    std::printf("%s: %llu frames, %.1f MB, %llu packets sent again, %llu refused, %llu lost on the link, %llu errors\n",
+                serial.c_str(), static_cast<unsigned long long>(now.frames - last.frames),
+                static_cast<double>(now.bytes - last.bytes) / 1e6,
+                static_cast<unsigned long long>(now.resentPackets - last.resentPackets),
+                static_cast<unsigned long long>(now.refusedPackets - last.refusedPackets),
+                static_cast<unsigned long long>(now.lostOnLink - last.lostOnLink),
+                static_cast<unsigned long long>(now.sendErrors - last.sendErrors));
+    std::fflush(stdout);
+    last = now;
+}
+
+int Run(const ProgramOptions &options)
+{
+    sigset_t endSignals;
+    BlockEndSignals(endSignals);
+    std::vector<std::unique_ptr<GigeCamera>> cameras;
+    for (const CameraBlock &block : options.cameras) {
+        cameras.push_back(std::make_unique<GigeCamera>(block.camera, block.gige));
+        const std::string problem = cameras.back()->Open();
+        if (!problem.empty()) {
+            std::fprintf(stderr, "orvsim: %s: %s\n", block.camera.serial.c_str(), problem.c_str());
+            return 1;
+        }
+        std::printf("%s %s at %s\n", block.camera.model.c_str(), block.camera.serial.c_str(),
+                    AddressText(cameras.back()->Address()).c_str());
+        std::fflush(stdout);
+    }
+    std::vector<StreamCounts> counts(cameras.size());
+    const timespec period{options.statisticsSeconds > 0 ? options.statisticsSeconds : 3600, 0};
+    while (sigtimedwait(&endSignals, nullptr, &period) < 0) {
+        if (errno != EAGAIN || options.statisticsSeconds == 0)
+            continue;
+        for (std::size_t i = 0; i < cameras.size(); ++i)
+            PrintCounts(*cameras[i], options.cameras[i].camera.serial, counts[i]);
+    }
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    std::string problem;
+    const std::optional<ProgramOptions> options = ParseOptions({argv + 1, argv + argc}, problem);
+    if (!options.has_value()) {
+        std::fprintf(stderr, "orvsim: %s\n", problem.c_str());
+        return 2;
+    }
+    if (options->task == Task::ShowHelp) {
+        std::fputs(HelpText().c_str(), stdout);
+        return 0;
+    }
+    if (options->task == Task::ShowXml) {
+        GigeCamera camera(options->cameras.front().camera, options->cameras.front().gige);
+        std::fputs(camera.Core().DescriptionXml().c_str(), stdout);
+        return 0;
+    }
+    return Run(*options);
+}

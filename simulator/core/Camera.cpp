@@ -1,0 +1,286 @@
+#include "simulator/core/Camera.h"
+
+#include "base/Bytes.h"
+#include "simulator/core/CameraModel.h"
+#include "simulator/core/ChunkTable.h"
+#include "simulator/core/Description.h"
+
+#include "orvimage/PixelFormats.h"
+
+#include <algorithm>
+
+namespace orvsim {
+
+namespace {
+
+/// Where the features' own registers begin; below lie the standard registers of transports.
+constexpr std::uint32_t kFirstRegister = 0x10000;
+
+DeviceEvent MakeEvent(const CameraModel::Pending &pending)
+{
+    orv::ByteWriter data;
+    data.U64(pending.frameNumber);
+    return {EventIdOf(pending.kind), pending.timestampNs, pending.frameNumber, data.Take()};
+}
+
+} // namespace
+
+struct Camera::Parts {
+    explicit Parts(const CameraOptions &options)
+        : model(options), store(options.sensor, options.seed, options.frameMemory)
+    {
+    }
+
+    orv::Mutex mutex;
+    orv::ConditionVariable changed; // settings, acquisition, or the end
+    CameraModel model GUARDED_BY(mutex);
+    FrameStore store; // taken from by the stream thread only
+    std::string description;
+    std::function<void(const DeviceEvent &)> sink GUARDED_BY(mutex);
+    std::function<void()> resetHandler GUARDED_BY(mutex);
+    bool isClosed GUARDED_BY(mutex) = false;
+
+    /// Carries out `action` under the mutex, then tells what came of it without.
+    template <class Action> auto Do(Action action) EXCLUDES(mutex);
+    /// Settings as they are after switching on: the options' own.
+    std::string ApplyOptions() REQUIRES(mutex);
+};
+
+template <class Action> auto Camera::Parts::Do(Action action)
+{
+    orv::MutexLock lock(mutex);
+    auto result = action();
+    std::vector<CameraModel::Pending> events;
+    events.swap(model.pendingEvents);
+    const bool isReset = model.isResetRequested;
+    model.isResetRequested = false;
+    if (isReset)
+        model.ResetState();
+    const auto toSink = sink;
+    const auto toHandler = resetHandler;
+    lock.Unlock();
+    changed.NotifyAll();
+    for (const CameraModel::Pending &event : events) {
+        if (toSink)
+            toSink(MakeEvent(event));
+    }
+    if (isReset && toHandler)
+        toHandler();
+    return result;
+}
+
+std::string Camera::Parts::ApplyOptions()
+{
+    std::string problems;
+    const auto apply = [&](const std::string &name, const std::string &text) {
+        std::string problem;
+        if (model.features.SetText(name, text, problem) != Outcome::Ok)
+            problems += (problems.empty() ? "" : "; ") + problem;
+    };
+    if (!model.options.pixelFormat.empty())
+        apply("PixelFormat", model.options.pixelFormat);
+    for (const auto &[name, text] : model.options.features)
+        apply(name, text);
+    return problems;
+}
+
+Camera::Camera(const CameraOptions &options) : m_parts(std::make_unique<Parts>(options)) {}
+
+Camera::~Camera()
+{
+    Close();
+}
+
+FeatureTable &Camera::Features()
+{
+    orv::MutexLock lock(m_parts->mutex);
+    return m_parts->model.features;
+}
+
+RegisterSpace &Camera::Registers()
+{
+    orv::MutexLock lock(m_parts->mutex);
+    return m_parts->model.registers;
+}
+
+std::string Camera::Finish()
+{
+    Parts &parts = *m_parts;
+    return parts.Do([&]() REQUIRES(parts.mutex) {
+        CameraModel &model = parts.model;
+        model.features.PlaceRegisters(model.registers, kFirstRegister);
+        DescriptionHead head;
+        head.vendor = model.options.vendor;
+        head.model = model.options.model;
+        head.toolTip = "Software camera";
+        parts.description = MakeDescription(model.features, head);
+        const std::string problems = parts.ApplyOptions();
+        model.AdoptAsDefault();
+        return problems;
+    });
+}
+
+const CameraOptions &Camera::Options() const
+{
+    orv::MutexLock lock(m_parts->mutex);
+    return m_parts->model.options; // constant from construction on
+}
+
+const std::string &Camera::DescriptionXml() const
+{
+    return m_parts->description;
+}
+
+WriteResult Camera::Write(std::uint32_t address, std::uint32_t size, const std::uint8_t *bytes)
+{
+    Parts &parts = *m_parts;
+    return parts.Do([&]() REQUIRES(parts.mutex) {
+        parts.model.busyMs = 0;
+        const Outcome outcome = parts.model.registers.Write(address, size, bytes);
+        return WriteResult{outcome, parts.model.busyMs};
+    });
+}
+
+Outcome Camera::Read(std::uint32_t address, std::uint32_t size, std::uint8_t *bytes)
+{
+    orv::MutexLock lock(m_parts->mutex);
+    return m_parts->model.registers.Read(address, size, bytes);
+}
+
+std::string Camera::GetFeature(const std::string &name)
+{
+    orv::MutexLock lock(m_parts->mutex);
+    return m_parts->model.features.GetText(name);
+}
+
+Outcome Camera::SetFeature(const std::string &name, const std::string &text, std::string &problem)
+{
+    Parts &parts = *m_parts;
+    return parts.Do([&]() REQUIRES(parts.mutex) { return parts.model.features.SetText(name, text, problem); });
+}
+
+std::uint64_t Camera::Now() const
+{
+    orv::MutexLock lock(m_parts->mutex);
+    return m_parts->model.clock.Now();
+}
+
+void Camera::ResetClock()
+{
+    orv::MutexLock lock(m_parts->mutex);
+    m_parts->model.clock.Reset();
+}
+
+Faults Camera::CurrentFaults() const
+{
+    orv::MutexLock lock(m_parts->mutex);
+    return m_parts->model.faults;
+}
+
+std::size_t Camera::PayloadSize()
+{
+    orv::MutexLock lock(m_parts->mutex);
+    return m_parts->model.PayloadBytes();
+}
+
+void Camera::SetWireBytes(std::function<std::uint64_t(std::size_t)> wireBytes)
+{
+    orv::MutexLock lock(m_parts->mutex);
+    m_parts->model.wireBytes = std::move(wireBytes);
+}
+
+void Camera::SetEventSink(std::function<void(const DeviceEvent &)> sink)
+{
+    orv::MutexLock lock(m_parts->mutex);
+    m_parts->sink = std::move(sink);
+}
+
+void Camera::SetResetHandler(std::function<void()> handler)
+{
+    orv::MutexLock lock(m_parts->mutex);
+    m_parts->resetHandler = std::move(handler);
+}
+
+void Camera::StopAcquisition()
+{
+    Parts &parts = *m_parts;
+    parts.Do([&]() REQUIRES(parts.mutex) {
+        parts.model.EndAcquisition();
+        parts.model.isLocked = false;
+        return true;
+    });
+}
+
+bool Camera::IsAcquiring() const
+{
+    orv::MutexLock lock(m_parts->mutex);
+    return m_parts->model.acquisition.IsRunning();
+}
+
+std::optional<FrameJob> Camera::WaitForFrame(std::int64_t timeoutMs)
+{
+    Parts &parts = *m_parts;
+    return parts.Do([&]() REQUIRES(parts.mutex) -> std::optional<FrameJob> {
+        CameraModel &model = parts.model;
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+        while (!parts.isClosed) {
+            const std::uint64_t now = model.clock.Now();
+            const std::optional<std::uint64_t> due = model.acquisition.NextDue(now, model.Pace());
+            if (due.has_value() && *due <= now) {
+                FrameJob job;
+                job.settings = model.state.frame;
+                job.periodNs = model.Pace().periodNs;
+                job.lossShare = model.LossShareNow();
+                job.withChunks = model.state.hasChunks;
+                const FrameClock::Taken taken = model.TakeFrame(now);
+                job.number = taken.number;
+                job.timestampNs = taken.startNs;
+                return job;
+            }
+            if (std::chrono::steady_clock::now() >= deadline)
+                return std::nullopt;
+            parts.changed.WaitUntil(parts.mutex,
+                                    due.has_value() ? std::min(deadline, model.clock.ToHost(*due)) : deadline);
+        }
+        return std::nullopt;
+    });
+}
+
+std::shared_ptr<Frame> Camera::TakeFrame(const FrameJob &job)
+{
+    std::shared_ptr<Frame> frame = m_parts->store.Take(job.settings, job.number, job.timestampNs);
+    frame->payload.resize(frame->imageBytes);
+    frame->hasChunks = job.withChunks;
+    if (!job.withChunks)
+        return frame;
+    orv::MutexLock lock(m_parts->mutex);
+    const CameraModel &model = m_parts->model;
+    ChunkValues values;
+    values.timestampNs = job.timestampNs;
+    values.frameNumber = job.number;
+    values.counter = model.counters[0];
+    values.pixelFormat = orv::WireFromPixelType(job.settings.pixelType);
+    values.frame = job.settings;
+    AppendChunks(model.state, values, frame->payload);
+    return frame;
+}
+
+void Camera::FrameSent(const FrameJob &job)
+{
+    Parts &parts = *m_parts;
+    parts.Do([&]() REQUIRES(parts.mutex) {
+        parts.model.Happened(EventKind::FrameEnd, parts.model.clock.Now(), job.number);
+        return true;
+    });
+}
+
+void Camera::Close()
+{
+    orv::MutexLock lock(m_parts->mutex);
+    m_parts->isClosed = true;
+    m_parts->model.acquisition.Stop();
+    lock.Unlock();
+    m_parts->changed.NotifyAll();
+}
+
+} // namespace orvsim

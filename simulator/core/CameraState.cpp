@@ -1,0 +1,22 @@
+#include "simulator/core/CameraState.h"
+
+#include "orvimage/PixelFormats.h"
+
+namespace orvsim {
+
+CameraState::CameraState(const CameraOptions &options)
+    : pixelClockMHz(40), lineClocks(2000),
+      throughputLimit((options.linkMbps > 0 ? options.linkMbps : 1000) * 1'000'000 / 8)
+{
+    frame.width = options.sensor.width / 8 * 8;
+    frame.height = options.sensor.height / 2 * 2;
+    const OrvColorModelDescription *row = orv::FindColorModel(options.sensor.isColour ? "BayerRG8" : "Mono8");
+    frame.pixelType = row->pixelType;
+    if (options.frameRate > 0) {
+        isRateEnabled = true;
+        rateHz = options.frameRate;
+    }
+    chunks.fill(true);
+}
+
+} // namespace orvsim
