@@ -75,6 +75,7 @@ bool DisplaySurface::eventFilter(QObject *watched, QEvent *event)
     case QEvent::Wheel:
         return Wheel(*static_cast<QWheelEvent *>(event));
     case QEvent::MouseButtonPress:
+    case QEvent::MouseButtonDblClick: // the second press of two quick ones
         Press(*static_cast<QMouseEvent *>(event));
         return false;
     case QEvent::MouseMove:

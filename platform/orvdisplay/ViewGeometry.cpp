@@ -75,11 +75,9 @@ void ViewGeometry::ApplyStart()
 
 void ViewGeometry::SetFit(Fit fit)
 {
+    if (fit == Fit::Actual)
+        ZoomTo(1, WindowCentre()); // also while the window is hidden: it is then a window of no size
     m_fit = fit;
-    if (fit == Fit::Actual && IsComplete()) {
-        ZoomTo(1, WindowCentre());
-        m_fit = fit;
-    }
     ApplyFit();
 }
 
@@ -91,13 +89,13 @@ void ViewGeometry::SetScale(double scale)
 void ViewGeometry::ZoomIn(ViewPosition around)
 {
     const auto *const next = std::upper_bound(std::begin(kScales), std::end(kScales), m_scale * (1 + kSame));
-    ZoomTo(next == std::end(kScales) ? kMaxScale : *next, around);
+    ZoomTo(next == std::end(kScales) ? std::max(m_scale, kMaxScale) : *next, around);
 }
 
 void ViewGeometry::ZoomOut(ViewPosition around)
 {
     const auto *const above = std::lower_bound(std::begin(kScales), std::end(kScales), m_scale * (1 - kSame));
-    ZoomTo(above == std::begin(kScales) ? kMinScale : *(above - 1), around);
+    ZoomTo(above == std::begin(kScales) ? std::min(m_scale, kMinScale) : *(above - 1), around);
 }
 
 void ViewGeometry::ZoomTo(double scale, ViewPosition around)

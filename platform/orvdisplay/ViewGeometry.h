@@ -48,7 +48,8 @@ public:
     void SetFit(Fit fit);
     /// Around the window's centre; the user's own scale, so the fit ends.
     void SetScale(double scale);
-    /// The next larger or smaller of the fixed scales; the place keeps its image point.
+    /// The next larger or smaller of the fixed scales; the place keeps its image point. Where a fit went beyond the
+    /// last of them the scale stays.
     void ZoomIn(ViewPosition around);
     void ZoomOut(ViewPosition around);
     void Pan(int dx, int dy);

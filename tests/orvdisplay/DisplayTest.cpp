@@ -124,6 +124,14 @@ TEST_F(Display, DraggingPansAndCommandsWork)
     EXPECT_EQ(SeenAt(0, 0), PatternImage::Colour(150 - 20, 150 + 30));
     EXPECT_EQ(Get("display.fit"), 0);
 
+    Mouse(QEvent::MouseButtonPress, 50, 50, Qt::LeftButton);
+    Mouse(QEvent::MouseButtonRelease, 50, 50, Qt::LeftButton);
+    Mouse(QEvent::MouseButtonDblClick, 50, 50, Qt::LeftButton);
+    Mouse(QEvent::MouseMove, 45, 50, Qt::LeftButton);
+    Mouse(QEvent::MouseButtonRelease, 45, 50, Qt::LeftButton);
+    Show(image);
+    EXPECT_EQ(SeenAt(0, 0), PatternImage::Colour(150 - 20 + 5, 150 + 30)) << "a drag after a quick click";
+
     Mouse(QEvent::MouseButtonPress, 50, 50, Qt::RightButton);
     Mouse(QEvent::MouseMove, 60, 45, Qt::RightButton);
     EXPECT_EQ(Run("display.atcenter"), 0U);

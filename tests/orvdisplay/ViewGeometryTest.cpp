@@ -111,6 +111,38 @@ TEST(ViewGeometry, ZoomStepsMeetRoundScalesAndEnd)
     EXPECT_EQ(view.Scale(), 1.0 / 64);
 }
 
+TEST(ViewGeometry, BeyondTheZoomRangeTheStepsStillGoTheirWay)
+{
+    ViewGeometry tiny = MakeView(720, 720, 8, 8, Fit::Window); // 9000 %
+    tiny.ZoomIn({360, 360});
+    EXPECT_EQ(tiny.Scale(), 90);
+    tiny.ZoomOut({360, 360});
+    EXPECT_EQ(tiny.Scale(), 64);
+
+    ViewGeometry huge = MakeView(100, 100, 25600, 25600, Fit::Window);
+    huge.ZoomOut({50, 50});
+    EXPECT_EQ(huge.Scale(), 1.0 / 256);
+    huge.ZoomIn({50, 50});
+    EXPECT_EQ(huge.Scale(), 1.0 / 64);
+}
+
+TEST(ViewGeometry, ActualSizeWhileHidden)
+{
+    ViewGeometry view = MakeView(100, 100, 400, 200, Fit::Window);
+    view.SetWindow(0, 0);
+    view.SetFit(Fit::Actual);
+    view.SetWindow(100, 100);
+    EXPECT_EQ(view.Scale(), 1);
+    EXPECT_EQ(view.CurrentFit(), Fit::Actual);
+    EXPECT_EQ(view.ToImage({50, 50}), (ViewPoint{200, 100})) << "the centre stays";
+
+    view.SetWindow(0, 0);
+    view.SetFit(Fit::Actual);
+    view.SetFit(Fit::Window);
+    view.SetWindow(100, 100);
+    EXPECT_DOUBLE_EQ(view.Scale(), 0.25) << "the last one counts";
+}
+
 TEST(ViewGeometry, ZoomKeepsThePixelUnderTheMouse)
 {
     for (const ViewPoint mouse : {ViewPoint{50, 50}, ViewPoint{3, 90}, ViewPoint{99, 0}}) {
