@@ -1,56 +1,38 @@
 #pragma once
 
 #include "simulator/core/Camera.h"
-#include "simulator/gige/Endpoint.h"
+#include "simulator/gige/FrameSource.h"
+#include "simulator/gige/StreamTypes.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
 
 namespace orvsim {
 
-/// What the stream registers say.
-struct StreamTarget {
-    Endpoint to;                     ///< port 0: the channel is closed
-    std::uint32_t packetSize = 1500; ///< of the whole IP packet
-    bool dontFragment = true;
-    std::uint64_t packetDelayNs = 0; ///< between two packets' starts
-    bool extendedIds = false;
-    bool allIn = false;             ///< a frame that fits one packet goes as one
-    bool resendToRequester = false; ///< sent again to whoever asked, not to the stream's destination
-};
-
-struct ResendRequest {
-    std::uint64_t blockId = 0;
-    std::uint32_t firstPacket = 0;
-    std::uint32_t lastPacket = 0; ///< inclusive; 0xffffffff: to the end of the block
-    bool extendedIds = false;
-};
-
-/// Packets on the wire, faults included; what was held back by a fault is not counted as sent.
-struct StreamCounts {
-    std::uint64_t frames = 0;
-    std::uint64_t packets = 0;
-    std::uint64_t bytes = 0; ///< of UDP payload
-    std::uint64_t resentPackets = 0;
-    std::uint64_t refusedPackets = 0;
-    std::uint64_t lostOnLink = 0; ///< beyond the link's limit
-    std::uint64_t sendErrors = 0;
-};
-
 /// The stream channel of a GigE Vision camera: takes the camera's frames and sends them as GVSP packets.
 ///
-/// A thread of its own waits for frames and sends them, many packets per system call. The last frames are kept so that
-/// packets can be sent again. A new target takes effect with the next frame; a closed one stops at once.
+/// A thread of its own waits for frames and sends them, many packets per system call; another answers requests for
+/// packets from the last frames, which are kept. Without a packet delay a frame's packets go as over a link of 1
+/// Gbit/s, but within half of the frame's period: a host that keeps up loses none, and high frame rates go at full
+/// speed. A new target takes effect with the next frame; a closed one stops at once: what the system has not been given
+/// by then is not sent. Frames that come due while the channel is closed are thrown away unrendered.
 ///
-/// Threads: every function from any thread. Stop() joins; the destructor calls it.
+/// A packet that the link has no room for (FrameJob::lossShare) does not come through by being sent again either.
+///
+/// Threads: Open(), Start() and Stop() from the owner's, the rest from any. Stop() joins; the destructor calls it.
+/// Never calls the camera with a mutex of its own held, so the camera may call it (register functions) with its own.
 class StreamSender {
 public:
+    /// Tells the camera what payloads cost on the wire. The camera outlives the sender.
     /// \param historyFrames  frames that packets can be sent again from
     StreamSender(Camera &camera, int historyFrames);
+    /// Sends another source's frames. \param seed  of the faults
+    StreamSender(std::shared_ptr<FrameSource> source, std::uint64_t seed, int historyFrames);
     ~StreamSender();
 
-    /// Binds the socket to an address of this machine (host byte order) with a free port.
+    /// Binds the socket to an address of this machine (host byte order) with a free port. Before Start().
     /// \return what went wrong; empty on success.
     std::string Open(std::uint32_t address);
     std::uint16_t SourcePort() const;
@@ -63,6 +45,7 @@ public:
     void FireTestPacket();
     /// Packets larger than this are lost, as on a path with that MTU; 0: no limit.
     void SetPathMtu(std::uint32_t bytes);
+    /// Does not wait for the answer. While 256 requests wait, others are dropped.
     void Resend(const ResendRequest &request, const Endpoint &requester);
     /// Block id that the frame of that number had or will have, for events.
     std::uint64_t BlockIdOf(std::uint64_t frameNumber) const;

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "base/Bytes.h"
+#include "simulator/core/FrameStore.h"
+#include "simulator/gige/StreamTypes.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+/// The camera's side of the GigE Vision stream protocol: which packets a frame makes and how they look on the wire.
+/// All fields are big-endian; pixels go as they are. Pure functions.
+namespace orvsim {
+
+namespace gvsp {
+enum class Format : std::uint8_t { Leader = 1, Trailer = 2, Payload = 3, AllIn = 4 };
+
+constexpr std::uint16_t kPayloadImage = 0x0001;
+constexpr std::uint16_t kPayloadChunksFollow = 0x4000;
+
+constexpr std::uint16_t kStatusResent = 0x0100;      ///< of a standard packet; an extended one has kFlagResent
+constexpr std::uint16_t kStatusUnavailable = 0x800c; ///< gone, or never was
+constexpr std::uint16_t kStatusNotYet = 0x8010;
+constexpr std::uint16_t kFlagResent = 0x0001;
+
+constexpr std::size_t kIpAndUdpBytes = 28;
+constexpr std::size_t kStandardHeaderBytes = 8;
+constexpr std::size_t kExtendedHeaderBytes = 20;
+constexpr std::size_t kLeaderBytes = 36;
+constexpr std::size_t kTrailerBytes = 8;
+constexpr std::size_t kChunkTrailerBytes = 16;
+
+constexpr std::uint32_t kSmallestPacketSize = 96; ///< room for every leader
+constexpr std::uint32_t kLargestPacketSize = 65535;
+
+constexpr std::size_t HeaderBytes(bool extendedIds)
+{
+    return extendedIds ? kExtendedHeaderBytes : kStandardHeaderBytes;
+}
+} // namespace gvsp
+
+/// A datagram in two pieces: what was written for it, and pixels that belong to a frame.
+struct Packet {
+    std::array<std::uint8_t, gvsp::kExtendedHeaderBytes + gvsp::kLeaderBytes + gvsp::kChunkTrailerBytes> head;
+    std::size_t headBytes = 0;
+    orv::ByteSpan body;
+
+    std::size_t Size() const { return headBytes + body.size; }
+};
+
+/// A frame and how it is cut into packets. Packet ids run from 0 (leader) to packetCount - 1 (trailer); a frame that
+/// goes all-in is the one packet 0.
+struct Block {
+    std::shared_ptr<const Frame> frame;
+    std::uint64_t id = 0; ///< as on the wire
+    bool extendedIds = false;
+    bool isAllIn = false;
+    std::uint32_t packetSize = 0; ///< of a full IP packet
+    std::uint32_t dataBytes = 0;  ///< of a full payload packet
+    std::uint32_t packetCount = 0;
+};
+Block MakeBlock(std::shared_ptr<const Frame> frame, const StreamTarget &target, std::uint64_t id);
+
+enum class Sending { First, Again };
+/// \param packetId  below packetCount
+Packet MakePacket(const Block &block, std::uint32_t packetId, Sending sending);
+/// Stands for a packet that is asked for and cannot be sent: a header alone.
+Packet MakeRefusal(std::uint16_t status, std::uint64_t blockId, std::uint32_t packetId, bool extendedIds);
+/// A datagram as long as a full packet that belongs to no block: its id is 0.
+std::vector<std::uint8_t> MakeTestPacket(const StreamTarget &target);
+
+/// The id of an acquisition's count-th block, counted from 1: 16 bits without 0, or the count itself.
+std::uint64_t BlockIdOnWire(std::uint64_t count, bool extendedIds);
+
+/// Bytes that the payload takes on an Ethernet wire, from preamble to gap, in all packets of its block.
+std::uint64_t EthernetBytes(std::size_t payloadBytes, std::uint32_t packetSize, bool extendedIds);
+
+} // namespace orvsim

@@ -1,0 +1,157 @@
+#include "simulator/gige/PacketBatch.h"
+
+#include "simulator/gige/SendPace.h"
+#include "simulator/StreamFixture.h"
+
+#include <gtest/gtest.h>
+
+namespace orvsim {
+
+namespace {
+
+constexpr std::uint32_t kLoopback = 0x7f000001;
+
+/// Bodies of these sizes behind heads of 8 bytes, each with its number in front.
+std::vector<Packet> PacketsOf(const std::vector<std::size_t> &bodyBytes, const std::vector<std::uint8_t> &bytes)
+{
+    std::vector<Packet> packets(bodyBytes.size());
+    for (std::size_t i = 0; i < packets.size(); ++i) {
+        packets[i].head.fill(static_cast<std::uint8_t>(i));
+        packets[i].headBytes = 8;
+        packets[i].body = {bytes.data() + i, bodyBytes[i]};
+    }
+    return packets;
+}
+
+std::vector<std::size_t> MixedSizes()
+{
+    std::vector<std::size_t> sizes{36, 1464, 1464, 16, 0, 0, 0, 20, 40, 40, 30, 40, 30000, 30000, 30000, 40000, 40000};
+    sizes.insert(sizes.end(), 130, 1464); // more than one message takes
+    sizes.insert(sizes.end(), 200, 1);
+    sizes.push_back(700);
+    return sizes;
+}
+
+PacketBatch::Sent SendAll(PacketBatch &batch, const std::vector<Packet> &packets, const Endpoint &to)
+{
+    const SendGate gate;
+    batch.SetReceiver(to);
+    for (const Packet &packet : packets)
+        batch.Add(packet);
+    return batch.Flush(gate, gate.TakePass());
+}
+
+} // namespace
+
+TEST(PacketBatch, SegmentedByTheKernelOrNotTheDatagramsAreTheSame)
+{
+    const std::vector<std::uint8_t> bytes = MakeFrame(400, 400)->payload;
+    const std::vector<Packet> packets = PacketsOf(MixedSizes(), bytes);
+    StreamSocket socket;
+    ASSERT_EQ(socket.Open(kLoopback), "");
+    std::vector<Datagram> received[2];
+    for (const auto segmentation : {PacketBatch::Segmentation::WhereKernelHasIt, PacketBatch::Segmentation::Off}) {
+        StreamReceiver receiver;
+        PacketBatch batch(socket, segmentation);
+        const PacketBatch::Sent sent = SendAll(batch, packets, receiver.Where());
+        EXPECT_EQ(sent.packets, packets.size());
+        EXPECT_EQ(sent.errors, 0U);
+        received[static_cast<int>(segmentation)] = receiver.Take(packets.size());
+    }
+    ASSERT_EQ(received[0].size(), packets.size());
+    EXPECT_EQ(received[0], received[1]);
+    std::size_t bodies = 0;
+    for (std::size_t i = 0; i < packets.size(); ++i) {
+        ASSERT_EQ(received[0][i].size(), packets[i].Size()) << i;
+        ASSERT_EQ(received[0][i][0], packets[i].head[0]) << i;
+        bodies += packets[i].body.size;
+    }
+    EXPECT_GT(bodies, 0U);
+}
+
+TEST(PacketBatch, APacketThatTheSystemRefusesDoesNotHoldUpTheOthers)
+{
+    const std::vector<std::uint8_t> bytes(70000);
+    StreamSocket socket;
+    ASSERT_EQ(socket.Open(kLoopback), "");
+    PacketBatch batch(socket);
+    StreamReceiver receiver;
+    const PacketBatch::Sent sent = SendAll(batch, PacketsOf({100, 66000, 66000, 100, 100}, bytes), receiver.Where());
+    EXPECT_EQ(sent.packets, 3U);
+    EXPECT_EQ(sent.errors, 2U);
+    EXPECT_EQ(sent.bytes, 3U * 108);
+    EXPECT_EQ(receiver.Take(std::size_t{3}).size(), 3U);
+}
+
+TEST(PacketBatch, NobodyListeningHurtsNobody)
+{
+    const std::vector<std::uint8_t> bytes(2000);
+    Endpoint gone;
+    {
+        const StreamReceiver receiver;
+        gone = receiver.Where();
+    }
+    StreamSocket socket;
+    ASSERT_EQ(socket.Open(kLoopback), "");
+    PacketBatch batch(socket);
+    for (int i = 0; i < 3; ++i) {
+        const PacketBatch::Sent sent = SendAll(batch, PacketsOf({100, 100, 100}, bytes), gone);
+        EXPECT_EQ(sent.packets + sent.errors, 3U);
+    }
+    StreamReceiver receiver;
+    SendAll(batch, PacketsOf({100, 100, 100}, bytes), receiver.Where());
+    EXPECT_EQ(receiver.Take(std::size_t{3}).size(), 3U);
+}
+
+TEST(PacketBatch, AShutGateKeepsEverythingBack)
+{
+    const std::vector<std::uint8_t> bytes(2000);
+    StreamSocket socket;
+    ASSERT_EQ(socket.Open(kLoopback), "");
+    PacketBatch batch(socket);
+    StreamReceiver receiver;
+    batch.SetReceiver(receiver.Where());
+    SendGate gate;
+    const SendGate::Pass pass = gate.TakePass();
+    batch.Add(PacketsOf({100}, bytes)[0]);
+    gate.Shut();
+    EXPECT_EQ(batch.Flush(gate, pass).packets, 0U);
+    EXPECT_FALSE(gate.WaitUntil(SendClock::now() + std::chrono::hours(1), pass));
+    EXPECT_EQ(SendAll(batch, PacketsOf({50}, bytes), receiver.Where()).packets, 1U);
+    EXPECT_EQ(receiver.Take().value_or(Datagram()).size(), 58U);
+}
+
+TEST(SendPace, FollowsTheDelayOrSpreadsAFrameOverHalfItsPeriodAtMost)
+{
+    struct Row {
+        const char *name;
+        std::uint32_t packetSize;
+        std::uint64_t delayNs;
+        std::uint64_t periodNs;
+        double wholeNs; ///< from the first packet to where the one behind the last would be
+        std::uint32_t groupPackets;
+    };
+    constexpr std::uint64_t kMs = 1'000'000;
+    // A frame of 1024 x 1024 bytes: 717 data packets of 1500, 1.1 MB on the wire; 17 of 65535.
+    const Row rows[] = {
+        {"slow: as over 1 Gbit/s", 1500, 0, 1000 * kMs, 8.82e6, 35},
+        {"half of the period", 1500, 0, 10 * kMs, 5e6, 35},
+        {"fast: at least 0.1 ms at once", 1500, 0, 1 * kMs, 0.5e6, 143},
+        {"too fast to wait", 1500, 0, kMs / 10, 0, kMostGroupPackets},
+        {"no period", 1500, 0, 0, 0, kMostGroupPackets},
+        {"large packets go one by one", 65535, 0, 1000 * kMs, 8.41e6, 1},
+        {"delay: groups of 1 ms", 1500, kMs / 10, 10 * kMs, 719 * 1e5, 10},
+        {"delay beyond 1 ms", 1500, 3 * kMs, 10 * kMs, 719 * 3e6, 1},
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.name);
+        StreamTarget target;
+        target.packetSize = row.packetSize;
+        const Block block = MakeBlock(MakeFrame(1024, 1024), target, 1);
+        const SendPace pace = PaceOf(block, row.delayNs, row.periodNs);
+        EXPECT_NEAR(pace.packetNs * block.packetCount, row.wholeNs, row.wholeNs * 0.01);
+        EXPECT_EQ(pace.groupPackets, row.groupPackets);
+    }
+}
+
+} // namespace orvsim

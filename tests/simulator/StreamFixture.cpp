@@ -1,0 +1,222 @@
+#include "simulator/StreamFixture.h"
+
+#include "base/Bytes.h"
+#include "orvimage/PixelFormats.h"
+
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace orvsim {
+
+namespace {
+
+constexpr std::chrono::seconds kLimit{10};
+
+using Clock = std::chrono::steady_clock;
+
+} // namespace
+
+std::shared_ptr<Frame> MakeFrame(int width, int height, std::size_t chunkBytes)
+{
+    auto frame = std::make_shared<Frame>();
+    frame->settings.width = width;
+    frame->settings.height = height;
+    frame->settings.pixelType = orv::kMono8;
+    frame->imageBytes = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+    frame->hasChunks = chunkBytes > 0;
+    frame->payload.resize(frame->imageBytes + chunkBytes);
+    std::uint32_t state = 1;
+    for (std::uint8_t &byte : frame->payload) {
+        state = state * 1664525 + 1013904223;
+        byte = static_cast<std::uint8_t>(state >> 24);
+    }
+    return frame;
+}
+
+StreamReceiver::StreamReceiver() : m_fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
+{
+    const int bytes = 8 << 20;
+    setsockopt(m_fd, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
+    sockaddr_in local{};
+    local.sin_family = AF_INET;
+    local.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof local;
+    if (bind(m_fd, reinterpret_cast<sockaddr *>(&local), length) == 0 &&
+        getsockname(m_fd, reinterpret_cast<sockaddr *>(&local), &length) == 0)
+        m_port = ntohs(local.sin_port);
+}
+
+StreamReceiver::~StreamReceiver()
+{
+    close(m_fd);
+}
+
+Endpoint StreamReceiver::Where() const
+{
+    return {INADDR_LOOPBACK, m_port};
+}
+
+std::optional<Datagram> StreamReceiver::Take(std::chrono::milliseconds limit)
+{
+    pollfd readable{m_fd, POLLIN, 0};
+    if (poll(&readable, 1, static_cast<int>(limit.count())) != 1)
+        return std::nullopt;
+    Datagram datagram(65536);
+    sockaddr_in from{};
+    socklen_t length = sizeof from;
+    const ssize_t size =
+        recvfrom(m_fd, datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr *>(&from), &length);
+    m_lastPort = ntohs(from.sin_port);
+    datagram.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
+    return datagram;
+}
+
+std::vector<Datagram> StreamReceiver::Take(std::size_t count)
+{
+    std::vector<Datagram> datagrams;
+    while (datagrams.size() < count) {
+        std::optional<Datagram> datagram = Take();
+        if (!datagram.has_value())
+            break;
+        datagrams.push_back(std::move(*datagram));
+    }
+    return datagrams;
+}
+
+PacketFields Parse(const Datagram &datagram)
+{
+    orv::ByteReader in({datagram.data(), datagram.size()});
+    PacketFields fields;
+    fields.status = in.U16();
+    const std::uint16_t second = in.U16();
+    const std::uint8_t format = in.U8();
+    fields.format = format & 0x7f;
+    fields.isExtended = (format & 0x80) != 0;
+    if (fields.isExtended) {
+        fields.flags = second;
+        in.Skip(3);
+        fields.blockId = in.U64();
+        fields.packetId = in.U32();
+    } else {
+        fields.blockId = second;
+        fields.packetId = static_cast<std::uint32_t>(in.U8()) << 16;
+        fields.packetId |= in.U16();
+    }
+    const orv::ByteSpan rest = in.Rest();
+    if (in.Ok())
+        fields.content.assign(rest.data, rest.data + rest.size);
+    return fields;
+}
+
+std::map<std::uint64_t, ReceivedBlock> Reassemble(const std::vector<Datagram> &datagrams)
+{
+    std::map<std::uint64_t, ReceivedBlock> blocks;
+    std::map<std::uint64_t, std::map<std::uint32_t, Datagram>> data;
+    for (const Datagram &datagram : datagrams) {
+        const PacketFields fields = Parse(datagram);
+        ReceivedBlock &block = blocks[fields.blockId];
+        block.packetIds.push_back(fields.packetId);
+        if (fields.format == 1)
+            block.leader = fields.content;
+        else if (fields.format == 2)
+            block.trailer = fields.content;
+        else
+            data[fields.blockId][fields.packetId] = fields.content;
+    }
+    for (auto &[id, block] : blocks) {
+        for (const auto &[packetId, content] : data[id])
+            block.payload.insert(block.payload.end(), content.begin(), content.end());
+    }
+    return blocks;
+}
+
+void FakeSource::Push(const FrameJob &job, std::shared_ptr<Frame> frame)
+{
+    {
+        const orv::MutexLock lock(m_mutex);
+        m_due.push_back({job, std::move(frame)});
+    }
+    m_changed.NotifyAll();
+}
+
+void FakeSource::SetFaults(const Faults &faults)
+{
+    const orv::MutexLock lock(m_mutex);
+    m_faults = faults;
+}
+
+bool FakeSource::WaitForSent(std::size_t frames)
+{
+    const orv::MutexLock lock(m_mutex);
+    const auto deadline = Clock::now() + kLimit;
+    while (m_sent < frames && m_changed.WaitUntil(m_mutex, deadline) == std::cv_status::no_timeout) {
+    }
+    return m_sent >= frames;
+}
+
+bool FakeSource::WaitForTaken()
+{
+    const orv::MutexLock lock(m_mutex);
+    const auto deadline = Clock::now() + kLimit;
+    while (!m_due.empty() && m_changed.WaitUntil(m_mutex, deadline) == std::cv_status::no_timeout) {
+    }
+    return m_due.empty();
+}
+
+bool FakeSource::WaitForQuestions(std::size_t count)
+{
+    const orv::MutexLock lock(m_mutex);
+    const auto deadline = Clock::now() + kLimit;
+    while (m_questions < count && m_changed.WaitUntil(m_mutex, deadline) == std::cv_status::no_timeout) {
+    }
+    return m_questions >= count;
+}
+
+std::size_t FakeSource::Questions() const
+{
+    const orv::MutexLock lock(m_mutex);
+    return m_questions;
+}
+
+std::optional<FrameJob> FakeSource::WaitForFrame(std::int64_t timeoutMs)
+{
+    const orv::MutexLock lock(m_mutex);
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (m_due.empty() && m_changed.WaitUntil(m_mutex, deadline) == std::cv_status::no_timeout) {
+    }
+    if (m_due.empty())
+        return std::nullopt;
+    const Entry entry = std::move(m_due.front());
+    m_due.pop_front();
+    m_frame = entry.frame;
+    m_changed.NotifyAll();
+    return entry.job;
+}
+
+std::shared_ptr<Frame> FakeSource::TakeFrame(const FrameJob &job)
+{
+    const orv::MutexLock lock(m_mutex);
+    m_frame->number = job.number;
+    return m_frame;
+}
+
+void FakeSource::FrameSent(const FrameJob &)
+{
+    {
+        const orv::MutexLock lock(m_mutex);
+        ++m_sent;
+    }
+    m_changed.NotifyAll();
+}
+
+Faults FakeSource::CurrentFaults() const
+{
+    const orv::MutexLock lock(m_mutex);
+    ++m_questions;
+    m_changed.NotifyAll();
+    return m_faults;
+}
+
+} // namespace orvsim
