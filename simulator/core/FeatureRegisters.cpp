@@ -59,6 +59,8 @@ public:
     Placer(RegisterSpace &space, std::uint32_t firstAddress) : m_space(space), m_next(firstAddress) {}
 
     FeatureSlots Place(const Feature &feature);
+    /// The registers beside the value of a feature whose value lies in somebody else's.
+    FeatureSlots PlaceBeside(const Feature &feature, const RegisterField &field);
     /// Availability and lock, which every source can have.
     void PlaceFlags(const Feature &feature, FeatureSlots &slots);
 
@@ -88,6 +90,18 @@ FeatureSlots Placer::Place(const Feature &feature)
     slots.value = Take(slots.valueBytes);
     slots.isSigned = HoldsInteger(feature) && (slots.valueBytes == 8 || RangeOf(feature).minimum < 0);
     AddValue(feature, slots);
+    AddRange(feature, slots);
+    AddEntries(feature, slots);
+    return slots;
+}
+
+FeatureSlots Placer::PlaceBeside(const Feature &feature, const RegisterField &field)
+{
+    FeatureSlots slots;
+    slots.value = field.address;
+    slots.valueBytes = field.length;
+    const bool isWhole = field.lowBit == 0 && field.highBit == 63;
+    slots.isSigned = HoldsInteger(feature) && (isWhole || (feature.integerRange && RangeOf(feature).minimum < 0));
     AddRange(feature, slots);
     AddEntries(feature, slots);
     return slots;
@@ -233,10 +247,12 @@ void FeatureTable::PlaceRegisters(RegisterSpace &space, std::uint32_t firstAddre
     Placer placer(space, firstAddress);
     for (std::size_t i = 0; i < m_features.size(); ++i) {
         Feature &feature = m_features[i];
-        if (const auto *field = std::get_if<RegisterField>(&feature.source))
+        if (const auto *field = std::get_if<RegisterField>(&feature.source)) {
             UseField(feature, space, *field);
-        else if (std::holds_alternative<Slot>(feature.source) || std::holds_alternative<Scaled>(feature.source))
+            m_slots[i] = placer.PlaceBeside(feature, *field);
+        } else if (std::holds_alternative<Slot>(feature.source) || std::holds_alternative<Scaled>(feature.source)) {
             m_slots[i] = placer.Place(feature);
+        }
         placer.PlaceFlags(feature, m_slots[i]);
     }
 }

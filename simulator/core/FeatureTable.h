@@ -10,7 +10,8 @@
 
 namespace orvsim {
 
-/// Registers that the table placed for one feature. Zero where the feature has no such register.
+/// The registers of one feature. Zero where it has no such register. The value's is the table's own, or the one that a
+/// RegisterField names.
 struct FeatureSlots {
     std::uint32_t value = 0;
     std::uint32_t valueBytes = 0;
