@@ -3,6 +3,7 @@
 #include "orvgui/CameraSearch.h"
 #include "orvgui/CameraState.h"
 #include "orvgui/CameraTree.h"
+#include "orvgui/SoftwareCamera.h"
 
 #include <QDialogButtonBox>
 #include <QGuiApplication>
@@ -136,15 +137,14 @@ private:
         ShowSelection();
         ShowInterfaces(result);
         if (m_tree->topLevelItemCount() > 0)
-            m_message->hide();
+            HideMessage();
         else if (result.failed)
             ShowMessage(tr("Cameras cannot be searched."),
                         tr("The system has no resources left for a search. Close other programs, then press Refresh."));
         else if (!result.searchable)
             ShowNoProducer();
         else
-            ShowMessage(tr("No camera found."), tr("Check the camera's cable and power, and the network connection of "
-                                                   "network cameras. Then press Refresh."));
+            ShowNoCamera();
         SearchAgain();
     }
 
@@ -196,6 +196,32 @@ private:
     {
         m_message->setText(QStringLiteral("<p style=\"font-size:large\"><b>%1</b></p><p>%2</p>").arg(title, hint));
         m_message->show();
+        m_software->hide();
+    }
+
+    void HideMessage()
+    {
+        m_message->hide();
+        m_software->hide();
+    }
+
+    void ShowNoCamera()
+    {
+        ShowMessage(tr("No camera found."), tr("Check the camera's cable and power, and the network connection of "
+                                               "network cameras. Then press Refresh."));
+        m_software->setVisible(SoftwareCamera::Instance().IsInstalled());
+    }
+
+    void StartSoftwareCamera()
+    {
+        m_software->setEnabled(false);
+        SoftwareCamera::Instance().Start();
+    }
+
+    void OnSoftwareCameraFailed(const QString &reason)
+    {
+        m_software->setEnabled(true);
+        m_advice->setText(tr("The software camera did not start: %1").arg(reason));
     }
 
     void ShowNoProducer()
@@ -215,7 +241,8 @@ private:
     int m_exactSearches = 0; ///< searches until the list must be exact, 0: "Refresh" was not pressed
 
     CameraTree *m_tree = nullptr;
-    QLabel *m_message = nullptr; ///< over the empty tree
+    QLabel *m_message = nullptr;       ///< over the empty tree
+    QPushButton *m_software = nullptr; ///< under the message when there is no camera
     QLabel *m_searchingText = nullptr;
     QProgressBar *m_searchingBar = nullptr;
     QPushButton *m_refresh = nullptr;
@@ -235,8 +262,15 @@ void OrvCameraSelectorDialog::Private::Build()
     m_message->setObjectName(QStringLiteral("message"));
     m_message->setAlignment(Qt::AlignCenter);
     m_message->setWordWrap(true);
-    (new QVBoxLayout(m_tree->viewport()))->addWidget(m_message);
-    m_message->hide();
+    m_software = new QPushButton(tr("&Start software camera"));
+    m_software->setObjectName(QStringLiteral("softwareCamera"));
+    m_software->setToolTip(tr("A camera in software on this computer, to try the program without one."));
+    auto *empty = new QVBoxLayout(m_tree->viewport());
+    empty->addStretch();
+    empty->addWidget(m_message);
+    empty->addWidget(m_software, 0, Qt::AlignHCenter);
+    empty->addStretch();
+    HideMessage();
 
     m_advice = new QLabel;
     m_advice->setObjectName(QStringLiteral("advice"));
@@ -307,6 +341,14 @@ void OrvCameraSelectorDialog::Private::Connect()
     QObject::connect(key, &QShortcut::activated, &m_slots, [this] { Refresh(); });
     QObject::connect(m_refresh, &QPushButton::clicked, &m_slots, [this] { Refresh(); });
     QObject::connect(&m_pause, &QTimer::timeout, &m_slots, [this] { Search(); });
+    SoftwareCamera *software = &SoftwareCamera::Instance();
+    QObject::connect(m_software, &QPushButton::clicked, &m_slots, [this] { StartSoftwareCamera(); });
+    QObject::connect(software, &SoftwareCamera::signalStarted, &m_slots, [this] {
+        m_software->setEnabled(true);
+        Refresh();
+    });
+    QObject::connect(software, &SoftwareCamera::signalFailed, &m_slots,
+                     [this](const QString &reason) { OnSoftwareCameraFailed(reason); });
     QObject::connect(&*m_search, &CameraSearch::signalFinished, &m_slots,
                      [this](const SearchResult &result) { OnSearchFinished(result); });
 }

@@ -1,4 +1,5 @@
 #include "orvgui/OrvCameraSelectorDialog.h"
+#include "orvgui/SoftwareCamera.h"
 #include "support/GuiTest.h"
 #include "support/ScriptedSystem.h"
 
@@ -9,6 +10,7 @@
 #include <QPushButton>
 #include <QScrollBar>
 #include <QSettings>
+#include <QTemporaryDir>
 #include <QTextDocument>
 #include <QTimer>
 #include <QTreeWidget>
@@ -339,6 +341,79 @@ TEST_F(CameraSelector, TellsWhenNothingCanBeSearched)
     dialog.show();
     EXPECT_THAT(dialog.findChild<QLabel *>("message")->text().toStdString(), HasSubstr("Cameras cannot be searched."));
     EXPECT_FALSE(dialog.findChild<QPushButton *>("refresh")->isEnabled());
+}
+
+/// A program of a few shell lines in the place of the software camera.
+class SoftwareCameraButton : public CameraSelector {
+protected:
+    void UseProgram(const QString &lines)
+    {
+        const QString path = m_folder.filePath(QStringLiteral("camera"));
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(("#!/bin/sh\n" + lines + "\n").toUtf8());
+        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        file.close();
+        Software().SetProgram(path);
+    }
+
+    void TearDown() override
+    {
+        Software().Stop();
+        CameraSelector::TearDown();
+    }
+
+    static OrvGui::SoftwareCamera &Software() { return OrvGui::SoftwareCamera::Instance(); }
+    QPushButton *Button() const { return Find<QPushButton>("softwareCamera"); }
+
+    QTemporaryDir m_folder;
+};
+
+TEST_F(SoftwareCameraButton, IsOfferedOnlyWhenThereIsNoCamera)
+{
+    UseProgram("echo ready; exec sleep 60");
+    m_system.Find({Camera("1")});
+    Open();
+    EXPECT_FALSE(Button()->isVisible());
+    m_system.Find({});
+    Refresh();
+    EXPECT_TRUE(Button()->isVisible());
+    Software().SetProgram({});
+    Refresh();
+    EXPECT_FALSE(Button()->isVisible()) << "there is nothing to start";
+}
+
+TEST_F(SoftwareCameraButton, StartsItAndFindsIt)
+{
+    UseProgram("echo ready; exec sleep 60");
+    m_system.Find({});
+    Open();
+    m_system.Find({Camera("SIM0001")});
+    QTest::mouseClick(Button(), Qt::LeftButton);
+    EXPECT_TRUE(WaitFor([this] { return Selected() == "SIM0001"; }));
+    EXPECT_FALSE(Button()->isVisible());
+}
+
+TEST_F(SoftwareCameraButton, TellsWhyItDidNotStart)
+{
+    struct Case {
+        const char *lines;
+        const char *reason;
+    };
+    for (const Case &row :
+         {Case{"echo 'address is in use' >&2; exit 1", "address is in use"}, Case{"exit 0", "ended"}}) {
+        UseProgram(row.lines);
+        m_system.Find({});
+        Open();
+        QTest::mouseClick(Button(), Qt::LeftButton);
+        EXPECT_TRUE(WaitFor([&] { return Find<QLabel>("advice")->text().contains(row.reason); })) << row.lines;
+        EXPECT_TRUE(Button()->isEnabled());
+        ASSERT_TRUE(WaitFor([this] { return IsIdle() && m_system.InUse() == 0; }));
+    }
+    Software().SetProgram("/nowhere/orvsim");
+    Open();
+    QTest::mouseClick(Button(), Qt::LeftButton);
+    EXPECT_TRUE(WaitFor([this] { return !Find<QLabel>("advice")->text().isEmpty(); }));
 }
 
 TEST_F(CameraSelector, ClosingDuringASearchDoesNotWaitForIt)
