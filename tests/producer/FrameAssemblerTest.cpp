@@ -364,6 +364,73 @@ TEST(FrameAssembler, ATruncatedPacketIsAHoleNotOldData)
     healed.ExpectPixels(healed.sink.frames[0]);
 }
 
+TEST(FrameAssembler, AShortPacketLeavesNoOldDataBehindIt)
+{
+    Bench bench;
+    bench.Run("L1 P1.1");
+    bench.Payload(1, 2, 5); // the last one to come, so nobody knows that it is not the last one of the frame
+    bench.Wait(100);
+    ASSERT_EQ(bench.sink.Summary(), "1!");
+    const std::vector<std::uint8_t> &data = bench.sink.frames[0].data;
+    for (std::size_t i = 0; i < data.size(); ++i)
+        ASSERT_EQ(data[i], i < 25 ? Pixel(1, i) : 0) << "byte " << i;
+}
+
+TEST(FrameAssembler, CountsBytesAndPacketsThatCameForAClippedFrame)
+{
+    Bench half(kWidth * kLines / 2);
+    half.Payload(1, 3, 19); // ten of its bytes fit; taken back when packet 4 shows that it was cut
+    half.Payload(1, 4);
+    half.Wait(100);
+    ASSERT_EQ(half.sink.Summary(), "1!");
+    EXPECT_EQ(half.sink.frames[0].info.sizeFilled, 0U);
+
+    Bench whole(kWidth * kLines / 2);
+    whole.Whole(1);
+    EXPECT_EQ(whole.assembler.Count().missing, 0U) << "nothing was lost, it just did not fit";
+
+    Bench holed(kWidth * kLines / 2);
+    holed.Run("L1 P1.1 P1.3 P1.4 P1.5 T1 W100");
+    EXPECT_EQ(holed.assembler.Count().missing, 1U);
+
+    Bench lyingTrailer(kWidth * kLines, 1000, true);
+    lyingTrailer.Run("L1 P1.1");
+    lyingTrailer.Trailer(1, 0xFFFFFFFF);
+    lyingTrailer.Wait(100);
+    EXPECT_EQ(lyingTrailer.assembler.Count().missing, 4U);
+}
+
+TEST(FrameAssembler, AnOversizedPacketSpoilsOnlyItsFrame)
+{
+    // Chunks alone announce no size, so only the packets themselves can tell what a full one is.
+    Bench bench;
+    const auto chunkFrame = [&](std::uint64_t block) {
+        bench.Leader(block, {payload::kChunk, 0, 0});
+        for (std::uint32_t id = 1; id <= kPackets; ++id)
+            bench.Payload(block, id);
+        orv::ByteWriter out;
+        out.U16(0);
+        out.U16(payload::kChunk);
+        out.U32(kWidth * kLines);
+        bench.Send(Packet(false, 0, 2, block, kPackets + 1, out.Take()));
+    };
+    chunkFrame(1);
+    bench.Leader(2, {payload::kChunk, 0, 0});
+    bench.Payload(2, 1, 2 * kData);
+    chunkFrame(3);
+    chunkFrame(4);
+    EXPECT_EQ(bench.sink.Summary(), "1 2! 3 4");
+    Bench empty; // two packets alike, but of nothing
+    empty.Payload(1, 1, 0);
+    empty.Payload(1, 2, 0);
+    empty.Wait(100);
+    EXPECT_EQ(empty.sink.Summary(), "1!");
+    for (const Delivered &frame : bench.sink.frames) {
+        if (!frame.info.isIncomplete)
+            bench.ExpectPixels(frame);
+    }
+}
+
 TEST(FrameAssembler, LyingPacketsCannotHarm)
 {
     Bench huge; // a leader that promises far more than comes

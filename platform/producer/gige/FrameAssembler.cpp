@@ -189,11 +189,11 @@ void FrameAssembler::OnPayload(Block &block, const StreamPacket &packet)
     }
     bits |= bit;
     ++block.receivedCount;
+    const std::size_t stored = Store(block, packet);
     if (!isFull) {
         block.shortId = packet.packetId;
-        block.shortSize = packet.content.size;
+        block.shortSize = stored;
     }
-    Store(block, packet);
 }
 
 void FrameAssembler::ForgetShortPacket(Block &block)
@@ -210,6 +210,11 @@ void FrameAssembler::ForgetShortPacket(Block &block)
 void FrameAssembler::LearnDataSize(Block &block, const StreamPacket &packet)
 {
     const std::size_t size = packet.content.size;
+    if (packet.packetId == 2 && size != 0 && block.shortId == 1 && block.shortSize == size &&
+        block.receivedCount == 1) {
+        ShrinkDataSize(block);
+        return;
+    }
     const bool isFull = size > block.dataPerPacket ||
                         // The first of several packets is a full one.
                         (packet.packetId == 1 && size != 0 && size < block.dataPerPacket && block.leader &&
@@ -225,7 +230,18 @@ void FrameAssembler::LearnDataSize(Block &block, const StreamPacket &packet)
     block.isBroken = true;
 }
 
-void FrameAssembler::Store(Block &block, const StreamPacket &packet)
+/// The first two packets are alike and not the last ones, so that is what a full one holds. The first one is in place
+/// by either size.
+void FrameAssembler::ShrinkDataSize(Block &block)
+{
+    m_learned[block.extendedIds ? 1 : 0] = block.shortSize;
+    SetDataSize(block, block.shortSize);
+    block.received[0] = 1U << 1;
+    block.receivedCount = 1;
+    block.shortId = 0;
+}
+
+std::size_t FrameAssembler::Store(Block &block, const StreamPacket &packet)
 {
     const std::uint64_t offset = std::uint64_t{packet.packetId - 1} * block.dataPerPacket;
     const std::size_t room = offset < block.target.size ? block.target.size - offset : 0;
@@ -235,6 +251,7 @@ void FrameAssembler::Store(Block &block, const StreamPacket &packet)
     std::copy_n(packet.content.data, size, block.target.data + offset);
     block.receivedBytes += size;
     block.end = std::max(block.end, offset + size);
+    return size;
 }
 
 std::uint32_t FrameAssembler::Lines(const Block &block)
@@ -343,12 +360,25 @@ void FrameAssembler::Deliver(Block &block)
     if (!complete) {
         ++m_counters.incompleteFrames;
         ZeroHoles(block, info.dataSize);
-        const std::uint32_t expected = std::max(
-            block.payloadCount,
-            static_cast<std::uint32_t>(std::min<std::uint64_t>(PacketsFor(info.dataSize, block.dataPerPacket), ~0U)));
-        m_counters.missing += expected > block.receivedCount ? expected - block.receivedCount : 0;
+        m_counters.missing += MissingPackets(block, info.dataSize);
     }
     m_sink.Deliver(block.target, info);
+}
+
+/// Of the packets that can touch the buffer: of those beyond it nobody knows which came.
+std::uint32_t FrameAssembler::MissingPackets(const Block &block, std::uint64_t dataSize)
+{
+    const std::uint64_t told = std::max<std::uint64_t>(block.payloadCount, PacketsFor(dataSize, block.dataPerPacket));
+    const auto expected = static_cast<std::uint32_t>(std::min<std::uint64_t>(told, block.maxPayload));
+    std::uint32_t missing = 0;
+    for (std::uint32_t id = 1; id <= expected; ++id)
+        missing += HasPacket(block, id) ? 0 : 1;
+    return missing;
+}
+
+bool FrameAssembler::HasPacket(const Block &block, std::uint32_t id)
+{
+    return (block.received[id / 64] >> (id % 64) & 1) != 0;
 }
 
 void FrameAssembler::ZeroHoles(const Block &block, std::uint64_t end)
@@ -357,8 +387,12 @@ void FrameAssembler::ZeroHoles(const Block &block, std::uint64_t end)
         const std::uint64_t offset = std::uint64_t{id - 1} * block.dataPerPacket;
         if (offset >= end)
             return;
-        if ((block.received[id / 64] >> (id % 64) & 1) == 0)
-            std::fill_n(block.target.data + offset, std::min<std::uint64_t>(block.dataPerPacket, end - offset), 0);
+        const std::size_t there = !HasPacket(block, id) ? 0
+                                  : id == block.shortId ? block.shortSize
+                                                        : block.dataPerPacket;
+        const std::uint64_t slot = std::min<std::uint64_t>(block.dataPerPacket, end - offset);
+        if (there < slot)
+            std::fill_n(block.target.data + offset + there, slot - there, 0);
     }
 }
 

@@ -30,7 +30,7 @@ public:
         std::uint64_t duplicates = 0;
         std::uint64_t late = 0;    ///< of a block that is through already
         std::uint64_t refused = 0; ///< error status instead of data
-        std::uint64_t missing = 0; ///< expected but not there when their frame was given up
+        std::uint64_t missing = 0; ///< not there when their frame was given up, though there was room for them
         std::uint64_t incompleteFrames = 0;
     };
 
@@ -69,9 +69,9 @@ private:
         std::optional<Trailer> trailer;
         std::uint32_t payloadCount = 0; ///< payload packets of the block, once the trailer told
         std::uint32_t shortId = 0;      ///< a payload packet that was not full: right only for the last one
-        std::size_t shortSize = 0;
-        bool isClipped = false; ///< bytes came that did not fit
-        bool isBroken = false;  ///< packets contradict each other
+        std::size_t shortSize = 0;      ///< bytes of it in the buffer
+        bool isClipped = false;         ///< bytes came that did not fit
+        bool isBroken = false;          ///< packets contradict each other
         TimePoint lastPacket{};
     };
 
@@ -86,7 +86,9 @@ private:
     void OnPayload(Block &block, const StreamPacket &packet);
     void LearnDataSize(Block &block, const StreamPacket &packet);
     void SetDataSize(Block &block, std::size_t bytes);
-    void Store(Block &block, const StreamPacket &packet);
+    void ShrinkDataSize(Block &block);
+    /// \return the bytes of the packet that the buffer had room for.
+    std::size_t Store(Block &block, const StreamPacket &packet);
     void ForgetShortPacket(Block &block);
 
     bool IsComplete(const Block &block) const;
@@ -96,7 +98,9 @@ private:
     bool HasWaitedLongEnough(std::size_t index, TimePoint now) const;
     void DeliverReady(TimePoint now);
     void Deliver(Block &block);
-    void ZeroHoles(const Block &block, std::uint64_t end);
+    static bool HasPacket(const Block &block, std::uint32_t id);
+    static std::uint32_t MissingPackets(const Block &block, std::uint64_t dataSize);
+    static void ZeroHoles(const Block &block, std::uint64_t end);
     FrameInfo Describe(const Block &block, bool complete) const;
     std::uint64_t ExpectedBytes(const Block &block, Leader::Packing packing) const;
     static std::uint32_t Lines(const Block &block);
