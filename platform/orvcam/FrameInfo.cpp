@@ -91,6 +91,7 @@ struct Geometry {
 void DescribeFormat(std::uint32_t wireCode, bool isPfnc, _OrvImage *image)
 {
     image->pixelType = isPfnc ? PixelTypeFromWire(wireCode) : kPixelTypeNone;
+    image->wireFormat = isPfnc ? wireCode : 0;
     if (const OrvColorModelDescription *model = FindColorModel(image->pixelType)) {
         image->bitsPerPixel = BitsPerPixel(image->pixelType);
         image->significantBits = static_cast<std::uint32_t>(model->bitsPerChannel);
@@ -235,13 +236,14 @@ FrameView ViewOf(const FrameInfo &info, const ConfiguredFormat &configured, void
     const auto wireCode = static_cast<std::uint32_t>(info.Get(FrameItem::PixelFormat, configured.pixelFormat));
     DescribeFormat(wireCode, IsPfnc(info.Get(FrameItem::PixelFormatNamespace)), &image);
     const Geometry geometry = GeometryOf(info, configured, view.incomplete);
-    if (geometry.width > kMaxSide || geometry.height > kMaxSide || geometry.xPadding > kMaxSide ||
-        image.bitsPerPixel == 0) {
+    if (geometry.width > kMaxSide || geometry.height > kMaxSide || geometry.xPadding > kMaxSide) {
         view.incomplete = true; // no camera sends this, so nothing else of it can be believed
         return view;
     }
     image.width = static_cast<std::uint32_t>(geometry.width);
     image.height = static_cast<std::uint32_t>(geometry.height);
+    if (image.bitsPerPixel == 0) // a code that does not tell the size of its pixels: a whole frame that nobody can read
+        return view;
     const std::uint64_t needed = LayLines(geometry, &image);
     if (needed > available)
         view.incomplete = true;

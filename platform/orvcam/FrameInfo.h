@@ -81,7 +81,8 @@ struct FrameView {
 };
 
 /// Puts a buffer's infos together. Whatever they claim, the image never reaches beyond the buffer, and one that needs
-/// more bytes than came is marked incomplete.
+/// more bytes than came is marked incomplete. In a format whose pixels have no known size, that cannot be told: the
+/// image has its sides but no pitch, and no pixel type.
 FrameView ViewOf(const FrameInfo &info, const ConfiguredFormat &configured, void *memory, std::size_t memoryBytes);
 
 } // namespace orv::cam

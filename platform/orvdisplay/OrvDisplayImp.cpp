@@ -1,9 +1,9 @@
 #include "orvdisplay/OrvDisplayImp.h"
 
+#include "orvdisplay/FormatNotice.h"
 #include "orvdisplay/Painting.h"
 #include "orvimage/PixelLayout.h"
 
-#include <cstdio>
 #include <QThread>
 
 namespace orv {
@@ -292,7 +292,7 @@ int OrvDisplayImp::Show(const _OrvImage &image)
     PixelSource checked;
     const int status = OpenPixelSource(&image, checked);
     if (status == ORV_IMAGE_ERR_UNKNOWN_FORMAT || status == ORV_IMAGE_ERR_NOT_CONVERTIBLE) {
-        ShowNotice(image.pixelType);
+        ShowNotice(FormatNotice(image));
         return ORV_IMAGE_ERR_UNKNOWN_FORMAT;
     }
     if (status != ORV_IMAGE_OK)
@@ -325,10 +325,8 @@ int OrvDisplayImp::Show(const _OrvImage &image)
     return 0;
 }
 
-void OrvDisplayImp::ShowNotice(std::uint32_t pixelType)
+void OrvDisplayImp::ShowNotice(const std::string &text)
 {
-    char text[64];
-    std::snprintf(text, sizeof text, "Pixel format 0x%08X cannot be displayed", pixelType);
     {
         const MutexLock lock(m_mutex);
         m_pictures.Hide();

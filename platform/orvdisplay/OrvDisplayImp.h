@@ -73,7 +73,7 @@ private:
     void PublishSoon();
 
     int Show(const _OrvImage &image) REQUIRES(m_convertMutex) EXCLUDES(m_mutex);
-    void ShowNotice(std::uint32_t pixelType) EXCLUDES(m_mutex);
+    void ShowNotice(const std::string &text) EXCLUDES(m_mutex);
     /// Takes a new format's size and start into the view.
     View ViewFor(const _OrvImage &image) EXCLUDES(m_mutex);
     bool IsOutOfDate() EXCLUDES(m_mutex);

@@ -157,6 +157,7 @@ int OrvCopyImage(_OrvImage *destination, const _OrvImage *source)
     destination->timestamp = source->timestamp;
     destination->frameId = source->frameId;
     destination->significantBits = source->significantBits;
+    destination->wireFormat = source->wireFormat;
     if (destination == source || (source->data != nullptr && destination->data == source->data))
         return ORV_IMAGE_OK;
 

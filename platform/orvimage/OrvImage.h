@@ -18,6 +18,7 @@ enum OrvLineLayout : std::uint32_t {
 /// No locking: one writer, or readers only.
 struct _OrvImage {
     std::uint32_t pixelType;       ///< the application's own code, see orvimage/PixelFormats.h
+    std::uint32_t wireFormat;      ///< PFNC code as the camera sent it, 0 when the image came another way
     std::uint32_t significantBits; ///< of one channel: 8, 10, 12, 14 or 16
     std::uint32_t bitsPerPixel;    ///< occupied in memory, all channels and padding
     std::uint32_t width;           ///< pixels
@@ -48,9 +49,9 @@ int OrvCreateImage(_OrvImage **image, std::uint32_t width, std::uint32_t height,
 /// \param linePitch  bytes; 0 for the tightest.
 int OrvCreateImageHeader(_OrvImage **header, std::uint32_t width, std::uint32_t height, std::uint32_t pixelType,
                          void *data, std::size_t dataSize, std::uint32_t linePitch);
-/// Copies pixels, significant bits, timestamp and frame ID into an image of the same width, height and pixel type. The
-/// destination keeps its own line pitch and layout. Lines that the source lacks bytes for are left as they are and the
-/// status says so.
+/// Copies pixels, significant bits, wire format, timestamp and frame ID into an image of the same width, height and
+/// pixel type. The destination keeps its own line pitch and layout. Lines that the source lacks bytes for are left as
+/// they are and the status says so.
 int OrvCopyImage(_OrvImage *destination, const _OrvImage *source);
 /// Both set the pointer to null; a null pointer, or a pointer to one, is allowed.
 int OrvReleaseImage(_OrvImage **image);

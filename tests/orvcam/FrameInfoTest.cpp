@@ -73,6 +73,10 @@ const ViewCase kCases[] = {
      false},
     {"no image this time", Frame(kWireMono8, 10, 5, 50, {{FrameItem::ImagePresent, 0}}), 0, 0, 0, ORV_LINES_PITCHED, 0,
      50, 50, false},
+    {"pixels of unknown size are a whole frame", Frame(0x40000001, 10, 5, 50, {{FrameItem::XPadding, 2}}), 10, 5, 0,
+     ORV_LINES_PITCHED, 0, 50, 50, false},
+    {"and incomplete when the producer says so", Frame(0x40000001, 10, 5, 50, {{FrameItem::Incomplete, 1}}), 10, 5, 0,
+     ORV_LINES_PITCHED, 0, kMemory, 50, true},
     {"a producer that tells nothing", {}, 20, 4, 20, ORV_LINES_PITCHED, 0, 80, kMemory, false},
 };
 
@@ -108,15 +112,17 @@ TEST(FrameView, NamesTheFormat)
     const struct {
         const char *rule;
         Items items;
-        std::uint32_t pixelType, bitsPerPixel, significantBits;
+        std::uint32_t pixelType, bitsPerPixel, significantBits, wireFormat;
     } kFormats[] = {
-        {"mono", Frame(kWireMono8, 4, 4, 16), orv::kMono8, 8, 8},
-        {"ten bits in sixteen", Frame(0x01100003, 4, 4, 32), orv::kMono10, 16, 10},
-        {"colour", Frame(kWireRgb8, 4, 4, 48), orv::kRGB8, 24, 8},
-        {"a maker's own code keeps its size", Frame(0x81100123, 4, 4, 32), 0, 16, 16},
-        {"a maker's own code of 12 bits", Frame(0x810C0123, 4, 4, 24), 0, 12, 12},
+        {"mono", Frame(kWireMono8, 4, 4, 16), orv::kMono8, 8, 8, 0x01080001},
+        {"ten bits in sixteen", Frame(0x01100003, 4, 4, 32), orv::kMono10, 16, 10, 0x01100003},
+        {"colour", Frame(kWireRgb8, 4, 4, 48), orv::kRGB8, 24, 8, 0x02180014},
+        {"a maker's own code keeps its size", Frame(0x81100123, 4, 4, 32), 0, 16, 16, 0x81100123},
+        {"a maker's own code of 12 bits", Frame(0x810C0123, 4, 4, 24), 0, 12, 12, 0x810C0123},
+        {"a name without a row in the table", Frame(0x0220001D, 2, 2, 16), 0, 32, 8, 0x0220001D},
+        {"a code without a pixel size", Frame(0x40000001, 4, 4, 16), 0, 0, 8, 0x40000001},
         {"codes of another standard are not ours to read",
-         Frame(kWireMono8, 4, 4, 16, {{FrameItem::PixelFormatNamespace, 2}}), 0, 8, 8},
+         Frame(kWireMono8, 4, 4, 16, {{FrameItem::PixelFormatNamespace, 2}}), 0, 8, 8, 0},
     };
     for (const auto &row : kFormats) {
         SCOPED_TRACE(row.rule);
@@ -127,7 +133,8 @@ TEST(FrameView, NamesTheFormat)
         EXPECT_EQ(row.pixelType, view.image.pixelType);
         EXPECT_EQ(row.bitsPerPixel, view.image.bitsPerPixel);
         EXPECT_EQ(row.significantBits, view.image.significantBits);
-        EXPECT_EQ(4u, view.image.width);
+        EXPECT_EQ(row.wireFormat, view.image.wireFormat);
+        EXPECT_GT(view.image.width, 0u);
     }
 }
 

@@ -1,5 +1,7 @@
 #include "DisplayFixture.h"
 
+#include "orvdisplay/FormatNotice.h"
+
 #include <QGraphicsView>
 
 using orvtest::DisplayFixture;
@@ -293,6 +295,43 @@ TEST_F(Display, RefusedImages)
     EXPECT_EQ(SeenAt(120, 50), before);
     m_display->Clear();
     EXPECT_EQ(SeenAt(120, 50), kSurround);
+}
+
+TEST_F(Display, FormatsThatCannotBeShownAreNamed)
+{
+    const struct {
+        const char *rule;
+        std::uint32_t pixelType, wireFormat;
+        const char *notice;
+    } kCases[] = {
+        {"a standard format without a row", 0, 0x0220001D, "Pixel format RGB10p32 (0x0220001D) cannot be displayed"},
+        {"a maker's own", 0, 0x40000001, "Pixel format 0x40000001 cannot be displayed"},
+        {"four-colour sensor, as the camera calls it", orv::FindColorModel("TrueSense_GBRG_WGGW_0_8")->pixelType,
+         0x81080001, "Pixel format 0x81080001 cannot be displayed"},
+        {"four-colour sensor, not from a camera", orv::FindColorModel("TrueSense_GBRG_WGGW_0_8")->pixelType, 0,
+         "Pixel format TrueSense_GBRG_WGGW_0_8 cannot be displayed"},
+        {"no such type of ours", 0x01080099, 0, "Pixel format 0x01080099 cannot be displayed"},
+        {"nothing known", 0, 0, "The camera's pixel format cannot be displayed"},
+    };
+    ShowWidget(400, 100);
+    for (const auto &row : kCases) {
+        // As the camera library makes it: sides and bytes, but neither pixel type nor pitch.
+        std::vector<std::uint8_t> bytes(64);
+        _OrvImage image{};
+        image.pixelType = row.pixelType;
+        image.wireFormat = row.wireFormat;
+        image.width = 4;
+        image.height = 2;
+        image.data = bytes.data();
+        image.dataSize = bytes.size();
+        EXPECT_EQ(orv::FormatNotice(image), row.notice) << row.rule;
+        m_display->Clear();
+        EXPECT_EQ(m_display->DisplayVideo(&image), ORV_IMAGE_ERR_UNKNOWN_FORMAT) << row.rule;
+        const QImage seen = Seen();
+        QImage blank(seen.size(), seen.format());
+        blank.fill(kSurround);
+        EXPECT_NE(seen, blank) << row.rule;
+    }
 }
 
 TEST_F(Display, NoRepaintWhenNothingChanged)

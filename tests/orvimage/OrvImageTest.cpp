@@ -81,10 +81,12 @@ TEST(OrvImage, CopyHandsOnTheFramesFigures)
     source->timestamp = 123456789012345;
     source->frameId = 42;
     source->significantBits = 12;
+    source->wireFormat = 0x01100005;
     ASSERT_EQ(OrvCopyImage(destination.get(), source.get()), ORV_IMAGE_OK);
     EXPECT_EQ(destination->timestamp, 123456789012345U);
     EXPECT_EQ(destination->frameId, 42U);
     EXPECT_EQ(destination->significantBits, 12U);
+    EXPECT_EQ(destination->wireFormat, 0x01100005U);
 }
 
 /// The samples of all lines, one by one.
