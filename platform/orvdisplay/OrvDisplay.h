@@ -68,10 +68,12 @@ public:
     /// Keeps a copy of the image as the one to redraw from, for when no further frames come (playing stopped). The
     /// next DisplayVideo or Clear drops the copy, and so does null.
     virtual int RetainImage(const _OrvImage *image) = 0;
-    /// Asked on the GUI thread when the view has changed (zoom, pan, size) since the last DisplayVideo: the owner may
-    /// show its own copy of the last frame through DisplayVideo and return true; on false the retained image is
-    /// redrawn.
+    /// Asked on the GUI thread, also from within a paint event, when the view has changed (zoom, pan, size) since the
+    /// last DisplayVideo: the owner may show its own copy of the last frame through DisplayVideo and return true; on
+    /// false the retained image is redrawn.
     virtual void SetRedrawRequest(std::function<bool()> request) = 0;
+    /// Asks for that again, if the view has changed: for an owner who could not serve the request and now can.
+    virtual void Redraw() = 0;
     /// Forgets all pictures and paints the background.
     virtual void Clear() = 0;
 

@@ -107,6 +107,13 @@ int OrvDisplayImp::RetainImage(const _OrvImage *image)
     return OrvCopyImage(m_retained.get(), image);
 }
 
+void OrvDisplayImp::Redraw()
+{
+    const Call call(*this);
+    if (call.IsIn())
+        m_surface.Request(DisplaySurface::kRefresh);
+}
+
 void OrvDisplayImp::Clear()
 {
     const MutexLock convert(m_convertMutex); // a conversion that is under way would come back after us
@@ -347,22 +354,24 @@ bool OrvDisplayImp::IsOutOfDate()
     return shown == nullptr || shown->viewNumber != m_view.number;
 }
 
+bool OrvDisplayImp::ConvertAnew()
+{
+    if (m_redrawRequest && m_redrawRequest())
+        return true;
+    const MutexLock convert(m_convertMutex);
+    return m_retained && Show(*m_retained) == 0;
+}
+
 void OrvDisplayImp::Refresh()
 {
-    if (!IsOutOfDate())
-        return;
-    if (m_redrawRequest && m_redrawRequest())
-        return;
-    {
-        const MutexLock convert(m_convertMutex);
-        if (m_retained && Show(*m_retained) == 0)
-            return;
-    }
-    m_surface.Request(DisplaySurface::kRepaint); // the old picture, with the background where it does not reach
+    if (IsOutOfDate() && !ConvertAnew())
+        m_surface.Request(DisplaySurface::kRepaint); // the old picture, with the background where it does not reach
 }
 
 void OrvDisplayImp::PaintRequested(QWidget &widget)
 {
+    if (IsOutOfDate())
+        ConvertAnew(); // else the old picture would flash up
     PaintJob job;
     {
         const MutexLock lock(m_mutex);

@@ -14,7 +14,8 @@ namespace orv {
 ///
 /// DisplayVideo converts the visible part of an image into a picture of the window's size, under m_convertMutex, and
 /// swaps it in under m_mutex; painting copies the picture that is in. A change of the view is answered on the GUI
-/// thread by a new conversion of the last image (see Refresh).
+/// thread by a new conversion of the last image (see Refresh), at the latest when the widget is painted: the window
+/// system wants it painted right after resizing.
 ///
 /// Every change that makes another picture out of the same image counts up m_viewNumber, and a picture knows the number
 /// that it was made for: that is how a picture is known to be out of date.
@@ -34,6 +35,7 @@ public:
     int ConvertImage(const _OrvImage *source, _OrvImage *destination) override;
     int RetainImage(const _OrvImage *image) override EXCLUDES(m_convertMutex, m_mutex);
     void SetRedrawRequest(std::function<bool()> request) override { m_redrawRequest = std::move(request); }
+    void Redraw() override;
     void Clear() override EXCLUDES(m_convertMutex, m_mutex);
     int Translate(int *x, int *y, int mode) override EXCLUDES(m_mutex);
     OrvComponent *GetComponent() override { return &m_params; }
@@ -77,6 +79,8 @@ private:
     /// Takes a new format's size and start into the view.
     View ViewFor(const _OrvImage &image) EXCLUDES(m_mutex);
     bool IsOutOfDate() EXCLUDES(m_mutex);
+    /// Converts the last image anew. GUI thread. \return false when there is none to be had.
+    bool ConvertAnew() EXCLUDES(m_convertMutex, m_mutex);
 
     DisplayParams m_params;
     DisplaySurface m_surface;

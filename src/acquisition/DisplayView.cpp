@@ -234,11 +234,19 @@ void DisplayView::DrawFrame(const _OrvImage *image)
 
 void DisplayView::KeepFrame(const _OrvImage *image)
 {
-    const orv::MutexLock lock(m_imageMutex);
-    const int copied = OrvCopyImage(m_lastImage, image);
-    if (copied != ORV_IMAGE_OK)
-        LogFormatted(LogLevel::Error, LogCode(copied), "IICopyImage failed for m_lastImage, err=%i", copied);
-    m_lastImageFilled = copied == ORV_IMAGE_OK;
+    bool isMissing = false;
+    {
+        const orv::MutexLock lock(m_imageMutex);
+        const int copied = OrvCopyImage(m_lastImage, image);
+        if (copied != ORV_IMAGE_OK)
+            LogFormatted(LogLevel::Error, LogCode(copied), "IICopyImage failed for m_lastImage, err=%i", copied);
+        m_lastImageFilled = copied == ORV_IMAGE_OK;
+        isMissing = m_lastImageFilled && m_redrawMissed;
+        if (isMissing)
+            m_redrawMissed = false;
+    }
+    if (isMissing) // there may be no further frame to show the view as it is now
+        m_display->Redraw();
 }
 
 void DisplayView::InitByFirstFrame(const _OrvImage *image)
@@ -282,9 +290,8 @@ void DisplayView::ForwardToInspection(const _OrvImage *image)
 bool DisplayView::RedrawLastImage()
 {
     const orv::MutexLock lock(m_imageMutex);
-    if (!m_lastImage || !m_lastImageFilled)
-        return false;
-    return m_display->DisplayVideo(m_lastImage) == 0;
+    m_redrawMissed = !m_lastImage || !m_lastImageFilled;
+    return !m_redrawMissed && m_display->DisplayVideo(m_lastImage) == 0;
 }
 
 bool DisplayView::IsImageSolid(const _OrvImage *image)

@@ -117,7 +117,8 @@ private:
     orv::Mutex m_imageMutex; ///< never held together with another one of this class
     _OrvImage *m_lastImage GUARDED_BY(m_imageMutex) = nullptr;
     bool m_lastImageFilled GUARDED_BY(m_imageMutex) = false;
-    _OrvImage *m_displayHeader = nullptr; ///< display thread while running
+    bool m_redrawMissed GUARDED_BY(m_imageMutex) = false; ///< asked for while there was no copy to draw from
+    _OrvImage *m_displayHeader = nullptr;                 ///< display thread while running
 
     bool m_hexDump = false;
     int m_hexDumpX = 0;

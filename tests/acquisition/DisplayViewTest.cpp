@@ -2,6 +2,7 @@
 
 #include "acquisition/FrameSink.h"
 #include "acquisition/GrabbingFifo.h"
+#include "base/Mutex.h"
 #include "support/GuiTest.h"
 #include "support/ScriptedCamera.h"
 
@@ -28,6 +29,43 @@ public:
     std::atomic<int> frames{0};
     std::atomic<int> restarts{0};
     std::atomic<std::uint64_t> lastId{0};
+};
+
+/// Holds the display thread up, after it has drawn a frame and before it has copied it.
+class HoldingSink final : public FrameSink {
+public:
+    void DisplayImage(const _OrvImage *) override
+    {
+        const orv::MutexLock lock(m_mutex);
+        isHolding = true;
+        while (!m_letGo)
+            m_condition.Wait(m_mutex);
+    }
+    void StopDisplaying() override {}
+    void LetGo()
+    {
+        const orv::MutexLock lock(m_mutex);
+        m_letGo = true;
+        m_condition.NotifyAll();
+    }
+
+    std::atomic<bool> isHolding{false};
+
+private:
+    orv::Mutex m_mutex;
+    orv::ConditionVariable m_condition;
+    bool m_letGo GUARDED_BY(m_mutex) = false;
+};
+
+class PaintCounter final : public QObject {
+public:
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        count += event->type() == QEvent::Paint ? 1 : 0;
+        return false;
+    }
+
+    int count = 0;
 };
 
 /// A live view over a scripted camera in a shown window, its threads running.
@@ -72,6 +110,13 @@ protected:
         return device.stream.Deliver(frame) && WaitFor([&] { return sink.frames == before + 1; }, 5000);
     }
     QColor CentreColor() { return QColor(view->viewport()->grab().toImage().pixel(view->viewport()->rect().center())); }
+    bool IsActualSize(const QColor &colour)
+    {
+        const QImage shown = view->viewport()->grab().toImage();
+        const QPoint c = view->viewport()->rect().center();
+        // 64 x 48 pixels of picture in the middle, background outside
+        return QColor(shown.pixel(c)) == colour && QColor(shown.pixel(c.x() - 40, c.y())) != colour;
+    }
 
     scripted::Device device;
     std::unique_ptr<GrabbingFifo> fifo;
@@ -165,19 +210,30 @@ TEST_F(DisplayViewTest, ZoomWorksBetweenFrames)
 {
     ASSERT_TRUE(Show({1, 100, false, 140}));
     EXPECT_TRUE(view->Zoom100());
-    EXPECT_TRUE(WaitFor(
-        [&] {
-            const QImage shown = view->viewport()->grab().toImage();
-            const QPoint c = view->viewport()->rect().center();
-            // 64 x 48 pixels of picture in the middle, background outside
-            return QColor(shown.pixel(c)) == QColor(140, 140, 140) &&
-                   QColor(shown.pixel(c.x() - 40, c.y())) != QColor(140, 140, 140);
-        },
-        5000));
+    EXPECT_TRUE(WaitFor([&] { return IsActualSize(QColor(140, 140, 140)); }));
     EXPECT_TRUE(view->ZoomIn());
     EXPECT_TRUE(view->ZoomOut());
     EXPECT_TRUE(view->CenterImage());
     EXPECT_TRUE(view->ZoomFitToWnd());
+}
+
+TEST_F(DisplayViewTest, AZoomWhileAFrameIsBeingCopiedIsNotLost)
+{
+    HoldingSink holder;
+    view->AddInspectionView(&holder);
+    ASSERT_TRUE(device.stream.Deliver({1, 100, false, 140}));
+    ASSERT_TRUE(WaitFor([&] { return holder.isHolding.load(); }));
+    ASSERT_TRUE(WaitFor([&] { return CentreColor() == QColor(140, 140, 140); }));
+    EXPECT_TRUE(view->Zoom100());
+    EXPECT_FALSE(IsActualSize(QColor(140, 140, 140))) << "there is no copy to draw from yet";
+    for (int round = 0; round < 5; ++round)
+        QCoreApplication::processEvents();
+    PaintCounter paints;
+    view->viewport()->installEventFilter(&paints);
+    holder.LetGo();
+    EXPECT_TRUE(WaitFor([&] { return paints.count > 0; })) << "no further frame comes";
+    EXPECT_TRUE(IsActualSize(QColor(140, 140, 140)));
+    view->RemoveInspectionView(&holder);
 }
 
 TEST_F(DisplayViewTest, FalseColourMarksBothEnds)

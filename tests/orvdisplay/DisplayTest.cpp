@@ -397,6 +397,36 @@ TEST_F(Display, StoppedPictureIsRedrawnForTheNewView)
     EXPECT_EQ(stale.pixel(151, 20), kSurround);
 }
 
+TEST_F(Display, NoStalePictureIsPaintedAfterResizing)
+{
+    ShowWidget(100, 100);
+    PatternImage image(400, 200);
+    Show(image);
+    int requests = 0;
+    const auto paintedAtOnce = [&] { // as a window system does it, before anything queued is served
+        return m_widget->grab().toImage().convertToFormat(QImage::Format_RGB32);
+    };
+    m_display->SetRedrawRequest([&] {
+        ++requests;
+        return m_display->DisplayVideo(image.get()) == 0;
+    });
+    m_widget->resize(200, 100);
+    const QImage first = paintedAtOnce();
+    EXPECT_EQ(first, Seen());
+    EXPECT_EQ(requests, 1) << "one conversion for both";
+    ExpectPicture(image, "resized");
+
+    m_display->SetRedrawRequest([&] {
+        ++requests;
+        return false;
+    });
+    m_widget->resize(300, 100);
+    Seen();
+    const int paints = m_paints.Count();
+    Settle();
+    EXPECT_EQ(m_paints.Count(), paints) << "without a copy painting comes to an end";
+}
+
 TEST_F(Display, HiddenWidgetIsNotConvertedFor)
 {
     ShowWidget(100, 100);
