@@ -1,0 +1,283 @@
+// The whole camera over UDP on the loopback network.
+#include "simulator/gige/GigeCamera.h"
+
+#include "tests/simulator/TestHost.h"
+#include "tests/simulator/Unzip.h"
+
+#include <set>
+#include <thread>
+
+namespace orvsim {
+namespace {
+
+constexpr Endpoint kEverybody{0xffffffff, kGvcpPort};
+constexpr Endpoint kLoopbackSubnet{0x7fffffff, kGvcpPort};
+constexpr std::uint32_t kHostAddress = 0x7f000001;
+
+CameraOptions SmallCamera(const std::string &serial = "T1")
+{
+    CameraOptions options;
+    options.serial = serial;
+    options.sensor.width = 64;
+    options.sensor.height = 48;
+    options.frameRate = 20;
+    options.frameMemory = 1 << 20;
+    return options;
+}
+
+GigeOptions At(int n)
+{
+    GigeOptions options;
+    options.address = TestAddress(n);
+    return options;
+}
+
+/// A camera and a host that may take control of it.
+class OneCamera : public ::testing::Test {
+protected:
+    void Open(CameraOptions options = SmallCamera(), GigeOptions gige = At(0))
+    {
+        camera = std::make_unique<GigeCamera>(options, gige);
+        ASSERT_EQ(camera->Open(), "");
+        address = gige.address;
+    }
+    void TakeControl() { ASSERT_EQ(host.Write(address, 0x0A00, 2), 0); }
+    void Set(const std::string &name, const std::string &text)
+    {
+        std::string problem;
+        EXPECT_EQ(camera->Core().SetFeature(name, text, problem), Outcome::Ok) << problem;
+    }
+    template <class Condition> static bool ComesTrue(Condition condition)
+    {
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > limit)
+                return false;
+            std::this_thread::yield();
+        }
+        return true;
+    }
+
+    std::unique_ptr<GigeCamera> camera;
+    std::uint32_t address = 0;
+    TestHost host;
+};
+
+TEST(GigeCameras, AllAnswerOneBroadcast)
+{
+    GigeCamera first(SmallCamera("T1"), At(1));
+    GigeCamera second(SmallCamera("T2"), At(2));
+    ASSERT_EQ(first.Open(), "");
+    ASSERT_EQ(second.Open(), "");
+    for (const Endpoint &everybody : {kEverybody, kLoopbackSubnet}) {
+        TestHost host;
+        host.Send(everybody, Hex("42 11 0002 0000 FFFF"));
+        std::set<std::string> serials; // others on this machine may answer too
+        while (serials.size() < 2) {
+            const auto arrival = host.Receive();
+            ASSERT_TRUE(arrival) << ToText(everybody);
+            const bool isOurs = arrival->from.address == TestAddress(1) || arrival->from.address == TestAddress(2);
+            if (!isOurs)
+                continue;
+            EXPECT_EQ(arrival->from.port, kGvcpPort);
+            ASSERT_EQ(arrival->bytes.size(), 256U);
+            serials.insert(std::string(reinterpret_cast<const char *>(&arrival->bytes[224])));
+        }
+        EXPECT_EQ(serials, (std::set<std::string>{"T1", "T2"}));
+    }
+}
+
+TEST(GigeCameras, DoNotShareAnAddress)
+{
+    GigeCamera first(SmallCamera(), At(3));
+    GigeCamera second(SmallCamera(), At(3));
+    ASSERT_EQ(first.Open(), "");
+    EXPECT_NE(second.Open().find(ToText({TestAddress(3), kGvcpPort})), std::string::npos);
+    first.Close();
+    EXPECT_EQ(second.Open(), "");
+}
+
+TEST_F(OneCamera, DescriptionLiesWhereItsUrlSays)
+{
+    for (const bool isZipped : {true, false}) {
+        GigeOptions gige = At(isZipped ? 0 : 1);
+        gige.zippedXml = isZipped;
+        Open(SmallCamera(), gige);
+        const std::string url = host.ReadMemory(address, 0x0200, 512).c_str();
+        unsigned start = 0;
+        unsigned length = 0;
+        const char *form = isZipped ? "Local:orvsim.zip;%X;%X" : "Local:orvsim.xml;%X;%X";
+        ASSERT_EQ(std::sscanf(url.c_str(), form, &start, &length), 2) << url;
+        const std::string bytes = host.ReadMemory(address, start, length);
+        ASSERT_EQ(bytes.size(), length);
+        const UnzippedFile file = isZipped ? UnzipFirst(bytes) : UnzippedFile{"", "orvsim.xml", bytes};
+        EXPECT_EQ(file.problem, "");
+        EXPECT_TRUE(file.content == camera->Core().DescriptionXml());
+    }
+}
+
+TEST_F(OneCamera, FeaturesShowTheRegisters)
+{
+    Open();
+    TakeControl();
+    Camera &core = camera->Core();
+    Set("DeviceUserID", "left");
+    EXPECT_STREQ(host.ReadMemory(address, 0x00E8, 16).c_str(), "left");
+    host.Ask(address, host.commands.Make(GvcpCommand::WriteMemory, {0x00E8, 0x72696768, 0x74000000, 0, 0}));
+    EXPECT_EQ(core.GetFeature("DeviceUserID"), "right");
+
+    host.Write(address, 0x0D04, 0x400003E8);
+    EXPECT_EQ(core.GetFeature("GevSCPSPacketSize"), "1000");
+    Set("GevSCPD", "1234");
+    EXPECT_EQ(host.Read(address, 0x0D08), 1234U);
+    EXPECT_EQ(core.GetFeature("GevCCP"), "ControlAccess");
+    EXPECT_EQ(core.GetFeature("GevVersionMajor"), "2");
+    EXPECT_EQ(core.GetFeature("GevTimestampTickFrequency"), "1000000000");
+    EXPECT_EQ(core.GetFeature("GevCurrentIPAddress"), std::to_string(address));
+
+    Set("TLParamsLocked", "1");
+    std::string problem;
+    EXPECT_NE(core.SetFeature("GevSCPSPacketSize", "1500", problem), Outcome::Ok) << "would shear the picture";
+}
+
+TEST_F(OneCamera, TimestampIsLatched)
+{
+    Open();
+    TakeControl();
+    const auto latch = [this] {
+        EXPECT_EQ(host.Write(address, 0x0944, 2), 0);
+        return std::uint64_t{host.Read(address, 0x0948)} << 32 | host.Read(address, 0x094C);
+    };
+    const std::uint64_t first = latch();
+    EXPECT_GT(latch(), first);
+    Set("GevTimestampControlReset", "1");
+    EXPECT_TRUE(ComesTrue([&] { return latch() < first; }));
+}
+
+TEST_F(OneCamera, TestPacketComesInTheSizeThatWasAsked)
+{
+    Open();
+    TakeControl();
+    TestHost receiver;
+    host.Write(address, 0x0D18, kHostAddress);
+    host.Write(address, 0x0D00, receiver.Port());
+    for (const std::uint32_t size : {1500U, 9000U}) {
+        host.Write(address, 0x0D04, 0xC0000000 | size);
+        const auto arrival = receiver.Receive();
+        ASSERT_TRUE(arrival);
+        EXPECT_EQ(arrival->bytes.size(), size - 28);
+        EXPECT_EQ(arrival->from.port, host.Read(address, 0x0D1C)) << "SCSP";
+    }
+}
+
+TEST_F(OneCamera, SilenceEndsTheAcquisition)
+{
+    Open();
+    TakeControl();
+    TestHost receiver;
+    host.Write(address, 0x0D18, kHostAddress);
+    host.Write(address, 0x0D00, receiver.Port());
+    Set("AcquisitionStart", "1");
+    ASSERT_TRUE(receiver.Receive());
+    EXPECT_EQ(host.Write(address, 0x0938, 500), 0);
+    EXPECT_TRUE(ComesTrue([this] { return !camera->Core().IsAcquiring(); }));
+    EXPECT_EQ(host.Read(address, 0x0A00), 0U);
+    EXPECT_EQ(host.Read(address, 0x0D00), 0U);
+}
+
+TEST_F(OneCamera, EventsAreRepeatedUntilAcknowledged)
+{
+    Open();
+    TakeControl();
+    TestHost listener;
+    host.Write(address, 0x0B10, kHostAddress);
+    host.Write(address, 0x0B14, 30);
+    host.Write(address, 0x0B18, 100);
+    host.Write(address, 0x0B00, listener.Port());
+    Set("EventSelector", "AcquisitionStart");
+    Set("EventNotification", "On");
+    Set("AcquisitionStart", "1");
+    const auto first = listener.Receive();
+    const auto second = listener.Receive();
+    ASSERT_TRUE(first && second);
+    EXPECT_EQ(ToHex(first->bytes), ToHex(second->bytes));
+    EXPECT_EQ(first->from.port, host.Read(address, 0x0B1C)) << "MCSP";
+    listener.Send(first->from, Hex("0000 00C3 0000 0001"));
+    int late = 0; // what was on its way; then silence
+    while (listener.Receive(200))
+        ++late;
+    EXPECT_LT(late, 10);
+    Set("AcquisitionStop", "1");
+    Set("AcquisitionStart", "1");
+    const auto next = listener.Receive();
+    ASSERT_TRUE(next);
+    EXPECT_EQ(next->bytes[7], 2) << "the next id";
+}
+
+TEST_F(OneCamera, ForceIpMovesIt)
+{
+    Open();
+    const std::uint32_t target = TestAddress(4);
+    std::vector<std::uint32_t> words(14, 0);
+    words[0] = host.Read(address, 0x0008);
+    words[1] = host.Read(address, 0x000C);
+    words[5] = target;
+    words[9] = 0xff000000;
+    host.Send(kEverybody, host.commands.Make(GvcpCommand::ForceIp, words));
+    const auto answer = host.Receive();
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->from.address, target);
+    EXPECT_EQ(camera->Address(), target);
+    EXPECT_EQ(host.Read(target, 0x0024), target);
+    EXPECT_EQ(host.Ask(address, host.commands.Read(0x0024), 100), Datagram{}) << "the old address is free";
+
+    ASSERT_EQ(host.Write(target, 0x0A00, 2), 0);
+    TestHost receiver;
+    host.Write(target, 0x0D18, kHostAddress);
+    host.Write(target, 0x0D00, receiver.Port());
+    host.Write(target, 0x0D04, 0xC0000400);
+    const auto packet = receiver.Receive();
+    ASSERT_TRUE(packet);
+    EXPECT_EQ(packet->from.address, target) << "the stream has moved too";
+}
+
+TEST_F(OneCamera, GapsReadAsZeroOnRequest)
+{
+    GigeOptions gige = At(0);
+    gige.gapsReadAsZero = true;
+    Open(SmallCamera(), gige);
+    EXPECT_EQ(host.Read(address, 0x0980), 0U);
+    EXPECT_EQ(host.ReadMemory(address, 0x0978, 16), std::string(16, '\0'));
+    EXPECT_EQ(host.ReadMemory(address, 0x0940, 8), "") << "a write-only register is no gap";
+}
+
+TEST_F(OneCamera, LegacyDescriptionHasNoRegistersOfVersion2)
+{
+    GigeOptions gige = At(0);
+    gige.legacy = true;
+    Open(SmallCamera(), gige);
+    EXPECT_EQ(host.Read(address, 0x0000), 0x00010002U);
+    EXPECT_EQ(camera->Core().DescriptionXml().find("GevGVSPExtendedIDMode"), std::string::npos);
+    EXPECT_NE(camera->Core().DescriptionXml().find("GevSCPSPacketSize"), std::string::npos);
+}
+
+TEST_F(OneCamera, LateAnswersComeLate)
+{
+    CameraOptions options = SmallCamera();
+    options.faults.answerDelayMs = 60;
+    Open(options);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(host.Read(address, 0x0A00), 0U);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(60));
+}
+
+TEST_F(OneCamera, ResetDropsItsClient)
+{
+    Open();
+    TakeControl();
+    Set("DeviceReset", "1");
+    EXPECT_TRUE(ComesTrue([this] { return host.Read(address, 0x0A00) == 0; }));
+}
+
+} // namespace
+} // namespace orvsim
