@@ -79,11 +79,11 @@ void DisplayParams::Declare()
     AddInt("dump.w", m_members.markedWidth, kAny);
     AddInt("dump.h", m_members.markedHeight, kAny);
     AddCommand("display.dump.on", [](void *context) {
-        ParamsOf(context).MarkAsSet(true);
+        ParamsOf(context).SwitchMark(true);
         return 0;
     });
     AddCommand("display.dump.off", [](void *context) {
-        ParamsOf(context).MarkAsSet(false);
+        ParamsOf(context).SwitchMark(false);
         return 0;
     });
     AddInt("filter.id", m_members.filterId, kAny);
@@ -188,26 +188,25 @@ void DisplayParams::ParamChanged(_OrvStParam param)
         m_control.SetFit(static_cast<Fit>(IntValue("display.fit")));
     } else if (name == "display.view.scale") {
         m_control.SetScale(FloatValue("display.view.scale"));
-    } else if (name == "filter.state") {
-        ApplyFilter();
     } else {
-        MarkAsSet(IsMarked());
+        const MutexLock lock(m_mutex);
+        if (name == "filter.state")
+            ApplyFilter();
+        else
+            MarkAsSet();
     }
 }
 
-bool DisplayParams::IsMarked()
+void DisplayParams::SwitchMark(bool isOn)
 {
     const MutexLock lock(m_mutex);
-    return m_isMarked;
+    m_isMarked = isOn;
+    MarkAsSet();
 }
 
-void DisplayParams::MarkAsSet(bool isOn)
+void DisplayParams::MarkAsSet()
 {
-    {
-        const MutexLock lock(m_mutex);
-        m_isMarked = isOn;
-    }
-    m_control.Mark({IntValue("dump.x"), IntValue("dump.y"), IntValue("dump.w"), IntValue("dump.h"), isOn});
+    m_control.Mark({IntValue("dump.x"), IntValue("dump.y"), IntValue("dump.w"), IntValue("dump.h"), m_isMarked});
 }
 
 int DisplayParams::AddFilter()
@@ -216,35 +215,25 @@ int DisplayParams::AddFilter()
     const bool isKnown =
         TextValue("filter.name", sizeof m_members.filterName) == kColourMapFilter && IntValue("filter.channels") == 1;
     const bool isGood = isKnown && ParseColourMap(TextValue("filter.channel.0", m_colourMap.size()), *colours);
-    {
-        const MutexLock lock(m_mutex);
-        m_filter = isGood ? colours : nullptr;
-        m_filterId = IntValue("filter.id");
-    }
+    const MutexLock lock(m_mutex);
+    m_filter = isGood ? colours : nullptr;
+    m_filterId = IntValue("filter.id");
     ApplyFilter();
     return isGood ? 0 : static_cast<int>(Status(ORV_PARAM_BAD_VALUE));
 }
 
 int DisplayParams::DeleteFilter()
 {
-    const long id = IntValue("filter.id");
-    {
-        const MutexLock lock(m_mutex);
-        if (m_filterId == id)
-            m_filter = nullptr;
-    }
+    const MutexLock lock(m_mutex);
+    if (m_filterId == IntValue("filter.id"))
+        m_filter = nullptr;
     ApplyFilter();
     return 0;
 }
 
 void DisplayParams::ApplyFilter()
 {
-    std::shared_ptr<const LevelColours> filter;
-    {
-        const MutexLock lock(m_mutex);
-        filter = m_filter;
-    }
-    m_control.SetColours(IntValue("filter.state") != 0 ? filter : nullptr);
+    m_control.SetColours(IntValue("filter.state") != 0 ? m_filter : nullptr);
 }
 
 } // namespace orv

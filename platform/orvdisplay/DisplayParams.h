@@ -31,7 +31,7 @@ struct StartView {
     double atY;
 };
 
-/// What the parameters of a display act on. Any thread.
+/// What the parameters of a display act on. Any thread. Mark and SetColours do not come back to the parameters.
 class DisplayControl {
 public:
     virtual void SetFit(Fit fit) = 0;
@@ -96,17 +96,19 @@ private:
     double FloatValue(const char *name) const;
     std::string TextValue(const char *name, std::size_t capacity) const;
 
-    bool IsMarked() EXCLUDES(m_mutex);
-    void MarkAsSet(bool isOn) EXCLUDES(m_mutex);
+    void SwitchMark(bool isOn) EXCLUDES(m_mutex);
+    void MarkAsSet() REQUIRES(m_mutex);
     int AddFilter() EXCLUDES(m_mutex);
     int DeleteFilter() EXCLUDES(m_mutex);
-    void ApplyFilter() EXCLUDES(m_mutex);
+    void ApplyFilter() REQUIRES(m_mutex);
 
     DisplayControl &m_control;
     Members m_members;
     std::vector<char> m_colourMap;
 
-    Mutex m_mutex; // held for members only
+    /// Held from reading what was set to handing it to the control, so that of two threads the later one's is what
+    /// stays. The control takes its own lock within and calls nobody.
+    Mutex m_mutex;
     bool m_isMarked GUARDED_BY(m_mutex) = false;
     std::shared_ptr<const LevelColours> m_filter GUARDED_BY(m_mutex); // the one filter; null for none
     long m_filterId GUARDED_BY(m_mutex) = 0;

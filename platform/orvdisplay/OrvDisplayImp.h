@@ -21,7 +21,7 @@ namespace orv {
 /// that it was made for: that is how a picture is known to be out of date.
 ///
 /// Lock order: m_convertMutex before m_mutex. No lock is held while calling the redraw request, the parameters, or Qt's
-/// event posting.
+/// event posting. The parameters hold theirs while they call Mark and SetColours: those take m_mutex and nothing else.
 class OrvDisplayImp final : public OrvDisplay, private DisplayControl, private SurfaceEvents {
 public:
     OrvDisplayImp() : m_params(*this), m_surface(*this) {}

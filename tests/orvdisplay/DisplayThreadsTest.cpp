@@ -1,6 +1,9 @@
 #include "DisplayFixture.h"
 
+#include "orvdisplay/DisplayParams.h"
+
 #include <atomic>
+#include <chrono>
 #include <thread>
 
 using orvtest::DisplayFixture;
@@ -114,6 +117,69 @@ TEST_F(DisplayThreads, DeletionWaitsForTheRunningCall)
         m_display.reset();
         caller.join();
         EXPECT_TRUE(hasReturned);
+    }
+}
+
+/// Takes what the parameters ask for, but the first time only when another call has come past, or a while is over.
+class SlowControl final : public orv::DisplayControl {
+public:
+    void SetFit(orv::Fit) override {}
+    void SetScale(double) override {}
+    void ZoomIn() override {}
+    void ZoomOut() override {}
+    void CentreImage() override {}
+    void Mark(const orv::MarkedArea &area) override { Take(area.isOn); }
+    void SetColours(std::shared_ptr<const orv::LevelColours> colours) override { Take(colours != nullptr); }
+
+    void HoldTheNext()
+    {
+        m_mustHold = true;
+        m_isHolding = false;
+    }
+    bool IsHolding() const { return m_isHolding; }
+    bool IsOn() const { return m_isOn; }
+
+private:
+    void Take(bool isOn)
+    {
+        if (m_mustHold.exchange(false)) {
+            const int before = m_taken;
+            const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(50);
+            m_isHolding = true;
+            while (m_taken == before && std::chrono::steady_clock::now() < limit)
+                std::this_thread::yield();
+        }
+        m_isOn = isOn;
+        ++m_taken;
+    }
+
+    std::atomic<bool> m_mustHold{false};
+    std::atomic<bool> m_isHolding{false};
+    std::atomic<int> m_taken{0};
+    std::atomic<bool> m_isOn{false};
+};
+
+TEST(DisplayParams, SwitchingOffWinsOverAnEarlierChangeOnAnotherThread)
+{
+    SlowControl control;
+    orv::DisplayParams params(control);
+    const auto name = [](const char *text) { return const_cast<char *>(text); };
+    const auto run = [&](const char *command) { EXPECT_EQ(params.RunCommand(name(command)), 0U) << command; };
+    params.SetParamString(name("filter.name"), name("cmap.base"));
+    params.SetParamString(name("filter.channel.0"), name("0,0,0;1,1,1"));
+    params.SetParamInt(name("filter.channels"), 1);
+    const struct {
+        const char *on, *change, *off;
+    } kCases[] = {{"display.dump.on", "dump.x", "display.dump.off"}, {"filter.add", "filter.state", "filter.del"}};
+    for (const auto &row : kCases) {
+        run(row.on);
+        control.HoldTheNext();
+        std::thread other([&] { params.SetParamInt(name(row.change), 1); });
+        while (!control.IsHolding())
+            std::this_thread::yield();
+        run(row.off);
+        other.join();
+        EXPECT_FALSE(control.IsOn()) << row.off;
     }
 }
 
