@@ -47,8 +47,9 @@ enum OrvDisplayStatus : int {
 class OrvDisplay {
 public:
     static OrvDisplay *CreateComponent();
-    /// Waits for calls that are running on other threads; the caller sees to it that none begins after this one, and
-    /// does not call from within the redraw request. Null is allowed.
+    /// Waits for calls of this class that are running on other threads; the caller sees to it that none begins after
+    /// this one, and does not call from within the redraw request. Calls of the component are not waited for: the
+    /// caller ends those on other threads, and its listeners, before. Null is allowed.
     static void DeleteComponent(OrvDisplay *display);
 
     /// \param backend  "auto", "OpenGL" or "GDI": today all draw by raster.

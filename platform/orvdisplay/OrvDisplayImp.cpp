@@ -82,7 +82,8 @@ int OrvDisplayImp::DisplayVideo(const _OrvImage *image)
 
 int OrvDisplayImp::ConvertImage(const _OrvImage *source, _OrvImage *destination)
 {
-    return orv::ConvertImage(source, destination);
+    const Call call(*this);
+    return call.IsIn() ? orv::ConvertImage(source, destination) : ORV_DISPLAY_ERR_CLOSING;
 }
 
 int OrvDisplayImp::RetainImage(const _OrvImage *image)
@@ -130,6 +131,9 @@ void OrvDisplayImp::Clear()
 
 int OrvDisplayImp::Translate(int *x, int *y, int mode)
 {
+    const Call call(*this);
+    if (!call.IsIn())
+        return ORV_DISPLAY_ERR_CLOSING;
     if (x == nullptr || y == nullptr || (mode != 0 && mode != 1))
         return ORV_IMAGE_ERR_INVALID_ARGUMENT;
     const MutexLock lock(m_mutex);
