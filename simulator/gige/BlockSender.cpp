@@ -112,6 +112,7 @@ void BlockSender::Begin(const SendOrder &order, Sending sending, std::uint32_t p
     m_to = order.to;
     m_pass = order.pass;
     m_batch.SetReceiver(order.to);
+    m_batch.AllowSegments(m_port.mayBeSegmented);
     m_faults.Begin(order.faults, sending, packetCount);
 }
 

@@ -31,7 +31,8 @@ struct SendPort {
     StreamSocket foreignSocket; ///< for packets that come from elsewhere
     SendGate gate;
     RunningCounts counts;
-    std::atomic<std::uint32_t> pathMtu{0}; ///< bytes of an IP packet; 0: no limit
+    std::atomic<std::uint32_t> pathMtu{0};  ///< bytes of an IP packet; 0: no limit
+    std::atomic<bool> mayBeSegmented{true}; ///< by the kernel, see PacketBatch
 };
 
 /// Where and how packets go.

@@ -85,9 +85,8 @@ struct PacketBatch::Messages {
     std::array<iovec, kCapacity * kPiecesPerPacket + 1> pieces{};
 };
 
-PacketBatch::PacketBatch(StreamSocket &socket, Segmentation segmentation)
-    : m_socket(socket), m_segments(segmentation != Segmentation::Off && KernelSegments(socket.Fd())),
-      m_messages(std::make_unique<Messages>())
+PacketBatch::PacketBatch(StreamSocket &socket)
+    : m_socket(socket), m_canSegment(KernelSegments(socket.Fd())), m_messages(std::make_unique<Messages>())
 {
     m_packets.reserve(kCapacity);
 }
@@ -113,7 +112,7 @@ PacketBatch::Sent PacketBatch::Flush(const SendGate &gate, SendGate::Pass pass)
         if (errno == EINTR || (IsNoRoom(errno) && WaitForRoom(gate, pass)))
             continue;
         if (m_messages->packetsOf[0] > 1) {
-            m_segments = false; // not on this way out: the same packets go one by one
+            m_canSegment = false; // not on this way out: the same packets go one by one
             continue;
         }
         ++sent.errors;
@@ -127,7 +126,7 @@ PacketBatch::Sent PacketBatch::Flush(const SendGate &gate, SendGate::Pass pass)
 std::size_t PacketBatch::RunLength(std::size_t first) const
 {
     const std::size_t bytes = m_packets[first].Size();
-    if (!m_segments)
+    if (!m_maySegment || !m_canSegment)
         return 1;
     const std::size_t most = std::min({m_packets.size() - first, kMostSegments, kMostMessageBytes / bytes});
     std::size_t count = 1;

@@ -20,9 +20,11 @@ class PacketBatch {
 public:
     static constexpr std::size_t kCapacity = 512;
 
-    enum class Segmentation { WhereKernelHasIt, Off };
-    explicit PacketBatch(StreamSocket &socket, Segmentation segmentation = Segmentation::WhereKernelHasIt);
+    explicit PacketBatch(StreamSocket &socket);
     ~PacketBatch();
+
+    /// Whether the kernel may cut messages up. What is captured on the way then are the uncut ones. True to begin with.
+    void AllowSegments(bool allowed) { m_maySegment = allowed; }
 
     /// The batch must be empty.
     void SetReceiver(const Endpoint &to);
@@ -47,7 +49,8 @@ private:
     bool WaitForRoom(const SendGate &gate, SendGate::Pass pass) const;
 
     StreamSocket &m_socket;
-    bool m_segments = false;
+    bool m_maySegment = true;
+    bool m_canSegment = false; ///< until the kernel says otherwise
     std::vector<Packet> m_packets;
     std::unique_ptr<Messages> m_messages;
 };

@@ -19,6 +19,7 @@ namespace {
 
 /// How long the stream's thread may take to notice that it is to end.
 constexpr std::int64_t kFrameWaitMs = 50;
+constexpr double kLongestPeriodNs = 1e12;
 /// Answers do not hurry: live packets come first.
 constexpr std::uint64_t kResendPeriodNs = 1'000'000'000;
 /// Chances of resent packets are drawn apart, so that a host's requests do not change what befalls the stream.
@@ -148,6 +149,11 @@ void StreamSender::SetPathMtu(std::uint32_t bytes)
     m_parts->port.pathMtu = bytes;
 }
 
+void StreamSender::SetSegmentation(bool isOn)
+{
+    m_parts->port.mayBeSegmented = isOn;
+}
+
 void StreamSender::Resend(const ResendRequest &request, const Endpoint &requester)
 {
     if (m_parts->answers != nullptr)
@@ -191,7 +197,7 @@ void StreamSender::Parts::SendFrame(const FrameJob &job)
     order.to = now.to;
     order.faults = source->CurrentFaults();
     order.packetDelayNs = now.packetDelayNs;
-    order.periodNs = static_cast<std::uint64_t>(std::max(job.periodNs, 0.0));
+    order.periodNs = static_cast<std::uint64_t>(std::clamp(job.periodNs, 0.0, kLongestPeriodNs));
     const std::shared_ptr<SentBlock> block = NextBlock(job, now, order.faults);
     if (block == nullptr)
         return;
