@@ -1,0 +1,250 @@
+#include <arv.h>
+
+#include "tests/simulator/GenApiBridge.h"
+
+#include "simulator/core/NumberText.h"
+#include "tests/simulator/MemoryDevice.h"
+
+#include <algorithm>
+#include <set>
+
+namespace orvsim {
+
+namespace {
+
+const char *KindOfNode(ArvGcNode *node)
+{
+    // The most specific first: an enumeration answers to Integer and String as well.
+    if (node == nullptr)
+        return "";
+    if (ARV_IS_GC_CATEGORY(node))
+        return "Category";
+    if (ARV_IS_GC_COMMAND(node))
+        return "Command";
+    if (ARV_IS_GC_ENUMERATION(node))
+        return "Enumeration";
+    if (ARV_IS_GC_BOOLEAN(node))
+        return "Boolean";
+    if (ARV_IS_GC_STRING(node))
+        return "String";
+    if (ARV_IS_GC_FLOAT(node))
+        return "Float";
+    return ARV_IS_GC_INTEGER(node) ? "Integer" : "Other";
+}
+
+std::string TextOfEnumeration(ArvGcEnumeration *node, GError **error)
+{
+    const char *name = arv_gc_enumeration_get_string_value(node, error);
+    if (name != nullptr || *error != nullptr)
+        return name != nullptr ? name : "";
+    return TextOf(std::int64_t{arv_gc_enumeration_get_int_value(node, error)});
+}
+
+std::string TextOfNode(ArvGcNode *node, GError **error)
+{
+    const std::string kind = KindOfNode(node);
+    if (kind == "Integer")
+        return TextOf(std::int64_t{arv_gc_integer_get_value(ARV_GC_INTEGER(node), error)});
+    if (kind == "Float")
+        return TextOf(arv_gc_float_get_value(ARV_GC_FLOAT(node), error));
+    if (kind == "Enumeration")
+        return TextOfEnumeration(ARV_GC_ENUMERATION(node), error);
+    if (kind == "Boolean")
+        return arv_gc_boolean_get_value(ARV_GC_BOOLEAN(node), error) ? "1" : "0";
+    if (kind == "String") {
+        const char *text = arv_gc_string_get_value(ARV_GC_STRING(node), error);
+        return *error == nullptr && text != nullptr ? text : "";
+    }
+    return {};
+}
+
+void SetNode(ArvGcNode *node, const std::string &text, GError **error)
+{
+    const std::string kind = KindOfNode(node);
+    if (kind == "Integer")
+        arv_gc_integer_set_value(ARV_GC_INTEGER(node), IntegerFrom(text).value_or(0), error);
+    else if (kind == "Float")
+        arv_gc_float_set_value(ARV_GC_FLOAT(node), FloatFrom(text).value_or(0), error);
+    else if (kind == "Enumeration")
+        arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(node), text.c_str(), error);
+    else if (kind == "Boolean")
+        arv_gc_boolean_set_value(ARV_GC_BOOLEAN(node), text == "1", error);
+    else if (kind == "String")
+        arv_gc_string_set_value(ARV_GC_STRING(node), text.c_str(), error);
+    else if (kind == "Command")
+        arv_gc_command_execute(ARV_GC_COMMAND(node), error);
+    else
+        g_set_error(error, ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_TRANSFER_ERROR, "there is no such feature");
+}
+
+} // namespace
+
+struct GenApiBridge::Parts {
+    DeviceMemory memory;
+    ArvDevice *device = nullptr;
+    ArvGc *nodes = nullptr;
+    std::string error;
+
+    ArvGcNode *Node(const std::string &name) const { return arv_gc_get_node(nodes, name.c_str()); }
+
+    /// Runs one call of the library and keeps its error.
+    template <class Call> auto Do(Call call)
+    {
+        GError *failure = nullptr;
+        auto result = call(&failure);
+        error = failure != nullptr ? failure->message : "";
+        g_clear_error(&failure);
+        return result;
+    }
+
+    void List(const std::string &category, std::vector<std::string> &names, std::set<std::string> &seen) const
+    {
+        ArvGcNode *node = Node(category);
+        if (node == nullptr || !ARV_IS_GC_CATEGORY(node) || !seen.insert(category).second)
+            return;
+        std::vector<std::string> members; // copied: the library's list is gone with its next call
+        for (const GSList *it = arv_gc_category_get_features(ARV_GC_CATEGORY(node)); it != nullptr; it = it->next)
+            members.emplace_back(static_cast<const char *>(it->data));
+        for (const std::string &member : members) {
+            if (ARV_IS_GC_CATEGORY(Node(member)))
+                List(member, names, seen);
+            else if (seen.insert(member).second)
+                names.push_back(member);
+        }
+    }
+};
+
+GenApiBridge::GenApiBridge(const std::string &xml, Read read, Write write) : m_parts(std::make_unique<Parts>())
+{
+    m_parts->memory.read = std::move(read);
+    m_parts->memory.write = std::move(write);
+    m_parts->device = NewMemoryDevice(&m_parts->memory);
+    const std::string readable = m_parts->memory.windows.Open(xml);
+    m_parts->nodes = arv_gc_new(m_parts->device, readable.data(), readable.size());
+    if (m_parts->nodes == nullptr)
+        return;
+    arv_gc_set_range_check_policy(m_parts->nodes, ARV_RANGE_CHECK_POLICY_ENABLE);
+    arv_gc_set_access_check_policy(m_parts->nodes, ARV_ACCESS_CHECK_POLICY_ENABLE);
+}
+
+GenApiBridge::~GenApiBridge()
+{
+    g_clear_object(&m_parts->nodes);
+    g_clear_object(&m_parts->device);
+}
+
+bool GenApiBridge::IsOpen() const
+{
+    return m_parts->nodes != nullptr && ARV_IS_GC_CATEGORY(m_parts->Node("Root"));
+}
+
+std::vector<std::string> GenApiBridge::Features() const
+{
+    std::vector<std::string> names;
+    std::set<std::string> seen;
+    m_parts->List("Root", names, seen);
+    return names;
+}
+
+std::string GenApiBridge::KindOf(const std::string &name) const
+{
+    return KindOfNode(m_parts->Node(name));
+}
+
+std::string GenApiBridge::Get(const std::string &name)
+{
+    return m_parts->Do([&](GError **error) { return TextOfNode(m_parts->Node(name), error); });
+}
+
+bool GenApiBridge::Set(const std::string &name, const std::string &text)
+{
+    return m_parts->Do([&](GError **error) {
+        SetNode(m_parts->Node(name), text, error);
+        return *error == nullptr;
+    });
+}
+
+IntegerRange GenApiBridge::IntegerRangeOf(const std::string &name)
+{
+    if (KindOf(name) != "Integer")
+        return {};
+    ArvGcInteger *node = ARV_GC_INTEGER(m_parts->Node(name));
+    IntegerRange range;
+    range.minimum = m_parts->Do([&](GError **error) { return arv_gc_integer_get_min(node, error); });
+    range.maximum = m_parts->Do([&](GError **error) { return arv_gc_integer_get_max(node, error); });
+    range.increment = m_parts->Do([&](GError **error) { return arv_gc_integer_get_inc(node, error); });
+    return range;
+}
+
+FloatRange GenApiBridge::FloatRangeOf(const std::string &name)
+{
+    if (KindOf(name) != "Float")
+        return {};
+    ArvGcFloat *node = ARV_GC_FLOAT(m_parts->Node(name));
+    FloatRange range;
+    range.minimum = m_parts->Do([&](GError **error) { return arv_gc_float_get_min(node, error); });
+    range.maximum = m_parts->Do([&](GError **error) { return arv_gc_float_get_max(node, error); });
+    return range;
+}
+
+std::vector<std::string> GenApiBridge::OpenEntriesOf(const std::string &name)
+{
+    if (KindOf(name) != "Enumeration")
+        return {};
+    return m_parts->Do([&](GError **error) {
+        guint count = 0;
+        const char **names =
+            arv_gc_enumeration_dup_available_string_values(ARV_GC_ENUMERATION(m_parts->Node(name)), &count, error);
+        std::vector<std::string> entries(names, names + count);
+        g_free(names);
+        return entries;
+    });
+}
+
+bool GenApiBridge::IsAvailable(const std::string &name)
+{
+    ArvGcNode *node = m_parts->Node(name);
+    return node != nullptr && m_parts->Do([&](GError **error) {
+        return arv_gc_feature_node_is_available(ARV_GC_FEATURE_NODE(node), error) != FALSE;
+    });
+}
+
+bool GenApiBridge::IsLocked(const std::string &name)
+{
+    ArvGcNode *node = m_parts->Node(name);
+    return node != nullptr && m_parts->Do([&](GError **error) {
+        return arv_gc_feature_node_is_locked(ARV_GC_FEATURE_NODE(node), error) != FALSE;
+    });
+}
+
+std::string GenApiBridge::AccessOf(const std::string &name)
+{
+    ArvGcNode *node = m_parts->Node(name);
+    if (node == nullptr)
+        return {};
+    return arv_gc_access_mode_to_string(arv_gc_feature_node_get_actual_access_mode(ARV_GC_FEATURE_NODE(node)));
+}
+
+std::vector<std::string> GenApiBridge::SelectedBy(const std::string &selector)
+{
+    ArvGcNode *node = m_parts->Node(selector);
+    std::vector<std::string> names;
+    if (node == nullptr || !ARV_IS_GC_SELECTOR(node))
+        return names;
+    const GSList *it = arv_gc_selector_get_selected_features(ARV_GC_SELECTOR(node));
+    for (; it != nullptr; it = it->next)
+        names.emplace_back(arv_gc_feature_node_get_name(ARV_GC_FEATURE_NODE(it->data)));
+    return names;
+}
+
+void GenApiBridge::Attach(const std::string &port, std::vector<std::uint8_t> bytes)
+{
+    m_parts->memory.windows.Attach(port, std::move(bytes));
+}
+
+const std::string &GenApiBridge::Error() const
+{
+    return m_parts->error;
+}
+
+} // namespace orvsim

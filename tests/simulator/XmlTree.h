@@ -1,0 +1,24 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace orvsim {
+
+struct XmlElement {
+    std::string tag;
+    std::map<std::string, std::string> attributes;
+    std::string text; ///< directly inside, as it stands
+    std::vector<XmlElement> children;
+
+    std::string Name() const;
+    /// Text of the first child of that tag; empty without one.
+    std::string TextOf(const std::string &childTag) const;
+    bool Has(const std::string &childTag) const;
+};
+
+/// \return false with the reason when the text is not well formed.
+bool ParseXml(const std::string &xml, XmlElement &root, std::string &error);
+
+} // namespace orvsim
