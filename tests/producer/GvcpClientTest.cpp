@@ -2,107 +2,26 @@
 #include "producer/gige/Text.h"
 
 #include "ProducerFixture.h"
+#include "ScriptedDevice.h"
 
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <mutex>
+#include <csignal>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include <pthread.h>
 
 using namespace nuvark;
 using namespace nuvark::gige;
 
 namespace {
 
-constexpr char kAddress[] = "127.0.0.21";
-
-/// A device that answers as a test wants. The script gets each command and sends what it likes; on its own thread.
-class ScriptedDevice {
-public:
-    struct Received {
-        std::uint16_t command = 0;
-        std::uint16_t id = 0;
-        std::vector<std::uint8_t> payload;
-    };
-    using Script = std::function<void(ScriptedDevice &, const Received &)>;
-
-    explicit ScriptedDevice(Script script) : m_script(std::move(script))
-    {
-        m_fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        sockaddr_in local{};
-        local.sin_family = AF_INET;
-        local.sin_port = htons(kControlPort);
-        inet_pton(AF_INET, kAddress, &local.sin_addr);
-        EXPECT_EQ(bind(m_fd, reinterpret_cast<sockaddr *>(&local), sizeof local), 0);
-        m_thread = std::thread([this] { Run(); });
-    }
-    ~ScriptedDevice()
-    {
-        m_stopping = true;
-        m_thread.join();
-        close(m_fd);
-    }
-
-    void Answer(std::uint16_t status, std::uint16_t code, std::uint16_t id, const std::vector<std::uint8_t> &payload)
-    {
-        orv::ByteWriter out;
-        out.U16(status);
-        out.U16(code);
-        out.U16(static_cast<std::uint16_t>(payload.size()));
-        out.U16(id);
-        out.Bytes({payload.data(), payload.size()});
-        const auto datagram = out.Take();
-        sendto(m_fd, datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr *>(&m_peer), sizeof m_peer);
-    }
-    std::vector<Received> Commands()
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        return m_commands;
-    }
-
-private:
-    void Run()
-    {
-        while (!m_stopping) {
-            pollfd ready{m_fd, POLLIN, 0};
-            if (poll(&ready, 1, 10) <= 0)
-                continue;
-            std::uint8_t datagram[1024];
-            socklen_t length = sizeof m_peer;
-            const ssize_t size =
-                recvfrom(m_fd, datagram, sizeof datagram, 0, reinterpret_cast<sockaddr *>(&m_peer), &length);
-            Received received{std::uint16_t(datagram[2] << 8 | datagram[3]),
-                              std::uint16_t(datagram[6] << 8 | datagram[7]),
-                              std::vector<std::uint8_t>(datagram + 8, datagram + size)};
-            {
-                const std::lock_guard<std::mutex> lock(m_mutex);
-                m_commands.push_back(received);
-            }
-            m_script(*this, received);
-        }
-    }
-
-    const Script m_script;
-    int m_fd = -1;
-    sockaddr_in m_peer{};
-    std::atomic<bool> m_stopping{false};
-    std::mutex m_mutex;
-    std::vector<Received> m_commands;
-    std::thread m_thread;
-};
-
 constexpr std::uint16_t kReadAnswer = AcknowledgeOf(Command::ReadRegister);
 const std::vector<std::uint8_t> kValue = {0, 0, 0, 42};
 const std::vector<std::uint8_t> kWrong = {0, 0, 0, 13};
 
-std::unique_ptr<GvcpClient> Connect()
+std::unique_ptr<GvcpClient> Connect(const GvcpClient::Timing &timing = {})
 {
-    auto client = GvcpClient::Open(*ParseAddress("127.0.0.1"), *ParseAddress(kAddress));
+    auto client = GvcpClient::Open(*ParseAddress("127.0.0.1"), *ParseAddress(kScriptedAddress), timing);
     EXPECT_TRUE(client.Ok());
     return std::move(client.value);
 }
@@ -154,7 +73,7 @@ TEST(GvcpClient, FindsTheRightAnswerAmongOthers)
              device.Answer(0, kReadAnswer, got.id, {0, 0});
          },
          GC_ERR_IO, 1},
-        {"silence", [](auto &, auto &) {}, GC_ERR_TIMEOUT, 4},
+        {"silence", [](auto &, auto &) {}, GC_ERR_TIMEOUT, 5},
     };
     for (const auto &row : kRows) {
         ScriptedDevice device(row.script);
@@ -181,15 +100,98 @@ TEST(GvcpClient, AfterAllTriesEachFurtherCommandMakesOneShortTry)
     std::uint32_t value = 0;
     EXPECT_FALSE(client->ReadRegister(0x100, value).Ok());
     EXPECT_FALSE(client->IsAnswering());
-    EXPECT_EQ(device.Commands().size(), 4U);
-    EXPECT_FALSE(client->ReadRegister(0x100, value).Ok());
     EXPECT_EQ(device.Commands().size(), 5U);
+    EXPECT_FALSE(client->ReadRegister(0x100, value).Ok());
+    EXPECT_EQ(device.Commands().size(), 6U);
     answering = true;
     EXPECT_TRUE(client->ReadRegister(0x100, value).Ok());
     EXPECT_TRUE(client->IsAnswering());
 }
 
-TEST(GvcpClient, AnInterruptEndsTheWaitAndRefusesUntilResumed)
+TEST(GvcpClient, OneLostTryIsNoSilenceAndALateAnswerEndsIt)
+{
+    enum class Mode { Lose, LoseOne, Answer, AnswerTheLast };
+    std::atomic<Mode> mode{Mode::Lose};
+    ScriptedDevice device([&](ScriptedDevice &self, const ScriptedDevice::Received &got) {
+        if (mode == Mode::Answer)
+            self.Answer(0, kReadAnswer, got.id, kValue);
+        else if (mode == Mode::AnswerTheLast)
+            self.Answer(0, kReadAnswer, got.id - 1, kWrong);
+        else if (mode == Mode::LoseOne)
+            mode = Mode::Answer;
+    });
+    GvcpClient::Timing timing;
+    timing.firstTry = timing.furtherTry = std::chrono::milliseconds(50);
+    timing.total = std::chrono::milliseconds(250);
+    const auto client = Connect(timing);
+    std::uint32_t value = 0;
+    EXPECT_EQ(client->ReadRegister(0x100, value, Effort::Once).Code(), GC_ERR_TIMEOUT);
+    EXPECT_EQ(client->ReadRegister(0x100, value, Effort::Quick).Code(), GC_ERR_TIMEOUT);
+    EXPECT_TRUE(client->IsAnswering()) << "a heartbeat or a closing write may get lost";
+    mode = Mode::LoseOne;
+    EXPECT_TRUE(client->ReadRegister(0x100, value).Ok()) << "all tries are left";
+
+    mode = Mode::Lose;
+    EXPECT_EQ(client->ReadRegister(0x100, value).Code(), GC_ERR_TIMEOUT);
+    EXPECT_FALSE(client->IsAnswering());
+    const TimePoint before = client->LastAnswer();
+    mode = Mode::AnswerTheLast;
+    EXPECT_EQ(client->ReadRegister(0x100, value).Code(), GC_ERR_TIMEOUT);
+    EXPECT_TRUE(client->IsAnswering());
+    EXPECT_GT(client->LastAnswer(), before);
+    EXPECT_EQ(value, 42U);
+}
+
+TEST(GvcpClient, WaitsForSlowWritesAsLongAsTheCameraShowsThatItIsThere)
+{
+    constexpr std::uint32_t kMakers = 0xA000;
+    constexpr std::uint32_t kBootstrap = 0x0A00;
+    std::atomic<bool> showsItself{true};
+    Stopwatch sinceFirst;
+    ScriptedDevice device([&](ScriptedDevice &self, const ScriptedDevice::Received &got) {
+        const bool isWrite = got.command == static_cast<std::uint16_t>(Command::WriteRegister);
+        if (!isWrite && showsItself)
+            self.Answer(0, kReadAnswer, got.id, kValue);
+        else if (isWrite && showsItself && sinceFirst.Milliseconds() > 1000)
+            self.Answer(0, kReadAnswer + 2, got.id, {0, 0, 0, 1});
+    });
+    GvcpClient::Timing timing;
+    timing.firstTry = timing.furtherTry = std::chrono::milliseconds(100);
+    timing.total = std::chrono::milliseconds(300);
+    const auto client = Connect(timing);
+    client->SetSilenceLimit(std::chrono::milliseconds(1150));
+    EXPECT_EQ(client->WriteRegister(kBootstrap, 1).Code(), GC_ERR_TIMEOUT);
+    EXPECT_LT(sinceFirst.Milliseconds(), 700);
+    std::uint32_t value = 0;
+    EXPECT_TRUE(client->ReadRegister(kBootstrap, value).Ok());
+    EXPECT_TRUE(client->WriteRegister(kMakers, 1).Ok());
+
+    showsItself = false;
+    const Stopwatch silent;
+    EXPECT_EQ(client->WriteRegister(kMakers, 1).Code(), GC_ERR_TIMEOUT);
+    EXPECT_GE(silent.Milliseconds(), 1100);
+    EXPECT_LT(silent.Milliseconds(), 2500) << "a silent camera is given up after the limit";
+}
+
+TEST(GvcpClient, PutOffForeverIsNoAnswer)
+{
+    ScriptedDevice device([](ScriptedDevice &self, const ScriptedDevice::Received &got) {
+        for (int i = 0; i < 100 && !self.IsStopping(); ++i) {
+            self.Answer(0, kPendingAcknowledge, got.id, {0, 0, 0x01, 0xF4});
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+    });
+    GvcpClient::Timing timing;
+    timing.pending = std::chrono::milliseconds(300);
+    const auto client = Connect(timing);
+    const Stopwatch watch;
+    std::uint32_t value = 0;
+    EXPECT_EQ(client->ReadRegister(0x100, value).Code(), GC_ERR_TIMEOUT);
+    EXPECT_LT(watch.Milliseconds(), 1000) << "in all, not since the last of them";
+    EXPECT_EQ(device.Commands().size(), 1U) << "no further tries";
+}
+
+TEST(GvcpClient, AnInterruptEndsTheWaitAndLeavesOnlyTheLastWord)
 {
     std::atomic<bool> answering{false};
     ScriptedDevice device([&](ScriptedDevice &self, const ScriptedDevice::Received &got) {
@@ -209,8 +211,31 @@ TEST(GvcpClient, AnInterruptEndsTheWaitAndRefusesUntilResumed)
     std::uint32_t value = 0;
     answering = true;
     EXPECT_EQ(client->ReadRegister(0x100, value).Code(), GC_ERR_ABORT);
-    client->Resume();
-    EXPECT_TRUE(client->ReadRegister(0x100, value).Ok());
+    EXPECT_TRUE(client->ReadRegister(0x100, value, Effort::Last).Ok());
+}
+
+TEST(UdpSocket, ASignalDoesNotEndAWait)
+{
+    struct sigaction action = {};
+    action.sa_handler = [](int) {};
+    struct sigaction before = {};
+    sigaction(SIGUSR1, &action, &before);
+    const auto socket = UdpSocket::Open(*ParseAddress("127.0.0.1"));
+    ASSERT_TRUE(socket.Ok());
+    std::atomic<bool> done{false};
+    std::thread waiter([&] {
+        const Stopwatch watch;
+        EXPECT_EQ(socket.value.WaitReadable(Clock::now() + std::chrono::milliseconds(200), nullptr),
+                  UdpSocket::Wait::TimedOut);
+        EXPECT_GE(watch.Milliseconds(), 199);
+        done = true;
+    });
+    while (!done) {
+        pthread_kill(waiter.native_handle(), SIGUSR1);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    waiter.join();
+    sigaction(SIGUSR1, &before, nullptr);
 }
 
 TEST(GvcpClient, RequestIdsWrapWithoutZero)

@@ -113,3 +113,13 @@ bool InPrivateNetwork()
     const char *mark = std::getenv(kMark);
     return mark != nullptr && std::strcmp(mark, "inside") == 0;
 }
+
+bool SetSpareAddress(bool there)
+{
+    if (!InPrivateNetwork())
+        return false;
+    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool good = SetAddress(fd, "lo:spare", there ? kSpareAddress : "0.0.0.0");
+    close(fd);
+    return good;
+}

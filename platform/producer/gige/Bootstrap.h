@@ -18,6 +18,8 @@ constexpr std::uint32_t kRegPendingTimeout = 0x0958;
 constexpr std::uint32_t kRegControlPrivilege = 0x0A00;
 constexpr std::uint32_t kRegControllerPort = 0x0A04;
 constexpr std::uint32_t kRegControllerAddress = 0x0A14;
+/// From here on the maker decides what is behind an address; writing there may store files or move a lens.
+constexpr std::uint32_t kFirstMakerRegister = 0xA000;
 
 constexpr std::uint32_t kCapabilityController = 0x08000000; ///< the two controller registers exist
 constexpr std::uint32_t kCapabilityPending = 0x00000020;

@@ -11,6 +11,8 @@ namespace {
 
 constexpr std::uint32_t kDefaultHeartbeatMs = 3000;
 constexpr std::uint32_t kMinHeartbeatMs = 500;
+/// A register that was set for debugging, or switched off, must not hide that the cable was pulled.
+constexpr std::uint32_t kMaxHeartbeatMs = 5000;
 constexpr std::uint32_t kMaxStreams = 512;
 
 std::uint32_t BigEndianWord(const std::uint8_t *bytes)
@@ -110,9 +112,7 @@ Heartbeat::Settings GigeDevice::HeartbeatSettings()
 {
     Heartbeat::Settings settings;
     settings.privilege = m_privilege;
-    const std::uint32_t timeoutMs = ReadOptional(kRegHeartbeatTimeout, kDefaultHeartbeatMs);
-    settings.timeout =
-        std::chrono::milliseconds(timeoutMs == 0 ? kDefaultHeartbeatMs : std::max(timeoutMs, kMinHeartbeatMs));
+    settings.timeout = ReadHeartbeatTimeout();
     if (m_privilege != 0 && (m_capability & kCapabilityController) != 0) {
         // Compared with what the camera shows now, not with our own address: there may be a translator in between.
         settings.controllerAddress = ReadOptional(kRegControllerAddress, 0);
@@ -120,6 +120,21 @@ Heartbeat::Settings GigeDevice::HeartbeatSettings()
         settings.watchController = settings.controllerAddress != 0;
     }
     return settings;
+}
+
+std::chrono::milliseconds GigeDevice::ReadHeartbeatTimeout()
+{
+    const std::uint32_t told = ReadOptional(kRegHeartbeatTimeout, kDefaultHeartbeatMs);
+    const std::chrono::milliseconds timeout(told == 0 ? kDefaultHeartbeatMs
+                                                      : std::clamp(told, kMinHeartbeatMs, kMaxHeartbeatMs));
+    m_client->SetSilenceLimit(timeout);
+    return timeout;
+}
+
+void GigeDevice::OnWritten(std::uint64_t address, std::size_t size)
+{
+    if (address < kRegHeartbeatTimeout + 4 && address + size > kRegHeartbeatTimeout)
+        m_heartbeat->SetTimeout(ReadHeartbeatTimeout());
 }
 
 void GigeDevice::NoticeLegacyDescription()
@@ -225,6 +240,7 @@ Status GigeDevice::Write(std::uint64_t address, const void *data, std::size_t si
             return Outward(status);
         done += take;
     }
+    OnWritten(address, size);
     return {};
 }
 
@@ -289,15 +305,6 @@ void GigeDevice::OnLost(const std::string &reason)
     m_listener.OnCameraLost(reason);
 }
 
-void GigeDevice::ReleaseControl()
-{
-    m_client->Resume();
-    for (int attempt = 0; attempt < 2; ++attempt) {
-        if (m_client->WriteRegister(kRegControlPrivilege, 0, Effort::Quick).Code() != GC_ERR_TIMEOUT)
-            return;
-    }
-}
-
 void GigeDevice::Close()
 {
     if (m_closed.exchange(true))
@@ -305,8 +312,8 @@ void GigeDevice::Close()
     m_client->Interrupt();
     if (m_heartbeat != nullptr)
         m_heartbeat->Stop();
-    if (!m_lost && m_privilege != 0)
-        ReleaseControl();
+    if (!m_lost && m_privilege != 0) // a camera that does not hear it takes control back itself after a while
+        (void)m_client->WriteRegister(kRegControlPrivilege, 0, Effort::Last);
 }
 
 } // namespace nuvark::gige

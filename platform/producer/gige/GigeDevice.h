@@ -50,12 +50,14 @@ private:
     Status TakeControl();
     Status RefuseBecauseHeld();
     Heartbeat::Settings HeartbeatSettings();
+    std::chrono::milliseconds ReadHeartbeatTimeout();
+    /// Follows what a successful write has changed in the bootstrap registers.
+    void OnWritten(std::uint64_t address, std::size_t size);
     void ReadFacts();
     std::uint32_t ReadOptional(std::uint32_t address, std::uint32_t fallback);
     void NoticeLegacyDescription();
     std::vector<DescriptionUrl> ReadUrls();
     void OnLost(const std::string &reason);
-    void ReleaseControl();
 
     Status WriteWords(std::uint32_t address, const std::uint8_t *data, std::size_t size);
     Status WriteChunk(std::uint64_t address, const std::uint8_t *data, std::size_t size);

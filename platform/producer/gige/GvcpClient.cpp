@@ -1,5 +1,6 @@
 #include "producer/gige/GvcpClient.h"
 
+#include "producer/gige/Bootstrap.h"
 #include "producer/gige/Text.h"
 
 #include <thread>
@@ -10,12 +11,11 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr int kTries = 4;
-constexpr milliseconds kMaxTimeout{1000};
+constexpr milliseconds kLongestStated{10000};
+constexpr milliseconds kLongestTry{1000};
 constexpr milliseconds kTimeoutNotAnswering{100};
 constexpr milliseconds kQuickTimeout{60};
-/// A camera that says "pending" for longer than this counts as not answering.
-constexpr milliseconds kMaxPending{30000};
+constexpr int kLastTries = 2;
 constexpr int kBusyRepeats = 3;
 constexpr milliseconds kBusyPause{20};
 
@@ -38,7 +38,7 @@ Status Outward(Status status)
     return status;
 }
 
-Result<std::unique_ptr<GvcpClient>> GvcpClient::Open(std::uint32_t local, std::uint32_t remote)
+Result<std::unique_ptr<GvcpClient>> GvcpClient::Open(std::uint32_t local, std::uint32_t remote, const Timing &timing)
 {
     Result<UdpSocket> socket = UdpSocket::Open(local);
     if (!socket.Ok())
@@ -46,12 +46,15 @@ Result<std::unique_ptr<GvcpClient>> GvcpClient::Open(std::uint32_t local, std::u
     const Status connected = socket.value.Connect({remote, kControlPort});
     if (!connected.Ok())
         return connected;
-    return std::unique_ptr<GvcpClient>(new GvcpClient(std::move(socket.value)));
+    std::unique_ptr<GvcpClient> client(new GvcpClient(std::move(socket.value), timing));
+    if (!client->m_interrupt.IsOpen())
+        return Status(GC_ERR_IO, "the process has no file descriptor left for the control channel");
+    return client;
 }
 
 void GvcpClient::SetPendingTimeout(milliseconds time)
 {
-    m_timeoutMs = static_cast<int>(std::clamp(time, milliseconds(kBaseTimeoutMs), kMaxTimeout).count());
+    m_statedMs = static_cast<int>(std::min(time, kLongestStated).count());
 }
 
 void GvcpClient::Interrupt()
@@ -60,20 +63,35 @@ void GvcpClient::Interrupt()
     m_interrupt.Set();
 }
 
-void GvcpClient::Resume()
+bool GvcpClient::IsWrite(Command command)
 {
-    const orv::MutexLock lock(m_mutex);
-    m_interrupt.Clear();
-    m_interrupted = false;
+    return command == Command::WriteRegister || command == Command::WriteMemory;
 }
 
-GvcpClient::Plan GvcpClient::PlanFor(Effort effort) const
+GvcpClient::Plan GvcpClient::PlanFor(const Request &request) const
 {
-    if (effort == Effort::Quick)
-        return {1, kQuickTimeout};
-    if (effort == Effort::Once)
-        return {1, milliseconds(m_timeoutMs)};
-    return m_answering ? Plan{kTries, milliseconds(m_timeoutMs)} : Plan{1, kTimeoutNotAnswering};
+    const milliseconds stated(m_statedMs);
+    const milliseconds silence(m_silenceLimitMs);
+    Plan plan{1, std::clamp(stated, m_timing.firstTry, kLongestTry),
+              std::clamp(stated, m_timing.furtherTry, kLongestTry), silence};
+    if (request.effort == Effort::Once)
+        return plan;
+    if (request.effort == Effort::Quick)
+        return {1, kQuickTimeout, kQuickTimeout, silence};
+    if (request.effort == Effort::Last)
+        return {kLastTries, kQuickTimeout, kQuickTimeout, silence};
+    if (!m_answering)
+        return {1, kTimeoutNotAnswering, kTimeoutNotAnswering, silence};
+    milliseconds total = std::max(m_timing.total, stated);
+    if (IsWrite(request.command) && request.address >= kFirstMakerRegister) {
+        plan.isSlow = true;
+        plan.furtherTry = kLongestTry; // each may be carried out again by a camera that does not know repeats
+        plan.patience = std::max(silence, stated);
+        total = std::max(m_timing.slowTotal, stated);
+    }
+    const milliseconds rest = std::max(total - plan.firstTry, milliseconds(0));
+    plan.tries += static_cast<int>((rest + plan.furtherTry - milliseconds(1)) / plan.furtherTry);
+    return plan;
 }
 
 std::uint16_t GvcpClient::NextId()
@@ -83,68 +101,109 @@ std::uint16_t GvcpClient::NextId()
 }
 
 template <class MakeDatagram>
-Status GvcpClient::Transact(Command command, Effort effort, const std::string &context, MakeDatagram make,
-                            std::vector<std::uint8_t> &payload)
+Status GvcpClient::Transact(const Request &request, MakeDatagram make, std::vector<std::uint8_t> &payload)
 {
-    const bool isWrite = command == Command::WriteRegister || command == Command::WriteMemory;
     for (int repeat = 0;; ++repeat) {
         std::uint16_t wireStatus = kStatusSuccess;
         {
-            if (effort != Effort::Quick)
+            if (request.effort != Effort::Quick)
                 m_mutex.lock();
             else if (!m_mutex.try_lock())
-                return {GC_ERR_BUSY, context + ": the control channel is in use"};
+                return {GC_ERR_BUSY, request.context + ": the control channel is in use"};
             const AdoptedLock lock(m_mutex);
-            const std::uint16_t requestId = NextId();
-            Status status =
-                TransactOnce(command, PlanFor(effort), context, make(requestId), requestId, payload, wireStatus);
+            const std::uint16_t id = NextId();
+            Exchange exchange{request, id, make(id), {}, {}, kStatusSuccess};
+            Status status = TransactOnce(exchange);
             if (!status.Ok())
                 return status;
+            payload = std::move(exchange.payload);
+            wireStatus = exchange.wireStatus;
         }
         // A camera that is busy may be asked again, under a new id: the old one would only repeat its answer.
-        if (wireStatus != kStatusBusy || repeat >= kBusyRepeats || effort != Effort::Normal)
-            return StatusFromWire(wireStatus, isWrite, context);
+        if (wireStatus != kStatusBusy || repeat >= kBusyRepeats || request.effort != Effort::Normal)
+            return StatusFromWire(wireStatus, IsWrite(request.command), request.context);
         std::this_thread::sleep_for(kBusyPause);
     }
 }
 
-Status GvcpClient::TransactOnce(Command command, const Plan &plan, const std::string &context, const Datagram &datagram,
-                                std::uint16_t requestId, std::vector<std::uint8_t> &payload, std::uint16_t &wireStatus)
+Status GvcpClient::TransactOnce(Exchange &exchange)
+{
+    const std::string &context = exchange.request.context;
+    const Plan plan = PlanFor(exchange.request);
+    const TimePoint start = Clock::now();
+    std::string reason = "the camera does not answer";
+    for (int attempt = 0; attempt < plan.tries; ++attempt) {
+        if (m_interrupted && exchange.request.effort != Effort::Last)
+            return {GC_ERR_ABORT, context + ": the connection is being closed"};
+        const TimePoint giveUp = std::max(start + m_timing.total, LastAnswer() + plan.patience);
+        if (attempt != 0 && Clock::now() >= giveUp)
+            break;
+        const Status sent = m_socket.Send({exchange.datagram.data(), exchange.datagram.size()});
+        if (!sent.Ok())
+            reason = sent.Text(); // a link may come back
+        if (attempt != 0 && plan.isSlow)
+            AskWhetherThere();
+        const milliseconds wait = attempt == 0 ? plan.firstTry : plan.furtherTry;
+        const Outcome outcome = Await(exchange, plan, std::min(Clock::now() + wait, giveUp));
+        if (outcome == Outcome::Answered)
+            return {};
+        if (outcome == Outcome::Interrupted)
+            return {GC_ERR_ABORT, context + ": the connection is being closed"};
+        if (exchange.pendingUntil && Clock::now() >= *exchange.pendingUntil)
+            return {GC_ERR_TIMEOUT, context + ": the camera goes on putting the answer off"};
+    }
+    if (exchange.request.effort == Effort::Normal && LastAnswer() < start)
+        m_answering = false;
+    return {GC_ERR_TIMEOUT, context + ": " + reason};
+}
+
+GvcpClient::Outcome GvcpClient::Await(Exchange &exchange, const Plan &plan, TimePoint deadline)
+{
+    const bool isLast = exchange.request.effort == Effort::Last;
+    do {
+        // The flag decides, the event only wakes.
+        const UdpSocket::Wait wait = m_socket.WaitReadable(deadline, isLast ? nullptr : &m_interrupt);
+        if (m_interrupted && !isLast)
+            return Outcome::Interrupted;
+        if (wait == UdpSocket::Wait::TimedOut)
+            return Outcome::NoAnswer;
+        if (TakeAcknowledge(exchange, plan, deadline))
+            return Outcome::Answered;
+    } while (Clock::now() < deadline); // however many other datagrams there are
+    return Outcome::NoAnswer;
+}
+
+bool GvcpClient::TakeAcknowledge(Exchange &exchange, const Plan &plan, TimePoint &deadline)
 {
     std::uint8_t buffer[2048];
-    for (int attempt = 0; attempt < plan.tries; ++attempt) {
-        const Status sent = m_socket.Send({datagram.data(), datagram.size()});
-        if (!sent.Ok())
-            return {sent.Code(), context + ": " + sent.Text()};
-        TimePoint deadline = Clock::now() + plan.timeout;
-        for (;;) {
-            // The flag decides, the event only wakes: a Resume() may have cleared it in between.
-            const UdpSocket::Wait wait = m_socket.WaitReadable(deadline, &m_interrupt);
-            if (m_interrupted)
-                return {GC_ERR_ABORT, context + ": the connection is being closed"};
-            if (wait == UdpSocket::Wait::TimedOut)
-                break;
-            const std::size_t size = m_socket.Receive(buffer, sizeof buffer);
-            const std::optional<Acknowledge> acknowledge = ParseAcknowledge({buffer, size});
-            // Anything else is a late answer to an earlier command.
-            if (!acknowledge || acknowledge->requestId != requestId)
-                continue;
-            Touch();
-            m_answering = true;
-            if (acknowledge->code == kPendingAcknowledge) {
-                const milliseconds more(ParsePending(acknowledge->payload).value_or(0));
-                deadline = Clock::now() + std::min(more + plan.timeout, kMaxPending);
-                continue;
-            }
-            if (acknowledge->code != AcknowledgeOf(command))
-                continue;
-            wireStatus = acknowledge->status;
-            payload.assign(acknowledge->payload.data, acknowledge->payload.data + acknowledge->payload.size);
-            return {};
-        }
+    const std::size_t size = m_socket.Receive(buffer, sizeof buffer);
+    const std::optional<Acknowledge> acknowledge = ParseAcknowledge({buffer, size});
+    if (!acknowledge)
+        return false;
+    Touch();
+    m_answering = true;
+    if (acknowledge->requestId != exchange.id)
+        return false; // a late answer to an earlier command, but a sign of life
+    if (acknowledge->code == kPendingAcknowledge) {
+        const TimePoint now = Clock::now();
+        if (!exchange.pendingUntil)
+            exchange.pendingUntil = now + m_timing.pending;
+        const milliseconds more(ParsePending(acknowledge->payload).value_or(0));
+        deadline = std::min(now + more + plan.furtherTry, *exchange.pendingUntil);
+        return false;
     }
-    m_answering = false;
-    return {GC_ERR_TIMEOUT, context + ": the camera does not answer"};
+    if (acknowledge->code != AcknowledgeOf(exchange.request.command))
+        return false;
+    exchange.wireStatus = acknowledge->status;
+    exchange.payload.assign(acknowledge->payload.data, acknowledge->payload.data + acknowledge->payload.size);
+    return true;
+}
+
+/// Nobody waits for the answer: that one comes is enough.
+void GvcpClient::AskWhetherThere()
+{
+    const Datagram question = MakeReadRegister(NextId(), {kRegControlPrivilege});
+    (void)m_socket.Send({question.data(), question.size()});
 }
 
 Status GvcpClient::ReadRegister(std::uint32_t address, std::uint32_t &value, Effort effort)
@@ -152,8 +211,8 @@ Status GvcpClient::ReadRegister(std::uint32_t address, std::uint32_t &value, Eff
     std::vector<std::uint8_t> payload;
     const std::string context = "read register " + Hex(address);
     Status status = Transact(
-        Command::ReadRegister, effort, context, [&](std::uint16_t id) { return MakeReadRegister(id, {address}); },
-        payload);
+        {Command::ReadRegister, address, effort, context},
+        [&](std::uint16_t id) { return MakeReadRegister(id, {address}); }, payload);
     if (!status.Ok())
         return status;
     const auto values = ParseReadRegister({payload.data(), payload.size()}, 1);
@@ -166,21 +225,16 @@ Status GvcpClient::ReadRegister(std::uint32_t address, std::uint32_t &value, Eff
 Status GvcpClient::WriteRegister(std::uint32_t address, std::uint32_t value, Effort effort)
 {
     std::vector<std::uint8_t> payload;
-    return Transact(
-        Command::WriteRegister, effort, "write register " + Hex(address),
-        [&](std::uint16_t id) {
-            return MakeWriteRegister(id, {{address, value}});
-        },
-        payload);
+    const auto make = [&](std::uint16_t id) { return MakeWriteRegister(id, {{address, value}}); };
+    return Transact({Command::WriteRegister, address, effort, "write register " + Hex(address)}, make, payload);
 }
 
 Status GvcpClient::ReadMemory(std::uint32_t address, std::uint8_t *data, std::size_t count)
 {
     std::vector<std::uint8_t> payload;
     const std::string context = "read " + std::to_string(count) + " bytes at " + Hex(address);
-    Status status = Transact(
-        Command::ReadMemory, Effort::Normal, context,
-        [&](std::uint16_t id) { return MakeReadMemory(id, address, static_cast<std::uint16_t>(count)); }, payload);
+    const auto make = [&](std::uint16_t id) { return MakeReadMemory(id, address, static_cast<std::uint16_t>(count)); };
+    Status status = Transact({Command::ReadMemory, address, Effort::Normal, context}, make, payload);
     if (!status.Ok())
         return status;
     const auto bytes = ParseReadMemory({payload.data(), payload.size()}, address, count);
@@ -193,8 +247,9 @@ Status GvcpClient::ReadMemory(std::uint32_t address, std::uint8_t *data, std::si
 Status GvcpClient::WriteMemory(std::uint32_t address, orv::ByteSpan data)
 {
     std::vector<std::uint8_t> payload;
+    const std::string context = "write " + std::to_string(data.size) + " bytes at " + Hex(address);
     return Transact(
-        Command::WriteMemory, Effort::Normal, "write " + std::to_string(data.size) + " bytes at " + Hex(address),
+        {Command::WriteMemory, address, Effort::Normal, context},
         [&](std::uint16_t id) { return MakeWriteMemory(id, address, data); }, payload);
 }
 

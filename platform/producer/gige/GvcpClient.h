@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <memory>
+#include <optional>
 
 namespace nuvark::gige {
 
@@ -13,7 +14,8 @@ namespace nuvark::gige {
 enum class Effort {
     Normal, ///< all tries; one short one while the camera is not answering
     Once,   ///< one try of the full acknowledge time
-    Quick   ///< one short try, and none at all while another thread uses the channel; for closing sequences
+    Quick,  ///< one short try, and none at all while another thread uses the channel; for closing sequences
+    Last    ///< two short tries, also after an interrupt, which has sent everybody else away
 };
 
 /// A control status as the consumer is to see it: inside, no answer is a time-out; outside, talking to the camera
@@ -23,14 +25,30 @@ Status Outward(Status status);
 /// The control channel to one camera: register and memory accesses over one UDP socket.
 ///
 /// One command is under way at a time; further callers queue on a mutex, which is therefore held while waiting for the
-/// camera. When a command has had no answer to all of its tries the channel counts as not answering: commands then make
-/// one short try until something answers again, so callers in a row do not wait for a sum of time-outs.
+/// camera. When a command of normal effort has had no answer to all of its tries the channel counts as not answering:
+/// commands then make one short try until anything comes from the camera, if only a late answer, so callers in a row do
+/// not wait for a sum of time-outs. A datagram that the host itself cannot send counts as lost on the way.
+/// Writes to the maker's registers may take seconds. They are waited for as long as the camera answers meanwhile
+/// whether it is still there; a silent camera is given up after the silence limit, or the time that it states to need.
 /// No answer gives GC_ERR_TIMEOUT, an interrupted wait GC_ERR_ABORT.
 /// Threads: any. Lock order: m_mutex is taken last; nothing is called with it held.
 class GvcpClient {
 public:
+    struct Timing {
+        std::chrono::milliseconds firstTry{200};   ///< short, since datagrams get lost more often than cameras are slow
+        std::chrono::milliseconds furtherTry{500}; ///< each
+        std::chrono::milliseconds total{2200};     ///< all tries of a command
+        std::chrono::milliseconds slowTotal{10000}; ///< of one that writes to the maker's registers
+        std::chrono::milliseconds pending{30000};   ///< a camera that says "pending" for longer does not answer
+    };
+
     /// \param local address of the host interface, \param remote of the camera.
-    [[nodiscard]] static Result<std::unique_ptr<GvcpClient>> Open(std::uint32_t local, std::uint32_t remote);
+    [[nodiscard]] static Result<std::unique_ptr<GvcpClient>> Open(std::uint32_t local, std::uint32_t remote,
+                                                                  const Timing &timing);
+    [[nodiscard]] static Result<std::unique_ptr<GvcpClient>> Open(std::uint32_t local, std::uint32_t remote)
+    {
+        return Open(local, remote, Timing());
+    }
 
     Status ReadRegister(std::uint32_t address, std::uint32_t &value, Effort effort = Effort::Normal) EXCLUDES(m_mutex);
     Status WriteRegister(std::uint32_t address, std::uint32_t value, Effort effort = Effort::Normal) EXCLUDES(m_mutex);
@@ -38,39 +56,62 @@ public:
     Status ReadMemory(std::uint32_t address, std::uint8_t *data, std::size_t count) EXCLUDES(m_mutex);
     Status WriteMemory(std::uint32_t address, orv::ByteSpan data) EXCLUDES(m_mutex);
 
-    /// Longest time the camera needs for a command without saying so; bounds the wait per try.
+    /// Longest time the camera needs for a command without saying so, believed up to ten seconds.
     void SetPendingTimeout(std::chrono::milliseconds time);
+    /// A camera that has been silent for so long may be gone: no command waits longer, unless the camera needs longer.
+    void SetSilenceLimit(std::chrono::milliseconds time) { m_silenceLimitMs = static_cast<int>(time.count()); }
 
     bool IsAnswering() const { return m_answering; }
     /// When the camera last answered anything.
     TimePoint LastAnswer() const { return TimePoint(Clock::duration(m_lastAnswer)); }
 
-    /// Ends the command under way and refuses new ones, until Resume(), which waits for the former to leave.
+    /// Ends the command under way and refuses new ones from now on, except for Effort::Last.
     void Interrupt();
-    void Resume() EXCLUDES(m_mutex);
 
     std::uint16_t LocalPort() const { return m_socket.LocalPort(); }
 
 private:
-    explicit GvcpClient(UdpSocket socket) : m_socket(std::move(socket)) { Touch(); }
+    GvcpClient(UdpSocket socket, const Timing &timing) : m_timing(timing), m_socket(std::move(socket)) { Touch(); }
 
-    static constexpr int kBaseTimeoutMs = 200; ///< per try, when the camera does not ask for more
+    struct Request {
+        Command command;
+        std::uint32_t address;
+        Effort effort;
+        std::string context; ///< for messages
+    };
     struct Plan {
         int tries;
-        std::chrono::milliseconds timeout;
+        std::chrono::milliseconds firstTry;
+        std::chrono::milliseconds furtherTry;
+        std::chrono::milliseconds patience; ///< silence of the camera that ends it before its tries are used up
+        bool isSlow = false;                ///< asks between the tries whether the camera is still there
     };
-    Plan PlanFor(Effort effort) const;
+    /// A command under way.
+    struct Exchange {
+        const Request &request;
+        const std::uint16_t id;
+        const Datagram datagram;
+        std::optional<TimePoint> pendingUntil; ///< set once the camera has said "pending"
+        std::vector<std::uint8_t> payload;     ///< of the answer
+        std::uint16_t wireStatus = 0;
+    };
+    enum class Outcome { Answered, NoAnswer, Interrupted };
+
+    static bool IsWrite(Command command);
+    Plan PlanFor(const Request &request) const;
     void Touch() { m_lastAnswer = Clock::now().time_since_epoch().count(); }
 
     /// \param make gives the command's datagram for a request id.
     template <class MakeDatagram>
-    Status Transact(Command command, Effort effort, const std::string &context, MakeDatagram make,
-                    std::vector<std::uint8_t> &payload) EXCLUDES(m_mutex);
-    Status TransactOnce(Command command, const Plan &plan, const std::string &context, const Datagram &datagram,
-                        std::uint16_t requestId, std::vector<std::uint8_t> &payload, std::uint16_t &wireStatus)
-        REQUIRES(m_mutex);
+    Status Transact(const Request &request, MakeDatagram make, std::vector<std::uint8_t> &payload) EXCLUDES(m_mutex);
+    Status TransactOnce(Exchange &exchange) REQUIRES(m_mutex);
+    Outcome Await(Exchange &exchange, const Plan &plan, TimePoint deadline) REQUIRES(m_mutex);
+    /// Takes one datagram in. \return whether it is the answer.
+    bool TakeAcknowledge(Exchange &exchange, const Plan &plan, TimePoint &deadline) REQUIRES(m_mutex);
+    void AskWhetherThere() REQUIRES(m_mutex);
     std::uint16_t NextId() REQUIRES(m_mutex);
 
+    const Timing m_timing;
     orv::Mutex m_mutex; ///< the channel: one command at a time
     UdpSocket m_socket; ///< sending and receiving under m_mutex; the descriptor itself never changes
     std::uint16_t m_lastId GUARDED_BY(m_mutex) = 0;
@@ -78,7 +119,8 @@ private:
     std::atomic<bool> m_interrupted{false};
     std::atomic<bool> m_answering{true};
     std::atomic<Clock::rep> m_lastAnswer{0};
-    std::atomic<int> m_timeoutMs{kBaseTimeoutMs};
+    std::atomic<int> m_statedMs{0}; ///< what the camera may need for a command without saying so
+    std::atomic<int> m_silenceLimitMs{3000};
 };
 
 } // namespace nuvark::gige

@@ -15,12 +15,13 @@ constexpr std::chrono::milliseconds kPeriodWhenSilent{50};
 } // namespace
 
 Heartbeat::Heartbeat(GvcpClient &client, Settings settings, std::function<void(const std::string &)> onLost)
-    : m_client(client), m_settings(settings), m_onLost(std::move(onLost))
+    : m_client(client), m_settings(settings), m_onLost(std::move(onLost)), m_timeout(settings.timeout)
 {
 }
 
 void Heartbeat::Start()
 {
+    ScheduleNextBeat(true);
     m_thread = std::thread([this] { Run(); });
 }
 
@@ -33,6 +34,19 @@ void Heartbeat::Stop()
     }
     if (m_thread.joinable())
         m_thread.join();
+}
+
+void Heartbeat::SetTimeout(std::chrono::milliseconds timeout)
+{
+    const orv::MutexLock lock(m_mutex);
+    m_timeout = timeout;
+    m_nextBeat = std::min(m_nextBeat, Clock::now() + Period());
+    m_changed.NotifyAll();
+}
+
+std::chrono::milliseconds Heartbeat::Period() const
+{
+    return std::min(kLongestPeriod, m_timeout / 3);
 }
 
 void Heartbeat::Defer(RegisterWrite write)
@@ -58,21 +72,23 @@ void Heartbeat::EraseDeferred(std::uint32_t address)
                      m_deferred.end());
 }
 
-bool Heartbeat::WaitForNextBeat(TimePoint next)
+bool Heartbeat::WaitForNextBeat()
 {
     const orv::MutexLock lock(m_mutex);
-    while (!m_stopping && (m_deferred.empty() || !m_client.IsAnswering())) {
-        if (m_changed.WaitUntil(m_mutex, next) == std::cv_status::timeout)
-            break;
-    }
+    while (!m_stopping && (m_deferred.empty() || !m_client.IsAnswering()) && Clock::now() < m_nextBeat)
+        m_changed.WaitUntil(m_mutex, TimePoint(m_nextBeat));
     return !m_stopping;
+}
+
+void Heartbeat::ScheduleNextBeat(bool answered)
+{
+    const orv::MutexLock lock(m_mutex);
+    m_nextBeat = Clock::now() + (answered ? Period() : kPeriodWhenSilent);
 }
 
 void Heartbeat::Run()
 {
-    const auto period = std::min(kLongestPeriod, m_settings.timeout / 3);
-    TimePoint next = Clock::now() + period;
-    while (WaitForNextBeat(next)) {
+    while (WaitForNextBeat()) {
         WriteDeferred();
         bool answered = false;
         const std::string reason = Beat(answered);
@@ -80,7 +96,7 @@ void Heartbeat::Run()
             m_onLost(reason);
             return;
         }
-        next = Clock::now() + (answered ? period : kPeriodWhenSilent);
+        ScheduleNextBeat(answered);
     }
 }
 
@@ -105,26 +121,34 @@ void Heartbeat::WriteDeferred()
 std::string Heartbeat::Beat(bool &answered)
 {
     std::uint32_t privilege = 0;
+    const TimePoint before = m_client.LastAnswer();
     const Status status = m_client.ReadRegister(kRegControlPrivilege, privilege, Effort::Once);
-    answered = status.Code() != GC_ERR_TIMEOUT;
-    if (!answered) {
-        const auto silence = Clock::now() - m_client.LastAnswer();
-        if (silence < m_settings.timeout)
-            return {};
-        return "the camera has not answered for " +
-               std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(silence).count()) + " ms";
-    }
-    if (m_settings.privilege == 0 || status.Code() == GC_ERR_ABORT)
+    answered = m_client.LastAnswer() != before;
+    if (status.Code() == GC_ERR_ABORT)
+        return {};
+    if (!answered)
+        return JudgeSilence();
+    if (m_settings.privilege == 0)
         return {};
     if (status.Code() == GC_ERR_ACCESS_DENIED)
         return "somebody else has taken exclusive control of the camera";
     if (!status.Ok())
-        return {}; // an odd answer is an answer
+        return {}; // an odd answer is an answer, and so is a late one
     if ((privilege & kPrivilegeMask) == 0)
         return "the camera has withdrawn control, its heartbeat time has run out";
     if ((privilege & kPrivilegeMask) != m_settings.privilege)
         return "somebody else has taken control of the camera";
     return CheckController();
+}
+
+std::string Heartbeat::JudgeSilence()
+{
+    const orv::MutexLock lock(m_mutex);
+    const auto silence = Clock::now() - m_client.LastAnswer();
+    if (silence < m_timeout)
+        return {};
+    return "the camera has not answered for " +
+           std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(silence).count()) + " ms";
 }
 
 std::string Heartbeat::CheckController()

@@ -13,16 +13,16 @@ namespace nuvark::gige {
 /// Keeps the control of a camera alive and notices when it is gone.
 ///
 /// Reads the privilege register at least three times per heartbeat time; that is also the traffic which the camera
-/// wants to see. The camera is lost when it has not answered anything for the heartbeat time, or when the register no
-/// longer shows the privilege that was taken. Delivers register writes that a closing sequence had no time to wait for.
-/// Threads: Start() and Stop() from the owner's; the rest from any. `onLost` runs on the heartbeat thread, once at
-/// most, with no lock held.
+/// wants to see. The camera is lost when nothing has come from it for the heartbeat time, whatever keeps it from
+/// answering, or when the register no longer shows the privilege that was taken. Delivers register writes that a
+/// closing sequence had no time to wait for. Threads: Start() and Stop() from the owner's; the rest from any. `onLost`
+/// runs on the heartbeat thread, once at most, with no lock held.
 class Heartbeat {
 public:
     struct Settings {
-        std::uint32_t privilege = 0; ///< bits that the register must show; 0 when opened for reading only
-        std::chrono::milliseconds timeout{3000};
-        bool watchController = false; ///< the camera tells who controls it: these two must not change
+        std::uint32_t privilege = 0;             ///< bits that the register must show; 0 when opened for reading only
+        std::chrono::milliseconds timeout{3000}; ///< in the beginning
+        bool watchController = false;            ///< the camera tells who controls it: these two must not change
         std::uint32_t controllerAddress = 0;
         std::uint32_t controllerPort = 0;
     };
@@ -34,6 +34,9 @@ public:
     /// Does not wait for an answer when the client has been interrupted before.
     void Stop() EXCLUDES(m_mutex);
 
+    /// The camera's heartbeat time has changed.
+    void SetTimeout(std::chrono::milliseconds timeout) EXCLUDES(m_mutex);
+
     /// Writes a register as soon as the camera answers again. A later write to the same address replaces it.
     void Defer(RegisterWrite write) EXCLUDES(m_mutex);
     /// Forgets such a write; when it is just being written, waits until it is through.
@@ -42,7 +45,11 @@ public:
 private:
     void EraseDeferred(std::uint32_t address) REQUIRES(m_mutex);
     void Run() EXCLUDES(m_mutex); // body of m_thread
-    bool WaitForNextBeat(TimePoint next) EXCLUDES(m_mutex);
+    bool WaitForNextBeat() EXCLUDES(m_mutex);
+    void ScheduleNextBeat(bool answered) EXCLUDES(m_mutex);
+    std::chrono::milliseconds Period() const REQUIRES(m_mutex);
+    /// \return why the camera is lost when it has been silent for too long, or "".
+    std::string JudgeSilence() EXCLUDES(m_mutex);
     void WriteDeferred() EXCLUDES(m_mutex);
     /// One look at the camera. \return why it is lost, or "".
     std::string Beat(bool &answered);
@@ -55,6 +62,8 @@ private:
     orv::Mutex m_mutex; ///< never held while talking to the camera
     orv::ConditionVariable m_changed;
     bool m_stopping GUARDED_BY(m_mutex) = false;
+    std::chrono::milliseconds m_timeout GUARDED_BY(m_mutex);
+    TimePoint m_nextBeat GUARDED_BY(m_mutex);
     std::vector<RegisterWrite> m_deferred GUARDED_BY(m_mutex);
     bool m_writingDeferred GUARDED_BY(m_mutex) = false;
     std::thread m_thread;

@@ -56,12 +56,6 @@ void WakeUp::Set()
     [[maybe_unused]] const ssize_t written = write(m_event.Get(), &one, sizeof one);
 }
 
-void WakeUp::Clear()
-{
-    std::uint64_t count = 0;
-    [[maybe_unused]] const ssize_t taken = read(m_event.Get(), &count, sizeof count);
-}
-
 Result<UdpSocket> UdpSocket::Open(std::uint32_t address)
 {
     UdpSocket result;
@@ -126,10 +120,13 @@ Status UdpSocket::SendVia(int interfaceIndex, std::uint32_t source, Endpoint pee
 UdpSocket::Wait UdpSocket::WaitReadable(TimePoint deadline, const WakeUp *wakeUp) const
 {
     pollfd fds[2] = {{Fd(), POLLIN, 0}, {wakeUp != nullptr ? wakeUp->Fd() : -1, POLLIN, 0}};
-    const auto left = deadline - Clock::now();
-    // Rounded up, so the caller does not come back a moment too early and spin.
-    const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(left).count();
-    const int ready = poll(fds, 2, milliseconds > 0 ? static_cast<int>(milliseconds) : 0);
+    int ready = 0;
+    do {
+        const auto left = deadline - Clock::now();
+        // Rounded up, so the caller does not come back a moment too early and spin.
+        const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(left).count();
+        ready = poll(fds, 2, milliseconds > 0 ? static_cast<int>(milliseconds) : 0);
+    } while (ready < 0 && errno == EINTR);
     if (ready > 0 && fds[1].revents != 0)
         return Wait::Interrupted;
     return ready > 0 ? Wait::Readable : Wait::TimedOut;

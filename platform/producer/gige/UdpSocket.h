@@ -33,7 +33,8 @@ class WakeUp {
 public:
     WakeUp();
     void Set();
-    void Clear();
+    /// False when the process had no descriptor left: then it wakes nobody.
+    bool IsOpen() const { return m_event.IsOpen(); }
     int Fd() const { return m_event.Get(); }
 
 private:

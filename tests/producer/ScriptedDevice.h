@@ -1,0 +1,183 @@
+#pragma once
+
+#include "producer/gige/Gvcp.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+constexpr char kScriptedAddress[] = "127.0.0.21";
+
+/// A device that answers as a test wants. The script gets each command and sends what it likes; on its own thread.
+class ScriptedDevice {
+public:
+    struct Received {
+        std::uint16_t command = 0;
+        std::uint16_t id = 0;
+        std::vector<std::uint8_t> payload;
+    };
+    using Script = std::function<void(ScriptedDevice &, const Received &)>;
+
+    explicit ScriptedDevice(Script script, const char *address = kScriptedAddress) : m_script(std::move(script))
+    {
+        m_fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        sockaddr_in local{};
+        local.sin_family = AF_INET;
+        local.sin_port = htons(nuvark::gige::kControlPort);
+        inet_pton(AF_INET, address, &local.sin_addr);
+        EXPECT_EQ(bind(m_fd, reinterpret_cast<sockaddr *>(&local), sizeof local), 0);
+        m_thread = std::thread([this] { Run(); });
+    }
+    ~ScriptedDevice()
+    {
+        m_stopping = true;
+        m_thread.join();
+        close(m_fd);
+    }
+
+    void Answer(std::uint16_t status, std::uint16_t code, std::uint16_t id, const std::vector<std::uint8_t> &payload)
+    {
+        orv::ByteWriter out;
+        out.U16(status);
+        out.U16(code);
+        out.U16(static_cast<std::uint16_t>(payload.size()));
+        out.U16(id);
+        out.Bytes({payload.data(), payload.size()});
+        const auto datagram = out.Take();
+        sendto(m_fd, datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr *>(&m_peer), sizeof m_peer);
+    }
+    bool IsStopping() const { return m_stopping; }
+    std::vector<Received> Commands()
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_commands;
+    }
+
+private:
+    void Run()
+    {
+        while (!m_stopping) {
+            pollfd ready{m_fd, POLLIN, 0};
+            if (poll(&ready, 1, 10) <= 0)
+                continue;
+            std::uint8_t datagram[1024];
+            socklen_t length = sizeof m_peer;
+            const ssize_t size =
+                recvfrom(m_fd, datagram, sizeof datagram, 0, reinterpret_cast<sockaddr *>(&m_peer), &length);
+            if (size < static_cast<ssize_t>(nuvark::gige::kHeaderSize))
+                continue;
+            Received received{std::uint16_t(datagram[2] << 8 | datagram[3]),
+                              std::uint16_t(datagram[6] << 8 | datagram[7]),
+                              std::vector<std::uint8_t>(datagram + 8, datagram + size)};
+            {
+                const std::lock_guard<std::mutex> lock(m_mutex);
+                m_commands.push_back(received);
+            }
+            m_script(*this, received);
+        }
+    }
+
+    const Script m_script;
+    int m_fd = -1;
+    sockaddr_in m_peer{};
+    std::atomic<bool> m_stopping{false};
+    std::mutex m_mutex;
+    std::vector<Received> m_commands;
+    std::thread m_thread;
+};
+
+/// A scripted device with plain registers. Test packets are never sent, and the bit that asks for them falls back.
+class RegisterCamera {
+public:
+    enum class Reaction { Answer, Stay, Refuse };
+    /// What to do with a command; on the device's thread.
+    using Hook = std::function<Reaction(std::uint16_t command, std::uint32_t address)>;
+
+    explicit RegisterCamera(const char *address = kScriptedAddress)
+    {
+        m_registers = {{0x0904, 1}, {0x0934, 0x2}, {0x0938, 3000}, {kPacketSize, 1500}};
+        m_device.emplace(
+            [this](ScriptedDevice &device, const ScriptedDevice::Received &got) { OnCommand(device, got); }, address);
+    }
+    ~RegisterCamera() { m_device.reset(); }
+
+    void SetHook(Hook hook)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_hook = std::move(hook);
+    }
+    std::uint32_t Get(std::uint32_t address)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_registers[address];
+    }
+    void Set(std::uint32_t address, std::uint32_t value)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_registers[address] = value;
+    }
+    std::vector<ScriptedDevice::Received> Commands() { return m_device->Commands(); }
+
+    static constexpr std::uint32_t kPrivilege = 0x0A00;
+    static constexpr std::uint32_t kStreamPort = 0x0D00;
+    static constexpr std::uint32_t kPacketSize = 0x0D04;
+    static constexpr std::uint32_t kStreamAddress = 0x0D18;
+
+private:
+    static std::uint32_t Word(const std::vector<std::uint8_t> &bytes, std::size_t at)
+    {
+        return orv::ByteReader({bytes.data() + at, bytes.size() - at}).U32();
+    }
+
+    void OnCommand(ScriptedDevice &device, const ScriptedDevice::Received &got)
+    {
+        using nuvark::gige::Command;
+        const std::uint32_t address = got.payload.size() >= 4 ? Word(got.payload, 0) : 0;
+        Hook hook;
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            hook = m_hook;
+        }
+        const Reaction reaction = hook ? hook(got.command, address) : Reaction::Answer;
+        const auto code = static_cast<std::uint16_t>(got.command + 1);
+        if (reaction == Reaction::Stay)
+            return;
+        if (reaction == Reaction::Refuse) {
+            device.Answer(0x8003, code, got.id, {});
+            return;
+        }
+        orv::ByteWriter out;
+        if (got.command == static_cast<std::uint16_t>(Command::ReadRegister)) {
+            out.U32(Get(address));
+        } else if (got.command == static_cast<std::uint16_t>(Command::WriteRegister)) {
+            Set(address, address == kPacketSize ? Word(got.payload, 4) & 0x7FFFFFFF : Word(got.payload, 4));
+            out.U32(1);
+        } else if (got.command == static_cast<std::uint16_t>(Command::ReadMemory)) {
+            out.U32(address);
+            for (std::uint32_t i = 0; i < (Word(got.payload, 4) & 0xFFFF); i += 4)
+                out.U32(Get(address + i));
+        } else { // written memory: words
+            for (std::size_t i = 4; i + 4 <= got.payload.size(); i += 4)
+                Set(address + static_cast<std::uint32_t>(i) - 4, Word(got.payload, i));
+            out.U32(static_cast<std::uint32_t>(got.payload.size()) - 4);
+        }
+        device.Answer(0, code, got.id, out.Take());
+    }
+
+    std::mutex m_mutex;
+    std::map<std::uint32_t, std::uint32_t> m_registers;
+    Hook m_hook;
+    std::optional<ScriptedDevice> m_device;
+};
