@@ -81,7 +81,8 @@ void PackSamples(std::uint8_t *image, const orv::PixelLayout &layout, std::uint6
         return;
     }
     if (layout.packing == orv::SamplePacking::Words) {
-        std::memcpy(image + 2 * first, samples, 2 * static_cast<std::size_t>(count));
+        if (count > 0) // no samples may also mean no memory
+            std::memcpy(image + 2 * first, samples, 2 * static_cast<std::size_t>(count));
         return;
     }
     const auto oneByOne = [&](int begin, int end) {

@@ -1,0 +1,189 @@
+#include "simulator/core/FrameStore.h"
+
+#include "simulator/ImagingFixture.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <deque>
+#include <mutex>
+#include <set>
+#include <thread>
+
+namespace orvsim {
+
+namespace {
+
+SensorTraits SmallSensor()
+{
+    SensorTraits sensor;
+    sensor.width = 96;
+    sensor.height = 64;
+    return sensor;
+}
+
+FrameSettings Settings(TestPattern pattern = TestPattern::Off)
+{
+    FrameSettings settings = FullFrame(SmallSensor(), "BayerRG8");
+    settings.testPattern = pattern;
+    return settings;
+}
+
+constexpr std::size_t kFrameBytes = 96 * 64;
+
+/// What the renderer gives for that phase, stamped.
+std::vector<std::uint8_t> Expected(FrameRenderer &renderer, const FrameSettings &settings, int phase,
+                                   std::uint64_t number)
+{
+    std::vector<std::uint8_t> payload = Rendered(renderer, settings, phase);
+    renderer.Stamp(settings, number, number * 1000, payload.data());
+    return payload;
+}
+
+bool IsCounter(const Frame &frame)
+{
+    for (std::size_t i = 0; i < frame.imageBytes; ++i) {
+        const std::size_t x = i % static_cast<std::size_t>(frame.settings.width);
+        const std::size_t y = i / static_cast<std::size_t>(frame.settings.width);
+        if (frame.payload[i] != static_cast<std::uint8_t>(x + y + frame.number))
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+TEST(FrameStore, StepsThroughThePhasesEvenlyAsFarAsMemoryGoes)
+{
+    FrameRenderer renderer(SmallSensor(), 3);
+    const struct {
+        std::size_t memory;
+        std::uint64_t frames;
+    } rows[] = {{0, 4}, {16 * kFrameBytes, 16}, {1000 * kFrameBytes, 64}};
+    for (const auto &row : rows) {
+        FrameStore store(SmallSensor(), 3, row.memory);
+        for (std::uint64_t number = 0; number < 2 * row.frames; ++number) {
+            const auto frame = store.Take(Settings(), number, number * 1000);
+            const int phase = static_cast<int>(number % row.frames * kScenePhases / row.frames);
+            ASSERT_EQ(frame->payload, Expected(renderer, Settings(), phase, number)) << row.frames << ": " << number;
+            EXPECT_EQ(frame->number, number);
+            EXPECT_EQ(frame->timestampNs, number * 1000);
+        }
+    }
+}
+
+TEST(FrameStore, TheThreadFillsTheLoopUntilEveryPhaseIsShown)
+{
+    FrameRenderer renderer(SmallSensor(), 3);
+    FrameStore store(SmallSensor(), 3, 1 << 20);
+    store.Start();
+    std::set<std::uint64_t> shown;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    for (std::uint64_t number = 0; shown.size() < kScenePhases && std::chrono::steady_clock::now() < deadline;
+         ++number) {
+        const auto frame = store.Take(Settings(), number, number * 1000);
+        const auto phase = number % kScenePhases;
+        if (frame->payload == Expected(renderer, Settings(), static_cast<int>(phase), number))
+            shown.insert(phase);
+    }
+    EXPECT_EQ(shown.size(), static_cast<std::size_t>(kScenePhases));
+    store.Stop();
+    store.Start(); // may go on
+    EXPECT_NE(store.Take(Settings(), 1, 1), nullptr);
+}
+
+TEST(FrameStore, NeverHandsOutOldSettings)
+{
+    FrameStore store(SmallSensor(), 1, 1 << 20);
+    store.Start();
+    std::deque<std::shared_ptr<Frame>> held;
+    for (std::uint64_t number = 0; number < 600; ++number) {
+        FrameSettings settings = Settings(number / 3 % 2 == 0 ? TestPattern::White : TestPattern::Black);
+        settings.width = number / 6 % 2 == 0 ? 96 : 50;
+        const auto frame = store.Take(settings, number, 0);
+        ASSERT_EQ(frame->settings, settings);
+        ASSERT_EQ(frame->payload.size(), ImageBytes(settings));
+        const std::uint8_t level = settings.testPattern == TestPattern::White ? 255 : 0;
+        ASSERT_TRUE(std::all_of(frame->payload.begin(), frame->payload.end(), [&](std::uint8_t byte) {
+            return byte == level;
+        })) << number;
+        held.push_back(frame);
+        if (held.size() > 2) // so that frames come back just after the change
+            held.pop_front();
+    }
+}
+
+TEST(FrameStore, HeldFramesAreLeftAloneAndReturnedMemoryIsUsedAgain)
+{
+    constexpr std::size_t kHeld = 10;
+    FrameStore store(SmallSensor(), 1, 4 * kFrameBytes); // fewer in the loop than are held
+    store.Start();
+    std::deque<std::shared_ptr<Frame>> held;
+    std::set<const std::uint8_t *> memory;
+    for (std::uint64_t number = 0; number < 300; ++number) {
+        held.push_back(store.Take(Settings(TestPattern::FrameCounter), number, 0));
+        memory.insert(held.back()->payload.data());
+        for (const auto &frame : held)
+            ASSERT_TRUE(IsCounter(*frame)) << frame->number << " at " << number;
+        if (held.size() > kHeld)
+            held.pop_front();
+    }
+    EXPECT_LE(memory.size(), kHeld + 8);
+}
+
+TEST(FrameStore, ChunksOfTheLastUseAreGone)
+{
+    FrameStore store(SmallSensor(), 1, 0);
+    for (std::uint64_t number = 0; number < 12; ++number) {
+        const auto frame = store.Take(Settings(), number, 0);
+        ASSERT_FALSE(frame->hasChunks);
+        ASSERT_EQ(frame->payload.size(), kFrameBytes);
+        frame->payload.resize(kFrameBytes + 100);
+        frame->hasChunks = true;
+    }
+}
+
+TEST(FrameStore, FramesMayBeReadAndReleasedElsewhereAndOutliveTheStore)
+{
+    std::mutex mutex;
+    std::deque<std::shared_ptr<Frame>> queue;
+    bool isOver = false;
+    std::size_t wrong = 0;
+    std::size_t seen = 0;
+    std::thread reader([&] {
+        while (true) {
+            std::unique_lock lock(mutex);
+            if (queue.empty() && isOver)
+                return;
+            if (queue.empty()) {
+                lock.unlock();
+                std::this_thread::yield();
+                continue;
+            }
+            const std::shared_ptr<Frame> frame = std::move(queue.front());
+            queue.pop_front();
+            lock.unlock();
+            ++seen;
+            wrong += IsCounter(*frame) ? 0 : 1;
+        }
+    });
+    {
+        FrameStore store(SmallSensor(), 1, 8 * kFrameBytes);
+        store.Start();
+        for (std::uint64_t number = 0; number < 400; ++number) {
+            auto frame = store.Take(Settings(TestPattern::FrameCounter), number, 0);
+            const std::lock_guard lock(mutex);
+            queue.push_back(std::move(frame));
+        }
+    }
+    {
+        const std::lock_guard lock(mutex);
+        isOver = true;
+    }
+    reader.join();
+    EXPECT_EQ(seen, 400U);
+    EXPECT_EQ(wrong, 0U);
+}
+
+} // namespace orvsim
