@@ -109,6 +109,7 @@ struct Description {
 
     /// Adds a warning; past a hundred, only a note that there are more.
     void Warn(const std::string &text);
+    bool IsFullOfWarnings() const; ///< further ones would not be kept
     /// The usable node of that name, null when there is none.
     const NodeFacts *Find(const std::string &name) const;
     /// Names of all features that the categories list, in tree order, each once.
@@ -118,6 +119,7 @@ struct Description {
 /// Limits against descriptions that are broken or hostile.
 constexpr std::size_t kMaxDescriptionBytes = 64u << 20;
 constexpr std::size_t kMaxRegisterBytes = 16u << 20;
+constexpr std::size_t kMaxToldRegisterBytes = 64u << 10; ///< of registers whose length the camera tells
 constexpr int kMaxElementDepth = 64;
 constexpr std::size_t kMaxNodes = 500000;
 /// Levels of values behind values, and values read for one value. Real cameras stay below 20 and 1000.
@@ -127,9 +129,9 @@ constexpr std::uint64_t kMaxEvaluationCost = 100000;
 /// Reads and checks a description.
 ///
 /// Refuses what is not well formed, has a document type declaration or another root element. Takes out features that
-/// are in a reference loop or lead into one, that need a node which does not exist, or that are too deep to evaluate;
-/// each of them leaves a warning. Bytes behind the end tag are ignored.
-/// \param bytes    XML in any encoding that expat knows; Latin-1 that calls itself UTF-8 is accepted.
+/// are in a reference loop or lead into one, that need a node which does not exist, that stand where no node belongs or
+/// that are too deep to evaluate; each of them leaves a warning. Bytes behind the end tag are ignored.
+/// \param bytes    XML in any encoding that expat knows; else it is read as UTF-8 if it is that, or as Latin-1.
 /// \param cleaned  UTF-8 XML without what was taken out, references trimmed: the copy for the GenApi library.
 /// \return false with one sentence in `*error`.
 bool ReadDescription(const std::string &bytes, Description *description, std::string *cleaned, std::string *error);

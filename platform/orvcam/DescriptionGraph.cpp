@@ -7,6 +7,8 @@ namespace orv::cam {
 
 namespace {
 
+constexpr std::size_t kMostWarnings = 100;
+
 bool IsHard(const Reference &reference)
 {
     return ClassOf(reference.link) != LinkClass::Loose;
@@ -111,9 +113,12 @@ private:
             }
         }
         for (std::size_t i = 0; i < count; ++i) {
-            if (open[i] > 0)
-                Refuse(static_cast<int>(i),
-                       "its value depends on itself (" + NameLoop(static_cast<int>(i), open) + ")");
+            if (open[i] == 0)
+                continue;
+            // Each name costs a walk, and a chain into one loop may be as long as the description.
+            const bool isTold = !m_description.IsFullOfWarnings();
+            const std::string loop = isTold ? " (" + NameLoop(static_cast<int>(i), open) + ")" : std::string();
+            Refuse(static_cast<int>(i), "its value depends on itself" + loop);
         }
     }
 
@@ -166,7 +171,7 @@ private:
                 if (reference.link != Link::Selected || reference.target < 0 || !m_nodes[i].Usable())
                     continue;
                 auto &selectedBy = m_nodes[reference.target].selectedBy;
-                if (std::find(selectedBy.begin(), selectedBy.end(), static_cast<int>(i)) == selectedBy.end())
+                if (selectedBy.empty() || selectedBy.back() != static_cast<int>(i))
                     selectedBy.push_back(static_cast<int>(i));
             }
         }
@@ -183,11 +188,18 @@ private:
 
 void Description::Warn(const std::string &text)
 {
-    constexpr std::size_t kMostWarnings = 100;
-    if (warnings.size() < kMostWarnings)
+    if (warnings.size() < kMostWarnings) {
         warnings.push_back(text);
-    else if (warnings.size() == kMostWarnings)
+        for (char &c : warnings.back()) // names may hold line ends, and a warning is one line of the log
+            c = static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
+    } else if (warnings.size() == kMostWarnings) {
         warnings.push_back("there are more problems than are listed");
+    }
+}
+
+bool Description::IsFullOfWarnings() const
+{
+    return warnings.size() >= kMostWarnings;
 }
 
 void CheckReferences(Description *description)

@@ -13,7 +13,8 @@ namespace orv::cam {
 
 namespace {
 
-const std::string kLengthGuard = "OrvBoundedLength_";
+/// Begins the names of the nodes that are added here. No node of the description has such a name, see IsNodeName().
+const std::string kAddedName = "#";
 
 /// Name without a namespace prefix.
 const char *LocalName(const char *name)
@@ -27,6 +28,14 @@ bool IsPlainName(const std::string &name)
 {
     const auto isPlain = [](unsigned char c) { return std::isalnum(c) != 0 || c == '_'; };
     return std::isalpha(static_cast<unsigned char>(name[0])) != 0 && std::all_of(name.begin(), name.end(), isPlain);
+}
+
+/// In what else a name may hold, a line end for instance, parsers take different names for the same one.
+bool IsNodeName(const std::string &name)
+{
+    const auto isFirst = [](unsigned char c) { return (c < 0x80 && std::isalpha(c) != 0) || c == '_'; };
+    const auto isPart = [&](unsigned char c) { return isFirst(c) || std::isdigit(c) != 0 || c == '.' || c == '-'; };
+    return isFirst(static_cast<unsigned char>(name[0])) && std::all_of(name.begin(), name.end(), isPart);
 }
 
 std::string AttributeOf(const char **attributes, const char *name)
@@ -66,6 +75,11 @@ private:
         std::size_t begin = 0;    ///< of its start tag in the new text
         std::size_t cut = kNoCut; ///< its entry in m_cuts
     };
+    /// A length that is another node's value.
+    struct Guard {
+        int node = -1;      ///< the register
+        std::string length; ///< name of the other node
+    };
     /// A piece of the new text that goes when its node, or one reference of it, turns out unusable.
     struct Cut {
         std::size_t begin = 0;
@@ -82,6 +96,7 @@ private:
     void FlushText();
     bool StartRoot(const std::string &tag, const char **attributes);
     void StartNode(Element &element, const char **attributes);
+    void StartProperty(const Element &element, const char **attributes);
     int AddNode(NodeKind kind, const std::string &name, int parent);
     void WriteStartTag(const std::string &tag, const char **attributes);
     void EndLeaf(Element &element);
@@ -98,8 +113,8 @@ private:
     bool m_encodingTrouble = false;
     std::string m_error;
     std::string m_out;
-    std::vector<int> m_guarded; ///< registers whose length is another node's value
-    std::vector<Cut> m_cuts;    ///< an outer one before those inside it
+    std::vector<Guard> m_guards; ///< the node that is added for each gets its number as a name
+    std::vector<Cut> m_cuts;     ///< an outer one before those inside it
 };
 
 bool Reader::Read(const std::string &bytes, const char *encoding)
@@ -134,7 +149,8 @@ bool Reader::Read(const std::string &bytes, const char *encoding)
         m_description.Warn("bytes behind the description's end tag were ignored");
         return true;
     }
-    m_encodingTrouble = code == XML_ERROR_INVALID_TOKEN || code == XML_ERROR_UNKNOWN_ENCODING;
+    m_encodingTrouble =
+        code == XML_ERROR_INVALID_TOKEN || code == XML_ERROR_UNKNOWN_ENCODING || code == XML_ERROR_INCORRECT_ENCODING;
     m_error = "it is not well formed: " + std::string(XML_ErrorString(code)) + " in line " +
               std::to_string(XML_GetCurrentLineNumber(m_parser));
     return false;
@@ -160,7 +176,9 @@ void Reader::Start(const char *name, const char **attributes)
     if (!m_error.empty())
         return;
     const std::string tag = LocalName(name);
-    if (m_skipDepth > 0 || tag == "Extension" || !IsPlainName(tag)) {
+    // What is inside a property belongs to nothing, and must not split the property's text.
+    const bool inProperty = !m_open.empty() && !m_open.back().isNode && !m_open.back().isContainer;
+    if (m_skipDepth > 0 || inProperty || tag == "Extension" || !IsPlainName(tag)) {
         ++m_skipDepth;
         return;
     }
@@ -248,9 +266,7 @@ void Reader::StartNode(Element &element, const char **attributes)
                         (kind == NodeKind::StructEntry && outerKind == NodeKind::StructReg) ||
                         (kind == NodeKind::IntSwissKnife && IsRegister(outerKind));
     if (!outer.isContainer && !nested) {
-        const bool isSymbol = element.tag == "pVariable" || element.tag == "Constant" || element.tag == "Expression";
-        if (element.node >= 0 && isSymbol && AttributeOf(attributes, "Name").empty())
-            RefuseNode(element.node, "a variable of its formula has no name");
+        StartProperty(element, attributes);
         return;
     }
     const std::string name = AttributeOf(attributes, "Name");
@@ -258,6 +274,13 @@ void Reader::StartNode(Element &element, const char **attributes)
     const bool mayBeNameless = kind == NodeKind::StructReg || (nested && kind == NodeKind::IntSwissKnife);
     if (kind == NodeKind::Other || (name.empty() && !mayBeNameless)) {
         m_skipDepth = 1;
+        return;
+    }
+    if (kind != NodeKind::EnumEntry && !name.empty() && !IsNodeName(name)) { // entries are found by their parent alone
+        m_skipDepth = 1;
+        m_description.Warn("\"" + name + "\" was left out: no node can have that name");
+        if (nested)
+            RefuseNode(outer.node, "a part of it has a name that no node can have");
         return;
     }
     const int parent = nested ? outer.node : -1;
@@ -271,6 +294,20 @@ void Reader::StartNode(Element &element, const char **attributes)
         m_description.nodes[parent].references.push_back({Link::Address, name, element.node});
     element.cut = m_cuts.size();
     m_cuts.push_back({m_out.size(), 0, element.node, -1});
+}
+
+void Reader::StartProperty(const Element &element, const char **attributes)
+{
+    // The library would find a node wherever it stands, and we have checked none of its references.
+    if (KindOf(element.tag) != NodeKind::Other) {
+        m_skipDepth = 1;
+        m_description.Warn("\"" + m_description.nodes[element.node].name + "\": <" + element.tag +
+                           "> inside of it was left out");
+        return;
+    }
+    const bool isSymbol = element.tag == "pVariable" || element.tag == "Constant" || element.tag == "Expression";
+    if (isSymbol && AttributeOf(attributes, "Name").empty())
+        RefuseNode(element.node, "a variable of its formula has no name");
 }
 
 void Reader::WriteStartTag(const std::string &tag, const char **attributes)
@@ -334,8 +371,8 @@ void Reader::EndLeaf(Element &element)
         }
         node.references.push_back({*link, value});
         if (*link == Link::Length) {
-            m_out += kLengthGuard + node.name;
-            m_guarded.push_back(element.node);
+            m_out += kAddedName + std::to_string(m_guards.size());
+            m_guards.push_back({element.node, value});
             return;
         }
     } else if (element.tag == "Length") {
@@ -374,15 +411,13 @@ void Reader::RefuseNode(int index, const std::string &problem)
 /// A length that the camera tells is known only when it is read, so it goes through a formula that bounds it.
 void Reader::WriteLengthGuards()
 {
-    for (const int index : m_guarded) {
-        const NodeFacts &node = m_description.nodes[index];
-        const std::string most = std::to_string(kMaxRegisterBytes);
+    const std::string most = std::to_string(kMaxToldRegisterBytes);
+    for (std::size_t i = 0; i < m_guards.size(); ++i) {
         const std::size_t begin = m_out.size();
-        m_out += "<IntSwissKnife Name=\"" + XmlEscaped(kLengthGuard + node.name) + "\"><pVariable Name=\"LENGTH\">" +
-                 XmlEscaped(node.Find(Link::Length)->name) +
-                 "</pVariable><Formula>((LENGTH &lt; 1) ? 1 : ((LENGTH &gt; " + most + ") ? " + most +
-                 " : LENGTH))</Formula></IntSwissKnife>\n";
-        m_cuts.push_back({begin, m_out.size(), index, -1});
+        m_out += "<IntSwissKnife Name=\"" + kAddedName + std::to_string(i) + "\"><pVariable Name=\"LENGTH\">" +
+                 XmlEscaped(m_guards[i].length) + "</pVariable><Formula>((LENGTH &lt; 1) ? 1 : ((LENGTH &gt; " + most +
+                 ") ? " + most + " : LENGTH))</Formula></IntSwissKnife>\n";
+        m_cuts.push_back({begin, m_out.size(), m_guards[i].node, -1});
     }
 }
 
@@ -420,18 +455,21 @@ bool ReadDescription(const std::string &bytes, Description *description, std::st
     }
     *description = Description();
     Reader reader(*description);
-    Reader latin1(*description);
+    Reader other(*description);
     Reader *done = &reader;
     if (!reader.Read(bytes, nullptr)) {
-        // A degree sign or a micro sign in one byte is common in texts that call themselves UTF-8.
+        // Names of encodings that the parser does not know are common, and so is a degree sign or a micro sign in one
+        // byte in texts that call themselves UTF-8.
         *error = reader.Error();
-        if (!reader.WasEncodingTrouble() || IsUtf8(bytes))
+        if (!reader.WasEncodingTrouble())
             return false;
+        const bool isUtf8 = IsUtf8(bytes);
         *description = Description();
-        if (!latin1.Read(bytes, "ISO-8859-1"))
+        if (!other.Read(bytes, isUtf8 ? "UTF-8" : "ISO-8859-1"))
             return false;
-        description->Warn("its text is not in the encoding that it states; it was read as Latin-1");
-        done = &latin1;
+        description->Warn(std::string("its text is not in the encoding that it states; it was read as ") +
+                          (isUtf8 ? "UTF-8" : "Latin-1"));
+        done = &other;
     }
     CheckReferences(description);
     if (const NodeFacts *root = description->Find("Root"); root == nullptr || root->kind != NodeKind::Category)

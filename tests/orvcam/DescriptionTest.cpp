@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdio>
 #include <fstream>
 
@@ -90,6 +91,14 @@ INSTANTIATE_TEST_SUITE_P(
                           "<ToolTip>in \xB0"
                           "C</ToolTip><pValue>"),
                  nullptr},
+        FormCase{"encoding that the parser does not know", Replaced(kGood, "UTF-8", "windows-1252"), nullptr},
+        FormCase{"the same in UTF-8",
+                 Replaced(Replaced(kGood, "UTF-8", "cp1252"), "<pValue>", "<ToolTip>\xC2\xB5s</ToolTip><pValue>"),
+                 nullptr},
+        FormCase{"the same with bytes of its own",
+                 Replaced(Replaced(kGood, "UTF-8", "windows-1252"), "<pValue>", "<ToolTip>\xB5s</ToolTip><pValue>"),
+                 nullptr},
+        FormCase{"bytes that call themselves UTF-16", Replaced(kGood, "UTF-8", "UTF-16"), nullptr},
         FormCase{"other root element", "<Description/>", "<Description>"},
         FormCase{"document type", "<!DOCTYPE RegisterDescription>" + kGood.substr(kGood.find('\n')),
                  "document type declaration"},
@@ -271,6 +280,36 @@ INSTANTIATE_TEST_SUITE_P(
                       {},
                       {"A"},
                       nullptr},
+        ReferenceCase{"node inside of a node that takes none",
+                      Integer("B", "<Value>1</Value>") +
+                          "<IntReg Name=\"A\"><Address>0</Address><Length>4</Length><pPort>Device</pPort>"
+                          "<IntConverter Name=\"C\"><pValue>B</pValue></IntConverter></IntReg>",
+                      {"C"},
+                      {"A", "B"},
+                      "<IntConverter> inside of it"},
+        ReferenceCase{"name that parsers read differently",
+                      "<Integer Name=\"A&#10;B\"><pValue>A B</pValue></Integer>" + Integer("A B", "<Value>1</Value>") +
+                          Integer("C", "<pValue>A B</pValue>") + Integer("D-1.x", "<Value>1</Value>"),
+                      {"A\nB", "A B", "C"},
+                      {"D-1.x"},
+                      "\"A B\" was left out"},
+        ReferenceCase{"formula inside a register with such a name",
+                      "<IntReg Name=\"A\"><IntSwissKnife Name=\"F&#10;\n G\"><Formula>1</Formula></IntSwissKnife>"
+                      "<Length>4</Length><pPort>Device</pPort></IntReg>",
+                      {"A"},
+                      {},
+                      "a part of it"},
+        ReferenceCase{"element that splits a length",
+                      "<StringReg Name=\"A\"><Address>0</Address><Length>9999999999999<x/>8</Length>"
+                      "<pPort>Device</pPort></StringReg>",
+                      {"A"},
+                      {},
+                      "99999999999998"},
+        ReferenceCase{"element that splits a reference",
+                      Integer("A", "<pValue>Go<x>od</x>od</pValue>") + Integer("B", "<pValue>No<x/>where</pValue>"),
+                      {"B"},
+                      {"A"},
+                      "\"Nowhere\""},
         ReferenceCase{
             "unknown kinds", "<IntKey Name=\"A\"/>" + Integer("B", "<pValue>A</pValue>"), {"A", "B"}, {}, "\"A\""},
         ReferenceCase{
@@ -289,6 +328,43 @@ INSTANTIATE_TEST_SUITE_P(
             c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
         return name;
     });
+
+/// What the size of a hostile description may cost: seconds, were the work quadratic.
+TEST(Description, LargeOnesAreReadInOneGo)
+{
+    std::string selectors = Integer("T", "<Value>1</Value>");
+    for (int i = 0; i < 30000; ++i)
+        selectors += Integer("S" + std::to_string(i), "<Value>1</Value><pSelected>T</pSelected>");
+    const auto start = std::chrono::steady_clock::now();
+    const Read loop = ReadIt(DescriptionOf({}, Chain("N", 30000, "N29999")));
+    const Read many = ReadIt(DescriptionOf({}, selectors));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    EXPECT_EQ(nullptr, loop.description.Find("N0"));
+    EXPECT_THAT(loop.description.warnings, testing::Contains(HasSubstr("(N29999 -> N29999)")));
+    EXPECT_EQ(30000u, many.description.Find("T")->selectedBy.size());
+}
+
+/// Lengths that the camera tells pass through nodes of our own, which nothing in a description can mean.
+TEST(Description, ToldLengthsAreBounded)
+{
+    const std::string reg = "<Address>0</Address><AccessMode>RW</AccessMode><pPort>Device</pPort><pLength>";
+    const Read read = ReadIt(DescriptionOf(
+        {"A"}, "<StringReg Name=\"A\">" + reg + "L</pLength></StringReg><StructReg>" + reg +
+                   "L</pLength><StructEntry Name=\"B\"><Bit>1</Bit></StructEntry></StructReg><StructReg>" + reg +
+                   "M</pLength><StructEntry Name=\"C\"><Bit>1</Bit></StructEntry></StructReg>" +
+                   Integer("L", "<Value>8</Value>") + Integer("M", "<Value>4</Value>") +
+                   Integer("Taken", "<pValue>#0</pValue>") + Integer("#0", "<Value>4</Value>")));
+    ASSERT_TRUE(read.ok) << read.error;
+    for (const char *name : {"A", "B", "C", "L", "M"})
+        EXPECT_NE(nullptr, read.description.Find(name)) << name;
+    EXPECT_EQ(nullptr, read.description.Find("Taken"));
+    for (const char *text : {"<pLength>#0</pLength>", "<pLength>#1</pLength>", "<pLength>#2</pLength>",
+                             "Name=\"#2\"><pVariable Name=\"LENGTH\">M<"}) {
+        EXPECT_THAT(read.cleaned, HasSubstr(text));
+        EXPECT_EQ(read.cleaned.find(text), read.cleaned.rfind(text)) << text;
+    }
+    EXPECT_EQ(read.cleaned.find("Name=\"#0\""), read.cleaned.rfind("Name=\"#0\""));
+}
 
 TEST(Description, KeepsTheFactsThatGenApiDrops)
 {
