@@ -22,21 +22,25 @@ struct Frame {
 
 /// Prepares frames ahead, so that handing one out costs no more than stamping its number.
 ///
-/// A loop of rendered scene phases is kept, as many as fit the memory limit, at least four. After a change of settings
-/// the next frame is rendered at once (the caller waits for that one) and a thread of the store's own renders the rest;
-/// frames of old settings are never handed out.
+/// A loop of rendered scene phases is kept, as many as fit the memory limit, at least four and at most all; fewer step
+/// through the phases evenly. Frame number n shows place n modulo the loop's length. After a change of settings the
+/// next frame is rendered at once (the caller waits for that one) and a thread of the store's own renders the rest;
+/// until it is through, frames that are not ready are replaced by the next ones that are. Frames of old settings are
+/// never handed out. Without the thread, between Stop() and Start(), each missing frame is rendered when it is taken.
 ///
-/// Threads: Take() from one thread; the rest from any.
+/// A frame that somebody holds is never touched. When all of the loop are held the next one is rendered into new
+/// memory, which then belongs to the loop: whoever holds many frames makes it grow beyond the limit.
+///
+/// Threads: Take() from one thread; the rest from any. Frames may be released on any thread, after the store's end too.
 class FrameStore {
 public:
     FrameStore(const SensorTraits &sensor, std::uint64_t seed, std::size_t memoryLimitBytes);
     ~FrameStore();
 
-    /// A stamped frame without chunks. Memory that was handed out and given back is used again; the frames of the last
-    /// `held` calls may be held by the caller.
+    /// A stamped frame without chunks. The caller may change it while it holds it.
     std::shared_ptr<Frame> Take(const FrameSettings &settings, std::uint64_t number, std::uint64_t timestampNs);
 
-    /// The renderer's thread goes on only between these.
+    /// The store's thread runs only between these; Stop() waits for the frame that it is at.
     void Start();
     void Stop();
 
