@@ -11,8 +11,6 @@ using State = BootstrapState;
 constexpr std::uint32_t kPersistentAddressOn = 0x1; // of the network configuration
 constexpr std::uint32_t kLinkLocalOn = 0x4;
 constexpr std::uint32_t kTickFrequency = 1000000000;
-constexpr std::uint32_t kMinHeartbeatMs = 500;
-constexpr std::uint32_t kMaxDiscoveryDelayMs = 5000;
 constexpr std::uint32_t kFireTestPacketBit = 0x80000000; // of SCPS
 constexpr std::uint32_t kDontFragmentBit = 0x40000000;
 constexpr std::uint32_t kInterfaceBits = 0x000f0000;  // of MCP and SCP: only interface 0 is there
@@ -180,13 +178,13 @@ const WordRow kWords[] = {
      [](State &s, std::uint32_t v) { return SetDestination(s, &State::messageAddress, v, kMessagesChanged); }},
     {0x0B14, &State::messageTimeoutMs,
      [](State &s, std::uint32_t v) {
-         s.messageTimeoutMs = std::min<std::uint32_t>(v, 60000);
+         s.messageTimeoutMs = std::min(v, kMaxMessageTimeoutMs);
          s.changes |= kMessagesChanged;
          return Outcome::Ok;
      }},
     {0x0B18, &State::messageRetries,
      [](State &s, std::uint32_t v) {
-         s.messageRetries = std::min<std::uint32_t>(v, 100);
+         s.messageRetries = std::min(v, kMaxMessageRetries);
          s.changes |= kMessagesChanged;
          return Outcome::Ok;
      }},

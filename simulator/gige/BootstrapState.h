@@ -27,6 +27,12 @@ constexpr std::uint32_t kMinPacketSize = 220;
 constexpr std::uint32_t kMaxPacketSize = 16384;
 constexpr std::uint32_t kPacketSizeStep = 4;
 
+// Other bounds; what is written beyond them is brought within.
+constexpr std::uint32_t kMinHeartbeatMs = 500;
+constexpr std::uint32_t kMaxDiscoveryDelayMs = 5000;
+constexpr std::uint32_t kMaxMessageTimeoutMs = 60000;
+constexpr std::uint32_t kMaxMessageRetries = 100;
+
 /// What a register write asked for beyond being remembered. Bits.
 enum Change : std::uint32_t {
     kStreamChanged = 0x01,

@@ -39,6 +39,8 @@ struct NumberRow {
     const char *unit;
     unsigned traits;
     const char *toolTip;
+    std::int64_t minimum = 0;
+    std::int64_t maximum = 0; ///< 0: what the bits hold
 };
 
 constexpr Visibility kExpert = Visibility::Expert;
@@ -70,9 +72,9 @@ const NumberRow kNumbers[] = {
     {"GevStreamChannelCount", kRead, kExpert, 0x0904, 0, 31, kNumber, "", kPlain, "Channels that images can take."},
     {"GevActiveLinkCount", kRead, kExpert, 0x0910, 0, 31, kNumber, "", kVersion2, "Links in use."},
     {"GevHeartbeatTimeout", kReadWrite, kGuru, 0x0938, 0, 31, "Linear", "ms", kPlain,
-     "Silence after which the device takes control away from its controller. At least 500 ms."},
+     "Silence after which the device takes control away from its controller.", kMinHeartbeatMs, 0xffffffff},
     {"GevDiscoveryAckDelay", kReadWrite, kGuru, 0x0950, 0, 15, "Linear", "ms", kPlain,
-     "Answers to a search are put off by a random time up to this. At most 5000 ms."},
+     "Answers to a search are put off by a random time up to this.", 0, kMaxDiscoveryDelayMs},
     {"GevGVCPPendingTimeout", kRead, kGuru, 0x0958, 0, 31, "Linear", "ms", kVersion2,
      "Longest time that a command takes without the device saying so."},
     {"GevPrimaryApplicationSocket", kRead, kGuru, 0x0A04, 0, 15, kNumber, "", kVolatile,
@@ -84,9 +86,10 @@ const NumberRow kNumbers[] = {
     {"GevMCDA", kReadWrite, kGuru, 0x0B10, 0, 31, kIp, "", kPlain,
      "Address that events go to: the controller's own, or a multicast group."},
     {"GevMCTT", kReadWrite, kGuru, 0x0B14, 0, 31, "Linear", "ms", kPlain,
-     "An event is sent again when it was not acknowledged for this long. 0: no acknowledge is asked for."},
+     "An event is sent again when it was not acknowledged for this long. 0: no acknowledge is asked for.", 0,
+     kMaxMessageTimeoutMs},
     {"GevMCRC", kReadWrite, kGuru, 0x0B18, 0, 31, "Linear", "", kPlain,
-     "How often an event is sent again at most. 0: no acknowledge is asked for."},
+     "How often an event is sent again at most. 0: no acknowledge is asked for.", 0, kMaxMessageRetries},
     {"GevMCSP", kRead, kGuru, 0x0B1C, 0, 15, kNumber, "", kVersion2, "UDP port that events come from."},
     {"GevSCPInterfaceIndex", kRead, kGuru, 0x0D00, 16, 19, kNumber, "", kOfStream,
      "Network interface that the stream leaves by."},
@@ -255,8 +258,9 @@ void AddNumbers(Builder &builder)
         feature.source = RegisterField{row.address, 4, row.lowBit, row.highBit};
         feature.representation = row.representation;
         feature.unit = row.unit;
-        const std::int64_t maximum = (std::int64_t{1} << (row.highBit - row.lowBit + 1)) - 1;
-        feature.integerRange = [maximum] { return IntegerRange{0, maximum, 1}; };
+        const std::int64_t held = (std::int64_t{1} << (row.highBit - row.lowBit + 1)) - 1;
+        const IntegerRange range{row.minimum, row.maximum != 0 ? row.maximum : held, 1};
+        feature.integerRange = [range] { return range; };
         feature.isRangeFixed = true;
         builder.Add(std::move(feature), row.traits);
     }
