@@ -174,6 +174,15 @@ TEST(FeatureTable, LocksAndAvailabilityCountAtTheMomentOfTheWrite)
     EXPECT_EQ(camera.Set("UserSetSave", ""), "UserSetSave: cannot be set just now");
 }
 
+TEST(FeatureTable, FieldsOfOneRegisterKeepEachOther)
+{
+    ToyCamera camera;
+    EXPECT_EQ(camera.Set("GevSCPSPacketSize", "8000"), "");
+    EXPECT_EQ(camera.packetWord, 0x40000000u | 8000);
+    EXPECT_EQ(camera.Set("GevSCPSDoNotFragment", "0"), "");
+    EXPECT_EQ(camera.packetWord, 8000u);
+}
+
 TEST(FeatureTable, OnlyWhatIsNeededHasARegister)
 {
     ToyCamera camera;

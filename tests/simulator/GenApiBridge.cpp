@@ -153,7 +153,8 @@ std::string GenApiBridge::KindOf(const std::string &name) const
 
 std::string GenApiBridge::Get(const std::string &name)
 {
-    return m_parts->Do([&](GError **error) { return TextOfNode(m_parts->Node(name), error); });
+    const std::string text = m_parts->Do([&](GError **error) { return TextOfNode(m_parts->Node(name), error); });
+    return m_parts->error.empty() ? text : std::string();
 }
 
 bool GenApiBridge::Set(const std::string &name, const std::string &text)
