@@ -13,10 +13,12 @@ constexpr std::uint32_t kLinkLocalOn = 0x4;
 constexpr std::uint32_t kTickFrequency = 1000000000;
 constexpr std::uint32_t kFireTestPacketBit = 0x80000000; // of SCPS
 constexpr std::uint32_t kDontFragmentBit = 0x40000000;
-constexpr std::uint32_t kInterfaceBits = 0x000f0000;  // of MCP and SCP: only interface 0 is there
-constexpr std::uint32_t kStreamOptions = 0x0000000d;  // extended chunk data, all-in, resend destination
-constexpr std::uint32_t kAlwaysOnOptions = 0x1;       // chunks are always sent in the extended form
-constexpr std::uint32_t kGvcpCapability = 0xf9d0007f; // see docs: names, heartbeat off, events, actions, resend...
+constexpr std::uint32_t kInterfaceBits = 0x000f0000; // of MCP and SCP: only interface 0 is there
+constexpr std::uint32_t kStreamOptions = 0x0000000d; // extended chunk data, all-in, resend destination
+constexpr std::uint32_t kAlwaysOnOptions = 0x1;      // chunks are always sent in the extended form
+/// Names, heartbeat off, link speed, controller's address, discovery delay, extended status codes 1.1, actions from
+/// everybody; ACTION, PENDING_ACK, EVENTDATA, EVENT, PACKETRESEND, WRITEMEM, several registers at once.
+constexpr std::uint32_t kGvcpCapability = 0xf9d0007f;
 constexpr std::uint32_t kStatusCodes2Capability = 0x00040000;
 
 /// Registers that version 1.x devices do not have are left out there.
