@@ -33,9 +33,9 @@ cmake --build --preset release
 . scripts/software-camera.sh
 trap stop_software_camera EXIT
 if [ $mode = demo ]; then
-    start_software_camera
+    start_software_camera build/release/bin/orvsim
     bash scripts/demo.sh build/release/bin "$demo_dir" "$software_camera_pid"
 else
-    camera_answers || start_software_camera
+    camera_answers || start_software_camera build/release/bin/orvsim
     build/release/bin/OrvPlayer
 fi

@@ -7,15 +7,23 @@ camera_answers() {
     timeout 10 arv-tool-0.8 2>/dev/null | grep -q '('
 }
 
+# start_software_camera PROGRAM [OPTION...]: returns when it says that it is there.
 start_software_camera() {
-    arv-fake-gv-camera-0.8 -i 127.0.0.1 >/dev/null 2>&1 &
+    local said
+    said=$(mktemp)
+    "$@" >"$said" 2>&1 &
     software_camera_pid=$!
-    for _ in $(seq 20); do
-        camera_answers && return 0
+    for _ in $(seq 100); do
+        grep -q ' at ' "$said" && break
         kill -0 "$software_camera_pid" 2>/dev/null || break
+        sleep 0.1
     done
-    echo "The software camera did not start." >&2
-    return 1
+    if ! grep -q ' at ' "$said"; then
+        echo "The software camera did not start: $(cat "$said")" >&2
+        rm -f "$said"
+        return 1
+    fi
+    rm -f "$said"
 }
 
 stop_software_camera() {

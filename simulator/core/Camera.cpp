@@ -26,6 +26,8 @@ DeviceEvent MakeEvent(const CameraModel::Pending &pending)
 } // namespace
 
 struct Camera::Parts {
+    class Change;
+
     explicit Parts(const CameraOptions &options)
         : model(options), store(options.sensor, options.seed, options.frameMemory)
     {
@@ -40,41 +42,51 @@ struct Camera::Parts {
     std::function<void()> resetHandler GUARDED_BY(mutex);
     bool isClosed GUARDED_BY(mutex) = false;
 
-    /// Carries out `action` under the mutex, then tells what came of it without.
-    template <class Action> auto Do(Action action) EXCLUDES(mutex);
     /// Settings as they are after switching on: the options' own.
     std::string ApplyOptions() REQUIRES(mutex);
+    /// Takes the frame that is due.
+    FrameJob MakeJob(std::uint64_t nowNs) REQUIRES(mutex);
 };
 
-template <class Action> auto Camera::Parts::Do(Action action)
+/// Holds the mutex while something is done to the camera; at its end, without the mutex, tells what came of it.
+class SCOPED_CAPABILITY Camera::Parts::Change {
+public:
+    explicit Change(Parts &parts) ACQUIRE(parts.mutex) : m_parts(parts) { m_parts.mutex.lock(); }
+    ~Change() RELEASE();
+    Change(const Change &) = delete;
+
+private:
+    Parts &m_parts;
+};
+
+Camera::Parts::Change::~Change() NO_THREAD_SAFETY_ANALYSIS // releases in the middle
 {
-    orv::MutexLock lock(mutex);
-    auto result = action();
+    CameraModel &model = m_parts.model;
     std::vector<CameraModel::Pending> events;
     events.swap(model.pendingEvents);
     const bool isReset = model.isResetRequested;
     model.isResetRequested = false;
     if (isReset)
         model.ResetState();
-    const auto toSink = sink;
-    const auto toHandler = resetHandler;
-    lock.Unlock();
-    changed.NotifyAll();
+    const auto sink = m_parts.sink;
+    const auto resetHandler = m_parts.resetHandler;
+    m_parts.mutex.unlock();
+    m_parts.changed.NotifyAll();
     for (const CameraModel::Pending &event : events) {
-        if (toSink)
-            toSink(MakeEvent(event));
+        if (sink)
+            sink(MakeEvent(event));
     }
-    if (isReset && toHandler)
-        toHandler();
-    return result;
+    if (isReset && resetHandler)
+        resetHandler();
 }
 
 std::string Camera::Parts::ApplyOptions()
 {
     std::string problems;
-    const auto apply = [&](const std::string &name, const std::string &text) {
+    FeatureTable &features = model.features;
+    const auto apply = [&problems, &features](const std::string &name, const std::string &text) {
         std::string problem;
-        if (model.features.SetText(name, text, problem) != Outcome::Ok)
+        if (features.SetText(name, text, problem) != Outcome::Ok)
             problems += (problems.empty() ? "" : "; ") + problem;
     };
     if (!model.options.pixelFormat.empty())
@@ -106,18 +118,17 @@ RegisterSpace &Camera::Registers()
 std::string Camera::Finish()
 {
     Parts &parts = *m_parts;
-    return parts.Do([&]() REQUIRES(parts.mutex) {
-        CameraModel &model = parts.model;
-        model.features.PlaceRegisters(model.registers, kFirstRegister);
-        DescriptionHead head;
-        head.vendor = model.options.vendor;
-        head.model = model.options.model;
-        head.toolTip = "Software camera";
-        parts.description = MakeDescription(model.features, head);
-        const std::string problems = parts.ApplyOptions();
-        model.AdoptAsDefault();
-        return problems;
-    });
+    const Parts::Change change(parts);
+    CameraModel &model = parts.model;
+    model.features.PlaceRegisters(model.registers, kFirstRegister);
+    DescriptionHead head;
+    head.vendor = model.options.vendor;
+    head.model = model.options.model;
+    head.toolTip = "Software camera";
+    parts.description = MakeDescription(model.features, head);
+    const std::string problems = parts.ApplyOptions();
+    model.AdoptAsDefault();
+    return problems;
 }
 
 const CameraOptions &Camera::Options() const
@@ -133,12 +144,11 @@ const std::string &Camera::DescriptionXml() const
 
 WriteResult Camera::Write(std::uint32_t address, std::uint32_t size, const std::uint8_t *bytes)
 {
-    Parts &parts = *m_parts;
-    return parts.Do([&]() REQUIRES(parts.mutex) {
-        parts.model.busyMs = 0;
-        const Outcome outcome = parts.model.registers.Write(address, size, bytes);
-        return WriteResult{outcome, parts.model.busyMs};
-    });
+    const Parts::Change change(*m_parts);
+    CameraModel &model = m_parts->model;
+    model.busyMs = 0;
+    const Outcome outcome = model.registers.Write(address, size, bytes);
+    return {outcome, model.busyMs};
 }
 
 Outcome Camera::Read(std::uint32_t address, std::uint32_t size, std::uint8_t *bytes)
@@ -155,8 +165,8 @@ std::string Camera::GetFeature(const std::string &name)
 
 Outcome Camera::SetFeature(const std::string &name, const std::string &text, std::string &problem)
 {
-    Parts &parts = *m_parts;
-    return parts.Do([&]() REQUIRES(parts.mutex) { return parts.model.features.SetText(name, text, problem); });
+    const Parts::Change change(*m_parts);
+    return m_parts->model.features.SetText(name, text, problem);
 }
 
 std::uint64_t Camera::Now() const
@@ -203,12 +213,9 @@ void Camera::SetResetHandler(std::function<void()> handler)
 
 void Camera::StopAcquisition()
 {
-    Parts &parts = *m_parts;
-    parts.Do([&]() REQUIRES(parts.mutex) {
-        parts.model.EndAcquisition();
-        parts.model.isLocked = false;
-        return true;
-    });
+    const Parts::Change change(*m_parts);
+    m_parts->model.EndAcquisition();
+    m_parts->model.isLocked = false;
 }
 
 bool Camera::IsAcquiring() const
@@ -217,33 +224,36 @@ bool Camera::IsAcquiring() const
     return m_parts->model.acquisition.IsRunning();
 }
 
+FrameJob Camera::Parts::MakeJob(std::uint64_t nowNs)
+{
+    FrameJob job;
+    job.settings = model.state.frame;
+    job.periodNs = model.Pace().periodNs;
+    job.lossShare = model.LossShareNow();
+    job.withChunks = model.state.hasChunks;
+    const FrameClock::Taken taken = model.TakeFrame(nowNs);
+    job.number = taken.number;
+    job.timestampNs = taken.startNs;
+    return job;
+}
+
 std::optional<FrameJob> Camera::WaitForFrame(std::int64_t timeoutMs)
 {
     Parts &parts = *m_parts;
-    return parts.Do([&]() REQUIRES(parts.mutex) -> std::optional<FrameJob> {
-        CameraModel &model = parts.model;
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-        while (!parts.isClosed) {
-            const std::uint64_t now = model.clock.Now();
-            const std::optional<std::uint64_t> due = model.acquisition.NextDue(now, model.Pace());
-            if (due.has_value() && *due <= now) {
-                FrameJob job;
-                job.settings = model.state.frame;
-                job.periodNs = model.Pace().periodNs;
-                job.lossShare = model.LossShareNow();
-                job.withChunks = model.state.hasChunks;
-                const FrameClock::Taken taken = model.TakeFrame(now);
-                job.number = taken.number;
-                job.timestampNs = taken.startNs;
-                return job;
-            }
-            if (std::chrono::steady_clock::now() >= deadline)
-                return std::nullopt;
-            parts.changed.WaitUntil(parts.mutex,
-                                    due.has_value() ? std::min(deadline, model.clock.ToHost(*due)) : deadline);
-        }
-        return std::nullopt;
-    });
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    const Parts::Change change(parts);
+    CameraModel &model = parts.model;
+    while (!parts.isClosed) {
+        const std::uint64_t now = model.clock.Now();
+        const std::optional<std::uint64_t> due = model.acquisition.NextDue(now, model.Pace());
+        if (due.has_value() && *due <= now)
+            return parts.MakeJob(now);
+        if (std::chrono::steady_clock::now() >= deadline)
+            return std::nullopt;
+        const auto until = due.has_value() ? std::min(deadline, model.clock.ToHost(*due)) : deadline;
+        parts.changed.WaitUntil(parts.mutex, until);
+    }
+    return std::nullopt;
 }
 
 std::shared_ptr<Frame> Camera::TakeFrame(const FrameJob &job)
@@ -254,7 +264,7 @@ std::shared_ptr<Frame> Camera::TakeFrame(const FrameJob &job)
     if (!job.withChunks)
         return frame;
     orv::MutexLock lock(m_parts->mutex);
-    const CameraModel &model = m_parts->model;
+    CameraModel &model = m_parts->model;
     ChunkValues values;
     values.timestampNs = job.timestampNs;
     values.frameNumber = job.number;
@@ -267,11 +277,8 @@ std::shared_ptr<Frame> Camera::TakeFrame(const FrameJob &job)
 
 void Camera::FrameSent(const FrameJob &job)
 {
-    Parts &parts = *m_parts;
-    parts.Do([&]() REQUIRES(parts.mutex) {
-        parts.model.Happened(EventKind::FrameEnd, parts.model.clock.Now(), job.number);
-        return true;
-    });
+    const Parts::Change change(*m_parts);
+    m_parts->model.Happened(EventKind::FrameEnd, m_parts->model.clock.Now(), job.number);
 }
 
 void Camera::Close()

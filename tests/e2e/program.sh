@@ -28,7 +28,7 @@ comma_locale=(env "LOCPATH=$out/locale" LC_ALL=de_DE.UTF-8)
 . "$source/scripts/software-camera.sh"
 trap stop_software_camera EXIT
 use_the_program() {
-    start_software_camera
+    start_software_camera "$bin/orvsim"
     "${comma_locale[@]}" bash "$source/scripts/demo.sh" "$bin" "$out" "$software_camera_pid"
 }
 if ! use_the_program; then
