@@ -348,4 +348,38 @@ TEST_F(StreamSenderTest, AReceiverThatIsGoneDoesNotHurt)
     EXPECT_EQ(Stream({MakeFrame(10, 1)}).size(), 3U);
 }
 
+TEST(CameraStream, ACamerasPicturesArriveAsItDescribesThem)
+{
+    CameraOptions options;
+    options.sensor.width = 640;
+    options.sensor.height = 480;
+    Camera camera(options);
+    ASSERT_EQ(camera.Finish(), "");
+    StreamSender sender(camera, 4);
+    StreamReceiver receiver;
+    ASSERT_EQ(sender.Open(kLoopback), "");
+    StreamTarget target;
+    target.to = receiver.Where();
+    sender.SetTarget(target);
+    sender.Start();
+    std::string problem;
+    ASSERT_EQ(camera.SetFeature("AcquisitionStart", "1", problem), Outcome::Ok) << problem;
+    std::vector<Datagram> datagrams;
+    for (int trailers = 0; trailers < 3;) {
+        datagrams.push_back(receiver.Take().value_or(Datagram()));
+        ASSERT_FALSE(datagrams.back().empty());
+        trailers += Parse(datagrams.back()).format == 2 ? 1 : 0;
+    }
+    camera.StopAcquisition();
+    sender.Stop();
+    auto blocks = Reassemble(datagrams);
+    for (std::uint64_t id = 1; id <= 3; ++id) {
+        EXPECT_EQ(blocks[id].payload.size(), camera.PayloadSize());
+        ASSERT_EQ(blocks[id].leader.size(), 36U);
+        EXPECT_EQ(Datagram(blocks[id].leader.begin() + 16, blocks[id].leader.begin() + 24),
+                  FromHex("00000280 000001E0"));
+    }
+    EXPECT_NE(blocks[1].payload, blocks[3].payload);
+}
+
 } // namespace orvsim
