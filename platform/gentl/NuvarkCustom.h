@@ -26,7 +26,9 @@ enum {
     NUVARK_STREAM_INFO_PACKET_SIZE = STREAM_INFO_CUSTOM_ID + 2,    ///< SIZET, IP packet size in use
     NUVARK_STREAM_INFO_NUM_INCOMPLETE = STREAM_INFO_CUSTOM_ID + 3, ///< UINT64, frames delivered with holes since start
     NUVARK_STREAM_INFO_NUM_PACKETS = STREAM_INFO_CUSTOM_ID + 4,    ///< UINT64, stream packets received since start
-    NUVARK_STREAM_INFO_NUM_MISSING = STREAM_INFO_CUSTOM_ID + 5     ///< UINT64, packets that never came since start
+    NUVARK_STREAM_INFO_NUM_MISSING = STREAM_INFO_CUSTOM_ID + 5,    ///< UINT64, packets that never came since start
+    NUVARK_STREAM_INFO_NUM_OVERSIZED =
+        STREAM_INFO_CUSTOM_ID + 6 ///< UINT64, packets dropped for their length since start
 };
 
 /// EVENT_TYPE values of the device module. A type that is not built in answers NOT_IMPLEMENTED on registration.

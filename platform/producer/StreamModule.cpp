@@ -229,6 +229,8 @@ Result<InfoValue> StreamModule::Info(STREAM_INFO_CMD command)
         return InfoValue::UInt64(m_channel->Counters().packets);
     case NUVARK_STREAM_INFO_NUM_MISSING:
         return InfoValue::UInt64(m_channel->Counters().missingPackets);
+    case NUVARK_STREAM_INFO_NUM_OVERSIZED:
+        return InfoValue::UInt64(m_channel->Counters().oversizedPackets);
     default:
         return UnknownCommand("stream", command);
     }

@@ -106,8 +106,9 @@ struct StreamCounters {
     std::uint64_t missingPackets = 0;
     std::uint64_t incompleteFrames = 0;
     std::uint64_t kernelDrops = 0;
-    std::size_t receiveBuffer = 0; ///< bytes granted by the kernel
-    std::size_t packetSize = 0;    ///< IP packet size in use
+    std::uint64_t oversizedPackets = 0; ///< dropped, since much longer than the packet size in use
+    std::size_t receiveBuffer = 0;      ///< bytes granted by the kernel
+    std::size_t packetSize = 0;         ///< IP packet size in use
 };
 
 /// One stream of a camera. One thread at a time, except for AbandonFrames() and Counters(): any thread.

@@ -1,4 +1,5 @@
 #include "producer/gige/GigeDevice.h"
+#include "producer/gige/Gvsp.h"
 #include "producer/gige/Text.h"
 
 #include "ProducerFixture.h"
@@ -6,6 +7,8 @@
 #include "support/PrivateNetwork.h"
 
 #include <future>
+
+#include <sys/resource.h>
 
 using namespace nuvark;
 using namespace nuvark::gige;
@@ -47,6 +50,87 @@ protected:
     RegisterCamera camera;
     Listener listener;
     std::unique_ptr<Camera> device;
+};
+
+/// Gives one buffer out again and again.
+class OneBuffer final : public FrameSink {
+public:
+    explicit OneBuffer(std::size_t size) : m_memory(size) {}
+
+    bool TakeBuffer(FrameTarget &target) override
+    {
+        target = {m_memory.data(), m_memory.size(), this};
+        return true;
+    }
+    void Deliver(const FrameTarget &, const FrameInfo &info) override
+    {
+        if (onDeliver)
+            onDeliver();
+        ++(info.isIncomplete ? incomplete : complete);
+    }
+    void GiveBack(const FrameTarget &) override {}
+
+    std::function<void()> onDeliver;
+    std::atomic<int> complete{0};
+    std::atomic<int> incomplete{0};
+
+private:
+    std::vector<std::uint8_t> m_memory;
+};
+
+/// The camera's sending side: frames of raw data in packets of any size.
+class Sender {
+public:
+    explicit Sender(std::uint32_t port) : m_port(port)
+    {
+        m_socket = UdpSocket::Open(*ParseAddress(kScriptedAddress)).value;
+    }
+
+    void Leader(std::uint16_t block, std::uint64_t size)
+    {
+        orv::ByteWriter out = Head(block, 1, 0);
+        out.U16(0);
+        out.U16(payload::kRaw);
+        out.U64(0);
+        out.U64(size);
+        Send(out);
+    }
+    void Payload(std::uint16_t block, std::uint32_t id, std::size_t size)
+    {
+        orv::ByteWriter out = Head(block, 3, id);
+        const std::vector<std::uint8_t> content(size, 7);
+        out.Bytes({content.data(), content.size()});
+        Send(out);
+    }
+    void Trailer(std::uint16_t block, std::uint32_t id)
+    {
+        orv::ByteWriter out = Head(block, 2, id);
+        out.U16(0);
+        out.U16(payload::kRaw);
+        Send(out);
+    }
+
+private:
+    static orv::ByteWriter Head(std::uint16_t block, std::uint32_t format, std::uint32_t id)
+    {
+        orv::ByteWriter out;
+        out.U16(0);
+        out.U16(block);
+        out.U32(format << 24 | id);
+        return out;
+    }
+    void Send(orv::ByteWriter &out)
+    {
+        const auto datagram = out.Take();
+        EXPECT_TRUE(m_socket
+                        .SendVia(1, *ParseAddress(kScriptedAddress),
+                                 {*ParseAddress("127.0.0.1"), static_cast<std::uint16_t>(m_port)},
+                                 {datagram.data(), datagram.size()})
+                        .Ok());
+    }
+
+    const std::uint32_t m_port;
+    UdpSocket m_socket;
 };
 
 } // namespace
@@ -121,4 +205,96 @@ TEST_F(GigeDeviceTest, TheHeartbeatFollowsItsRegister)
     camera.SetHook([](auto, auto) { return RegisterCamera::Reaction::Stay; });
     EXPECT_TRUE(Becomes([&] { return listener.isLost.load(); }, std::chrono::seconds(8)))
         << "a heartbeat that was switched off does not hide the loss";
+}
+
+TEST_F(GigeDeviceTest, AStreamThatCannotStartLeavesItsChannelClosed)
+{
+    ASSERT_NO_FATAL_FAILURE(Open());
+    OneBuffer sink(1000);
+    const auto stream = device->MakeStream(0);
+    camera.SetHook([](auto command, auto address) {
+        const bool isSize =
+            command == static_cast<std::uint16_t>(Command::ReadRegister) && address == RegisterCamera::kPacketSize;
+        return isSize ? RegisterCamera::Reaction::Refuse : RegisterCamera::Reaction::Answer;
+    });
+    EXPECT_FALSE(stream->Start(sink, 1000).Ok());
+    EXPECT_TRUE(Becomes([&] { return camera.Get(RegisterCamera::kStreamPort) == 0; }));
+    camera.SetHook({});
+
+    // One descriptor is left: for the socket, not for what wakes the receiver.
+    const int next = dup(0);
+    close(next);
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit tight{static_cast<rlim_t>(next) + 1, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &tight);
+    EXPECT_EQ(stream->Start(sink, 1000).Code(), GC_ERR_IO);
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_TRUE(Becomes([&] { return camera.Get(RegisterCamera::kStreamPort) == 0; }));
+
+    EXPECT_TRUE(stream->Start(sink, 1000).Ok());
+    EXPECT_NE(camera.Get(RegisterCamera::kStreamPort), 0U);
+}
+
+TEST_F(GigeDeviceTest, APacketSizeOfZeroIsNotTakenForGood)
+{
+    camera.Set(RegisterCamera::kPacketSize, 0);
+    ASSERT_NO_FATAL_FAILURE(Open());
+    OneBuffer sink(1000);
+    const auto stream = device->MakeStream(0);
+    ASSERT_TRUE(stream->Start(sink, 1000).Ok());
+    EXPECT_EQ(camera.Get(RegisterCamera::kPacketSize), 1500U);
+    EXPECT_EQ(stream->Counters().packetSize, 1500U);
+}
+
+TEST_F(GigeDeviceTest, AReaderStartsOnlyWhatIsSentToEverybody)
+{
+    ASSERT_NO_FATAL_FAILURE(Open(kScriptedAddress, CameraAccess::ReadOnly));
+    OneBuffer sink(1000);
+    const auto stream = device->MakeStream(0);
+    camera.Set(RegisterCamera::kStreamAddress, *ParseAddress("127.0.0.5"));
+    EXPECT_EQ(stream->Start(sink, 1000).Code(), GC_ERR_ACCESS_DENIED);
+    camera.Set(RegisterCamera::kStreamAddress, *ParseAddress("239.1.2.3"));
+    EXPECT_TRUE(stream->Start(sink, 1000).Ok());
+}
+
+TEST_F(GigeDeviceTest, PacketsLongerThanExpectedCostOneFrameOnly)
+{
+    constexpr std::size_t kData = 4000; // in packets of 1500, as the camera says
+    ASSERT_NO_FATAL_FAILURE(Open());
+    OneBuffer sink(3 * kData);
+    const auto stream = device->MakeStream(0);
+    ASSERT_TRUE(stream->Start(sink, 3 * kData).Ok());
+    Sender sender(camera.Get(RegisterCamera::kStreamPort));
+    const auto sendFrame = [&](std::uint16_t block) {
+        sender.Leader(block, 3 * kData);
+        for (std::uint32_t id = 1; id <= 3; ++id)
+            sender.Payload(block, id, kData);
+        sender.Trailer(block, 4);
+    };
+    sendFrame(1);
+    EXPECT_TRUE(Becomes([&] { return sink.incomplete == 1; }));
+    sendFrame(2);
+    EXPECT_TRUE(Becomes([&] { return sink.complete == 1; }));
+    EXPECT_GE(stream->Counters().oversizedPackets, 1U);
+    EXPECT_EQ(sink.incomplete, 1);
+}
+
+TEST_F(GigeDeviceTest, TheCountersOfARunAreThereWhileItStops)
+{
+    ASSERT_NO_FATAL_FAILURE(Open());
+    OneBuffer sink(1000);
+    const auto stream = device->MakeStream(0);
+    std::future<StreamCounters> asked;
+    sink.onDeliver = [&] {
+        asked = std::async(std::launch::async, [&] { return stream->Counters(); });
+        (void)asked.wait_for(std::chrono::milliseconds(50));
+    };
+    ASSERT_TRUE(stream->Start(sink, 1000).Ok());
+    Sender sender(camera.Get(RegisterCamera::kStreamPort));
+    sender.Leader(1, 1000); // alone it waits for a trigger
+    EXPECT_TRUE(Becomes([&] { return stream->Counters().packets == 1; }));
+    stream->StopReceiving(StreamChannel::Stop::AtOnce);
+    ASSERT_TRUE(asked.valid());
+    EXPECT_EQ(asked.get().packets, 1U);
 }

@@ -3,6 +3,7 @@
 #include "producer/gige/Bootstrap.h"
 #include "producer/gige/GigeDevice.h"
 #include "producer/gige/PacketSize.h"
+#include "producer/Rollback.h"
 
 namespace nuvark::gige {
 
@@ -10,6 +11,7 @@ namespace {
 
 constexpr std::size_t kMinReceiveBuffer = 8 * 1024 * 1024;
 constexpr std::size_t kMaxReceiveBuffer = 256 * 1024 * 1024;
+constexpr std::uint32_t kMulticastPrefix = 0xE; ///< the first four bits of such an address
 
 } // namespace
 
@@ -24,6 +26,7 @@ Status GigeStream::Start(FrameSink &sink, std::size_t payloadSize)
     StreamReceiver::Settings settings;
     const std::size_t wanted = std::min(kMaxReceiveBuffer, std::max(2 * payloadSize, kMinReceiveBuffer));
     settings.receiveBuffer = socket.value.SetReceiveBuffer(wanted);
+    Rollback closeChannel([this] { CloseChannel(); });
     Result<std::uint32_t> packetSize = OpenChannel(socket.value);
     if (!packetSize.Ok())
         return Outward(packetSize.status);
@@ -31,7 +34,10 @@ Status GigeStream::Start(FrameSink &sink, std::size_t payloadSize)
     settings.assembly.packetSize = packetSize.value & kPacketSizeMask;
     settings.assembly.bigEndianPixels = (packetSize.value & kPacketSizeBigEndian) != 0;
     auto receiver = std::make_shared<StreamReceiver>(sink, std::move(socket.value), settings);
-    receiver->Start();
+    Status started = receiver->Start();
+    if (!started.Ok())
+        return started;
+    closeChannel.Dismiss();
     const orv::MutexLock lock(m_mutex);
     m_receiver = std::move(receiver);
     return {};
@@ -54,11 +60,30 @@ Result<std::uint32_t> GigeStream::OpenChannel(UdpSocket &socket)
         const Result<std::uint32_t> size = ChoosePacketSize(socket);
         if (!size.Ok())
             return size.status;
+    } else {
+        const Status forAll = CheckMulticast();
+        if (!forAll.Ok())
+            return forAll;
     }
     const Status read = client.ReadRegister(StreamRegister(m_index, kStreamPacketSize), sizeRegister);
     if (!read.Ok())
         return read;
     return sizeRegister;
+}
+
+/// A camera sends to one host, which its controller names, or to everybody.
+Status GigeStream::CheckMulticast()
+{
+    std::uint32_t target = 0;
+    const Status read = m_device.Client().ReadRegister(StreamRegister(m_index, kStreamAddress), target);
+    if (read.Ok() && target >> 28 != kMulticastPrefix)
+        return {GC_ERR_ACCESS_DENIED, "the camera is open for reading only, and its stream goes to another host"};
+    return read;
+}
+
+void GigeStream::CloseChannel()
+{
+    m_device.WriteWithoutWaiting({StreamRegister(m_index, kStreamPort), 0});
 }
 
 Result<std::uint32_t> GigeStream::ChoosePacketSize(UdpSocket &socket)
@@ -67,7 +92,8 @@ Result<std::uint32_t> GigeStream::ChoosePacketSize(UdpSocket &socket)
     const Status read = m_device.Client().ReadRegister(StreamRegister(m_index, kStreamPacketSize), present);
     if (!read.Ok())
         return read;
-    if ((present & kPacketSizeMask) == m_verifiedPacketSize && (present & kPacketSizeFireTest) == 0)
+    if (m_verifiedPacketSize != 0 && (present & kPacketSizeMask) == m_verifiedPacketSize &&
+        (present & kPacketSizeFireTest) == 0)
         return m_verifiedPacketSize;
     Result<std::uint32_t> size = NegotiatePacketSize(m_device, m_index, socket);
     if (size.Ok())
@@ -80,14 +106,17 @@ void GigeStream::StopReceiving(Stop how)
     std::shared_ptr<StreamReceiver> receiver;
     {
         const orv::MutexLock lock(m_mutex);
-        receiver.swap(m_receiver);
+        receiver = m_receiver;
     }
     if (receiver == nullptr)
         return;
-    receiver->Stop(how);
-    m_device.WriteWithoutWaiting({StreamRegister(m_index, kStreamPort), 0});
-    const orv::MutexLock lock(m_mutex);
-    m_last = receiver->Counters();
+    receiver->Stop(how); // until then its frames can be abandoned and its counters be asked
+    {
+        const orv::MutexLock lock(m_mutex);
+        m_last = receiver->Counters();
+        m_receiver.reset();
+    }
+    CloseChannel();
 }
 
 void GigeStream::AbandonFrames()

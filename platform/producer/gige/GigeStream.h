@@ -27,6 +27,8 @@ public:
 private:
     Result<std::uint32_t> OpenChannel(UdpSocket &socket);
     Result<std::uint32_t> ChoosePacketSize(UdpSocket &socket);
+    Status CheckMulticast();
+    void CloseChannel();
 
     GigeDevice &m_device;
     const std::uint32_t m_index;

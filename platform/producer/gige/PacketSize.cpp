@@ -48,9 +48,7 @@ private:
     std::uint32_t Test(std::uint32_t size)
     {
         for (int shot = 0; shot < kShots; ++shot) {
-            while (m_socket.Receive(m_buffer.data(), m_buffer.size()) != 0) {
-                // late test packets of an earlier size
-            }
+            ForgetLatePackets();
             const std::uint32_t command =
                 kPacketSizeFireTest | kPacketSizeDoNotFragment | (m_flags & kPacketSizeBigEndian) | size;
             std::uint32_t actual = 0;
@@ -65,10 +63,18 @@ private:
         return 0;
     }
 
+    /// Test packets of an earlier size. By the clock: a camera that goes on streaming sends without end.
+    void ForgetLatePackets()
+    {
+        const TimePoint deadline = Clock::now() + kTestWait;
+        while (m_socket.Receive(m_buffer.data(), m_buffer.size()) != 0 && Clock::now() < deadline) {
+        }
+    }
+
     bool Arrives(std::uint32_t size)
     {
         const TimePoint deadline = Clock::now() + kTestWait;
-        while (m_socket.WaitReadable(deadline, nullptr) == UdpSocket::Wait::Readable) {
+        while (m_socket.WaitReadable(deadline, nullptr) == UdpSocket::Wait::Readable && Clock::now() < deadline) {
             if (m_socket.Receive(m_buffer.data(), m_buffer.size()) + kIpUdpHeaders == size)
                 return true;
         }

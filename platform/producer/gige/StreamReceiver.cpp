@@ -58,6 +58,7 @@ struct StreamReceiver::Ring {
     {
         return {memory.data() + index * slotSize, std::min<std::size_t>(messages[index].msg_len, slotSize)};
     }
+    bool IsCut(std::size_t index) const { return (messages[index].msg_hdr.msg_flags & MSG_TRUNC) != 0; }
     std::uint32_t Sender(std::size_t index) const { return ntohl(senders[index].sin_addr.s_addr); }
 
     /// The kernel's count of packets it had no room for, 0 while there are none.
@@ -98,9 +99,12 @@ StreamReceiver::~StreamReceiver()
     Stop(StreamChannel::Stop::AtOnce);
 }
 
-void StreamReceiver::Start()
+Status StreamReceiver::Start()
 {
+    if (!m_stop.IsOpen())
+        return {GC_ERR_IO, "the process has no file descriptor left for the stream"};
     m_thread = std::thread([this] { Run(); });
+    return {};
 }
 
 void StreamReceiver::Stop(StreamChannel::Stop how)
@@ -142,14 +146,22 @@ bool StreamReceiver::TakeBatch()
     if (count <= 0)
         return false;
     const TimePoint now = Clock::now();
+    std::uint64_t oversized = 0;
     const orv::MutexLock lock(m_mutex);
     for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
-        if (m_ring->Sender(i) == m_settings.cameraAddress)
+        if (m_ring->Sender(i) != m_settings.cameraAddress)
+            continue;
+        if (m_ring->IsCut(i))
+            ++oversized; // its rest is gone, and its length would teach a wrong packet size
+        else
             m_assembler.OnPacket(m_ring->Datagram(i), now);
     }
     const std::uint32_t drops = m_ring->KernelDrops(static_cast<std::size_t>(count) - 1);
     if (drops != 0)
         m_kernelDrops = drops;
+    m_oversized += oversized;
+    if (oversized != 0)
+        m_ring = std::make_unique<Ring>(kLargestDatagram);
     return true;
 }
 
@@ -187,6 +199,7 @@ StreamCounters StreamReceiver::Counters() const
     counters.missingPackets = m_assembler.Count().missing;
     counters.incompleteFrames = m_assembler.Count().incompleteFrames;
     counters.kernelDrops = m_kernelDrops;
+    counters.oversizedPackets = m_oversized;
     counters.receiveBuffer = m_settings.receiveBuffer;
     counters.packetSize = m_settings.assembly.packetSize;
     return counters;

@@ -14,7 +14,7 @@ namespace nuvark::gige {
 /// Receives stream packets on a thread of its own and feeds them to a frame assembler.
 ///
 /// Life: Start() once, Stop() once. Packets are taken from the kernel in batches into a ring of slots; packets of other
-/// senders are dropped.
+/// senders are dropped. So are packets longer than a slot, which for that grow to what a datagram can be at most.
 /// Threads: Start() and Stop() from the owner's; AbandonFrames() and Counters() from any. The sink is called on the
 /// receiver's thread, in AbandonFrames() on the caller's. Lock order: m_mutex, then whatever the sink takes.
 class StreamReceiver {
@@ -28,7 +28,8 @@ public:
     StreamReceiver(FrameSink &sink, UdpSocket socket, const Settings &settings);
     ~StreamReceiver();
 
-    void Start();
+    /// Fails when the process has no file descriptor left for the means to stop it again.
+    Status Start();
     /// Takes less than a tenth of a second. Finish waits that long for the packets of frames that have begun.
     void Stop(StreamChannel::Stop how) EXCLUDES(m_mutex);
     void AbandonFrames() EXCLUDES(m_mutex);
@@ -52,6 +53,7 @@ private:
     mutable orv::Mutex m_mutex; ///< held while a batch is put together, so frames can be taken away in between
     FrameAssembler m_assembler GUARDED_BY(m_mutex);
     std::uint64_t m_kernelDrops GUARDED_BY(m_mutex) = 0;
+    std::uint64_t m_oversized GUARDED_BY(m_mutex) = 0;
     std::thread m_thread;
 };
 
