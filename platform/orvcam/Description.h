@@ -91,6 +91,7 @@ struct NodeFacts {
     bool deprecated = false;
     std::int64_t pollingMs = 0;
     std::int64_t commandValue = 0; ///< of a Command with a literal CommandValue
+    std::size_t formulaBytes = 0;  ///< length of its formulas, their expressions written out
     std::string problem;           ///< why the node was taken out; "" when it is usable
 
     bool Usable() const { return problem.empty(); }
@@ -125,6 +126,10 @@ constexpr std::size_t kMaxNodes = 500000;
 /// Levels of values behind values, and values read for one value. Real cameras stay below 20 and 1000.
 constexpr int kMaxEvaluationDepth = 200;
 constexpr std::uint64_t kMaxEvaluationCost = 100000;
+/// Of a formula that count as one value read.
+constexpr std::size_t kFormulaBytesPerValue = 256;
+/// The library keeps some hundred bytes for each of a formula. Real descriptions stay below 1 MiB.
+constexpr std::size_t kMaxFormulaBytesInAll = 8u << 20;
 
 /// Reads and checks a description.
 ///

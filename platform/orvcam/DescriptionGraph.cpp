@@ -85,9 +85,10 @@ private:
         const std::size_t count = m_nodes.size();
         std::vector<int> open(count, 0);
         std::vector<int> depth(count, 1);
-        std::vector<std::uint64_t> cost(count, 1);
+        std::vector<std::uint64_t> cost(count);
         std::vector<std::vector<int>> readers(count);
         for (std::size_t i = 0; i < count; ++i) {
+            cost[i] = 1 + m_nodes[i].formulaBytes / kFormulaBytesPerValue;
             for (const Reference &reference : m_nodes[i].references) {
                 if (reference.target >= 0 && ClassOf(reference.link) == LinkClass::Evaluated) {
                     readers[reference.target].push_back(static_cast<int>(i));

@@ -1,5 +1,6 @@
 #include "orvcam/Description.h"
 #include "orvcam/DescriptionNames.h"
+#include "orvcam/FormulaCheck.h"
 #include "orvcam/Text.h"
 
 #include <algorithm>
@@ -38,6 +39,12 @@ bool IsNodeName(const std::string &name)
     return isFirst(static_cast<unsigned char>(name[0])) && std::all_of(name.begin(), name.end(), isPart);
 }
 
+bool HasFormula(NodeKind kind)
+{
+    return kind == NodeKind::SwissKnife || kind == NodeKind::IntSwissKnife || kind == NodeKind::Converter ||
+           kind == NodeKind::IntConverter;
+}
+
 std::string AttributeOf(const char **attributes, const char *name)
 {
     for (const char **pair = attributes; pair[0] != nullptr; pair += 2) {
@@ -69,8 +76,10 @@ private:
     struct Element {
         std::string tag;
         std::string text;
-        int node = -1;       ///< the named node it belongs to, itself included; -1 outside of any
-        bool isNode = false; ///< the node's own element
+        std::string symbol;                   ///< name of a formula's variable, constant or expression
+        std::unique_ptr<FormulaSet> formulas; ///< of a node that has some
+        int node = -1;                        ///< the named node it belongs to, itself included; -1 outside of any
+        bool isNode = false;                  ///< the node's own element
         bool isContainer = false;
         std::size_t begin = 0;    ///< of its start tag in the new text
         std::size_t cut = kNoCut; ///< its entry in m_cuts
@@ -96,10 +105,12 @@ private:
     void FlushText();
     bool StartRoot(const std::string &tag, const char **attributes);
     void StartNode(Element &element, const char **attributes);
-    void StartProperty(const Element &element, const char **attributes);
+    void StartProperty(Element &element, const char **attributes);
     int AddNode(NodeKind kind, const std::string &name, int parent);
     void WriteStartTag(const std::string &tag, const char **attributes);
     void EndLeaf(Element &element);
+    void TakeFormula(const Element &element, std::string *value);
+    void EndFormulas(const Element &element);
     void CheckLength(const Element &element, const std::string &value);
     void RefuseNode(int index, const std::string &problem);
     void WriteLengthGuards();
@@ -113,8 +124,9 @@ private:
     bool m_encodingTrouble = false;
     std::string m_error;
     std::string m_out;
-    std::vector<Guard> m_guards; ///< the node that is added for each gets its number as a name
-    std::vector<Cut> m_cuts;     ///< an outer one before those inside it
+    std::size_t m_formulaBytes = 0; ///< of all nodes, written out
+    std::vector<Guard> m_guards;    ///< the node that is added for each gets its number as a name
+    std::vector<Cut> m_cuts;        ///< an outer one before those inside it
 };
 
 bool Reader::Read(const std::string &bytes, const char *encoding)
@@ -288,6 +300,9 @@ void Reader::StartNode(Element &element, const char **attributes)
     element.isNode = true;
     if (element.node < 0)
         return;
+    if (HasFormula(kind))
+        element.formulas = std::make_unique<FormulaSet>(kind == NodeKind::IntSwissKnife ? FormulaNumbers::Integers
+                                                                                        : FormulaNumbers::Doubles);
     if (kind == NodeKind::StructEntry)
         m_description.nodes[element.node].references.push_back({Link::Structure, std::string(), parent});
     if (nested && kind == NodeKind::IntSwissKnife)
@@ -296,7 +311,7 @@ void Reader::StartNode(Element &element, const char **attributes)
     m_cuts.push_back({m_out.size(), 0, element.node, -1});
 }
 
-void Reader::StartProperty(const Element &element, const char **attributes)
+void Reader::StartProperty(Element &element, const char **attributes)
 {
     // The library would find a node wherever it stands, and we have checked none of its references.
     if (KindOf(element.tag) != NodeKind::Other) {
@@ -306,7 +321,9 @@ void Reader::StartProperty(const Element &element, const char **attributes)
         return;
     }
     const bool isSymbol = element.tag == "pVariable" || element.tag == "Constant" || element.tag == "Expression";
-    if (isSymbol && AttributeOf(attributes, "Name").empty())
+    if (isSymbol)
+        element.symbol = AttributeOf(attributes, "Name");
+    if (isSymbol && element.symbol.empty())
         RefuseNode(element.node, "a variable of its formula has no name");
 }
 
@@ -349,6 +366,8 @@ void Reader::End()
         EndLeaf(element);
     else
         FlushText();
+    if (element.formulas)
+        EndFormulas(element);
     if (m_open.size() == 1)
         WriteLengthGuards();
     m_out += "</" + element.tag + ">\n";
@@ -363,7 +382,7 @@ void Reader::EndLeaf(Element &element)
 {
     NodeFacts &node = m_description.nodes[element.node];
     const bool keepBlanks = element.tag == "Value" && node.kind == NodeKind::String;
-    const std::string value = keepBlanks ? element.text : Trimmed(element.text);
+    std::string value = keepBlanks ? element.text : Trimmed(element.text);
     if (const Link *link = FindLink(element.tag)) {
         if (ClassOf(*link) == LinkClass::Loose) {
             element.cut = m_cuts.size();
@@ -387,7 +406,34 @@ void Reader::EndLeaf(Element &element)
     } else if (element.tag == "CommandValue") {
         node.commandValue = std::strtoll(value.c_str(), nullptr, 0);
     }
+    TakeFormula(element, &value);
     m_out += XmlEscaped(value);
+}
+
+/// Hands a formula, or a part of one, to the checks of its node.
+void Reader::TakeFormula(const Element &element, std::string *value)
+{
+    FormulaSet *formulas = m_open[m_open.size() - 2].formulas.get();
+    if (formulas == nullptr)
+        return;
+    if (element.tag == "Formula" || element.tag == "FormulaTo" || element.tag == "FormulaFrom")
+        formulas->AddFormula(value);
+    else if (element.tag == "Expression")
+        formulas->AddExpression(element.symbol, value);
+    else if (element.tag == "Constant")
+        formulas->AddConstant(*value);
+}
+
+void Reader::EndFormulas(const Element &element)
+{
+    std::string problem = element.formulas->Problem();
+    const std::size_t bytes = element.formulas->WrittenOutBytes();
+    if (problem.empty() && bytes > kMaxFormulaBytesInAll - m_formulaBytes)
+        problem = "the formulas are too long all together";
+    if (!problem.empty())
+        return RefuseNode(element.node, problem);
+    m_formulaBytes += bytes;
+    m_description.nodes[element.node].formulaBytes = bytes;
 }
 
 /// The library allocates what a register's length says, and ends the process when it cannot.
