@@ -23,6 +23,23 @@ DeviceEvent MakeEvent(const CameraModel::Pending &pending)
     return {EventIdOf(pending.kind), pending.timestampNs, pending.frameNumber, data.Take()};
 }
 
+/// Settings as they are after switching on: the options' own.
+/// \return what could not be set.
+std::string ApplyOptions(const CameraOptions &options, FeatureTable &features)
+{
+    std::string problems;
+    const auto apply = [&](const std::string &name, const std::string &text) {
+        std::string problem;
+        if (features.SetText(name, text, problem) != Outcome::Ok)
+            problems += (problems.empty() ? "" : "; ") + problem;
+    };
+    if (!options.pixelFormat.empty())
+        apply("PixelFormat", options.pixelFormat);
+    for (const auto &[name, text] : options.features)
+        apply(name, text);
+    return problems;
+}
+
 } // namespace
 
 struct Camera::Parts {
@@ -42,8 +59,6 @@ struct Camera::Parts {
     std::function<void()> resetHandler GUARDED_BY(mutex);
     bool isClosed GUARDED_BY(mutex) = false;
 
-    /// Settings as they are after switching on: the options' own.
-    std::string ApplyOptions() REQUIRES(mutex);
     /// Takes the frame that is due.
     FrameJob MakeJob(std::uint64_t nowNs) REQUIRES(mutex);
 };
@@ -80,22 +95,6 @@ Camera::Parts::Change::~Change() NO_THREAD_SAFETY_ANALYSIS // releases in the mi
         resetHandler();
 }
 
-std::string Camera::Parts::ApplyOptions()
-{
-    std::string problems;
-    FeatureTable &features = model.features;
-    const auto apply = [&problems, &features](const std::string &name, const std::string &text) {
-        std::string problem;
-        if (features.SetText(name, text, problem) != Outcome::Ok)
-            problems += (problems.empty() ? "" : "; ") + problem;
-    };
-    if (!model.options.pixelFormat.empty())
-        apply("PixelFormat", model.options.pixelFormat);
-    for (const auto &[name, text] : model.options.features)
-        apply(name, text);
-    return problems;
-}
-
 Camera::Camera(const CameraOptions &options) : m_parts(std::make_unique<Parts>(options)) {}
 
 Camera::~Camera()
@@ -126,7 +125,7 @@ std::string Camera::Finish()
     head.model = model.options.model;
     head.toolTip = "Software camera";
     parts.description = MakeDescription(model.features, head);
-    const std::string problems = parts.ApplyOptions();
+    const std::string problems = ApplyOptions(model.options, model.features);
     model.AdoptAsDefault();
     return problems;
 }
