@@ -2,7 +2,9 @@
 
 #include "orvcam/OrvStatus.h"
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace orv::cam {
 
@@ -26,8 +28,15 @@ double NearestStep(double value, const FloatRange &range)
 {
     if (range.increment <= 0)
         return value;
-    const double rounded = range.minimum + std::round((value - range.minimum) / range.increment) * range.increment;
-    return rounded > range.maximum ? rounded - range.increment : rounded;
+    // Without a minimum of its own, steps count from 0.
+    const double first = range.minimum == std::numeric_limits<double>::lowest() ? 0 : range.minimum;
+    // 0.3 is three steps of 0.1, though not in the last digit.
+    constexpr double kStepNoise = 1e-9;
+    const double most = std::floor((range.maximum - first) / range.increment + kStepNoise);
+    const double steps = std::min(std::round((value - first) / range.increment), most);
+    if (!std::isfinite(steps))
+        return value; // steps too fine to tell apart
+    return std::clamp(first + steps * range.increment, range.minimum, range.maximum);
 }
 
 } // namespace

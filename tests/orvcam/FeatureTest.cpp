@@ -165,6 +165,36 @@ TEST_F(Features, FloatsKeepTheirPrecisionAndLimits)
     EXPECT_EQ(1.25, m_array->GetFloat("Stepped")->GetValue());
 }
 
+TEST(FeatureArray, FloatsGoToTheNearestStep)
+{
+    const struct {
+        const char *limits;
+        double value;
+        double written;
+    } kCases[] = {
+        {"<Min>0</Min><Max>0.3</Max><Inc>0.1</Inc>", 0.3, 0.3},
+        {"<Min>0</Min><Max>0.3</Max><Inc>0.1</Inc>", 0.14, 0.1},
+        {"<Min>0</Min><Max>0.35</Max><Inc>0.1</Inc>", 0.35, 3 * 0.1},
+        {"<Min>1</Min><Max>2</Max><Inc>5</Inc>", 2, 1},
+        {"<Max>10</Max><Inc>0.25</Inc>", 1.3, 1.25},
+        {"<Max>-0.05</Max><Inc>0.1</Inc>", -0.05, -0.1},
+        {"<Inc>0.25</Inc>", -1.3, -1.25},
+        {"<Inc>1e-300</Inc>", 1e300, 1e300},
+    };
+    for (const auto &row : kCases) {
+        SCOPED_TRACE(testing::Message() << row.limits << " " << row.value);
+        BytePort port;
+        std::string error;
+        const auto array = FeatureArrayImp::Create(
+            DescriptionOf({"F"}, Feature("Float", "F", std::string("<pValue>R</pValue>") + row.limits) +
+                                     Register("FloatReg", "R", "0", "8")),
+            port, &error);
+        ASSERT_NE(nullptr, array) << error;
+        EXPECT_EQ(ORV_CAM_OK, array->GetFloat("F")->SetValue(row.value));
+        EXPECT_DOUBLE_EQ(row.written, array->GetFloat("F")->GetValue());
+    }
+}
+
 TEST_F(Features, BooleansStringsAndEnumerations)
 {
     OrvCam::BooleanNode *flag = m_array->GetBool("Flag");
