@@ -2,6 +2,7 @@
 
 #include "simulator/gige/BlockIds.h"
 #include "simulator/gige/BlockSender.h"
+#include "simulator/gige/CaptureWatch.h"
 #include "simulator/gige/FrameHistory.h"
 #include "simulator/gige/ResendAnswers.h"
 
@@ -65,6 +66,7 @@ struct StreamSender::Parts {
     BlockIds ids;
     FrameHistory history;
     std::atomic<bool> isStopping{false};
+    CaptureWatch captures;               // the stream's thread only
     std::unique_ptr<BlockSender> sender; // made by Open(), then the stream's thread only
     std::unique_ptr<ResendAnswers> answers;
     std::thread thread;
@@ -149,11 +151,6 @@ void StreamSender::SetPathMtu(std::uint32_t bytes)
     m_parts->port.pathMtu = bytes;
 }
 
-void StreamSender::SetSegmentation(bool isOn)
-{
-    m_parts->port.mayBeSegmented = isOn;
-}
-
 void StreamSender::Resend(const ResendRequest &request, const Endpoint &requester)
 {
     if (m_parts->answers != nullptr)
@@ -196,6 +193,7 @@ void StreamSender::Parts::SendFrame(const FrameJob &job)
         return;
     order.to = now.to;
     order.faults = source->CurrentFaults();
+    port.mayBeSegmented = !captures.SomebodyReads(job.number == 0);
     order.packetDelayNs = now.packetDelayNs;
     order.periodNs = static_cast<std::uint64_t>(std::clamp(job.periodNs, 0.0, kLongestPeriodNs));
     const std::shared_ptr<SentBlock> block = NextBlock(job, now, order.faults);

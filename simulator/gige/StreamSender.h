@@ -45,9 +45,6 @@ public:
     void FireTestPacket();
     /// Packets larger than this are lost, as on a path with that MTU; 0: no limit.
     void SetPathMtu(std::uint32_t bytes);
-    /// Whether the kernel may be given many packets as one message that it cuts up (on to begin with). It is faster;
-    /// but a capture on the loopback interface shows such messages uncut, so switch it off to look at packets there.
-    void SetSegmentation(bool isOn);
     /// Does not wait for the answer. While 256 requests wait, others are dropped.
     void Resend(const ResendRequest &request, const Endpoint &requester);
     /// Block id that the frame of that number had or will have, for events. Not with the camera's mutex held.
