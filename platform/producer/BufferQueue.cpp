@@ -34,6 +34,8 @@ void Buffer::ForgetFrame()
 Status BufferQueue::Announce(const std::shared_ptr<Buffer> &buffer)
 {
     const orv::MutexLock lock(m_mutex);
+    if (m_closed)
+        return {GC_ERR_INVALID_HANDLE, "the stream has been closed"};
     for (const std::shared_ptr<Buffer> &other : m_announced) {
         if (other->Base() == buffer->Base())
             return {GC_ERR_RESOURCE_IN_USE, "this memory is announced already"};
@@ -74,6 +76,7 @@ Status BufferQueue::Revoke(const std::shared_ptr<Buffer> &buffer)
 void BufferQueue::RevokeAll()
 {
     const orv::MutexLock lock(m_mutex);
+    m_closed = true;
     for (const std::shared_ptr<Buffer> &buffer : m_announced) {
         buffer->m_state = Buffer::State::Revoked;
         HandleTable::Instance().Remove(*buffer);

@@ -93,6 +93,7 @@ public:
     Status Announce(const std::shared_ptr<Buffer> &buffer) EXCLUDES(m_mutex);
     Status Queue(const std::shared_ptr<Buffer> &buffer) EXCLUDES(m_mutex);
     Status Revoke(const std::shared_ptr<Buffer> &buffer) EXCLUDES(m_mutex);
+    /// Revokes every buffer and takes no more: the stream is being closed.
     void RevokeAll() EXCLUDES(m_mutex);
     /// For the operations that touch buffers being filled, the queue is paused and the receiver has given them back.
     Status Flush(ACQ_QUEUE_TYPE operation) EXCLUDES(m_mutex);
@@ -130,6 +131,7 @@ private:
     std::deque<std::shared_ptr<Buffer>> m_output GUARDED_BY(m_mutex);
     bool m_grabbing GUARDED_BY(m_mutex) = false;
     bool m_paused GUARDED_BY(m_mutex) = false;
+    bool m_closed GUARDED_BY(m_mutex) = false;
     std::uint64_t m_remaining GUARDED_BY(m_mutex) = 0;
     Counts m_counts GUARDED_BY(m_mutex); ///< the three totals and `fired`; the rest is made up when asked
 };

@@ -11,8 +11,8 @@ namespace {
 
 /// Whether the library is initialised, and its one system. Lives until the process ends: the last calls may never come.
 struct LibraryState {
-    std::atomic<bool> initialised{false};
-    orv::Mutex mutex; ///< opening and closing
+    std::atomic<bool> initialised{false}; ///< cleared under the mutex
+    orv::Mutex mutex;                     ///< opening and closing
     std::shared_ptr<SystemModule> system GUARDED_BY(mutex);
 };
 
@@ -79,9 +79,14 @@ Status GCInitLib()
 
 Status GCCloseLib()
 {
-    CloseSystem();
-    Library().initialised = false;
-    return {};
+    for (;;) {
+        CloseSystem();
+        const orv::MutexLock lock(Library().mutex);
+        if (Library().system == nullptr) { // not opened again meanwhile
+            Library().initialised = false;
+            return {};
+        }
+    }
 }
 
 Status GCGetInfo(TL_INFO_CMD iInfoCmd, INFO_DATATYPE *piType, void *pBuffer, size_t *piSize)
@@ -104,6 +109,8 @@ Status TLOpen(TL_HANDLE *phSystem)
     if (IsInvalidPointer(phSystem))
         return InvalidPointer("phSystem");
     const orv::MutexLock lock(Library().mutex);
+    if (!Library().initialised)
+        return {GC_ERR_NOT_INITIALIZED, "the library has been closed meanwhile"};
     if (Library().system != nullptr)
         return {GC_ERR_RESOURCE_IN_USE, "the system is open in this process already"};
     Library().system = std::make_shared<SystemModule>();

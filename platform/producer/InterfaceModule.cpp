@@ -1,5 +1,6 @@
 #include "producer/ModuleFeatures.h"
 #include "producer/Modules.h"
+#include "producer/Rollback.h"
 
 #include "gentl/NuvarkCustom.h"
 
@@ -23,10 +24,16 @@ milliseconds WindowFor(std::uint64_t timeoutMs)
     return std::clamp(milliseconds(std::min<std::uint64_t>(timeoutMs, 1000000)), kShortestWindow, kLongestWindow);
 }
 
+bool IsIdentifiedBy(const DeviceRecord &record, const std::string &name)
+{
+    // Software cameras have no MAC, which is then the same for all.
+    return record.id == name || record.addressText == name || (record.mac != 0 && record.macText == name);
+}
+
+/// By something that people or makers gave out, maybe twice.
 bool IsCalled(const DeviceRecord &record, const std::string &name)
 {
-    return record.id == name || record.addressText == name || record.serial == name || record.macText == name ||
-           (!name.empty() && record.userName == name);
+    return record.serial == name || (!name.empty() && record.userName == name);
 }
 
 } // namespace
@@ -181,32 +188,39 @@ std::vector<DeviceRecord> InterfaceModule::Devices() const
     return records;
 }
 
-std::optional<DeviceRecord> InterfaceModule::KnownDevice(const std::string &name) const
+std::vector<DeviceRecord> InterfaceModule::KnownDevices() const
 {
     const orv::MutexLock lock(m_mutex);
-    for (const DeviceRecord &record : m_devices) {
-        if (IsCalled(record, name))
-            return WithStatus(record);
-    }
+    std::vector<DeviceRecord> known;
+    for (const DeviceRecord &record : m_devices)
+        known.push_back(WithStatus(record));
     for (const auto &[id, device] : m_open) {
-        if (device != nullptr && IsCalled(device->Record(), name))
-            return device->Record();
+        const auto isIt = [&id = id](const DeviceRecord &record) { return record.id == id; };
+        if (device != nullptr && std::none_of(known.begin(), known.end(), isIt))
+            known.push_back(device->Record());
     }
-    return std::nullopt;
+    return known;
 }
 
 Result<DeviceRecord> InterfaceModule::FindDevice(const std::string &name)
 {
-    std::optional<DeviceRecord> known = KnownDevice(name);
-    if (!known)
-        return Status(GC_ERR_INVALID_ID, "no camera \"" + name + "\" in the list of " + Record().displayName);
-    return std::move(*known);
+    const std::vector<DeviceRecord> known = KnownDevices();
+    for (const auto fits : {IsIdentifiedBy, IsCalled}) {
+        const auto isIt = [&](const DeviceRecord &record) { return fits(record, name); };
+        const auto found = std::find_if(known.begin(), known.end(), isIt);
+        if (found == known.end())
+            continue;
+        if (std::any_of(found + 1, known.end(), isIt))
+            return Status(GC_ERR_AMBIGUOUS, "several cameras are called \"" + name + "\"");
+        return *found;
+    }
+    return Status(GC_ERR_INVALID_ID, "no camera \"" + name + "\" in the list of " + Record().displayName);
 }
 
 Result<std::shared_ptr<DeviceModule>> InterfaceModule::OpenDevice(const std::string &name, CameraAccess access)
 {
     Result<DeviceRecord> found = FindDevice(name);
-    if (!found.Ok())
+    if (found.status.Code() == GC_ERR_INVALID_ID)
         found = m_host->Find(name); // an identifier is good without the list, too
     if (!found.Ok())
         return found.status;
@@ -218,19 +232,20 @@ Result<std::shared_ptr<DeviceModule>> InterfaceModule::OpenDevice(const std::str
         if (!m_open.emplace(id, nullptr).second)
             return Status(GC_ERR_RESOURCE_IN_USE, "the camera \"" + id + "\" is open in this process already");
     }
+    Rollback giveUpPlace([&] { Forget(id); });
     auto module = std::make_shared<DeviceModule>(shared_from_this(), std::move(found.value), access);
-    Status connected = module->Connect(*m_host);
-    if (connected.Ok()) {
-        const orv::MutexLock lock(m_mutex);
-        if (!m_closed) {
-            m_open[id] = module;
-            HandleTable::Instance().Add(module);
-            return module;
-        }
-        connected = {GC_ERR_INVALID_HANDLE, "the interface has been closed meanwhile"};
-    }
-    module->Close(); // takes its place in m_open back, too
-    return connected;
+    giveUpPlace.Dismiss(); // from here on the module does it itself
+    Rollback close([&] { module->Close(); });
+    const Status connected = module->Connect(*m_host);
+    if (!connected.Ok())
+        return connected;
+    const orv::MutexLock lock(m_mutex); // given back before anything is undone
+    if (m_closed)
+        return Status(GC_ERR_INVALID_HANDLE, "the interface has been closed meanwhile");
+    m_open[id] = module;
+    HandleTable::Instance().Add(module);
+    close.Dismiss();
+    return module;
 }
 
 void InterfaceModule::Forget(const std::string &deviceId)
@@ -244,6 +259,8 @@ void InterfaceModule::Close()
     std::map<std::string, std::shared_ptr<DeviceModule>> open;
     {
         const orv::MutexLock lock(m_mutex);
+        if (m_closed)
+            return; // the name may belong to another opening of the same interface by now
         m_closed = true;
         open.swap(m_open);
     }

@@ -66,6 +66,7 @@ public:
     bool UpdateDevices(std::uint64_t timeoutMs) EXCLUDES(m_updateMutex, m_mutex);
     /// With the access status as it is now, devices opened here included.
     std::vector<DeviceRecord> Devices() const EXCLUDES(m_mutex);
+    /// By identifier, address or MAC, else by a serial number or user name that only one camera has.
     Result<DeviceRecord> FindDevice(const std::string &name) EXCLUDES(m_mutex);
     /// Blocks for the camera's answers.
     Result<std::shared_ptr<DeviceModule>> OpenDevice(const std::string &name, CameraAccess access) EXCLUDES(m_mutex);
@@ -77,7 +78,8 @@ private:
     std::vector<ModuleFeature> Features();
     DeviceRecord Selected() const EXCLUDES(m_mutex);
     DeviceRecord WithStatus(DeviceRecord record) const REQUIRES(m_mutex);
-    std::optional<DeviceRecord> KnownDevice(const std::string &name) const EXCLUDES(m_mutex);
+    /// Those listed and those open.
+    std::vector<DeviceRecord> KnownDevices() const EXCLUDES(m_mutex);
 
     const std::shared_ptr<SystemModule> m_parent;
     const std::shared_ptr<HostInterface> m_host;

@@ -1,5 +1,6 @@
 #include "producer/ModuleFeatures.h"
 #include "producer/Modules.h"
+#include "producer/Rollback.h"
 
 #include "gentl/NuvarkCustom.h"
 
@@ -260,12 +261,12 @@ Status StreamModule::Start(std::uint64_t count)
         return {GC_ERR_RESOURCE_IN_USE, "the acquisition is running already"};
     if (m_queue->GetCounts().announced < kMinimumBuffers)
         return {GC_ERR_INVALID_BUFFER, "no buffer has been announced"};
+    Rollback end([this] { m_queue->End(); });
     m_queue->Begin(count);
     Status started = m_channel->Start(*m_queue, m_queue->LargestSize());
-    if (!started.Ok()) {
-        m_queue->End();
+    if (!started.Ok())
         return started;
-    }
+    end.Dismiss();
     m_running = true;
     return {};
 }

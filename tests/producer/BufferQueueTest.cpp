@@ -111,6 +111,17 @@ TEST(BufferQueue, RefusesWhatDoesNotFitTheState)
     EXPECT_EQ(bench.queue.Revoke(bench.buffers[0]).Code(), GC_ERR_BUSY) << "not fetched yet";
 }
 
+TEST(BufferQueue, OnceClosedItTakesNothingAnyMore)
+{
+    QueueBench bench;
+    bench.queue.RevokeAll();
+    const auto late = std::make_shared<Buffer>(&bench, 16, nullptr);
+    EXPECT_EQ(bench.queue.Announce(late).Code(), GC_ERR_INVALID_HANDLE);
+    EXPECT_EQ(late->Handle(), nullptr) << "no handle is left that nobody can end";
+    EXPECT_EQ(bench.queue.Queue(bench.buffers[0]).Code(), GC_ERR_INVALID_HANDLE);
+    EXPECT_EQ(bench.queue.GetCounts().announced, 0U);
+}
+
 TEST(BufferQueue, ACountLimitsWhatIsBegun)
 {
     QueueBench bench;

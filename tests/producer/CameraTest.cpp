@@ -1,6 +1,7 @@
 #include "producer/gige/GvcpClient.h"
 #include "producer/gige/Text.h"
 #include "ProducerFixture.h"
+#include "support/PrivateNetwork.h"
 
 using nuvark::gige::GvcpClient;
 
@@ -76,6 +77,27 @@ TEST_F(CameraTest, OpensWithoutAListAndByOtherNames)
     }
     EXPECT_EQ(Gc().IFOpenDevice(interface, "GEV:020000abcdef", DEVICE_ACCESS_CONTROL, &device), GC_ERR_INVALID_ID);
     EXPECT_EQ(Gc().IFOpenDevice(interface, DeviceId().c_str(), 77, &device), GC_ERR_INVALID_PARAMETER);
+}
+
+TEST_F(CameraTest, ANameOfTwoCamerasOpensNeither)
+{
+    ForeignCamera twin;
+    if (!InPrivateNetwork())
+        GTEST_SKIP() << "there is room for one camera only";
+    ASSERT_TRUE(twin.Start("127.0.0.12", kCameraSerial));
+    for (const bool isListed : {false, true}) {
+        if (isListed) {
+            ASSERT_EQ(Gc().IFUpdateDeviceList(interface, nullptr, 300), GC_ERR_SUCCESS);
+        }
+        EXPECT_EQ(Gc().IFOpenDevice(interface, kCameraSerial, DEVICE_ACCESS_CONTROL, &device), GC_ERR_AMBIGUOUS);
+        EXPECT_EQ(Gc().IFOpenDevice(interface, "00:00:00:00:00:00", DEVICE_ACCESS_CONTROL, &device), GC_ERR_INVALID_ID)
+            << "having no MAC is no name";
+        ASSERT_EQ(Gc().IFOpenDevice(interface, twin.Address().c_str(), DEVICE_ACCESS_CONTROL, &device), GC_ERR_SUCCESS)
+            << LastError();
+        EXPECT_EQ(Ask([&](auto... out) { return Gc().DevGetInfo(device, DEVICE_INFO_ID, out...); }),
+                  "GEV:ip:" + twin.Address());
+        EXPECT_EQ(Gc().DevClose(device), GC_ERR_SUCCESS);
+    }
 }
 
 TEST_F(CameraTest, OpensOnceHere)

@@ -93,6 +93,34 @@ TEST(ProducerFile, LoadsAgainAndKeepsItsState)
     }
 }
 
+TEST(ProducerFile, ClosingTheLibraryLeavesNoSystemThatAnotherThreadOpens)
+{
+    std::string error;
+    const auto library = orv::gentl::Library::Load(ORV_PRODUCER_FILE, &error);
+    ASSERT_NE(library, nullptr) << error;
+    const orv::gentl::Functions &gc = library->Calls();
+    std::atomic<bool> done{false};
+    std::vector<std::thread> openers;
+    for (int i = 0; i < 3; ++i) {
+        openers.emplace_back([&] {
+            TL_HANDLE system = nullptr;
+            while (!done)
+                (void)gc.TLOpen(&system);
+        });
+    }
+    for (int round = 0; round < 300; ++round) {
+        EXPECT_EQ(gc.GCInitLib(), GC_ERR_SUCCESS);
+        EXPECT_EQ(gc.GCCloseLib(), GC_ERR_SUCCESS);
+    }
+    done = true;
+    for (std::thread &opener : openers)
+        opener.join();
+    EXPECT_EQ(gc.GCInitLib(), GC_ERR_SUCCESS);
+    TL_HANDLE system = nullptr;
+    EXPECT_EQ(gc.TLOpen(&system), GC_ERR_SUCCESS) << "the last one was closed, whenever it was opened";
+    EXPECT_EQ(gc.GCCloseLib(), GC_ERR_SUCCESS);
+}
+
 TEST_F(ProducerTest, LastErrorBelongsToItsThreadAndStays)
 {
     std::thread other([&] {

@@ -56,7 +56,7 @@ std::optional<std::uint32_t> AddressInName(const std::string &name)
 
 bool IsIdentifiedBy(const DeviceRecord &record, const std::string &name)
 {
-    return record.id == name || record.macText == name;
+    return record.id == name || (record.mac != 0 && record.macText == name);
 }
 
 } // namespace
