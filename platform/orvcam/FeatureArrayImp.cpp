@@ -150,6 +150,12 @@ int FeatureArrayImp::SetIntegerValue(const char *name, std::int64_t value)
     return node != nullptr ? node->SetIntValue(value) : status;
 }
 
+int FeatureArrayImp::GetUnlockedAccess(const NodeFacts &feature, OrvCam::Access *access)
+{
+    MutexLock lock(m_map->mutex);
+    return m_map->GetUnlockedAccess(feature, access);
+}
+
 std::vector<std::string> FeatureArrayImp::FeatureNames()
 {
     return m_map->facts.FeatureNames();

@@ -30,6 +30,8 @@ public:
     int SetIntegerValue(const char *name, std::int64_t value) override;
     std::vector<std::string> FeatureNames() override;
 
+    /// What may be done with a feature whenever it is not locked.
+    int GetUnlockedAccess(const NodeFacts &feature, OrvCam::Access *access) EXCLUDES(m_map->mutex);
     /// What the description says; does not change.
     const Description &Facts() const { return m_map->facts; }
 

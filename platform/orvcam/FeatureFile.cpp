@@ -1,9 +1,11 @@
 #include "orvcam/FeatureFile.h"
 
+#include "orvcam/FeatureNodes.h"
 #include "orvcam/Log.h"
 #include "orvcam/OrvStatus.h"
 #include "orvcam/Text.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <expat.h>
@@ -67,20 +69,10 @@ int SetText(FeatureArrayImp &features, const std::string &feature, const std::st
     return status;
 }
 
-OrvCam::Access AccessOf(FeatureArrayImp &features, const std::string &feature)
+bool HasText(NodeKind kind)
 {
-    const char *name = feature.c_str();
-    if (OrvCam::Node *node = features.GetInt(name))
-        return node->GetAccess();
-    if (OrvCam::Node *node = features.GetFloat(name))
-        return node->GetAccess();
-    if (OrvCam::Node *node = features.GetBool(name))
-        return node->GetAccess();
-    if (OrvCam::Node *node = features.GetEnum(name))
-        return node->GetAccess();
-    if (OrvCam::Node *node = features.GetString(name))
-        return node->GetAccess();
-    return OrvCam::Access::NotImplemented;
+    return IntegerNodeImp::Covers(kind) || FloatNodeImp::Covers(kind) || BooleanNodeImp::Covers(kind) ||
+           EnumerationNodeImp::Covers(kind) || StringNodeImp::Covers(kind);
 }
 
 /// Runs a bracket of commands around a job, for cameras that have them: some then check ranges only at the end.
@@ -157,19 +149,28 @@ bool WriteWhole(const std::string &target, const std::string &text, std::string 
     return false;
 }
 
-std::string Attribute(const char *name, const std::string &value)
+bool IsControl(char c)
 {
-    return " " + std::string(name) + "=\"" + XmlEscaped(value) + "\"";
+    return static_cast<unsigned char>(c) < 0x20;
 }
 
-/// Line ends and tabs would not survive in an attribute.
+/// Line ends and tabs would not survive in an attribute, and other control characters make no XML.
 bool FitsAttribute(const std::string &value)
 {
-    for (const char c : value) {
-        if (static_cast<unsigned char>(c) < 0x20)
-            return false;
-    }
-    return true;
+    return std::none_of(value.begin(), value.end(), IsControl);
+}
+
+/// A name as the file has it: what cameras call themselves may hold anything.
+std::string NameInFile(const std::string &name)
+{
+    std::string text = ToUtf8(name);
+    std::replace_if(text.begin(), text.end(), IsControl, ' ');
+    return text;
+}
+
+std::string Attribute(const char *name, const std::string &value)
+{
+    return " " + std::string(name) + "=\"" + XmlEscaped(NameInFile(value)) + "\"";
 }
 
 /// Collects what the parser finds.
@@ -223,6 +224,54 @@ bool ReadWhole(const std::string &path, std::string *text)
     return file.good() || file.eof();
 }
 
+/// Adds the line of one feature to the file's text. What is not there, or never to be set, has none.
+int AppendFeature(FeatureArrayImp &features, const NodeFacts &node, std::string *text)
+{
+    if (!HasText(node.kind))
+        return ORV_CAM_OK;
+    OrvCam::Access access = OrvCam::Access::NotImplemented;
+    int status = features.GetUnlockedAccess(node, &access);
+    if (status != ORV_CAM_OK || access != OrvCam::Access::ReadWrite)
+        return status;
+    std::string value;
+    status = GetText(features, node, &value);
+    if (status != ORV_CAM_OK)
+        return status;
+    if (!FitsAttribute(value))
+        LogWarning("Configuration: " + node.name + " was left out, since its text holds control characters.");
+    else if (EnumerationNodeImp::Covers(node.kind) && value.empty())
+        LogWarning("Configuration: " + node.name + " was left out, since its value has no entry.");
+    else
+        *text += "  <Feature" + Attribute("name", node.name) + Attribute("value", value) + "/>\n";
+    return ORV_CAM_OK;
+}
+
+using Entry = std::pair<std::string, std::string>; ///< name and value
+
+/// One that is still to be set, and what the last try gave.
+struct OpenEntry {
+    const Entry *entry;
+    int status;
+};
+
+int ApplyEntry(FeatureArrayImp &features, const Entry &entry)
+{
+    const NodeFacts *facts = features.Facts().Find(entry.first);
+    std::string now;
+    const bool isSet = facts != nullptr && GetText(features, *facts, &now) == ORV_CAM_OK && now == entry.second;
+    return isSet ? ORV_CAM_OK : SetText(features, entry.first, entry.second);
+}
+
+void LogFailures(const std::vector<OpenEntry> &failed)
+{
+    constexpr std::size_t kMostLines = 100;
+    for (std::size_t i = 0; i < std::min(failed.size(), kMostLines); ++i)
+        LogWarning("Configuration: " + failed[i].entry->first + " could not be set to \"" + failed[i].entry->second +
+                   "\". " + OrvCam_StatusText(failed[i].status));
+    if (failed.size() > kMostLines)
+        LogWarning("Configuration: " + std::to_string(failed.size() - kMostLines) + " more could not be set.");
+}
+
 } // namespace
 
 bool FeatureFile::Read(const std::string &path, std::string *error)
@@ -271,41 +320,33 @@ std::string FeatureFile::CameraName() const
 
 bool FeatureFile::IsOf(const OrvCam::DeviceDescription &device) const
 {
-    return device.vendor == m_vendor && device.model == m_model && (m_serial.empty() || device.serial == m_serial);
+    return NameInFile(device.vendor) == m_vendor && NameInFile(device.model) == m_model &&
+           (m_serial.empty() || NameInFile(device.serial) == m_serial);
 }
 
 int FeatureFile::Apply(FeatureArrayImp &features) const
 {
-    if (features.Facts().version != m_descriptionVersion)
+    if (NameInFile(features.Facts().version) != m_descriptionVersion)
         LogWarning("The configuration was saved with version " + m_descriptionVersion +
                    " of the camera's description; the camera has " + features.Facts().version + ".");
     const Bracket bracket(features, "DeviceRegistersStreamingStart", "DeviceRegistersStreamingEnd");
-    std::vector<const std::pair<std::string, std::string> *> open;
+    std::vector<OpenEntry> open;
     for (const auto &entry : m_features)
-        open.push_back(&entry);
-    int status = ORV_CAM_OK;
+        open.push_back({&entry, ORV_CAM_OK});
     for (int round = 0; round < kRounds && !open.empty(); ++round) {
-        std::vector<const std::pair<std::string, std::string> *> failed;
-        for (const auto *entry : open) {
-            const NodeFacts *facts = features.Facts().Find(entry->first);
-            std::string now;
-            const bool isSet =
-                facts != nullptr && GetText(features, *facts, &now) == ORV_CAM_OK && now == entry->second;
-            const int result = isSet ? ORV_CAM_OK : SetText(features, entry->first, entry->second);
-            if (result == ORV_CAM_ERR_DEVICE_LOST)
-                return result;
-            if (result != ORV_CAM_OK) {
-                failed.push_back(entry);
-                status = result;
-            }
+        std::vector<OpenEntry> failed;
+        for (const OpenEntry &item : open) {
+            const int status = ApplyEntry(features, *item.entry);
+            if (status == ORV_CAM_ERR_DEVICE_LOST)
+                return status;
+            if (status != ORV_CAM_OK)
+                failed.push_back({item.entry, status});
         }
         if (failed.size() == open.size())
             round = kRounds; // no progress: another round would not help
         open = std::move(failed);
     }
-    for (const auto *entry : open)
-        LogWarning("Configuration: " + entry->first + " could not be set to \"" + entry->second + "\". " +
-                   OrvCam_StatusText(status));
+    LogFailures(open);
     return open.empty() ? ORV_CAM_OK : ORV_CAM_ERR_GENICAM;
 }
 
@@ -318,10 +359,7 @@ int SaveFeatureFile(const std::string &path, FeatureArrayImp &features, const Or
     {
         const Bracket bracket(features, "DeviceFeaturePersistenceStart", "DeviceFeaturePersistenceEnd");
         for (const NodeFacts *node : Persistent(features.Facts())) {
-            if (AccessOf(features, node->name) != OrvCam::Access::ReadWrite)
-                continue;
-            std::string value;
-            const int status = GetText(features, *node, &value);
+            const int status = AppendFeature(features, *node, &text);
             if (status == ORV_CAM_ERR_DEVICE_LOST)
                 return status;
             if (status != ORV_CAM_OK) {
@@ -329,8 +367,6 @@ int SaveFeatureFile(const std::string &path, FeatureArrayImp &features, const Or
                            OrvCam_StatusText(status));
                 return ORV_CAM_ERR_GENICAM;
             }
-            if (FitsAttribute(value))
-                text += "  <Feature" + Attribute("name", node->name) + Attribute("value", value) + "/>\n";
         }
     }
     text += "</" + std::string(kRoot) + ">\n";

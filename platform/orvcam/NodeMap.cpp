@@ -62,10 +62,9 @@ std::unique_ptr<NodeMap> NodeMap::Create(const std::string &xml, PortIo &port, s
 
 /// Walks from the feature along its value to the register: each node on the way may be missing, unavailable, locked or
 /// narrower than the one before. Implemented comes before available: the second may ask registers that do not exist.
-int NodeMap::GetAccess(const NodeFacts &feature, Access *access)
+int NodeMap::WalkAccess(const NodeFacts &feature, Access *access, bool *locked)
 {
     *access = Access::ReadWrite;
-    bool locked = false;
     for (const NodeFacts *at = &feature; at != nullptr;) {
         GenApiNode *node = Find(*at);
         if (node == nullptr) {
@@ -83,18 +82,33 @@ int NodeMap::GetAccess(const NodeFacts &feature, Access *access)
             *access = Access::NotAvailable;
             return status;
         }
-        bool nodeLocked = false;
-        status = at->Find(Link::Locked) != nullptr ? m_genApi->IsLocked(node, &nodeLocked) : ORV_CAM_OK;
-        if (status != ORV_CAM_OK)
-            return status;
-        locked |= nodeLocked;
+        if (locked != nullptr && at->Find(Link::Locked) != nullptr) {
+            bool nodeLocked = false;
+            status = m_genApi->IsLocked(node, &nodeLocked);
+            if (status != ORV_CAM_OK)
+                return status;
+            *locked |= nodeLocked;
+        }
         *access = Narrowed(*access, IsFormula(at->kind) ? GenApiAccess::ReadOnly : m_genApi->AccessMode(node));
         const Reference *value = at->Find(Link::Value);
         at = value != nullptr ? &facts.nodes[value->target] : nullptr;
     }
-    if (locked)
-        *access = *access == Access::WriteOnly ? Access::NotAvailable : Narrowed(*access, GenApiAccess::ReadOnly);
     return ORV_CAM_OK;
+}
+
+int NodeMap::GetUnlockedAccess(const NodeFacts &feature, Access *access)
+{
+    return WalkAccess(feature, access, nullptr);
+}
+
+int NodeMap::GetAccess(const NodeFacts &feature, Access *access)
+{
+    bool locked = false;
+    const int status = WalkAccess(feature, access, &locked);
+    const bool isFound = *access != Access::NotImplemented && *access != Access::NotAvailable;
+    if (status == ORV_CAM_OK && locked && isFound)
+        *access = *access == Access::WriteOnly ? Access::NotAvailable : Narrowed(*access, GenApiAccess::ReadOnly);
+    return status;
 }
 
 int NodeMap::CheckPresent(const NodeFacts &node)

@@ -28,12 +28,17 @@ public:
     /// What may be done with a node now. The library knows the registers' own access; the rest is judged here.
     /// \return a status other than ORV_CAM_OK when the camera could not be asked.
     int GetAccess(const NodeFacts &node, OrvCam::Access *access) REQUIRES(mutex);
+    /// The same as if nothing were locked: locks come and go with the acquisition.
+    int GetUnlockedAccess(const NodeFacts &node, OrvCam::Access *access) REQUIRES(mutex);
     int CheckPresent(const NodeFacts &node) REQUIRES(mutex);
     int CheckReadable(const NodeFacts &node) REQUIRES(mutex);
     int CheckWritable(const NodeFacts &node) REQUIRES(mutex);
 
 private:
     NodeMap(Description description, std::unique_ptr<GenApi> genApi);
+
+    /// \param locked  null: locks are not asked.
+    int WalkAccess(const NodeFacts &feature, OrvCam::Access *access, bool *locked) REQUIRES(mutex);
 
     const std::unique_ptr<GenApi> m_genApi PT_GUARDED_BY(mutex);
 };

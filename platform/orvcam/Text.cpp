@@ -1,6 +1,7 @@
 #include "orvcam/Text.h"
 
 #include <charconv>
+#include <cstdint>
 
 namespace orv::cam {
 
@@ -12,24 +13,38 @@ template <class Number> bool ParseWhole(const std::string &text, Number *value)
     return result.ec == std::errc() && result.ptr == text.data() + text.size();
 }
 
+/// Bytes of the character at `at`: 0 for what is no UTF-8 (RFC 3629, section 4) or no character of XML 1.0.
+std::size_t CharacterBytes(const std::string &text, std::size_t at)
+{
+    const auto first = static_cast<unsigned char>(text[at]);
+    if (first < 0x80)
+        return 1;
+    const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+    if (first < 0xC2 || first > 0xF4 || at + length > text.size())
+        return 0;
+    std::uint32_t code = first & (0x7Fu >> length);
+    for (std::size_t i = 1; i < length; ++i) {
+        const auto byte = static_cast<unsigned char>(text[at + i]);
+        if ((byte & 0xC0) != 0x80)
+            return 0;
+        code = code << 6 | (byte & 0x3F);
+    }
+    const bool isOverlong = (length == 3 && code < 0x800) || (length == 4 && code < 0x10000);
+    const bool isSurrogate = code >= 0xD800 && code <= 0xDFFF;
+    return isOverlong || isSurrogate || code > 0x10FFFF || code == 0xFFFE || code == 0xFFFF ? 0 : length;
+}
+
 } // namespace
 
 bool IsUtf8(const std::string &bytes)
 {
-    std::size_t follow = 0;
-    for (const char c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (follow > 0) {
-            if ((byte & 0xC0) != 0x80)
-                return false;
-            --follow;
-        } else if (byte >= 0x80) {
-            follow = byte >= 0xF5 ? 0 : byte >= 0xF0 ? 3 : byte >= 0xE0 ? 2 : byte >= 0xC2 ? 1 : 0;
-            if (follow == 0)
-                return false;
-        }
+    for (std::size_t at = 0; at < bytes.size();) {
+        const std::size_t length = CharacterBytes(bytes, at);
+        if (length == 0)
+            return false;
+        at += length;
     }
-    return follow == 0;
+    return true;
 }
 
 std::string ToUtf8(const std::string &bytes)

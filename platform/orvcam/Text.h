@@ -4,6 +4,7 @@
 
 namespace orv::cam {
 
+/// Whether the bytes are UTF-8 whose characters above ASCII may all stand in XML. ASCII is not looked at.
 bool IsUtf8(const std::string &bytes);
 /// The same text as UTF-8: text that is not UTF-8 yet is taken for Latin-1.
 std::string ToUtf8(const std::string &bytes);

@@ -280,6 +280,20 @@ TEST_F(Configuration, WhatWasSavedComesBack)
     EXPECT_EQ(30, m_features->GetInt("OffsetX")->GetValue());
 }
 
+TEST_F(Configuration, WhatIsSavedWhileStreamingIsWhole)
+{
+    m_features->SetIntegerValue("Width", 10);
+    Start();
+    m_features->SetIntegerValue("TLParamsLocked", 1);
+    EXPECT_EQ(ORV_CAM_ERR_NOT_WRITABLE, m_features->SetIntegerValue("Width", 60));
+    ASSERT_EQ(ORV_CAM_OK, device->SaveFeatures(m_path.c_str()));
+    m_features->SetIntegerValue("TLParamsLocked", 0);
+    stream->StopAcquisition(0);
+    m_features->SetIntegerValue("Width", 60);
+    ASSERT_EQ(ORV_CAM_OK, device->LoadFeatures(m_path.c_str()));
+    EXPECT_EQ(10, m_features->GetInt("Width")->GetValue());
+}
+
 TEST_F(Configuration, FilesThatAreNone)
 {
     const std::string head = "<CameraConfiguration formatVersion=\"1\">";
