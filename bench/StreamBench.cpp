@@ -2,8 +2,8 @@
 
 #include "base/Bytes.h"
 #include "orvimage/PixelFormats.h"
-#include "simulator/core/FrameStore.h"
 #include "simulator/gige/StreamSender.h"
+#include "simulator/imaging/FrameStore.h"
 
 #include <algorithm>
 #include <array>

@@ -3,7 +3,7 @@
 #include "base/Bytes.h"
 #include "simulator/core/CameraModel.h"
 #include "simulator/core/ChunkTable.h"
-#include "simulator/core/Description.h"
+#include "simulator/features/Description.h"
 
 #include "orvimage/PixelFormats.h"
 

@@ -2,9 +2,9 @@
 
 #include "base/Mutex.h"
 #include "simulator/core/CameraOptions.h"
-#include "simulator/core/FeatureTable.h"
-#include "simulator/core/FrameStore.h"
-#include "simulator/core/RegisterSpace.h"
+#include "simulator/features/FeatureTable.h"
+#include "simulator/features/RegisterSpace.h"
+#include "simulator/imaging/FrameStore.h"
 
 #include <cstdint>
 #include <functional>

@@ -3,10 +3,10 @@
 #include "simulator/core/CameraOptions.h"
 #include "simulator/core/CameraState.h"
 #include "simulator/core/DeviceClock.h"
-#include "simulator/core/FeatureTable.h"
 #include "simulator/core/FrameClock.h"
-#include "simulator/core/RegisterSpace.h"
 #include "simulator/core/SensorTiming.h"
+#include "simulator/features/FeatureTable.h"
+#include "simulator/features/RegisterSpace.h"
 
 #include <array>
 #include <cstdint>

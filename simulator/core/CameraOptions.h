@@ -1,7 +1,7 @@
 #pragma once
 
 #include "simulator/core/Faults.h"
-#include "simulator/core/FrameSettings.h"
+#include "simulator/imaging/FrameSettings.h"
 
 #include <cstdint>
 #include <map>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "simulator/core/CameraOptions.h"
-#include "simulator/core/FrameSettings.h"
+#include "simulator/imaging/FrameSettings.h"
 
 #include <array>
 #include <cstdint>

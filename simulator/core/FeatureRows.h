@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/core/Feature.h"
+#include "simulator/features/Feature.h"
 
 #include <utility>
 

@@ -2,7 +2,7 @@
 
 #include "base/Mutex.h"
 #include "simulator/core/CameraOptions.h"
-#include "simulator/core/RegisterSpace.h"
+#include "simulator/features/RegisterSpace.h"
 #include "simulator/gige/BootstrapState.h"
 #include "simulator/gige/GigeCamera.h"
 

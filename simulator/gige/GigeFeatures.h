@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/core/FeatureTable.h"
+#include "simulator/features/FeatureTable.h"
 
 #include <cstdint>
 #include <functional>

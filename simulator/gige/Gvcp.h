@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/Bytes.h"
-#include "simulator/core/Outcome.h"
+#include "simulator/features/Outcome.h"
 #include "simulator/gige/Endpoint.h"
 #include "simulator/gige/StreamSender.h"
 

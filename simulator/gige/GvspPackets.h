@@ -1,8 +1,8 @@
 #pragma once
 
 #include "base/Bytes.h"
-#include "simulator/core/FrameStore.h"
 #include "simulator/gige/StreamTypes.h"
+#include "simulator/imaging/FrameStore.h"
 
 #include <array>
 #include <cstddef>

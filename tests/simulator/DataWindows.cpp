@@ -1,6 +1,6 @@
 #include "tests/simulator/DataWindows.h"
 
-#include "simulator/core/NumberText.h"
+#include "simulator/features/NumberText.h"
 #include "tests/simulator/XmlTree.h"
 
 #include <algorithm>

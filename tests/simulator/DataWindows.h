@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/core/Outcome.h"
+#include "simulator/features/Outcome.h"
 
 #include <cstdint>
 #include <map>

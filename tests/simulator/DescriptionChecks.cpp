@@ -1,6 +1,6 @@
 #include "tests/simulator/DescriptionChecks.h"
 
-#include "simulator/core/NumberText.h"
+#include "simulator/features/NumberText.h"
 #include "tests/simulator/DescriptionIndex.h"
 #include "tests/simulator/FormulaChecks.h"
 #include "tests/simulator/SchemaOrder.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/core/RegisterSpace.h"
+#include "simulator/features/RegisterSpace.h"
 #include "simulator/gige/Bootstrap.h"
 #include "simulator/gige/ControlledDevice.h"
 #include "simulator/gige/ControlServer.h"

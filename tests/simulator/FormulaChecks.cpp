@@ -1,6 +1,6 @@
 #include "tests/simulator/FormulaChecks.h"
 
-#include "simulator/core/NumberText.h"
+#include "simulator/features/NumberText.h"
 
 #include <algorithm>
 #include <cctype>

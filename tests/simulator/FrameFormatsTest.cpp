@@ -1,8 +1,8 @@
 #include "simulator/ImagingFixture.h"
 
-#include "simulator/core/ClockWindow.h"
-#include "simulator/core/Font.h"
-#include "simulator/core/PixelPacking.h"
+#include "simulator/imaging/ClockWindow.h"
+#include "simulator/imaging/Font.h"
+#include "simulator/imaging/PixelPacking.h"
 
 #include <gtest/gtest.h>
 

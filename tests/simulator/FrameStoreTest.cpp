@@ -1,4 +1,4 @@
-#include "simulator/core/FrameStore.h"
+#include "simulator/imaging/FrameStore.h"
 
 #include "simulator/ImagingFixture.h"
 

@@ -2,7 +2,7 @@
 
 #include "tests/simulator/GenApiBridge.h"
 
-#include "simulator/core/NumberText.h"
+#include "simulator/features/NumberText.h"
 #include "tests/simulator/MemoryDevice.h"
 
 #include <algorithm>

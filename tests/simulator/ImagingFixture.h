@@ -1,8 +1,8 @@
 #pragma once
 
-#include "simulator/core/Canvas.h"
-#include "simulator/core/Chart.h"
-#include "simulator/core/FrameRenderer.h"
+#include "simulator/imaging/Canvas.h"
+#include "simulator/imaging/Chart.h"
+#include "simulator/imaging/FrameRenderer.h"
 
 #include "orvimage/Convert.h"
 #include "orvimage/PixelFormats.h"

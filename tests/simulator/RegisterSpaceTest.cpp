@@ -1,4 +1,4 @@
-#include "simulator/core/RegisterSpace.h"
+#include "simulator/features/RegisterSpace.h"
 
 #include <gtest/gtest.h>
 

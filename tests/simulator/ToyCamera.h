@@ -1,8 +1,8 @@
 #pragma once
 
-#include "simulator/core/Description.h"
-#include "simulator/core/FeatureTable.h"
-#include "simulator/core/RegisterSpace.h"
+#include "simulator/features/Description.h"
+#include "simulator/features/FeatureTable.h"
+#include "simulator/features/RegisterSpace.h"
 #include "tests/simulator/GenApiBridge.h"
 
 #include <array>
