@@ -95,17 +95,16 @@ const NodeFacts *FeatureArrayImp::FindDoneRegister(const NodeFacts &command)
     return users == 1 && m_map->CheckReadable(reg) == ORV_CAM_OK ? &reg : nullptr;
 }
 
-bool FeatureArrayImp::ReadsAs(const NodeFacts &reg, std::int64_t value)
+int FeatureArrayImp::ReadsAs(const NodeFacts &reg, std::int64_t value, bool *yes)
 {
     std::int64_t now = 0;
-    return m_map->Api().GetInteger(m_map->Find(reg), &now) == ORV_CAM_OK && now == value;
+    const int status = m_map->Api().GetInteger(m_map->Find(reg), &now);
+    *yes = status == ORV_CAM_OK && now == value;
+    return status;
 }
 
 int FeatureArrayImp::ExecuteCommand(const char *name)
 {
-    using Clock = std::chrono::steady_clock;
-    constexpr auto kLongest = std::chrono::seconds(5);
-    constexpr auto kSlowestPoll = std::chrono::milliseconds(50);
     int status = ORV_CAM_OK;
     const auto *command = Find<CommandNodeImp>(name, &status);
     if (command == nullptr)
@@ -119,20 +118,34 @@ int FeatureArrayImp::ExecuteCommand(const char *name)
     if (const Reference *behind = command->Facts().Find(Link::CommandValue))
         m_map->Api().GetInteger(m_map->Find(m_map->facts.nodes[behind->target]), &value);
     const NodeFacts *reg = FindDoneRegister(command->Facts());
-    if (reg != nullptr && ReadsAs(*reg, value))
-        reg = nullptr; // set before the start: it does not clear itself
+    bool isSet = false;
+    // One that is set before the start does not clear itself, and one that cannot be read tells nothing.
+    if (reg != nullptr && (ReadsAs(*reg, value, &isSet) != ORV_CAM_OK || isSet))
+        reg = nullptr;
     status = m_map->Api().Execute(command->Node());
     if (status != ORV_CAM_OK || reg == nullptr)
         return status;
+    return WaitUntilDone(*reg, value);
+}
+
+/// \return the status of a poll that failed, too: a camera that is lost meanwhile has not done it.
+int FeatureArrayImp::WaitUntilDone(const NodeFacts &reg, std::int64_t commandValue)
+{
+    using Clock = std::chrono::steady_clock;
+    constexpr auto kLongest = std::chrono::seconds(5);
+    constexpr auto kSlowestPoll = std::chrono::milliseconds(50);
     const Clock::time_point end = Clock::now() + kLongest;
-    for (auto pause = std::chrono::milliseconds(1); ReadsAs(*reg, value); pause = std::min(pause * 2, kSlowestPoll)) {
+    for (auto pause = std::chrono::milliseconds(1);; pause = std::min(pause * 2, kSlowestPoll)) {
+        bool isSet = false;
+        const int status = ReadsAs(reg, commandValue, &isSet);
+        if (status != ORV_CAM_OK || !isSet)
+            return status;
         if (Clock::now() >= end)
             return ORV_CAM_ERR_TIMEOUT;
-        lock.Unlock();
+        m_map->mutex.unlock();
         std::this_thread::sleep_for(pause);
-        lock.Lock();
+        m_map->mutex.lock();
     }
-    return ORV_CAM_OK;
 }
 
 int FeatureArrayImp::SetIntegerValue(const char *name, std::int64_t value)

@@ -42,7 +42,9 @@ private:
     template <class Imp> Imp *Find(const char *name, int *err) EXCLUDES(m_map->mutex);
     /// The register that tells whether a command is done; null when there is none.
     const NodeFacts *FindDoneRegister(const NodeFacts &command) REQUIRES(m_map->mutex);
-    bool ReadsAs(const NodeFacts &reg, std::int64_t value) REQUIRES(m_map->mutex);
+    int ReadsAs(const NodeFacts &reg, std::int64_t value, bool *yes) REQUIRES(m_map->mutex);
+    /// Releases the lock between the polls.
+    int WaitUntilDone(const NodeFacts &reg, std::int64_t commandValue) REQUIRES(m_map->mutex);
 
     const std::unique_ptr<NodeMap> m_map;
     std::unordered_map<std::string, std::unique_ptr<FeatureBase>> m_features GUARDED_BY(m_map->mutex);

@@ -10,15 +10,40 @@
 #include <exception>
 #include <limits>
 #include <mutex>
+#include <set>
 
 namespace orv::cam {
 
 namespace {
 
-/// What the library's device object points to: plain data, since GObject runs no constructors.
+/// Bounds what the library keeps of registers: it allots a block for each address and length that a register ever had,
+/// before it reads, and frees none. Addresses and lengths may hang on what the camera answers, so once the bound is
+/// reached nothing can be read any more: only then can no register move any further.
+class RegisterBudget {
+public:
+    bool Admits(std::uint64_t address, std::size_t bytes)
+    {
+        if (m_bytes <= kMostBytes && m_known.emplace(address, bytes).second) {
+            m_bytes += bytes + kBlockBytes;
+            if (m_bytes > kMostBytes)
+                LogWarning("The camera's registers take too much memory. Its features cannot be used any more.");
+        }
+        return m_bytes <= kMostBytes;
+    }
+
+private:
+    static constexpr std::size_t kMostBytes = 64u << 20; ///< real cameras stay below 1 MiB
+    static constexpr std::size_t kBlockBytes = 64;       ///< of the library's own, beside each block
+
+    std::set<std::pair<std::uint64_t, std::size_t>> m_known;
+    std::size_t m_bytes = 0;
+};
+
+/// What the library's device object points to. GObject runs no constructors, so it holds a pointer only.
 struct PortLink {
     PortIo *io = nullptr;
     int status = ORV_CAM_OK; ///< of the first access that failed during the present call
+    RegisterBudget budget;
 };
 
 } // namespace
@@ -48,10 +73,13 @@ gboolean Finish(PortLink *link, int status, const std::string &why, GError **err
 }
 
 /// Runs one port access; no exception may pass the library's C code.
-template <class Access> gboolean Guarded(ArvDevice *device, GError **error, Access access)
+template <class Access>
+gboolean Guarded(ArvDevice *device, guint64 address, guint32 bytes, GError **error, Access access)
 {
     PortLink *link = ORV_GEN_API_PORT(device)->link;
     try {
+        if (!link->budget.Admits(address, bytes))
+            return Finish(link, ORV_CAM_ERR_GENICAM, "the camera's registers take too much memory", error);
         std::string why;
         const int status = access(*link->io, &why);
         return Finish(link, status, why, error);
@@ -62,13 +90,13 @@ template <class Access> gboolean Guarded(ArvDevice *device, GError **error, Acce
 
 gboolean ReadMemory(ArvDevice *device, guint64 address, guint32 bytes, void *data, GError **error)
 {
-    return Guarded(device, error,
+    return Guarded(device, address, bytes, error,
                    [&](orv::cam::PortIo &io, std::string *why) { return io.Read(address, data, bytes, why); });
 }
 
 gboolean WriteMemory(ArvDevice *device, guint64 address, guint32 bytes, void *data, GError **error)
 {
-    return Guarded(device, error,
+    return Guarded(device, address, bytes, error,
                    [&](orv::cam::PortIo &io, std::string *why) { return io.Write(address, data, bytes, why); });
 }
 

@@ -299,6 +299,24 @@ TEST_F(Features, CommandsWaitUntilTheCameraIsDone)
     EXPECT_EQ(9, m_port.bytes[0x5F]);
 }
 
+TEST_F(Features, CommandsTellWhenTheCameraGoesMeanwhile)
+{
+    m_port.accesses = 0;
+    m_port.failAt = 2; // after the look before the start, and the start
+    for (const int failure : {ORV_CAM_ERR_DEVICE_LOST, ORV_CAM_ERR_TIMEOUT}) {
+        m_port.bytes[0x5B] = 0;
+        m_port.accesses = 0;
+        m_port.failWith = failure;
+        EXPECT_EQ(failure, m_array->ExecuteCommand("Go"));
+        EXPECT_EQ(1, m_port.bytes[0x5B]);
+    }
+    // A register that answers with an error from the start tells nothing of a command that went well.
+    m_port.bytes[0x5B] = 0;
+    m_port.accesses = 0;
+    m_port.failAt = 0;
+    EXPECT_EQ(ORV_CAM_OK, m_array->ExecuteCommand("Go"));
+}
+
 /// Whatever access fails: the caller gets the port's status, and no text or number of an earlier success.
 TEST_F(Features, FailingPortAtEachAccess)
 {
@@ -408,6 +426,40 @@ TEST(FeatureArray, ManyThreadsParseAtOnce)
     for (std::thread &thread : threads)
         thread.join();
     EXPECT_EQ(80, made);
+}
+
+TEST(FeatureArray, RegistersThatMoveTakeNoEndOfMemory)
+{
+    const auto text = [](const char *name, const std::string &inside) {
+        return Feature("StringReg", name, inside + "<AccessMode>RW</AccessMode><pPort>Device</pPort>");
+    };
+    BytePort port(1u << 20);
+    std::string error;
+    const auto array = FeatureArrayImp::Create(
+        DescriptionOf({}, text("Told", "<Address>0x10</Address><pLength>Length</pLength>") +
+                              text("Moves", "<pAddress>Length</pAddress><Length>0x80000</Length>") +
+                              IntReg("Length", "0")),
+        port, &error);
+    ASSERT_NE(nullptr, array) << error;
+    std::fill(port.bytes.begin() + 0x10, port.bytes.end(), 'x');
+    const auto tell = [&port](unsigned number) {
+        for (int i = 0; i < 4; ++i)
+            port.bytes[i] = static_cast<unsigned char>(number >> (24 - 8 * i));
+    };
+    tell(0x80000);
+    EXPECT_EQ(kMaxToldRegisterBytes, array->GetString("Told")->GetValue().size());
+    int status = ORV_CAM_OK;
+    unsigned moves = 0;
+    while (status == ORV_CAM_OK && moves < 1000) {
+        tell(0x100 + ++moves);
+        array->GetString("Moves")->GetValue(&status);
+    }
+    EXPECT_EQ(ORV_CAM_ERR_GENICAM, status);
+    EXPECT_LT(moves, 200u);
+    port.accesses = 0;
+    array->GetInt("Length")->GetValue(&status);
+    EXPECT_EQ(ORV_CAM_ERR_GENICAM, status);
+    EXPECT_EQ(0, port.accesses) << "and so no further block is allotted";
 }
 
 TEST(FeatureArray, OddDescriptionsCrashNothingAndStayOffTheErrorStream)
