@@ -71,9 +71,11 @@ void EventThread::Run()
             failures = 0;
             if (!m_stop)
                 m_handler(m_data.data(), std::min(bytes, m_data.size()));
+        } else if (result == GC_ERR_TIMEOUT) {
+            failures = 0; // it is served: there was nothing to tell
         } else if (result == GC_ERR_BUFFER_TOO_SMALL && m_data.size() < kLargestData) {
             m_data.resize(std::min(m_data.size() * 2, kLargestData));
-        } else if (result != GC_ERR_TIMEOUT && result != GC_ERR_ABORT && ++failures == 2) {
+        } else if (result != GC_ERR_ABORT && ++failures == 2) {
             LogWarning("Event " + std::to_string(m_type) + " is not served any more. " +
                        GenTLErrorText(m_calls, "EventGetData", result));
             return;

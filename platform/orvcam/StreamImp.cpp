@@ -124,11 +124,11 @@ std::uint64_t StreamImp::StreamInfo(STREAM_INFO_CMD command, std::uint64_t other
 int StreamImp::FindPayloadSize(std::size_t *bytes) const
 {
     std::uint64_t size = 0;
-    int status = ORV_CAM_ERR_FEATURE_NOT_PRESENT;
+    int status = ORV_CAM_OK; // of the read; a camera need not have the feature
     if (StreamInfo(STREAM_INFO_DEFINES_PAYLOADSIZE, 0) != 0)
         size = StreamInfo(STREAM_INFO_PAYLOAD_SIZE, 0);
     if (size == 0 && m_features != nullptr) {
-        if (OrvCam::IntegerNode *payload = m_features->GetInt("PayloadSize", &status))
+        if (OrvCam::IntegerNode *payload = m_features->GetInt("PayloadSize"))
             size = static_cast<std::uint64_t>(payload->GetValue(&status));
     }
     if (status == ORV_CAM_ERR_DEVICE_LOST)
@@ -136,7 +136,9 @@ int StreamImp::FindPayloadSize(std::size_t *bytes) const
     if (size == 0)
         size = StreamInfo(STREAM_INFO_PAYLOAD_SIZE, 0);
     *bytes = size;
-    return size != 0 ? ORV_CAM_OK : ORV_CAM_ERR_NO_PAYLOAD_SIZE;
+    if (size != 0)
+        return ORV_CAM_OK;
+    return status != ORV_CAM_OK ? status : ORV_CAM_ERR_NO_PAYLOAD_SIZE;
 }
 
 int StreamImp::AllocBufferQueue(void *, unsigned int count)

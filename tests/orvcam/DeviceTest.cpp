@@ -168,6 +168,16 @@ TEST_F(Device, TrafficEventsReachTheirCallback)
     EXPECT_EQ("de", listener.data);
 }
 
+TEST_F(Device, FailuresNowAndThenDoNotEndAnEvent)
+{
+    Listener listener;
+    ASSERT_EQ(ORV_CAM_OK, device->RegisterEvent(1000, Listener::Call, &listener));
+    script->trafficFailures = 6;
+    EXPECT_TRUE(WaitFor([&] { return script->trafficFailures == 0; }));
+    script->fire(1000, "abc", 3);
+    EXPECT_TRUE(WaitFor([&] { return listener.Calls() == 1; }));
+}
+
 /// The end of a registration waits for the running call, and the call may use the device meanwhile.
 TEST_F(Device, UnregisteringWaitsForTheRunningCallback)
 {

@@ -128,7 +128,7 @@ void Reset()
     s.initResult = s.openResult = s.portResult = s.startResult = s.eventResult = GC_ERR_SUCCESS;
     s.announceFailsAt = -1;
     s.stacked = 1;
-    s.oddTypes = s.fewInfos = s.losesKills = 0;
+    s.oddTypes = s.fewInfos = s.losesKills = s.trafficFailures = 0;
     s.payload = s.incomplete = s.xPadding = s.imageOffset = 0;
     s.width = 8;
     s.height = 4;
@@ -336,6 +336,8 @@ GC_ERROR EventGetData(EVENT_HANDLE handle, void *buffer, size_t *size, uint64_t 
         return GC_ERR_INVALID_HANDLE;
     if (event->type == EVENT_NEW_BUFFER && P().script.eventResult != GC_ERR_SUCCESS)
         return P().script.eventResult;
+    if (event->type == 1000 && P().script.trafficFailures > 0)
+        return P().script.trafficFailures-- % 2 == 0 ? GC_ERR_IO : GC_ERR_TIMEOUT;
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(std::min<uint64_t>(timeout, 3600000));
     ++event->waiters;
     while (event->kills == 0 && event->queue.empty() && !event->gone) {

@@ -18,6 +18,7 @@ struct Script {
     std::atomic<GC_ERROR> portResult; ///< of every register access
     std::atomic<GC_ERROR> startResult;
     std::atomic<GC_ERROR> eventResult;  ///< of EventGetData for new buffers
+    std::atomic<int> trafficFailures;   ///< of EventGetData for event 1000: every other one is just a time-out
     std::atomic<int> announceFailsAt;   ///< number of the announcement that fails, -1 for none
     std::atomic<int> stacked;           ///< 0: DSGetBufferInfoStacked answers not implemented
     std::atomic<int> oddTypes;          ///< 1: infos come in other number types than the standard's

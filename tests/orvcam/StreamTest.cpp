@@ -146,6 +146,9 @@ TEST_P(Stream, StatesAndSizesAreChecked)
     EXPECT_EQ(0, script->announced) << "all or nothing";
     script->announceFailsAt = -1;
 
+    script->portResult = GC_ERR_TIMEOUT;
+    EXPECT_EQ(ORV_CAM_ERR_TIMEOUT, stream->AllocBufferQueue(nullptr, 4)) << "the camera's own answer";
+    script->portResult = GC_ERR_SUCCESS;
     script->payload = 1ull << 45;
     EXPECT_EQ(ORV_CAM_ERR_OUT_OF_MEMORY, stream->AllocBufferQueue(nullptr, 4));
     script->payload = 64;
