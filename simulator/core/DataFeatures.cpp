@@ -81,8 +81,11 @@ void AddChunkFeatures(CameraModel &model)
     active.isLocked = [&model] { return model.isLocked; };
     model.Add(active);
     std::vector<EnumerationEntry> entries;
-    for (const ChunkRow &row : ChunkRows())
-        entries.push_back({row.name, static_cast<std::int64_t>(row.kind), {}});
+    // Without the image, which is always sent: clients switch every entry off before they switch theirs on.
+    for (const ChunkRow &row : ChunkRows()) {
+        if (row.kind != ChunkKind::Image)
+            entries.push_back({row.name, static_cast<std::int64_t>(row.kind), {}});
+    }
     Feature selector = EnumerationRow("ChunkSelector", kChunks, "Which chunk is shown.", entries,
                                       GetterOf(&model.selectors.chunk), SetterOf(&model.selectors.chunk));
     selector.selects = {"ChunkEnable"};
@@ -95,7 +98,7 @@ void AddChunkFeatures(CameraModel &model)
             return Outcome::Ok;
         });
     enable.isStreamable = true;
-    enable.isLocked = [&model] { return model.isLocked || model.selectors.chunk == ChunkKind::Image; };
+    enable.isLocked = [&model] { return model.isLocked; };
     model.Add(enable);
     for (const ChunkRow &row : ChunkRows()) {
         if (row.kind != ChunkKind::Image)

@@ -90,6 +90,7 @@ void AddTemperature(CameraModel &model)
     temperature.getInteger = [&model] {
         return static_cast<std::int64_t>(model.Temperature(model.selectors.temperature) * 100);
     };
+    temperature.getFloat = [&model] { return model.Temperature(model.selectors.temperature); };
     temperature.integerRange = [] { return IntegerRange{-4000, 12500, 1}; };
     temperature.isRangeFixed = true;
     temperature.isVolatile = true;

@@ -42,6 +42,7 @@ struct SendOrder {
     Faults faults;
     std::uint64_t packetDelayNs = 0;
     std::uint64_t periodNs = 0; ///< until the next frame; 0: at once
+    bool extendedStatus = true; ///< see StreamTarget
 };
 
 /// Puts a block's packets on the wire: paced, through the faults, many with one system call.

@@ -32,6 +32,7 @@ StreamTarget BootstrapState::Stream() const
     target.packetDelayNs = streamDelay;
     target.extendedIds = (gvspConfiguration & kExtendedIds) != 0;
     target.allIn = (streamConfiguration & kAllIn) != 0;
+    target.extendedStatus = (gvcpConfiguration & kConfigStatusCodes1) != 0;
     target.resendToRequester = (streamConfiguration & kResendDestination) != 0;
     return target;
 }

@@ -72,7 +72,7 @@ struct BootstrapState {
     std::uint32_t latchedHigh = 0;
     std::uint32_t latchedLow = 0;
     std::uint32_t discoveryDelayMs = 0;
-    std::uint32_t gvcpConfiguration = 0;
+    std::uint32_t gvcpConfiguration = kConfigStatusCodes1; ///< most hosts know them and few switch them on
     std::uint32_t gvspConfiguration = 0;
 
     std::uint32_t privilege = 0; ///< CCP; not 0: somebody is in control

@@ -134,6 +134,7 @@ Block MakeBlock(std::shared_ptr<const Frame> frame, const StreamTarget &target, 
     Block block;
     block.id = id;
     block.extendedIds = target.extendedIds;
+    block.extendedStatus = target.extendedStatus;
     block.packetSize = Usable(target.packetSize);
     block.dataBytes = DataBytes(target.packetSize, target.extendedIds);
     const std::size_t allInBytes = kLeaderBytes + TrailerBytes(*frame) + frame->payload.size();
@@ -150,8 +151,10 @@ Packet MakePacket(const Block &block, std::uint32_t packetId, Sending sending)
     header.format = FormatOf(block, packetId);
     header.blockId = block.id;
     header.packetId = packetId;
-    if (sending == Sending::Again)
-        (block.extendedIds ? header.flags : header.status) = block.extendedIds ? kFlagResent : kStatusResent;
+    if (sending == Sending::Again && block.extendedIds)
+        header.flags = kFlagResent;
+    else if (sending == Sending::Again && block.extendedStatus)
+        header.status = kStatusResent;
 
     Packet packet;
     HeadWriter out(packet);

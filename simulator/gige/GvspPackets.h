@@ -56,6 +56,7 @@ struct Block {
     std::shared_ptr<const Frame> frame;
     std::uint64_t id = 0; ///< as on the wire
     bool extendedIds = false;
+    bool extendedStatus = true; ///< see StreamTarget
     bool isAllIn = false;
     std::uint32_t packetSize = 0; ///< of a full IP packet
     std::uint32_t dataBytes = 0;  ///< of a full payload packet

@@ -103,7 +103,7 @@ void ResendAnswers::AnswerFrom(SentBlock &sent, const ResendRequest &request, co
     ResendRequest rest = request;
     rest.firstPacket = std::max(first, sentEnd);
     rest.lastPacket = std::min(last, count - 1);
-    Refuse(rest, gvsp::kStatusNotYet, order);
+    Refuse(rest, order.extendedStatus ? gvsp::kStatusNotYet : gvsp::kStatusUnavailable, order);
     rest.firstPacket = std::max(first, count);
     rest.lastPacket = last;
     Refuse(rest, gvsp::kStatusUnavailable, order);

@@ -239,6 +239,7 @@ SendOrder StreamSender::Parts::ResendOrder(const Endpoint &requester) const
     order.faults = source->CurrentFaults();
     order.packetDelayNs = now.packetDelayNs;
     order.periodNs = kResendPeriodNs;
+    order.extendedStatus = now.extendedStatus;
     return order;
 }
 

@@ -13,7 +13,9 @@ struct StreamTarget {
     bool dontFragment = true;
     std::uint64_t packetDelayNs = 0; ///< between two packets' starts
     bool extendedIds = false;
-    bool allIn = false;             ///< a frame that fits one packet goes as one
+    bool allIn = false; ///< a frame that fits one packet goes as one
+    /// The host understands the status codes of GigE Vision 1.1: resent packets and those not sent yet are marked so.
+    bool extendedStatus = true;
     bool resendToRequester = false; ///< sent again to whoever asked, not to the stream's destination
 };
 

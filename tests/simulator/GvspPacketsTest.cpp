@@ -88,6 +88,14 @@ TEST(GvspPackets, PacketsHaveTheStandardsLayout)
     }
 }
 
+TEST(GvspPackets, WithoutExtendedStatusCodesAResentPacketLooksLikeTheFirst)
+{
+    StreamTarget target = Target(false);
+    target.extendedStatus = false;
+    const Block block = MakeBlock(VgaFrame(0), target, kShortId);
+    EXPECT_EQ(Join(MakePacket(block, 5, Sending::Again)), Join(MakePacket(block, 5, Sending::First)));
+}
+
 TEST(GvspPackets, RefusalsAreAHeaderWithTheAskedIds)
 {
     EXPECT_EQ(Join(MakeRefusal(gvsp::kStatusUnavailable, kShortId, 5, false)), FromHex("800C 1234 03 000005"));
