@@ -213,7 +213,7 @@ private:
     {
         // The remainder's operands lose their fraction first, and the remainder by 1 is that by -1.
         if (token.text == "%")
-            return "% (((" + divisor + " < 0) && (" + divisor + " > (0 - 2))) ? 1 : " + divisor + ") ";
+            return "% (((" + divisor + " <= (0 - 1)) && (" + divisor + " > (0 - 2))) ? 1 : " + divisor + ") ";
         const std::string isMinusOne = "(" + divisor + " = (0 - 1))";
         return "* (" + isMinusOne + " ? (0 - 1) : 1) / (" + isMinusOne + " ? 1 : " + divisor + ") ";
     }
