@@ -1,3 +1,4 @@
+#include "orvcam/CleanedText.h"
 #include "orvcam/Description.h"
 #include "orvcam/DescriptionNames.h"
 #include "orvcam/FormulaCheck.h"
@@ -59,9 +60,6 @@ struct ParserFree {
 };
 
 /// Turns the parser's events into facts, and writes the description anew as it goes.
-///
-/// What will have to go is known only when all references are: so each node and each loose reference leaves its place
-/// in the new text behind, and Cleaned() copies around those that did not pass.
 class Reader {
 public:
     explicit Reader(Description &description) : m_description(description) {}
@@ -70,7 +68,7 @@ public:
     bool Read(const std::string &bytes, const char *encoding);
     const std::string &Error() const { return m_error; }
     bool WasEncodingTrouble() const { return m_encodingTrouble; }
-    std::string Cleaned() const;
+    std::string Cleaned() const { return m_out.Without(m_description.nodes); }
 
 private:
     struct Element {
@@ -81,22 +79,14 @@ private:
         int node = -1;                        ///< the named node it belongs to, itself included; -1 outside of any
         bool isNode = false;                  ///< the node's own element
         bool isContainer = false;
-        std::size_t begin = 0;    ///< of its start tag in the new text
-        std::size_t cut = kNoCut; ///< its entry in m_cuts
+        std::size_t begin = 0; ///< of its start tag in the new text
+        std::size_t cut = CleanedText::kNoCut;
     };
     /// A length that is another node's value.
     struct Guard {
         int node = -1;      ///< the register
         std::string length; ///< name of the other node
     };
-    /// A piece of the new text that goes when its node, or one reference of it, turns out unusable.
-    struct Cut {
-        std::size_t begin = 0;
-        std::size_t end = 0;
-        int node = -1;
-        int reference = -1; ///< -1: the whole node
-    };
-    static constexpr std::size_t kNoCut = ~std::size_t{0};
 
     void Start(const char *name, const char **attributes);
     void End();
@@ -114,7 +104,6 @@ private:
     void CheckLength(const Element &element, const std::string &value);
     void RefuseNode(int index, const std::string &problem);
     void WriteLengthGuards();
-    bool MustGo(const Cut &cut) const;
 
     Description &m_description;
     XML_Parser m_parser = nullptr;
@@ -123,10 +112,9 @@ private:
     bool m_rootClosed = false;
     bool m_encodingTrouble = false;
     std::string m_error;
-    std::string m_out;
+    CleanedText m_out;
     std::size_t m_formulaBytes = 0; ///< of all nodes, written out
     std::vector<Guard> m_guards;    ///< the node that is added for each gets its number as a name
-    std::vector<Cut> m_cuts;        ///< an outer one before those inside it
 };
 
 bool Reader::Read(const std::string &bytes, const char *encoding)
@@ -150,7 +138,7 @@ bool Reader::Read(const std::string &bytes, const char *encoding)
     XML_SetStartDoctypeDeclHandler(m_parser, [](void *self, const XML_Char *, const XML_Char *, const XML_Char *, int) {
         static_cast<Reader *>(self)->Fail("it has a document type declaration, which is refused");
     });
-    m_out = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+    m_out.Append("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n");
     const XML_Status status = XML_Parse(m_parser, bytes.data(), static_cast<int>(bytes.size()), XML_TRUE);
     if (!m_error.empty())
         return false;
@@ -179,7 +167,7 @@ void Reader::FlushText()
 {
     if (m_open.empty() || m_open.back().text.empty())
         return;
-    m_out += XmlEscaped(Trimmed(m_open.back().text));
+    m_out.Append(XmlEscaped(Trimmed(m_open.back().text)));
     m_open.back().text.clear();
 }
 
@@ -210,7 +198,7 @@ void Reader::Start(const char *name, const char **attributes)
         if (m_skipDepth > 0)
             return;
     }
-    element.begin = m_out.size();
+    element.begin = m_out.Bytes();
     WriteStartTag(tag, attributes);
     m_open.push_back(std::move(element));
 }
@@ -307,8 +295,7 @@ void Reader::StartNode(Element &element, const char **attributes)
         m_description.nodes[element.node].references.push_back({Link::Structure, std::string(), parent});
     if (nested && kind == NodeKind::IntSwissKnife)
         m_description.nodes[parent].references.push_back({Link::Address, name, element.node});
-    element.cut = m_cuts.size();
-    m_cuts.push_back({m_out.size(), 0, element.node, -1});
+    element.cut = m_out.BeginCut(m_out.Bytes(), element.node);
 }
 
 void Reader::StartProperty(Element &element, const char **attributes)
@@ -330,21 +317,16 @@ void Reader::StartProperty(Element &element, const char **attributes)
 void Reader::WriteStartTag(const std::string &tag, const char **attributes)
 {
     const int node = m_open.empty() ? -1 : m_open.back().node;
-    m_out += '<';
-    m_out += tag;
+    m_out.Append("<" + tag);
     for (const char **pair = attributes; pair[0] != nullptr; pair += 2) {
         if (!IsPlainName(pair[0]) || std::strcmp(pair[0], "xmlns") == 0)
             continue;
         const std::string value = Trimmed(pair[1]);
-        m_out += ' ';
-        m_out += pair[0];
-        m_out += "=\"";
-        m_out += XmlEscaped(value);
-        m_out += '"';
+        m_out.Append(" " + std::string(pair[0]) + "=\"" + XmlEscaped(value) + "\"");
         if (node >= 0 && std::strcmp(pair[0], "pOffset") == 0)
             m_description.nodes[node].references.push_back({Link::Offset, value});
     }
-    m_out += '>';
+    m_out.Append(">");
 }
 
 void Reader::Text(const char *text, int length)
@@ -370,9 +352,8 @@ void Reader::End()
         EndFormulas(element);
     if (m_open.size() == 1)
         WriteLengthGuards();
-    m_out += "</" + element.tag + ">\n";
-    if (element.cut != kNoCut)
-        m_cuts[element.cut].end = m_out.size();
+    m_out.Append("</" + element.tag + ">\n");
+    m_out.EndCut(element.cut);
     m_open.pop_back();
     m_rootClosed = m_open.empty();
 }
@@ -384,13 +365,11 @@ void Reader::EndLeaf(Element &element)
     const bool keepBlanks = element.tag == "Value" && node.kind == NodeKind::String;
     std::string value = keepBlanks ? element.text : Trimmed(element.text);
     if (const Link *link = FindLink(element.tag)) {
-        if (ClassOf(*link) == LinkClass::Loose) {
-            element.cut = m_cuts.size();
-            m_cuts.push_back({element.begin, 0, element.node, static_cast<int>(node.references.size())});
-        }
+        if (ClassOf(*link) == LinkClass::Loose)
+            element.cut = m_out.BeginCut(element.begin, element.node, static_cast<int>(node.references.size()));
         node.references.push_back({*link, value});
         if (*link == Link::Length) {
-            m_out += kAddedName + std::to_string(m_guards.size());
+            m_out.Append(kAddedName + std::to_string(m_guards.size()));
             m_guards.push_back({element.node, value});
             return;
         }
@@ -407,7 +386,7 @@ void Reader::EndLeaf(Element &element)
         node.commandValue = std::strtoll(value.c_str(), nullptr, 0);
     }
     TakeFormula(element, &value);
-    m_out += XmlEscaped(value);
+    m_out.Append(XmlEscaped(value));
 }
 
 /// Hands a formula, or a part of one, to the checks of its node.
@@ -459,36 +438,12 @@ void Reader::WriteLengthGuards()
 {
     const std::string most = std::to_string(kMaxToldRegisterBytes);
     for (std::size_t i = 0; i < m_guards.size(); ++i) {
-        const std::size_t begin = m_out.size();
-        m_out += "<IntSwissKnife Name=\"" + kAddedName + std::to_string(i) + "\"><pVariable Name=\"LENGTH\">" +
-                 XmlEscaped(m_guards[i].length) + "</pVariable><Formula>((LENGTH &lt; 1) ? 1 : ((LENGTH &gt; " + most +
-                 ") ? " + most + " : LENGTH))</Formula></IntSwissKnife>\n";
-        m_cuts.push_back({begin, m_out.size(), m_guards[i].node, -1});
+        const std::size_t cut = m_out.BeginCut(m_out.Bytes(), m_guards[i].node);
+        m_out.Append("<IntSwissKnife Name=\"" + kAddedName + std::to_string(i) + "\"><pVariable Name=\"LENGTH\">" +
+                     XmlEscaped(m_guards[i].length) + "</pVariable><Formula>((LENGTH &lt; 1) ? 1 : ((LENGTH &gt; " +
+                     most + ") ? " + most + " : LENGTH))</Formula></IntSwissKnife>\n");
+        m_out.EndCut(cut);
     }
-}
-
-bool Reader::MustGo(const Cut &cut) const
-{
-    const NodeFacts &node = m_description.nodes[cut.node];
-    if (cut.reference < 0)
-        return !node.Usable();
-    const int target = node.references[cut.reference].target;
-    return target < 0 || !m_description.nodes[target].Usable();
-}
-
-std::string Reader::Cleaned() const
-{
-    std::string cleaned;
-    cleaned.reserve(m_out.size());
-    std::size_t at = 0;
-    for (const Cut &cut : m_cuts) {
-        if (cut.begin < at || !MustGo(cut))
-            continue; // inside a piece that is already gone, or good
-        cleaned.append(m_out, at, cut.begin - at);
-        at = cut.end;
-    }
-    cleaned.append(m_out, at, std::string::npos);
-    return cleaned;
 }
 
 } // namespace
