@@ -44,7 +44,8 @@ fail() {
     echo "program test: $1" >&2
     exit 1
 }
-settings=$out/config/Zelkor/Session_Fake.conf
+# The camera has no user defined name: nothing stands between the two strokes.
+settings=$out/config/Zelkor/Session__OrvSim.conf
 grep -qE '^FpsAvg=[0-9]+\.[0-9]+$' "$settings" || fail "no frame rate with a decimal point in the settings"
 grep -q '^wndGeometry=' "$out/config/Zelkor/OrvPlayer.conf" || fail "the window's place is not remembered"
 grep -q 'Grabbing thread stopped' "$out/state/OrvPlayer/orvplayer.log" || fail "no milestone in the log"
