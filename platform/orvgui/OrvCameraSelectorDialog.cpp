@@ -174,7 +174,7 @@ private:
     {
         const OrvCam::DeviceDescription *selected = m_tree->Selected();
         m_connect->setEnabled(selected && IsUsable(*selected));
-        m_advice->setText(selected ? StateAdvice(*selected) : QString());
+        m_advice->setText(selected ? StateAdvice(*selected) : m_softwareProblem);
     }
 
     void ShowSearching(bool searching)
@@ -215,13 +215,15 @@ private:
     void StartSoftwareCamera()
     {
         m_software->setEnabled(false);
+        m_softwareProblem.clear();
         SoftwareCamera::Instance().Start();
     }
 
     void OnSoftwareCameraFailed(const QString &reason)
     {
         m_software->setEnabled(true);
-        m_advice->setText(tr("The software camera did not start: %1").arg(reason));
+        m_softwareProblem = tr("The software camera did not start: %1").arg(reason);
+        ShowSelection();
     }
 
     void ShowNoProducer()
@@ -238,7 +240,8 @@ private:
     std::optional<OrvCam::DeviceDescription> m_chosen;
     bool m_userSelected = false; ///< since the dialog was shown
     bool m_hasResult = false;
-    int m_exactSearches = 0; ///< searches until the list must be exact, 0: "Refresh" was not pressed
+    QString m_softwareProblem; ///< why the software camera did not start when it was last asked to
+    int m_exactSearches = 0;   ///< searches until the list must be exact, 0: "Refresh" was not pressed
 
     CameraTree *m_tree = nullptr;
     QLabel *m_message = nullptr;       ///< over the empty tree

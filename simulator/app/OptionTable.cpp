@@ -63,11 +63,20 @@ template <class Get> OptionRow Switch(const char *name, const char *help, bool m
             }};
 }
 
+/// Neither "any", nor a group, nor everybody.
+bool CanBeACamera(std::uint32_t address)
+{
+    const std::uint32_t loopbackHost = address & 0xffffff;
+    const bool isLoopback = address >> 24 == 127;
+    return address >> 24 != 0 && address >> 24 < 224 &&
+           !(isLoopback && (loopbackHost == 0 || loopbackHost == 0xffffff));
+}
+
 std::string TakeAddress(CameraBlock &block, const std::string &value)
 {
     const std::optional<std::uint32_t> address = ParseAddress(value);
-    if (!address.has_value())
-        return "\"" + value + "\" is not an IPv4 address";
+    if (!address.has_value() || !CanBeACamera(*address))
+        return "\"" + value + "\" is not an IPv4 address that a device can have";
     block.gige.address = *address;
     block.gige.subnetMask = *address >> 24 == 127 ? 0xff000000U : 0xffffff00U;
     block.hasAddress = true;

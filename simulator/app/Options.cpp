@@ -65,29 +65,10 @@ std::string BlockReader::TakeFile(const std::string &path)
     return file.bad() ? path + ": cannot be read to its end" : std::string();
 }
 
-/// Cameras that were told no address or serial number get the next free ones.
 std::vector<CameraBlock> BlockReader::Finish()
 {
     if (m_blocks.empty())
         m_blocks.push_back(m_defaults);
-    std::uint32_t nextAddress = 0x7f000001;
-    int nextSerial = 1;
-    for (CameraBlock &block : m_blocks) {
-        const auto isTaken = [&](std::uint32_t address) {
-            return std::any_of(m_blocks.begin(), m_blocks.end(),
-                               [&](const CameraBlock &b) { return b.hasAddress && b.gige.address == address; });
-        };
-        if (!block.hasAddress) {
-            while (isTaken(nextAddress))
-                ++nextAddress;
-            block.gige.address = nextAddress++;
-        }
-        if (!block.hasSerial) {
-            std::string digits = std::to_string(nextSerial);
-            block.camera.serial = "SIM" + std::string(digits.size() < 4 ? 4 - digits.size() : 0, '0') + digits;
-        }
-        ++nextSerial;
-    }
     return m_blocks;
 }
 
@@ -199,6 +180,12 @@ std::optional<ProgramOptions> ParseOptions(const std::vector<std::string> &argum
     if (!problem.empty())
         return std::nullopt;
     return line.Finish();
+}
+
+std::string SerialAt(std::uint32_t address)
+{
+    const std::string digits = std::to_string(address & 0xffff);
+    return "SIM" + std::string(digits.size() < 4 ? 4 - digits.size() : 0, '0') + digits;
 }
 
 std::string HelpText()

@@ -13,8 +13,8 @@ namespace orvsim {
 struct CameraBlock {
     CameraOptions camera;
     GigeOptions gige;
-    bool hasAddress = false; ///< else the next free one of 127.0.0.1, 127.0.0.2, ...
-    bool hasSerial = false;  ///< else SIM0001, SIM0002, ...
+    bool hasAddress = false; ///< else the next free one of 127.0.0.1, 127.0.0.2, ..., found when it is opened
+    bool hasSerial = false;  ///< else one that its address gives, see SerialAt()
 };
 
 enum class Task { Run, ShowHelp, ShowXml };
@@ -32,6 +32,9 @@ struct ProgramOptions {
 ///
 /// \param problem  what is wrong and where, when nothing is returned.
 std::optional<ProgramOptions> ParseOptions(const std::vector<std::string> &arguments, std::string &problem);
+
+/// Serial number of a camera that was told none: "SIM0002" at 127.0.0.2.
+std::string SerialAt(std::uint32_t address);
 
 /// What --help prints.
 std::string HelpText();

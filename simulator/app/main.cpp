@@ -21,9 +21,10 @@ void BlockEndSignals(sigset_t &set)
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
 }
 
-void PrintCounts(const GigeCamera &camera, const std::string &serial, StreamCounts &last)
+void PrintCounts(GigeCamera &camera, StreamCounts &last)
 {
     const StreamCounts now = camera.Counts();
+    const std::string serial = camera.Core().Options().serial;
     std::printf("%s: %llu frames, %.1f MB, %llu packets sent again, %llu refused, %llu lost on the link, %llu errors\n",
                 serial.c_str(), static_cast<unsigned long long>(now.frames - last.frames),
                 static_cast<double>(now.bytes - last.bytes) / 1e6,
@@ -35,19 +36,39 @@ void PrintCounts(const GigeCamera &camera, const std::string &serial, StreamCoun
     last = now;
 }
 
+/// Opens a camera where it was told to be, else at the first free address from its own on.
+/// \return null when that failed; says why.
+std::unique_ptr<GigeCamera> OpenCamera(const CameraBlock &block, std::uint32_t &nextAddress)
+{
+    constexpr int kAddresses = 64;
+    CameraOptions options = block.camera;
+    GigeOptions gige = block.gige;
+    std::string problem;
+    for (int tries = block.hasAddress ? 1 : kAddresses; tries > 0; --tries) {
+        if (!block.hasAddress)
+            gige.address = nextAddress++;
+        if (!block.hasSerial)
+            options.serial = SerialAt(gige.address);
+        auto camera = std::make_unique<GigeCamera>(options, gige);
+        problem = camera->Open();
+        if (problem.empty())
+            return camera;
+    }
+    std::fprintf(stderr, "orvsim: %s: %s\n", options.serial.c_str(), problem.c_str());
+    return nullptr;
+}
+
 int Run(const ProgramOptions &options)
 {
     sigset_t endSignals;
     BlockEndSignals(endSignals);
     std::vector<std::unique_ptr<GigeCamera>> cameras;
+    std::uint32_t nextAddress = 0x7f000001;
     for (const CameraBlock &block : options.cameras) {
-        cameras.push_back(std::make_unique<GigeCamera>(block.camera, block.gige));
-        const std::string problem = cameras.back()->Open();
-        if (!problem.empty()) {
-            std::fprintf(stderr, "orvsim: %s: %s\n", block.camera.serial.c_str(), problem.c_str());
+        cameras.push_back(OpenCamera(block, nextAddress));
+        if (cameras.back() == nullptr)
             return 1;
-        }
-        std::printf("%s %s at %s\n", block.camera.model.c_str(), block.camera.serial.c_str(),
+        std::printf("%s %s at %s\n", block.camera.model.c_str(), cameras.back()->Core().Options().serial.c_str(),
                     AddressText(cameras.back()->Address()).c_str());
         std::fflush(stdout);
     }
@@ -57,7 +78,7 @@ int Run(const ProgramOptions &options)
         if (errno != EAGAIN || options.statisticsSeconds == 0)
             continue;
         for (std::size_t i = 0; i < cameras.size(); ++i)
-            PrintCounts(*cameras[i], options.cameras[i].camera.serial, counts[i]);
+            PrintCounts(*cameras[i], counts[i]);
     }
     return 0;
 }

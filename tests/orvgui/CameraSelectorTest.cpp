@@ -408,6 +408,8 @@ TEST_F(SoftwareCameraButton, TellsWhyItDidNotStart)
         QTest::mouseClick(Button(), Qt::LeftButton);
         EXPECT_TRUE(WaitFor([&] { return Find<QLabel>("advice")->text().contains(row.reason); })) << row.lines;
         EXPECT_TRUE(Button()->isEnabled());
+        Refresh();
+        EXPECT_TRUE(Find<QLabel>("advice")->text().contains(row.reason)) << "gone with the next search";
         ASSERT_TRUE(WaitFor([this] { return IsIdle() && m_system.InUse() == 0; }));
     }
     Software().SetProgram("/nowhere/orvsim");

@@ -27,8 +27,11 @@ TEST(Options, WithoutAnyThereIsOneCameraOnLoopback)
 {
     const ProgramOptions options = Parsed({});
     ASSERT_EQ(options.cameras.size(), 1U);
-    EXPECT_EQ(options.cameras[0].gige.address, 0x7f000001U);
-    EXPECT_EQ(options.cameras[0].camera.serial, "SIM0001");
+    EXPECT_FALSE(options.cameras[0].hasAddress);
+    EXPECT_EQ(options.cameras[0].gige.address >> 24, 127U);
+    EXPECT_FALSE(options.cameras[0].hasSerial);
+    EXPECT_EQ(SerialAt(0x7f000001), "SIM0001");
+    EXPECT_EQ(SerialAt(0x7f00ffff), "SIM65535");
     EXPECT_TRUE(options.cameras[0].camera.sensor.isColour);
 }
 
@@ -45,10 +48,8 @@ TEST(Options, OptionsBeforeTheFirstCameraHoldForAll)
     EXPECT_TRUE(options.cameras[1].camera.sensor.isColour);
     EXPECT_EQ(options.cameras[1].camera.features.at("Gain"), "6");
     EXPECT_DOUBLE_EQ(options.cameras[2].camera.faults.dropRate, 0.01);
-    // 127.0.0.1 is taken by the first.
-    EXPECT_EQ(options.cameras[1].gige.address, 0x7f000002U);
-    EXPECT_EQ(options.cameras[2].gige.address, 0x7f000003U);
-    EXPECT_NE(options.cameras[1].camera.serial, options.cameras[2].camera.serial);
+    EXPECT_TRUE(options.cameras[0].hasAddress);
+    EXPECT_FALSE(options.cameras[1].hasAddress);
 }
 
 TEST(Options, FileAndCommandLineKnowTheSameNames)
@@ -89,6 +90,10 @@ TEST(Options, WhatIsWrongIsNamed)
         {{"--drop", "1.5"}, "0.0 to 1.0"},
         {{"--drop", "nan"}, "--drop"},
         {{"--address", "localhost"}, "not an IPv4 address"},
+        {{"--address", "0.0.0.0"}, "not an IPv4 address"},
+        {{"--address", "224.0.0.5"}, "not an IPv4 address"},
+        {{"--address", "255.255.255.255"}, "not an IPv4 address"},
+        {{"--address", "127.255.255.255"}, "not an IPv4 address"},
         {{"--interface", "no-such-0"}, "no network interface \"no-such-0\""},
         {{"--mono=maybe"}, "neither yes nor no"},
         {{"--set", "Gain"}, "not Feature=Value"},
