@@ -47,7 +47,6 @@ bool BlockSender::Send(SentBlock &sent, const SendOrder &order, const FrameTroub
     const bool isSent = SendPackets(sent, order, troubles);
     m_faults.End(*this);
     Flush();
-    sent.packetsSent = sent.block.packetCount;
     return isSent && m_port.gate.IsOpen(m_pass);
 }
 
@@ -60,7 +59,6 @@ bool BlockSender::SendPackets(SentBlock &sent, const SendOrder &order, const Fra
     for (std::uint32_t id = 0; id < block.packetCount; ++id) {
         if (id > 0 && id % pace.groupPackets == 0) {
             Flush();
-            sent.packetsSent = id;
             if (!m_port.gate.WaitUntil(pace.TargetTime(start, id), m_pass))
                 return false;
         }
@@ -68,10 +66,10 @@ bool BlockSender::SendPackets(SentBlock &sent, const SendOrder &order, const Fra
             const std::chrono::milliseconds stall(troubles.stallMs);
             start += stall;
             Flush();
-            sent.packetsSent = id;
             if (!m_port.gate.WaitUntil(SendClock::now() + stall, m_pass))
                 return false;
         }
+        sent.packetsSent = id + 1; // before it can be on the wire: whoever has it may ask for it again
         if (link.Takes(id))
             ++m_port.counts.lostOnLink;
         else

@@ -15,7 +15,7 @@ struct SentBlock {
     Block block;
     /// The link has no room for all of its packets, and so none for packets that are sent again.
     bool isLinkFull = false;
-    std::atomic<std::uint32_t> packetsSent{0}; ///< ids below it have been handed to the network
+    std::atomic<std::uint32_t> packetsSent{0}; ///< ids below it are on the network or about to be
 };
 
 /// The last blocks, for packets that are asked for again. The oldest makes room for a new one. Any thread.
