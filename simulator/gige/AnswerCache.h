@@ -26,6 +26,7 @@ public:
     /// \return null when this is no repeat. Valid until the next call.
     const Entry *Find(const Endpoint &from, orv::ByteSpan command, TimePoint now) const;
     void Remember(Entry entry);
+    void Clear() { m_entries.clear(); } ///< what was answered holds no longer
 
 private:
     std::vector<Entry> m_entries;

@@ -157,6 +157,7 @@ void ControlServer::CheckFaults(TimePoint now)
 
 void ControlServer::DropControl(TimePoint now)
 {
+    m_cache.Clear(); // a command to take control, sent again, has to be done again
     m_bootstrap.ReleaseControl();
     ApplyChanges(now);
 }

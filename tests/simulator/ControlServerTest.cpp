@@ -219,6 +219,17 @@ TEST(ControlServer, RepeatedCommandIsAnsweredAgainNotDoneAgain)
     EXPECT_EQ(fixture.device.writes, 5U) << "a new client on an old port";
 }
 
+TEST(ControlServer, WhatWasAnsweredEndsWithControl)
+{
+    ControlFixture fixture;
+    const Datagram take = fixture.commands.Make(GvcpCommand::WriteRegister, {0x0A00, 2, 0x0938, 500});
+    EXPECT_EQ(fixture.Status(kHost, take), 0);
+    fixture.Pass(1200);
+    EXPECT_FALSE(fixture.device.bootstrap.State().IsControlled());
+    EXPECT_EQ(fixture.Status(kHost, take), 0);
+    EXPECT_TRUE(fixture.device.bootstrap.State().IsController(kHost)) << "done again, not said again";
+}
+
 TEST(ControlServer, SilenceEndsControlAndClosesTheChannels)
 {
     ControlFixture fixture;
