@@ -28,7 +28,14 @@ enum {
     NUVARK_STREAM_INFO_NUM_PACKETS = STREAM_INFO_CUSTOM_ID + 4,    ///< UINT64, stream packets received since start
     NUVARK_STREAM_INFO_NUM_MISSING = STREAM_INFO_CUSTOM_ID + 5,    ///< UINT64, packets that never came since start
     NUVARK_STREAM_INFO_NUM_OVERSIZED =
-        STREAM_INFO_CUSTOM_ID + 6 ///< UINT64, packets dropped for their length since start
+        STREAM_INFO_CUSTOM_ID + 6, ///< UINT64, packets dropped for their length since start
+    NUVARK_STREAM_INFO_NUM_REQUESTED = STREAM_INFO_CUSTOM_ID + 7,  ///< UINT64, packets asked for again since start
+    NUVARK_STREAM_INFO_NUM_RESENT = STREAM_INFO_CUSTOM_ID + 8,     ///< UINT64, of those, packets that came
+    NUVARK_STREAM_INFO_NUM_DUPLICATES = STREAM_INFO_CUSTOM_ID + 9, ///< UINT64
+    NUVARK_STREAM_INFO_NUM_LATE = STREAM_INFO_CUSTOM_ID + 10,      ///< UINT64, of frames that were through already
+    NUVARK_STREAM_INFO_NUM_REFUSED = STREAM_INFO_CUSTOM_ID + 11,   ///< UINT64, that the camera cannot send
+    NUVARK_STREAM_INFO_NUM_UNUSABLE = STREAM_INFO_CUSTOM_ID + 12,  ///< UINT64, malformed or foreign
+    NUVARK_STREAM_INFO_WANTED_BUFFER = STREAM_INFO_CUSTOM_ID + 13  ///< SIZET, bytes asked of the kernel for the socket
 };
 
 /// EVENT_TYPE values of the device module. A type that is not built in answers NOT_IMPLEMENTED on registration.

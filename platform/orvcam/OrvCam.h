@@ -45,7 +45,10 @@ struct DeviceDescription {
     std::string serial;
     std::string userName;
     std::string version;
-    std::string address; ///< IP address for GigE Vision, else ""
+    std::string address; ///< IP address for GigE Vision, else ""; so are the next two
+    std::string subnetMask;
+    std::string mac;
+    std::string holder; ///< "192.168.10.1:50123" of the program that controls it; "" when free or not told
     DeviceState state = DeviceState::Unknown;
     InterfaceDescription interface;
 };
@@ -88,11 +91,28 @@ protected:
     ~Buffer() = default;
 };
 
-/// Named figures of a stream; zero where the producer does not tell.
+/// Named figures of a stream since its last start; zero where the producer does not tell.
 struct StreamStatistics {
-    std::uint64_t delivered = 0;
-    std::uint64_t underruns = 0; ///< frames lost because no buffer was queued
-    std::uint64_t started = 0;
+    // frames
+    std::uint64_t delivered = 0; ///< complete or not
+    std::uint64_t incomplete = 0;
+    std::uint64_t underruns = 0; ///< lost because no buffer was queued, since the stream was opened
+    std::uint64_t started = 0;   ///< since the stream was opened
+    // packets
+    std::uint64_t packets = 0;   ///< received, all kinds
+    std::uint64_t requested = 0; ///< asked for again
+    std::uint64_t resent = 0;    ///< that came after they had been asked for
+    std::uint64_t missing = 0;   ///< that never came
+    std::uint64_t duplicates = 0;
+    std::uint64_t late = 0;        ///< of a frame that was through already
+    std::uint64_t refused = 0;     ///< that the camera said it cannot send
+    std::uint64_t unusable = 0;    ///< malformed, or of no stream of ours
+    std::uint64_t oversized = 0;   ///< longer than the packet size in use allows
+    std::uint64_t kernelDrops = 0; ///< thrown away by this host's kernel: the socket's buffer was full
+    // transport
+    std::uint64_t receiveBuffer = 0;       ///< bytes that the kernel granted the socket
+    std::uint64_t wantedReceiveBuffer = 0; ///< bytes that were asked for
+    std::uint64_t packetSize = 0;          ///< IP packet size in use
 };
 
 /// One data stream of a device. GetBuffer and QueueBuffer from any threads; the others from one thread at a time.
@@ -121,8 +141,12 @@ protected:
     ~Stream() = default;
 };
 
-/// Device event: the connection was lost. Further types are the producer's traffic events.
-constexpr int kEventDeviceLost = 1004;
+/// Device events. Traffic: one call per packet with its bytes as on the wire; nothing is captured while nobody has
+/// registered. Control traffic comes from both directions.
+constexpr int kEventControlTraffic = 1000;
+constexpr int kEventStreamTraffic = 1001;
+constexpr int kEventEventTraffic = 1002; ///< the message channel
+constexpr int kEventDeviceLost = 1004;   ///< the connection was lost; data: the reason as text
 /// Data and size are valid during the call. Runs on a thread of the library, one per registered event.
 using EventCallback = void (*)(const void *data, unsigned long size, void *context);
 
@@ -161,6 +185,11 @@ public:
     virtual InterfaceList *GetInterfaceList(unsigned int mask) = 0;
     /// Opens the camera that a configuration file describes and applies the file. `path` is UTF-8.
     virtual Device *CreateDeviceFromConfiguration(const char *path, int flags) = 0;
+    /// Gives a GigE Vision device another address until it is switched off (FORCEIP), for one that no connection can
+    /// reach. All three as "192.168.10.20"; the gateway may be "0.0.0.0". Blocks for the device's answer. \return
+    /// ORV_CAM_ERR_NOT_IMPLEMENTED when the producer has no such feature, ORV_CAM_ERR_TIMEOUT without an answer.
+    virtual int ForceAddress(const DeviceDescription &device, const std::string &address, const std::string &subnetMask,
+                             const std::string &gateway) = 0;
     /// Why the last CreateDevice of this thread returned null: a sentence for a person, and the status.
     virtual int LastError(std::string *text) = 0;
 

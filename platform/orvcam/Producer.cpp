@@ -206,8 +206,12 @@ OrvCam::DeviceDescription Interface::Describe(const std::string &deviceId) const
     device.serial = DeviceText(deviceId, DEVICE_INFO_SERIAL_NUMBER);
     device.userName = DeviceText(deviceId, DEVICE_INFO_USER_DEFINED_NAME);
     device.version = DeviceText(deviceId, DEVICE_INFO_VERSION);
-    if (m_producer.IsOurs())
+    if (m_producer.IsOurs()) {
         device.address = DeviceText(deviceId, NUVARK_DEVICE_INFO_IP_ADDRESS);
+        device.subnetMask = DeviceText(deviceId, NUVARK_DEVICE_INFO_SUBNET_MASK);
+        device.mac = DeviceText(deviceId, NUVARK_DEVICE_INFO_MAC_ADDRESS);
+        device.holder = HolderOf(deviceId);
+    }
     std::uint64_t status = DEVICE_ACCESS_STATUS_UNKNOWN;
     QueryNumber(
         [&](INFO_DATATYPE *type, void *buffer, std::size_t *size) {

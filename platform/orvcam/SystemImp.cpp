@@ -199,6 +199,12 @@ OrvCam::InterfaceList *SystemImp::GetInterfaceList(unsigned int mask)
     return new InterfaceListImp(Discover(mask));
 }
 
+int SystemImp::ForceAddress(const OrvCam::DeviceDescription &, const std::string &, const std::string &,
+                            const std::string &)
+{
+    return ORV_CAM_ERR_NOT_IMPLEMENTED;
+}
+
 int SystemImp::LastError(std::string *text)
 {
     const LastFailure &failure = ThisThreadsFailure();

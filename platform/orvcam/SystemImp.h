@@ -21,6 +21,8 @@ public:
     int LoadProducer(const char *fileName) override EXCLUDES(m_mutex);
     OrvCam::InterfaceList *GetInterfaceList(unsigned int mask) override EXCLUDES(m_mutex);
     OrvCam::Device *CreateDeviceFromConfiguration(const char *path, int flags) override EXCLUDES(m_mutex);
+    int ForceAddress(const OrvCam::DeviceDescription &device, const std::string &address, const std::string &subnetMask,
+                     const std::string &gateway) override;
     int LastError(std::string *text) override;
 
     /// Our own producer and all others that can be found; those that are open already are left alone.

@@ -96,6 +96,20 @@ public:
         configurationPath = path;
         return configurationDevice;
     }
+    int ForceAddress(const OrvCam::DeviceDescription &device, const std::string &address, const std::string &subnetMask,
+                     const std::string &gateway) override EXCLUDES(m_mutex)
+    {
+        orv::MutexLock lock(m_mutex);
+        m_forced.push_back(device.serial + " " + address + " " + subnetMask + " " + gateway);
+        return ORV_CAM_OK;
+    }
+    /// What ForceAddress() was asked for: "serial address mask gateway".
+    std::vector<std::string> Forced() const EXCLUDES(m_mutex)
+    {
+        orv::MutexLock lock(m_mutex);
+        return m_forced;
+    }
+
     int LastError(std::string *text) override
     {
         *text = lastError;
@@ -147,7 +161,8 @@ private:
         std::atomic<int> *const m_inUse;
     };
 
-    orv::Mutex m_mutex;
+    mutable orv::Mutex m_mutex;
+    std::vector<std::string> m_forced GUARDED_BY(m_mutex);
     orv::ConditionVariable m_letGo;
     std::vector<Interface> m_interfaces GUARDED_BY(m_mutex);
     bool m_hasProducer GUARDED_BY(m_mutex) = true;
