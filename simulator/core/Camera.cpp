@@ -210,6 +210,12 @@ void Camera::SetResetHandler(std::function<void()> handler)
     m_parts->resetHandler = std::move(handler);
 }
 
+void Camera::Reset()
+{
+    const Parts::Change change(*m_parts);
+    m_parts->model.ResetState();
+}
+
 void Camera::StopAcquisition()
 {
     const Parts::Change change(*m_parts);

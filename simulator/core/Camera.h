@@ -81,6 +81,8 @@ public:
     /// Called when the device resets itself by its feature: the transport drops its connections.
     void SetResetHandler(std::function<void()> handler);
 
+    /// As after switching on, for a device that was away. The reset handler is not called.
+    void Reset();
     /// Ends an acquisition as AcquisitionStop and clears the lock: the client is gone.
     void StopAcquisition();
     bool IsAcquiring() const;

@@ -212,6 +212,13 @@ const WordRow kWords[] = {
 constexpr std::uint32_t kReservedStretches[] = {0x0018, 0x0028, 0x0038};
 constexpr std::uint32_t kReservedBytes = 12;
 
+/// What outlasts a reset: settings that are kept without power, and what is so because of where the device is.
+constexpr std::uint32_t State::*kLastingWords[] = {
+    &State::address,           &State::subnetMask,     &State::gateway,           &State::networkConfiguration,
+    &State::persistentAddress, &State::persistentMask, &State::persistentGateway, &State::messageSourcePort,
+    &State::streamSourcePort,
+};
+
 /// Locally administered, and another one for every serial number and address.
 std::uint64_t MacOf(const CameraOptions &camera, const GigeOptions &gige)
 {
@@ -225,13 +232,11 @@ std::uint64_t MacOf(const CameraOptions &camera, const GigeOptions &gige)
 } // namespace
 
 Bootstrap::Bootstrap(const CameraOptions &camera, const GigeOptions &gige)
-    : m_camera(camera), m_firstNetwork{gige.address, gige.subnetMask, 0}, m_mac(MacOf(camera, gige)),
-      m_isLegacy(gige.legacy)
+    : m_camera(camera), m_firstNetwork{gige.address, gige.subnetMask, 0}, m_firstPacketSize(gige.packetSize),
+      m_mac(MacOf(camera, gige)), m_isLegacy(gige.legacy)
 {
     SetNetwork(m_firstNetwork);
-    orv::MutexLock lock(m_mutex);
-    SetPacketSize(m_state, kDontFragmentBit | std::min<std::uint32_t>(gige.packetSize, 0xffff));
-    m_state.changes = kStreamChanged | kMessagesChanged;
+    ResetState();
 }
 
 void Bootstrap::AddTo(RegisterSpace &space, const UserName &userName)
@@ -341,6 +346,20 @@ void Bootstrap::ReleaseControl()
 {
     orv::MutexLock lock(m_mutex);
     m_state.ReleaseControl();
+}
+
+void Bootstrap::ResetState()
+{
+    orv::MutexLock lock(m_mutex);
+    BootstrapState fresh;
+    SetPacketSize(fresh, kDontFragmentBit | std::min<std::uint32_t>(m_firstPacketSize, 0xffff));
+    for (const auto word : kLastingWords)
+        fresh.*word = m_state.*word;
+    fresh.caller = m_state.caller;
+    fresh.changes = m_state.changes | kStreamChanged | kMessagesChanged;
+    if (m_state.IsControlled())
+        fresh.changes |= kControlLost;
+    m_state = fresh;
 }
 
 void Bootstrap::SetLatchedTimestamp(std::uint64_t ticks)

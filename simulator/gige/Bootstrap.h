@@ -46,6 +46,9 @@ public:
     /// Whose writes follow: CCP takes the controller's identity from it.
     void SetCaller(const std::optional<Endpoint> &caller) EXCLUDES(m_mutex);
     void ReleaseControl() EXCLUDES(m_mutex);
+    /// As after switching on. What lasts beyond it stays: the configuration of the network; its present address, which
+    /// is the device's to change.
+    void ResetState() EXCLUDES(m_mutex);
     void SetLatchedTimestamp(std::uint64_t ticks) EXCLUDES(m_mutex);
     void SetNetwork(const NetworkAddress &network) EXCLUDES(m_mutex);
     /// What the device configures by itself: the persistent address where that is switched on, else the first one.
@@ -58,6 +61,7 @@ private:
 
     const CameraOptions m_camera;
     const NetworkAddress m_firstNetwork;
+    const std::uint32_t m_firstPacketSize;
     const std::uint64_t m_mac;
     const bool m_isLegacy;
     mutable orv::Mutex m_mutex;

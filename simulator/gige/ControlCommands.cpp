@@ -203,7 +203,7 @@ GvcpStatus ControlServer::Write(const Request &request, std::uint32_t address, o
     return StatusOf(result.outcome);
 }
 
-/// Answered only by a device that the keys mean and that may act.
+/// Answered only by a device that the keys mean, that may act and that does.
 ControlServer::Answer ControlServer::Act(const Request &request)
 {
     Answer answer;
@@ -215,13 +215,13 @@ ControlServer::Answer ControlServer::Act(const Request &request)
     if (!action || !mayAct || action->deviceKey != state.actionDeviceKey || action->groupKey != state.actionGroupKey ||
         (action->groupMask & state.actionGroupMask) == 0)
         return answer;
-    answer.isSilent = false;
     if (isScheduled) { // there is no common clock that the time could be of
         const bool knowsCode = (state.gvcpConfiguration & kConfigStatusCodes2) != 0;
+        answer.isSilent = false;
         answer.status = knowsCode ? GvcpStatus::NoReferenceTime : GvcpStatus::NotImplemented;
         return answer;
     }
-    m_device.RunAction();
+    answer.isSilent = !m_device.RunAction();
     return answer;
 }
 

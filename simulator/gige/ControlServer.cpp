@@ -134,7 +134,7 @@ void ControlServer::Tick(TimePoint now)
     m_faults = m_device.CurrentFaults();
     ApplyChanges(now);
     if (m_isResetRequested.exchange(false))
-        DropControl(now);
+        Restart(now);
     const BootstrapState state = m_bootstrap.State();
     if (!state.IsControlled())
         return;
@@ -148,11 +148,13 @@ void ControlServer::Tick(TimePoint now)
 void ControlServer::CheckFaults(TimePoint now)
 {
     const auto isOver = [&](std::int64_t ms) { return ms > 0 && now - m_controlSince >= milliseconds(ms); };
-    const bool vanishes = isOver(m_faults.vanishAfterMs);
-    if (vanishes)
+    if (isOver(m_faults.vanishAfterMs)) {
         m_vanishedUntil = m_faults.vanishForMs > 0 ? now + milliseconds(m_faults.vanishForMs) : TimePoint::max();
-    if (vanishes || isOver(m_faults.loseControlAfterMs))
+        Restart(now); // it comes back as switched on
+        m_device.Reset();
+    } else if (isOver(m_faults.loseControlAfterMs)) {
         DropControl(now);
+    }
 }
 
 void ControlServer::DropControl(TimePoint now)
@@ -160,6 +162,17 @@ void ControlServer::DropControl(TimePoint now)
     m_cache.Clear(); // a command to take control, sent again, has to be done again
     m_bootstrap.ReleaseControl();
     ApplyChanges(now);
+}
+
+/// An address that was forced upon the device does not last.
+void ControlServer::Restart(TimePoint now)
+{
+    DropControl(now);
+    m_bootstrap.ResetState();
+    ApplyChanges(now);
+    const NetworkAddress network = m_bootstrap.ConfiguredNetwork();
+    if (m_device.MoveTo(network))
+        m_bootstrap.SetNetwork(network);
 }
 
 void ControlServer::ApplyChanges(TimePoint now)

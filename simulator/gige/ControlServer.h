@@ -35,7 +35,7 @@ public:
     std::vector<Reply> HandleBroadcast(const Endpoint &from, orv::ByteSpan datagram, TimePoint now);
     /// Time-outs, and what other threads changed. To be called every 20 ms or so.
     void Tick(TimePoint now);
-    /// Drops the controller with the next Tick(): the device restarts.
+    /// With the next Tick() the controller is dropped and all registers are as after switching on: the device restarts.
     void RequestReset() { m_isResetRequested = true; }
     /// True while the device plays dead: nothing may be sent, late answers neither.
     bool IsVanished(TimePoint now) const { return now < m_vanishedUntil; }
@@ -82,6 +82,7 @@ private:
 
     void ApplyChanges(TimePoint now);
     void DropControl(TimePoint now);
+    void Restart(TimePoint now);
     void CheckFaults(TimePoint now);
 
     std::vector<Reply> Serve(const Endpoint &from, orv::ByteSpan datagram, const ParsedCommand &command, TimePoint now);

@@ -20,8 +20,10 @@ public:
     virtual void ResetClock() = 0;
     virtual Faults CurrentFaults() = 0;
     virtual void StopAcquisition() = 0;
-    /// What an action command is for: one software trigger.
-    virtual void RunAction() = 0;
+    /// The camera, not its transport, is as after switching on.
+    virtual void Reset() = 0;
+    /// What an action command is for: one software trigger. \return false when the camera waits for none.
+    virtual bool RunAction() = 0;
 
     virtual void SetStreamTarget(const StreamTarget &target) = 0;
     virtual void FireTestPacket() = 0;

@@ -43,10 +43,11 @@ struct GigeCamera::Parts : ControlledDevice {
     void ResetClock() override { camera.ResetClock(); }
     Faults CurrentFaults() override { return camera.CurrentFaults(); }
     void StopAcquisition() override { camera.StopAcquisition(); }
-    void RunAction() override
+    void Reset() override { camera.Reset(); }
+    bool RunAction() override
     {
-        std::string problem; // a camera that waits for no trigger does nothing, as with the feature
-        camera.SetFeature("TriggerSoftware", "1", problem);
+        std::string ignored;
+        return camera.SetFeature("TriggerSoftware", "1", ignored) == Outcome::Ok;
     }
     void SetStreamTarget(const StreamTarget &target) override { stream.SetTarget(target); }
     void FireTestPacket() override { stream.FireTestPacket(); }

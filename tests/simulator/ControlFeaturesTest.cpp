@@ -208,6 +208,7 @@ TEST(Action, NeedsKeysMaskAndRight)
         bool isUnconditional;
         std::vector<std::uint32_t> words;
         bool acts;
+        bool waitsForTrigger = true;
     };
     const Row rows[] = {
         {"all match", kHost, false, {0x11223344, 1, 0xffffffff}, true},
@@ -217,16 +218,18 @@ TEST(Action, NeedsKeysMaskAndRight)
         {"too short", kHost, false, {0x11223344, 1}, false},
         {"not the controller", kOtherHost, false, {0x11223344, 1, 0xffffffff}, false},
         {"anybody where allowed", kOtherHost, true, {0x11223344, 1, 0xffffffff}, true},
+        {"nothing to trigger", kHost, false, {0x11223344, 1, 0xffffffff}, true, false},
     };
     for (const Row &row : rows) {
         ControlFixture fixture;
         fixture.TakeControl();
         fixture.Status(
             kHost, fixture.commands.Make(GvcpCommand::WriteRegister, {0x090C, 0x11223344, 0x9800, 1, 0x9804, 0x0f}));
+        fixture.device.waitsForTrigger = row.waitsForTrigger;
         fixture.Write(0x0954, row.isUnconditional ? kConfigUnconditionalAction : 0);
         const Datagram command = fixture.commands.Make(GvcpCommand::Action, row.words);
         const auto replies = fixture.server.HandleBroadcast(row.from, SpanOf(command), fixture.now);
-        EXPECT_EQ(replies.size(), row.acts ? 1U : 0U) << row.name;
+        EXPECT_EQ(replies.size(), row.acts && row.waitsForTrigger ? 1U : 0U) << row.name;
         EXPECT_EQ(fixture.device.actions, row.acts ? 1 : 0) << row.name;
     }
 }
@@ -309,6 +312,7 @@ TEST_F(ControlFaults, VanishesAndReturnsFree)
     fixture.Pass(1);
     EXPECT_TRUE(fixture.server.IsVanished(fixture.now));
     EXPECT_EQ(fixture.device.stops, 1);
+    EXPECT_EQ(fixture.device.resets, 1);
     EXPECT_TRUE(Count().empty());
     EXPECT_TRUE(fixture.Handle(kOtherHost, Hex("42 01 0002 0000 FFFF")).empty());
     fixture.Pass(1000);

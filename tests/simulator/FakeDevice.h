@@ -65,7 +65,12 @@ public:
     void ResetClock() override { ticks = 0; }
     Faults CurrentFaults() override { return faults; }
     void StopAcquisition() override { ++stops; }
-    void RunAction() override { ++actions; }
+    void Reset() override { ++resets; }
+    bool RunAction() override
+    {
+        ++actions;
+        return waitsForTrigger;
+    }
     void SetStreamTarget(const StreamTarget &given) override { target = given; }
     void FireTestPacket() override { ++testPackets; }
     void Resend(const ResendRequest &request, const Endpoint &) override { resends.push_back(request); }
@@ -86,7 +91,9 @@ public:
     std::uint64_t ticks = 0x123456789a;
     Faults faults;
     int stops = 0;
+    int resets = 0;
     int actions = 0;
+    bool waitsForTrigger = true;
     int testPackets = 0;
     StreamTarget target;
     std::vector<ResendRequest> resends;

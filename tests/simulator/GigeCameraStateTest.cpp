@@ -1,0 +1,84 @@
+// What becomes of a camera's state on the way: resets, acquisitions that follow each other, actions, slow commands.
+#include "tests/simulator/OneCamera.h"
+
+namespace orvsim {
+namespace {
+
+TEST_F(OneCamera, AnActionIsAcknowledgedWhereItTriggers)
+{
+    Open();
+    TakeControl();
+    host.Ask(address, host.commands.Make(GvcpCommand::WriteRegister, {0x090C, 7, 0x9800, 1, 0x9804, 1}));
+    const auto act = [this](int limitMs) {
+        return host.Ask(address, host.commands.Make(GvcpCommand::Action, {7, 1, 1}), limitMs);
+    };
+    EXPECT_EQ(act(200), Datagram{}) << "it waits for no trigger";
+    Set("TriggerMode", "On");
+    Set("TriggerSource", "Software");
+    EXPECT_EQ(act(5000).size(), 8U);
+}
+
+struct Kept {
+    const char *name;
+    std::uint32_t reg;
+    std::uint32_t value;
+};
+const Kept kTransportState[] = {
+    {"heartbeat", 0x0938, 4000},
+    {"GVCP configuration", 0x0954, 2},
+    {"GVSP configuration", 0x0960, 0x40000000},
+    {"MCTT", 0x0B14, 77},
+    {"SCPS", 0x0D04, 8000},
+    {"SCPD", 0x0D08, 1234},
+    {"stream options", 0x0D24, 13},
+    {"action's group mask", 0x9804, 0xff},
+};
+
+TEST_F(OneCamera, ComesBackAsSwitchedOn)
+{
+    for (const bool isReset : {true, false}) {
+        SCOPED_TRACE(isReset ? "reset" : "vanished for a while");
+        Open(SmallCamera(isReset ? "T1" : "T2"), At(isReset ? 0 : 1));
+        std::vector<std::uint32_t> fresh;
+        for (const Kept &row : kTransportState)
+            fresh.push_back(host.Read(address, row.reg));
+        const std::string exposure = Get("ExposureTime");
+        TakeControl();
+        for (const Kept &row : kTransportState)
+            EXPECT_EQ(host.Write(address, row.reg, row.value), 0) << row.name;
+        EXPECT_EQ(host.Write(address, 0x064C, 0x7f000009), 0);
+        Set("ExposureTime", "1234");
+        if (isReset) {
+            Set("DeviceReset", "1");
+        } else {
+            Set("SimVanishFor", "50");
+            Set("SimVanishAfter", "1");
+        }
+        ASSERT_TRUE(ComesTrue([this] { return Get("GevPrimaryApplicationSocket") == "0"; }));
+        ASSERT_TRUE(ComesTrue([this] { return !host.Ask(address, host.commands.Read(0), 100).empty(); }));
+        for (std::size_t i = 0; i < fresh.size(); ++i)
+            EXPECT_EQ(host.Read(address, kTransportState[i].reg), fresh[i]) << kTransportState[i].name;
+        EXPECT_EQ(host.Read(address, 0x064C), 0x7f000009U) << "the persistent address is what it says";
+        EXPECT_NE(host.Read(address, 0x0D1C), 0U) << "SCSP";
+        EXPECT_EQ(Get("ExposureTime"), exposure);
+    }
+}
+
+TEST_F(OneCamera, ForgetsAForcedAddressWithTheReset)
+{
+    Open();
+    const std::uint32_t forced = TestAddress(5);
+    std::vector<std::uint32_t> words(14, 0);
+    words[0] = host.Read(address, 0x0008);
+    words[1] = host.Read(address, 0x000C);
+    words[5] = forced;
+    words[9] = 0xff000000;
+    host.Ask(address, host.commands.Make(GvcpCommand::ForceIp, words));
+    ASSERT_EQ(camera->Address(), forced);
+    Set("DeviceReset", "1");
+    EXPECT_TRUE(ComesTrue([this] { return camera->Address() == address; }));
+    EXPECT_EQ(host.Read(address, 0x0024), address);
+}
+
+} // namespace
+} // namespace orvsim

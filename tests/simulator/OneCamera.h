@@ -1,0 +1,71 @@
+#pragma once
+
+#include "simulator/gige/GigeCamera.h"
+#include "tests/simulator/TestHost.h"
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <thread>
+
+namespace orvsim {
+
+constexpr std::uint32_t kHostAddress = 0x7f000001; ///< of every TestHost
+
+inline CameraOptions SmallCamera(const std::string &serial = "T1")
+{
+    CameraOptions options;
+    options.serial = serial;
+    options.sensor.width = 64;
+    options.sensor.height = 48;
+    options.frameRate = 20;
+    options.frameMemory = 1 << 20;
+    return options;
+}
+
+inline GigeOptions At(int n)
+{
+    GigeOptions options;
+    options.address = TestAddress(n);
+    return options;
+}
+
+/// A camera and a host that may take control of it.
+class OneCamera : public ::testing::Test {
+protected:
+    void Open(CameraOptions options = SmallCamera(), GigeOptions gige = At(0))
+    {
+        camera = std::make_unique<GigeCamera>(options, gige);
+        ASSERT_EQ(camera->Open(), "");
+        address = gige.address;
+    }
+    void TakeControl() { ASSERT_EQ(host.Write(address, 0x0A00, 2), 0); }
+    void Set(const std::string &name, const std::string &text)
+    {
+        std::string problem;
+        EXPECT_EQ(camera->Core().SetFeature(name, text, problem), Outcome::Ok) << problem;
+    }
+    std::string Get(const std::string &name) { return camera->Core().GetFeature(name); }
+    /// Lets the stream go to a host's socket.
+    void StreamTo(const TestHost &receiver)
+    {
+        EXPECT_EQ(host.Write(address, 0x0D18, kHostAddress), 0);
+        EXPECT_EQ(host.Write(address, 0x0D00, receiver.Port()), 0);
+    }
+    template <class Condition> static bool ComesTrue(Condition condition)
+    {
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > limit)
+                return false;
+            std::this_thread::yield();
+        }
+        return true;
+    }
+
+    std::unique_ptr<GigeCamera> camera;
+    std::uint32_t address = 0;
+    TestHost host;
+};
+
+} // namespace orvsim
