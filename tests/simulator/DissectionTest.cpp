@@ -134,7 +134,10 @@ protected:
         ask(GvcpCommand::ReadRegister, {0x9998});                     // none is there
         Set("ActionGroupKey", "2");
         Set("ActionGroupMask", "1");
-        ask(GvcpCommand::Action, {0, 2, 1});
+        Tell(host.commands.Make(GvcpCommand::Action, {0, 2, 1})); // triggers nothing now
+        const Datagram scheduled =
+            host.commands.Make(GvcpCommand::Action, {0, 2, 1, 0, 1}, kFlagAcknowledge | kFlagScheduled);
+        ASSERT_FALSE(host.Ask(gige.address, scheduled).empty());
         EXPECT_NE(host.ReadMemory(gige.address, 0x0200, 512), "");
         Write(kMcp, listener.Port());
         Write(kScda, kHostAddress);
