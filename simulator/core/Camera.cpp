@@ -18,9 +18,10 @@ constexpr std::uint32_t kFirstRegister = 0x10000;
 
 DeviceEvent MakeEvent(const CameraModel::Pending &pending)
 {
+    const std::uint64_t frameNumber = pending.frameNumber.value_or(0);
     orv::ByteWriter data;
-    data.U64(pending.frameNumber);
-    return {EventIdOf(pending.kind), pending.timestampNs, pending.frameNumber, data.Take()};
+    data.U64(frameNumber);
+    return {EventIdOf(pending.kind), pending.timestampNs, frameNumber, data.Take(), pending.frameNumber.has_value()};
 }
 
 /// Settings as they are after switching on: the options' own.
@@ -59,8 +60,11 @@ struct Camera::Parts {
     std::function<void()> resetHandler GUARDED_BY(mutex);
     bool isClosed GUARDED_BY(mutex) = false;
 
+    enum class Moment { ExposureBegan, FrameDue, Over };
+    /// Waits for the next of them; Over: the deadline, or the camera is closed.
+    Moment WaitForMoment(std::chrono::steady_clock::time_point deadline) REQUIRES(mutex);
     /// Takes the frame that is due.
-    FrameJob MakeJob(std::uint64_t nowNs) REQUIRES(mutex);
+    FrameJob MakeJob() REQUIRES(mutex);
 };
 
 /// Holds the mutex while something is done to the camera; at its end, without the mutex, tells what came of it.
@@ -176,8 +180,8 @@ std::uint64_t Camera::Now() const
 
 void Camera::ResetClock()
 {
-    orv::MutexLock lock(m_parts->mutex);
-    m_parts->model.clock.Reset();
+    const Parts::Change change(*m_parts);
+    m_parts->model.ResetClock();
 }
 
 Faults Camera::CurrentFaults() const
@@ -229,36 +233,53 @@ bool Camera::IsAcquiring() const
     return m_parts->model.acquisition.IsRunning();
 }
 
-FrameJob Camera::Parts::MakeJob(std::uint64_t nowNs)
+FrameJob Camera::Parts::MakeJob()
 {
     FrameJob job;
     job.settings = model.state.frame;
     job.periodNs = model.Pace().periodNs;
-    job.lossShare = model.LossShareNow();
     job.withChunks = model.state.hasChunks;
-    const FrameClock::Taken taken = model.TakeFrame(nowNs);
+    const FrameClock::Taken taken = model.TakeFrame(model.clock.Now());
+    job.lossShare = model.LossShareOf(taken);
     job.number = taken.number;
     job.timestampNs = taken.startNs;
     return job;
+}
+
+Camera::Parts::Moment Camera::Parts::WaitForMoment(std::chrono::steady_clock::time_point deadline)
+{
+    while (!isClosed) {
+        const std::uint64_t now = model.clock.Now();
+        const FrameClock::Pace pace = model.Pace();
+        const std::optional<std::uint64_t> due = model.acquisition.NextDue(now, pace);
+        if (due.has_value() && *due <= now)
+            return Moment::FrameDue;
+        if (model.TellBegin(now))
+            return Moment::ExposureBegan;
+        if (std::chrono::steady_clock::now() >= deadline)
+            break;
+        auto until = deadline;
+        for (const std::optional<std::uint64_t> &next : {due, model.acquisition.NextStart(now, pace)}) {
+            if (next.has_value())
+                until = std::min(until, model.clock.ToHost(*next));
+        }
+        changed.WaitUntil(mutex, until);
+    }
+    return Moment::Over;
 }
 
 std::optional<FrameJob> Camera::WaitForFrame(std::int64_t timeoutMs)
 {
     Parts &parts = *m_parts;
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    const Parts::Change change(parts);
-    CameraModel &model = parts.model;
-    while (!parts.isClosed) {
-        const std::uint64_t now = model.clock.Now();
-        const std::optional<std::uint64_t> due = model.acquisition.NextDue(now, model.Pace());
-        if (due.has_value() && *due <= now)
-            return parts.MakeJob(now);
-        if (std::chrono::steady_clock::now() >= deadline)
+    while (true) {
+        const Parts::Change change(parts); // each time anew: what began is told at once
+        const Parts::Moment moment = parts.WaitForMoment(deadline);
+        if (moment == Parts::Moment::FrameDue)
+            return parts.MakeJob();
+        if (moment == Parts::Moment::Over)
             return std::nullopt;
-        const auto until = due.has_value() ? std::min(deadline, model.clock.ToHost(*due)) : deadline;
-        parts.changed.WaitUntil(parts.mutex, until);
     }
-    return std::nullopt;
 }
 
 std::shared_ptr<Frame> Camera::TakeFrame(const FrameJob &job)

@@ -31,6 +31,7 @@ struct DeviceEvent {
     std::uint64_t timestampNs = 0;
     std::uint64_t frameNumber = 0; ///< of the acquisition, as in FrameJob
     std::vector<std::uint8_t> data;
+    bool isTied = true; ///< to that frame; events of the acquisition or of the device are not
 };
 
 struct WriteResult {
@@ -67,7 +68,7 @@ public:
     std::string GetFeature(const std::string &name);
     Outcome SetFeature(const std::string &name, const std::string &text, std::string &problem);
 
-    /// Nanoseconds of the device clock; a reset starts it anew.
+    /// Nanoseconds of the device clock; a reset starts it anew. An acquisition goes on across it.
     std::uint64_t Now() const;
     void ResetClock();
 

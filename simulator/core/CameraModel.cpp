@@ -62,10 +62,9 @@ FrameClock::Pace CameraModel::Pace() const
     return pace;
 }
 
-double CameraModel::LossShareNow() const
+double CameraModel::LossShareOf(const FrameClock::Taken &taken) const
 {
-    const FrameClock::Pace pace = Pace();
-    const double period = pace.isTimer ? std::max(pace.periodNs, pace.timerNs) : pace.periodNs;
+    const double period = state.isTriggerOn ? taken.sinceLastNs : PeriodNs();
     return LossShare(wireBytes(PayloadBytes()), period, options.linkMbps);
 }
 
@@ -112,8 +111,17 @@ void CameraModel::ResetState()
     busyMs = 0;
     counters.fill(0);
     selectors = Selectors();
-    clock.Reset();
+    ResetClock();
     m_workedNs = 0;
+}
+
+void CameraModel::ResetClock()
+{
+    const std::uint64_t elapsedNs = clock.Reset();
+    acquisition.SetBack(elapsedNs);
+    if (acquisition.IsRunning())
+        m_workedNs += elapsedNs - m_startedNs;
+    m_startedNs = 0;
 }
 
 void CameraModel::AdoptAsDefault()
@@ -128,7 +136,7 @@ void CameraModel::StartAcquisition()
         return;
     m_startedNs = clock.Now();
     acquisition.Start(m_startedNs);
-    Happened(EventKind::AcquisitionStart, m_startedNs, 0);
+    Happened(EventKind::AcquisitionStart, m_startedNs);
 }
 
 void CameraModel::EndAcquisition()
@@ -137,25 +145,43 @@ void CameraModel::EndAcquisition()
         return;
     acquisition.Stop();
     const std::uint64_t now = clock.Now();
-    m_workedNs += now - std::min(now, m_startedNs); // the clock may have been reset meanwhile
-    Happened(EventKind::AcquisitionEnd, now, 0);
+    m_workedNs += now - m_startedNs;
+    Happened(EventKind::AcquisitionEnd, now);
 }
 
 Outcome CameraModel::SoftwareTrigger()
 {
     const std::uint64_t now = clock.Now();
-    const bool isTaken = acquisition.Trigger(now, Pace());
-    Happened(isTaken ? EventKind::FrameTrigger : EventKind::FrameTriggerMissed, now, 0);
+    if (acquisition.Trigger(now, Pace()))
+        Happened(EventKind::FrameTrigger, now, acquisition.NextNumber());
+    else
+        Happened(EventKind::FrameTriggerMissed, now);
     return Outcome::Ok;
+}
+
+void CameraModel::TellStart(std::uint64_t startNs, std::uint64_t frameNumber)
+{
+    const FrameClock::Pace pace = Pace();
+    if (pace.isTimer)
+        Happened(EventKind::FrameTrigger, startNs - std::min(startNs, static_cast<std::uint64_t>(pace.delayNs)),
+                 frameNumber);
+    Happened(EventKind::ExposureStart, startNs, frameNumber);
+}
+
+bool CameraModel::TellBegin(std::uint64_t nowNs)
+{
+    const std::optional<std::uint64_t> startNs = acquisition.Begin(nowNs, Pace());
+    if (startNs.has_value())
+        TellStart(*startNs, acquisition.NextNumber());
+    return startNs.has_value();
 }
 
 FrameClock::Taken CameraModel::TakeFrame(std::uint64_t nowNs)
 {
     const FrameClock::Taken taken = acquisition.Take(nowNs, Pace());
-    if (Pace().isTimer)
-        Happened(EventKind::FrameTrigger, taken.startNs, taken.number);
+    if (!taken.isToldOf)
+        TellStart(taken.startNs, taken.number);
     const auto exposureNs = static_cast<std::uint64_t>(state.frame.exposureUs * 1000);
-    Happened(EventKind::ExposureStart, taken.startNs, taken.number);
     Happened(EventKind::ExposureEnd, taken.startNs + exposureNs, taken.number);
     const bool isLast = state.acquisitionMode == AcquisitionMode::SingleFrame ||
                         (state.acquisitionMode == AcquisitionMode::MultiFrame &&
@@ -165,7 +191,7 @@ FrameClock::Taken CameraModel::TakeFrame(std::uint64_t nowNs)
     return taken;
 }
 
-void CameraModel::Happened(EventKind kind, std::uint64_t timestampNs, std::uint64_t frameNumber)
+void CameraModel::Happened(EventKind kind, std::uint64_t timestampNs, std::optional<std::uint64_t> frameNumber)
 {
     if (kind == EventKind::FrameTrigger)
         Count(CounterSource::FrameTrigger);
@@ -189,7 +215,7 @@ double CameraModel::Temperature(std::int64_t place) const
 {
     constexpr double kWarmUpSeconds = 90;
     const std::uint64_t now = clock.Now();
-    const std::uint64_t running = acquisition.IsRunning() ? now - std::min(now, m_startedNs) : 0;
+    const std::uint64_t running = acquisition.IsRunning() ? now - m_startedNs : 0;
     const double worked = static_cast<double>(m_workedNs + running) / 1e9;
     const double rise = 14 * (1 - std::exp(-worked / kWarmUpSeconds));
     return (place == 0 ? 31.0 : 27.0) + (place == 0 ? rise : rise / 2);

@@ -11,6 +11,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -50,7 +51,9 @@ public:
     /// The period in force: the set rate where one is set and possible, else the shortest.
     double PeriodNs() const;
     FrameClock::Pace Pace() const;
-    double LossShareNow() const;
+    /// Share of a frame's packets that the link cannot carry. A frame that was triggered has the link to itself since
+    /// the frame before; the sensor's pace counts for the others.
+    double LossShareOf(const FrameClock::Taken &taken) const;
 
     int WidthMax() const;
     int HeightMax() const;
@@ -64,19 +67,25 @@ public:
     /// The present settings are those of the set "Default", and what the user sets hold until they are saved.
     void AdoptAsDefault();
 
+    /// Starts the device's clock anew. An acquisition goes on at its pace.
+    void ResetClock();
+
     FrameClock acquisition;
     void StartAcquisition();
     void EndAcquisition();
     Outcome SoftwareTrigger();
+    /// Tells of the next frame's exposure when it has begun. \return whether there was something to tell.
+    bool TellBegin(std::uint64_t nowNs);
     /// Takes the frame that is due; after an acquisition's last frame it ends.
     FrameClock::Taken TakeFrame(std::uint64_t nowNs);
 
     /// Notes an event for whoever asked for it, and counts it. They leave when the mutex is released.
-    void Happened(EventKind kind, std::uint64_t timestampNs, std::uint64_t frameNumber);
+    /// \param frameNumber  that it belongs to, if any
+    void Happened(EventKind kind, std::uint64_t timestampNs, std::optional<std::uint64_t> frameNumber = {});
     struct Pending {
         EventKind kind;
         std::uint64_t timestampNs;
-        std::uint64_t frameNumber;
+        std::optional<std::uint64_t> frameNumber;
     };
     std::vector<Pending> pendingEvents;
     std::int64_t busyMs = 0; ///< the command under way takes that long
@@ -87,6 +96,7 @@ public:
 
 private:
     void Count(CounterSource source);
+    void TellStart(std::uint64_t startNs, std::uint64_t frameNumber);
 
     CameraState m_defaults;
     std::uint64_t m_workedNs = 0; ///< time spent acquiring before the present acquisition

@@ -127,7 +127,7 @@ void AddEventFeatures(CameraModel &model)
     notification.isStreamable = true;
     model.Add(notification);
     model.Add(CommandRow("TestEventGenerate", kEvents, "Makes a Test event.", [&model](std::int64_t) {
-        model.Happened(EventKind::Test, model.clock.Now(), 0);
+        model.Happened(EventKind::Test, model.clock.Now());
         return Outcome::Ok;
     }));
     for (const EventRow &row : kEventRows)

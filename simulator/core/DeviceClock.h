@@ -12,7 +12,12 @@ public:
     DeviceClock() : m_startNs(HostNs()) {}
 
     std::uint64_t Now() const { return static_cast<std::uint64_t>(HostNs() - m_startNs.load()); }
-    void Reset() { m_startNs = HostNs(); }
+    /// \return what the clock showed: earlier times of this clock lie that much lower from now on.
+    std::uint64_t Reset()
+    {
+        const std::int64_t now = HostNs();
+        return static_cast<std::uint64_t>(now - m_startNs.exchange(now));
+    }
     /// Where a time of this clock lies on the host's steady clock.
     std::chrono::steady_clock::time_point ToHost(std::uint64_t timestampNs) const
     {

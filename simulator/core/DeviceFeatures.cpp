@@ -101,7 +101,7 @@ void AddTemperature(CameraModel &model)
 void AddTimestamp(CameraModel &model)
 {
     model.Add(CommandRow("TimestampReset", kDevice, "Starts the device's clock anew.", [&model](std::int64_t) {
-        model.clock.Reset();
+        model.ResetClock();
         return Outcome::Ok;
     }));
     model.Add(CommandRow("TimestampLatch", kDevice, "Keeps the present time for TimestampLatchValue.",

@@ -75,7 +75,7 @@ GigeCamera::Parts::Parts(const CameraOptions &cameraOptions, const GigeOptions &
     PlaceDescription();
     stream.SetPathMtu(options.pathMtu);
     camera.SetEventSink([this](const DeviceEvent &event) {
-        if (messages.Push(event, stream.BlockIdOf(event.frameNumber)))
+        if (messages.Push(event, event.isTied ? stream.BlockIdOf(event.frameNumber) : 0))
             loop.Wake();
     });
     camera.SetResetHandler([this] {
