@@ -92,7 +92,10 @@ struct NodeFacts {
     std::int64_t pollingMs = 0;
     std::int64_t commandValue = 0; ///< of a Command with a literal CommandValue
     std::size_t formulaBytes = 0;  ///< length of its formulas, their expressions written out
-    std::string problem;           ///< why the node was taken out; "" when it is usable
+    std::string unit;
+    std::string toolTip;
+    int visibility = 0;  ///< 0 beginner to 3 invisible
+    std::string problem; ///< why the node was taken out; "" when it is usable
 
     bool Usable() const { return problem.empty(); }
     const Reference *Find(Link link) const;
@@ -113,7 +116,13 @@ struct Description {
     bool IsFullOfWarnings() const; ///< further ones would not be kept
     /// The usable node of that name, null when there is none.
     const NodeFacts *Find(const std::string &name) const;
-    /// Names of all features that the categories list, in tree order, each once.
+    struct Listed {
+        const NodeFacts *node;
+        int level; ///< 0: listed by the root
+    };
+    /// All categories and features that the root leads to, in tree order, each once.
+    std::vector<Listed> Tree() const;
+    /// The same without the categories, names alone.
     std::vector<std::string> FeatureNames() const;
 };
 

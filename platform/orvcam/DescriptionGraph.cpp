@@ -225,29 +225,43 @@ const NodeFacts *Description::Find(const std::string &name) const
     return &nodes[found->second];
 }
 
+std::vector<Description::Listed> Description::Tree() const
+{
+    std::vector<Listed> tree;
+    const auto root = byName.find("Root");
+    if (root == byName.end())
+        return tree;
+    struct Pending {
+        int index;
+        int level;
+    };
+    std::vector<bool> seen(nodes.size(), false);
+    std::vector<Pending> pending = {{root->second, -1}};
+    while (!pending.empty()) {
+        const Pending at = pending.back();
+        pending.pop_back();
+        const NodeFacts &node = nodes[at.index];
+        if (seen[at.index] || !node.Usable())
+            continue;
+        seen[at.index] = true;
+        if (at.level >= 0)
+            tree.push_back({&node, at.level});
+        if (node.kind != NodeKind::Category)
+            continue;
+        for (auto reference = node.references.rbegin(); reference != node.references.rend(); ++reference) {
+            if (reference->link == Link::Feature && reference->target >= 0)
+                pending.push_back({reference->target, at.level + 1});
+        }
+    }
+    return tree;
+}
+
 std::vector<std::string> Description::FeatureNames() const
 {
     std::vector<std::string> names;
-    const auto root = byName.find("Root");
-    if (root == byName.end())
-        return names;
-    std::vector<bool> seen(nodes.size(), false);
-    std::vector<int> pending = {root->second};
-    while (!pending.empty()) {
-        const int index = pending.back();
-        pending.pop_back();
-        if (seen[index] || !nodes[index].Usable())
-            continue;
-        seen[index] = true;
-        const NodeFacts &node = nodes[index];
-        if (node.kind != NodeKind::Category) {
-            names.push_back(node.name);
-            continue;
-        }
-        for (auto reference = node.references.rbegin(); reference != node.references.rend(); ++reference) {
-            if (reference->link == Link::Feature && reference->target >= 0)
-                pending.push_back(reference->target);
-        }
+    for (const Listed &listed : Tree()) {
+        if (listed.node->kind != NodeKind::Category)
+            names.push_back(listed.node->name);
     }
     return names;
 }

@@ -85,6 +85,11 @@ const Link *FindLink(const std::string &tag)
     return nullptr;
 }
 
+int VisibilityOf(const std::string &text)
+{
+    return text == "Expert" ? 1 : text == "Guru" ? 2 : text == "Invisible" ? 3 : 0;
+}
+
 bool IsRegister(NodeKind kind)
 {
     return kind == NodeKind::IntReg || kind == NodeKind::MaskedIntReg || kind == NodeKind::FloatReg ||

@@ -12,5 +12,7 @@ NodeKind KindOf(const std::string &tag);
 /// What a reference element stands for; null for other elements.
 const Link *FindLink(const std::string &tag);
 bool IsRegister(NodeKind kind);
+/// 0 for "Beginner", and for anything unknown, to 3 for "Invisible".
+int VisibilityOf(const std::string &text);
 
 } // namespace orv::cam

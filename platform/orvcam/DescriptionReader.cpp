@@ -384,6 +384,12 @@ void Reader::EndLeaf(Element &element)
         node.pollingMs = std::strtoll(value.c_str(), nullptr, 0);
     } else if (element.tag == "CommandValue") {
         node.commandValue = std::strtoll(value.c_str(), nullptr, 0);
+    } else if (element.tag == "Unit") {
+        node.unit = value;
+    } else if (element.tag == "ToolTip") {
+        node.toolTip = value;
+    } else if (element.tag == "Visibility") {
+        node.visibility = VisibilityOf(value);
     }
     TakeFormula(element, &value);
     m_out.Append(XmlEscaped(value));

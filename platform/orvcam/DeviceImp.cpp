@@ -94,6 +94,22 @@ OrvCam::FeatureArray *DeviceImp::GetCameraParameters(int index)
     return index == 0 ? m_features.get() : nullptr;
 }
 
+OrvCam::FeatureArray *DeviceImp::GetInterfaceParameters()
+{
+    return m_interface->Features();
+}
+
+int DeviceImp::FetchDescriptionXml(std::string *xml)
+{
+    if (m_lost)
+        return ORV_CAM_ERR_DEVICE_LOST;
+    std::string error = "there is no port";
+    if (m_port && FetchDescription(m_port->DescriptionUrls(), *m_port, xml, &error))
+        return ORV_CAM_OK;
+    LogWarning("The description of " + m_description.model + " cannot be read: " + error);
+    return m_lost ? ORV_CAM_ERR_DEVICE_LOST : ORV_CAM_ERR_XML;
+}
+
 unsigned int DeviceImp::GetStreamCount()
 {
     MutexLock lock(m_streamsMutex);
@@ -107,7 +123,7 @@ OrvCam::Stream *DeviceImp::GetStreamByIndex(unsigned int index)
         return nullptr;
     if (!m_streams[index]) {
         std::string error;
-        m_streams[index] = StreamImp::Open(m_calls, m_handle, index, m_features.get(), m_lost, &error);
+        m_streams[index] = StreamImp::Open(m_interface->Owner(), m_handle, index, m_features.get(), m_lost, &error);
         if (!m_streams[index])
             LogWarning("Stream " + std::to_string(index) + " of " + m_description.model +
                        " cannot be opened: " + error);

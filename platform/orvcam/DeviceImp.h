@@ -27,6 +27,8 @@ public:
 
     const OrvCam::DeviceDescription &GetDescription() const override { return m_description; }
     OrvCam::FeatureArray *GetCameraParameters(int index = 0) override;
+    OrvCam::FeatureArray *GetInterfaceParameters() override;
+    int FetchDescriptionXml(std::string *xml) override;
     unsigned int GetStreamCount() override;
     OrvCam::Stream *GetStreamByIndex(unsigned int index) override EXCLUDES(m_streamsMutex);
     int RegisterEvent(int eventType, OrvCam::EventCallback callback, void *context) override EXCLUDES(m_eventsMutex);

@@ -9,6 +9,28 @@
 
 namespace orv::cam {
 
+namespace {
+
+OrvCam::FeatureKind FeatureKindOf(NodeKind kind)
+{
+    using OrvCam::FeatureKind;
+    if (kind == NodeKind::Category)
+        return FeatureKind::Category;
+    if (IntegerNodeImp::Covers(kind))
+        return FeatureKind::Integer;
+    if (FloatNodeImp::Covers(kind))
+        return FeatureKind::Float;
+    if (BooleanNodeImp::Covers(kind))
+        return FeatureKind::Boolean;
+    if (EnumerationNodeImp::Covers(kind))
+        return FeatureKind::Enumeration;
+    if (StringNodeImp::Covers(kind))
+        return FeatureKind::String;
+    return CommandNodeImp::Covers(kind) ? FeatureKind::Command : FeatureKind::Register;
+}
+
+} // namespace
+
 FeatureArrayImp::FeatureArrayImp(std::unique_ptr<NodeMap> map) : m_map(std::move(map)) {}
 
 FeatureArrayImp::~FeatureArrayImp() = default;
@@ -172,6 +194,27 @@ int FeatureArrayImp::GetUnlockedAccess(const NodeFacts &feature, OrvCam::Access 
 std::vector<std::string> FeatureArrayImp::FeatureNames()
 {
     return m_map->facts.FeatureNames();
+}
+
+std::vector<OrvCam::FeatureInfo> FeatureArrayImp::FeatureTree()
+{
+    std::vector<OrvCam::FeatureInfo> tree;
+    for (const Description::Listed &listed : m_map->facts.Tree()) {
+        const NodeFacts &node = *listed.node;
+        tree.push_back({node.name, FeatureKindOf(node.kind), listed.level, node.unit, node.toolTip,
+                        static_cast<OrvCam::Visibility>(node.visibility)});
+    }
+    return tree;
+}
+
+OrvCam::Access FeatureArrayImp::GetAccess(const char *name)
+{
+    const NodeFacts *facts = name != nullptr ? m_map->facts.Find(name) : nullptr;
+    if (facts == nullptr)
+        return OrvCam::Access::NotImplemented;
+    MutexLock lock(m_map->mutex);
+    OrvCam::Access access = OrvCam::Access::NotAvailable;
+    return m_map->GetAccess(*facts, &access) == ORV_CAM_OK ? access : OrvCam::Access::NotAvailable;
 }
 
 } // namespace orv::cam

@@ -29,6 +29,8 @@ public:
     int ExecuteCommand(const char *name) override;
     int SetIntegerValue(const char *name, std::int64_t value) override;
     std::vector<std::string> FeatureNames() override;
+    std::vector<OrvCam::FeatureInfo> FeatureTree() override;
+    OrvCam::Access GetAccess(const char *name) override;
 
     /// What may be done with a feature whenever it is not locked.
     int GetUnlockedAccess(const NodeFacts &feature, OrvCam::Access *access) EXCLUDES(m_map->mutex);

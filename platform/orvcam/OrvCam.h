@@ -156,6 +156,10 @@ public:
     virtual const DeviceDescription &GetDescription() const = 0;
     /// The camera's features; null when its description could not be loaded. \param index 0: the camera itself.
     virtual FeatureArray *GetCameraParameters(int index = 0) = 0;
+    /// The features of the host's interface that the device was found on; null when its producer describes none.
+    virtual FeatureArray *GetInterfaceParameters() { return nullptr; }
+    /// Reads the camera's GenICam description anew, unpacked and otherwise as it came. Many register round trips.
+    virtual int FetchDescriptionXml(std::string * /*xml*/) { return ORV_CAM_ERR_NOT_IMPLEMENTED; }
     virtual unsigned int GetStreamCount() = 0;
     /// Null when the device has no such stream. Owned by the device.
     virtual Stream *GetStreamByIndex(unsigned int index) = 0;
@@ -190,7 +194,7 @@ public:
     /// ORV_CAM_ERR_NOT_IMPLEMENTED when the producer has no such feature, ORV_CAM_ERR_TIMEOUT without an answer.
     virtual int ForceAddress(const DeviceDescription &device, const std::string &address, const std::string &subnetMask,
                              const std::string &gateway) = 0;
-    /// Why the last CreateDevice of this thread returned null: a sentence for a person, and the status.
+    /// Why the last CreateDevice or ForceAddress of this thread failed: a sentence for a person, and the status.
     virtual int LastError(std::string *text) = 0;
 
 protected:

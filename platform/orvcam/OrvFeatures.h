@@ -16,6 +16,17 @@ namespace OrvCam {
 /// What may be done with a feature now.
 enum class Access { NotImplemented, NotAvailable, ReadOnly, WriteOnly, ReadWrite };
 enum class Visibility { Beginner = 0, Expert = 1, Guru = 2, Invisible = 3 };
+enum class FeatureKind { Category, Integer, Float, Boolean, Enumeration, String, Command, Register };
+
+/// What the description says of a feature, apart from its value and limits. Does not change.
+struct FeatureInfo {
+    std::string name;
+    FeatureKind kind = FeatureKind::Register;
+    int level = 0; ///< in the tree; 0: listed by the root
+    std::string unit;
+    std::string toolTip;
+    Visibility visibility = Visibility::Beginner;
+};
 
 class Node {
 public:
@@ -97,6 +108,10 @@ public:
     virtual int SetIntegerValue(const char *name, std::int64_t value) = 0;
     /// Names of all features that the description's categories list, in tree order.
     virtual std::vector<std::string> FeatureNames() = 0;
+    /// The categories and their features, each once and a category before what it lists. No register round trips.
+    virtual std::vector<FeatureInfo> FeatureTree() { return {}; }
+    /// Of a feature of any kind, commands included; NotImplemented where there is none.
+    virtual Access GetAccess(const char * /*name*/) { return Access::NotImplemented; }
 
 protected:
     ~FeatureArray() = default;

@@ -1,8 +1,10 @@
 #include "orvcam/Producer.h"
 
 #include "gentl/NuvarkCustom.h"
+#include "orvcam/DescriptionSource.h"
 #include "orvcam/GenTLInfo.h"
 #include "orvcam/Log.h"
+#include "orvcam/OrvStatus.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -12,6 +14,7 @@ namespace orv::cam {
 namespace {
 
 constexpr std::uint64_t kInterfaceUpdateMs = 200;
+constexpr std::uint64_t kSelectionWindowMs = 500;
 /// More than any producer has; a bound on what a broken one may claim.
 constexpr std::uint32_t kMaxListed = 4096;
 
@@ -169,14 +172,19 @@ Interface::~Interface()
     Calls().IFClose(m_handle);
 }
 
+void Interface::UpdateDevices(std::uint64_t windowMs)
+{
+    const GC_ERROR result = Calls().IFUpdateDeviceList(m_handle, nullptr, windowMs);
+    if (result != GC_ERR_SUCCESS)
+        LogWarning(m_description.text + ": " + GenTLErrorText(Calls(), "IFUpdateDeviceList", result));
+}
+
 std::vector<OrvCam::DeviceDescription> Interface::Discover(std::uint64_t windowMs)
 {
     MutexLock lock(m_mutex);
     const gentl::Functions &calls = Calls();
     std::vector<OrvCam::DeviceDescription> devices;
-    const GC_ERROR result = calls.IFUpdateDeviceList(m_handle, nullptr, windowMs);
-    if (result != GC_ERR_SUCCESS)
-        LogWarning(m_description.text + ": " + GenTLErrorText(calls, "IFUpdateDeviceList", result));
+    UpdateDevices(windowMs);
     std::uint32_t count = 0;
     if (calls.IFGetNumDevices(m_handle, &count) != GC_ERR_SUCCESS)
         return devices;
@@ -228,6 +236,39 @@ GC_ERROR Interface::OpenDevice(const std::string &deviceId, DEVICE_ACCESS_FLAGS 
     *device = nullptr;
     const GC_ERROR result = Calls().IFOpenDevice(m_handle, deviceId.c_str(), access, device);
     return result == GC_ERR_SUCCESS && *device == nullptr ? GC_ERR_ERROR : result;
+}
+
+FeatureArrayImp *Interface::Features()
+{
+    static const std::atomic<bool> neverLost{false};
+    MutexLock lock(m_featuresMutex);
+    if (m_featuresTried)
+        return m_features.get();
+    m_featuresTried = true;
+    // The module's handle is that of its port as well.
+    m_port = std::make_unique<DevicePort>(Calls(), m_handle, neverLost);
+    std::string xml;
+    std::string error;
+    if (FetchDescription(m_port->DescriptionUrls(), *m_port, &xml, &error))
+        m_features = FeatureArrayImp::Create(xml, *m_port, &error);
+    if (!m_features)
+        LogInfo("The interface " + m_description.text + " has no usable features: " + error);
+    return m_features.get();
+}
+
+int Interface::ForceAddress(const OrvCam::DeviceDescription &device, const ForcedAddress &address, std::string *error)
+{
+    FeatureArrayImp *features = Features();
+    if (features == nullptr) {
+        *error = "The GenTL producer " + m_producer.FileName() + " cannot set addresses.";
+        return ORV_CAM_ERR_NOT_IMPLEMENTED;
+    }
+    MutexLock lock(m_mutex);
+    const int status = ForceAddressThrough(*features, device, address, error);
+    if (status != ORV_CAM_ERR_NOT_FOUND)
+        return status;
+    UpdateDevices(kSelectionWindowMs); // it may have left the list since it was seen
+    return ForceAddressThrough(*features, device, address, error);
 }
 
 std::string Interface::HolderOf(const std::string &deviceId) const

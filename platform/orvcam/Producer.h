@@ -2,6 +2,9 @@
 
 #include "base/Mutex.h"
 #include "gentl/Library.h"
+#include "orvcam/DevicePort.h"
+#include "orvcam/FeatureArrayImp.h"
+#include "orvcam/ForceAddress.h"
 #include "orvcam/OrvCam.h"
 
 #include <map>
@@ -69,16 +72,26 @@ public:
     /// One device's infos as the producer has them now.
     OrvCam::DeviceDescription Describe(const std::string &deviceId) const;
     GC_ERROR OpenDevice(const std::string &deviceId, DEVICE_ACCESS_FLAGS access, DEV_HANDLE *device) const;
+    /// The interface's own features; null when it describes none. They live as long as the interface.
+    FeatureArrayImp *Features() EXCLUDES(m_featuresMutex);
+    /// See OrvCam::System. \return a status, with a sentence in `*error` on failure.
+    int ForceAddress(const OrvCam::DeviceDescription &device, const ForcedAddress &address, std::string *error)
+        EXCLUDES(m_mutex);
     /// Who holds the device, "192.168.10.1:50123"; "" when that is not known.
     std::string HolderOf(const std::string &deviceId) const;
 
 private:
+    void UpdateDevices(std::uint64_t windowMs) REQUIRES(m_mutex);
     std::string DeviceText(const std::string &deviceId, DEVICE_INFO_CMD command) const;
 
     const Producer &m_producer;
     const IF_HANDLE m_handle;
     const OrvCam::InterfaceDescription m_description;
-    Mutex m_mutex; ///< one update or listing of devices at a time
+    Mutex m_mutex; ///< one update or listing of devices at a time, and none while one is selected by number
+    Mutex m_featuresMutex;
+    bool m_featuresTried GUARDED_BY(m_featuresMutex) = false;
+    std::unique_ptr<DevicePort> m_port GUARDED_BY(m_featuresMutex);
+    std::unique_ptr<FeatureArrayImp> m_features GUARDED_BY(m_featuresMutex);
 };
 
 } // namespace orv::cam

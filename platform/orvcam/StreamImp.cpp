@@ -1,5 +1,6 @@
 #include "orvcam/StreamImp.h"
 
+#include "gentl/NuvarkCustom.h"
 #include "orvcam/GenTLInfo.h"
 #include "orvcam/Log.h"
 #include "orvcam/OrvStatus.h"
@@ -58,9 +59,10 @@ BufferImp::~BufferImp()
     std::free(m_memory);
 }
 
-std::unique_ptr<StreamImp> StreamImp::Open(const gentl::Functions &calls, DEV_HANDLE device, std::uint32_t index,
+std::unique_ptr<StreamImp> StreamImp::Open(const Producer &producer, DEV_HANDLE device, std::uint32_t index,
                                            FeatureArrayImp *features, const std::atomic<bool> &lost, std::string *error)
 {
+    const gentl::Functions &calls = producer.Calls();
     std::string id;
     QueryText(
         [&](INFO_DATATYPE *, void *buffer, std::size_t *size) {
@@ -81,13 +83,13 @@ std::unique_ptr<StreamImp> StreamImp::Open(const gentl::Functions &calls, DEV_HA
         calls.DSClose(stream);
         return nullptr;
     }
-    return std::unique_ptr<StreamImp>(new StreamImp(calls, stream, newBuffer, features, lost));
+    return std::unique_ptr<StreamImp>(new StreamImp(producer, stream, newBuffer, features, lost));
 }
 
-StreamImp::StreamImp(const gentl::Functions &calls, DS_HANDLE stream, EVENT_HANDLE newBuffer, FeatureArrayImp *features,
+StreamImp::StreamImp(const Producer &producer, DS_HANDLE stream, EVENT_HANDLE newBuffer, FeatureArrayImp *features,
                      const std::atomic<bool> &lost)
-    : m_calls(calls), m_stream(stream), m_newBuffer(newBuffer), m_features(features), m_lost(lost),
-      m_infoReader(calls, stream)
+    : m_calls(producer.Calls()), m_isOurs(producer.IsOurs()), m_stream(stream), m_newBuffer(newBuffer),
+      m_features(features), m_lost(lost), m_infoReader(m_calls, stream)
 {
 }
 
@@ -242,6 +244,7 @@ int StreamImp::StartAcquisition(std::uint64_t count, unsigned int)
             return ORV_CAM_ERR_INVALID_STATE;
     }
     ReadConfiguredFormat();
+    m_incomplete = 0;
     if (m_startedBefore)
         m_calls.DSFlushQueue(m_stream, ACQ_QUEUE_ALL_TO_INPUT); // frames of the run before
     const GC_ERROR result = m_calls.DSStartAcquisition(m_stream, ACQ_START_FLAGS_DEFAULT, count);
@@ -322,6 +325,7 @@ BufferImp *StreamImp::TakeFilled(BUFFER_HANDLE handle)
     m_infoReader.Read(handle, buffer->Memory(), &m_info);
     buffer->SetView(ViewOf(m_info, m_configured, buffer->Memory(), buffer->Bytes()));
     buffer->lent = true;
+    m_incomplete += buffer->IsIncomplete() ? 1 : 0;
     return buffer;
 }
 
@@ -365,10 +369,34 @@ int StreamImp::QueueBuffer(OrvCam::Buffer *buffer)
 
 OrvCam::StreamStatistics StreamImp::GetStatistics()
 {
-    OrvCam::StreamStatistics statistics;
-    statistics.delivered = StreamInfo(STREAM_INFO_NUM_DELIVERED, 0);
-    statistics.underruns = StreamInfo(STREAM_INFO_NUM_UNDERRUN, 0);
-    statistics.started = StreamInfo(STREAM_INFO_NUM_STARTED, 0);
+    using Statistics = OrvCam::StreamStatistics;
+    struct Row {
+        STREAM_INFO_CMD command;
+        std::uint64_t Statistics::*figure;
+    };
+    constexpr Row kStandard[] = {{STREAM_INFO_NUM_DELIVERED, &Statistics::delivered},
+                                 {STREAM_INFO_NUM_UNDERRUN, &Statistics::underruns},
+                                 {STREAM_INFO_NUM_STARTED, &Statistics::started}};
+    constexpr Row kOurs[] = {{NUVARK_STREAM_INFO_NUM_INCOMPLETE, &Statistics::incomplete},
+                             {NUVARK_STREAM_INFO_NUM_PACKETS, &Statistics::packets},
+                             {NUVARK_STREAM_INFO_NUM_REQUESTED, &Statistics::requested},
+                             {NUVARK_STREAM_INFO_NUM_RESENT, &Statistics::resent},
+                             {NUVARK_STREAM_INFO_NUM_MISSING, &Statistics::missing},
+                             {NUVARK_STREAM_INFO_NUM_DUPLICATES, &Statistics::duplicates},
+                             {NUVARK_STREAM_INFO_NUM_LATE, &Statistics::late},
+                             {NUVARK_STREAM_INFO_NUM_REFUSED, &Statistics::refused},
+                             {NUVARK_STREAM_INFO_NUM_UNUSABLE, &Statistics::unusable},
+                             {NUVARK_STREAM_INFO_NUM_OVERSIZED, &Statistics::oversized},
+                             {NUVARK_STREAM_INFO_KERNEL_DROPS, &Statistics::kernelDrops},
+                             {NUVARK_STREAM_INFO_RECEIVE_BUFFER, &Statistics::receiveBuffer},
+                             {NUVARK_STREAM_INFO_WANTED_BUFFER, &Statistics::wantedReceiveBuffer},
+                             {NUVARK_STREAM_INFO_PACKET_SIZE, &Statistics::packetSize}};
+    Statistics statistics;
+    statistics.incomplete = m_incomplete; // what we have seen ourselves, where the producer does not tell
+    const auto take = [&](const Row &row) { statistics.*row.figure = StreamInfo(row.command, statistics.*row.figure); };
+    std::for_each(std::begin(kStandard), std::end(kStandard), take);
+    if (m_isOurs)
+        std::for_each(std::begin(kOurs), std::end(kOurs), take);
     return statistics;
 }
 

@@ -4,6 +4,7 @@
 #include "orvcam/FeatureArrayImp.h"
 #include "orvcam/FrameInfo.h"
 #include "orvcam/OrvCam.h"
+#include "orvcam/Producer.h"
 
 #include <atomic>
 #include <memory>
@@ -50,7 +51,7 @@ private:
 class StreamImp final : public OrvCam::Stream {
 public:
     /// \param features  the camera's, for its payload size; may be null. Both borrowed, with `lost`, for the life.
-    static std::unique_ptr<StreamImp> Open(const gentl::Functions &calls, DEV_HANDLE device, std::uint32_t index,
+    static std::unique_ptr<StreamImp> Open(const Producer &producer, DEV_HANDLE device, std::uint32_t index,
                                            FeatureArrayImp *features, const std::atomic<bool> &lost,
                                            std::string *error);
     ~StreamImp();
@@ -71,7 +72,7 @@ public:
     void Wake() EXCLUDES(m_pauseMutex);
 
 private:
-    StreamImp(const gentl::Functions &calls, DS_HANDLE stream, EVENT_HANDLE newBuffer, FeatureArrayImp *features,
+    StreamImp(const Producer &producer, DS_HANDLE stream, EVENT_HANDLE newBuffer, FeatureArrayImp *features,
               const std::atomic<bool> &lost);
 
     std::uint64_t StreamInfo(STREAM_INFO_CMD command, std::uint64_t otherwise) const;
@@ -86,6 +87,7 @@ private:
     void PauseAfterFailure() EXCLUDES(m_pauseMutex);
 
     const gentl::Functions &m_calls;
+    const bool m_isOurs; ///< the producer
     const DS_HANDLE m_stream;
     const EVENT_HANDLE m_newBuffer;
     FeatureArrayImp *const m_features;
@@ -93,8 +95,9 @@ private:
     std::atomic<bool> m_running{false};
     bool m_startedBefore = false; ///< since the buffers were allocated
 
-    std::atomic<int> m_waiting{0};     ///< threads in GetBuffer
-    std::atomic<bool> m_cancel{false}; ///< the next GetBuffer to see it takes it
+    std::atomic<std::uint64_t> m_incomplete{0}; ///< fetched since the start
+    std::atomic<int> m_waiting{0};              ///< threads in GetBuffer
+    std::atomic<bool> m_cancel{false};          ///< the next GetBuffer to see it takes it
     std::atomic<bool> m_closing{false};
     Mutex m_pauseMutex; ///< guards nothing but the wait of m_pauseEnd
     ConditionVariable m_pauseEnd;

@@ -199,10 +199,38 @@ OrvCam::InterfaceList *SystemImp::GetInterfaceList(unsigned int mask)
     return new InterfaceListImp(Discover(mask));
 }
 
-int SystemImp::ForceAddress(const OrvCam::DeviceDescription &, const std::string &, const std::string &,
-                            const std::string &)
+std::shared_ptr<Interface> SystemImp::InterfaceOf(const OrvCam::DeviceDescription &device)
 {
-    return ORV_CAM_ERR_NOT_IMPLEMENTED;
+    Producer *owner = nullptr;
+    for (Producer *producer : Producers()) {
+        if (producer->FileName() == device.interface.producer)
+            owner = producer;
+    }
+    if (owner == nullptr) {
+        Fail(ORV_CAM_ERR_NO_PRODUCER, "The GenTL producer " + device.interface.producer + " is not open.");
+        return nullptr;
+    }
+    std::string error;
+    std::shared_ptr<Interface> interface = owner->FindInterface(device.interface.id, &error);
+    if (!interface)
+        Fail(ORV_CAM_ERR_NOT_FOUND, error);
+    return interface;
+}
+
+int SystemImp::ForceAddress(const OrvCam::DeviceDescription &device, const std::string &address,
+                            const std::string &subnetMask, const std::string &gateway)
+{
+    ForcedAddress forced;
+    std::string error;
+    if (!ParseForcedAddress(address, subnetMask, gateway, &forced, &error))
+        return Fail(ORV_CAM_ERR_INVALID_PARAMETER, error);
+    const std::shared_ptr<Interface> interface = InterfaceOf(device);
+    if (!interface)
+        return ThisThreadsFailure().status;
+    const int status = interface->ForceAddress(device, forced, &error);
+    if (status == ORV_CAM_OK)
+        LogInfo("The camera " + NameOf(device) + " was given the address " + address + ", mask " + subnetMask);
+    return status == ORV_CAM_OK ? status : Fail(status, error);
 }
 
 int SystemImp::LastError(std::string *text)
@@ -220,21 +248,9 @@ OrvCam::Device *SystemImp::CreateDevice(const OrvCam::DeviceDescription &descrip
         Fail(ORV_CAM_ERR_INVALID_PARAMETER, "There is no way " + std::to_string(access) + " of opening a camera.");
         return nullptr;
     }
-    Producer *owner = nullptr;
-    for (Producer *producer : Producers()) {
-        if (producer->FileName() == description.interface.producer)
-            owner = producer;
-    }
-    if (owner == nullptr) {
-        Fail(ORV_CAM_ERR_NO_PRODUCER, "The GenTL producer " + description.interface.producer + " is not open.");
+    const std::shared_ptr<Interface> interface = InterfaceOf(description);
+    if (!interface)
         return nullptr;
-    }
-    std::string error;
-    const std::shared_ptr<Interface> interface = owner->FindInterface(description.interface.id, &error);
-    if (!interface) {
-        Fail(ORV_CAM_ERR_NOT_FOUND, error);
-        return nullptr;
-    }
     DEV_HANDLE handle = nullptr;
     GC_ERROR result = interface->OpenDevice(description.id, flag, &handle);
     if (result == GC_ERR_NOT_IMPLEMENTED && flag == DEVICE_ACCESS_CONTROL)

@@ -35,6 +35,8 @@ private:
     int Load(const std::string &path, std::string *error) EXCLUDES(m_mutex);
     std::vector<Producer *> Producers() EXCLUDES(m_mutex);
     std::vector<struct InterfaceDevices> Discover(unsigned int mask);
+    /// \return null with the failure remembered for this thread.
+    std::shared_ptr<Interface> InterfaceOf(const OrvCam::DeviceDescription &device);
 
     Mutex m_mutex; ///< held while a producer is loaded, so that none is loaded twice
     std::vector<std::unique_ptr<Producer>> m_producers GUARDED_BY(m_mutex);
