@@ -355,6 +355,7 @@ void Bootstrap::ResetState()
     SetPacketSize(fresh, kDontFragmentBit | std::min<std::uint32_t>(m_firstPacketSize, 0xffff));
     for (const auto word : kLastingWords)
         fresh.*word = m_state.*word;
+    fresh.isLegacy = m_isLegacy;
     fresh.caller = m_state.caller;
     fresh.changes = m_state.changes | kStreamChanged | kMessagesChanged;
     if (m_state.IsControlled())

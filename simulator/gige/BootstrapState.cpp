@@ -33,6 +33,7 @@ StreamTarget BootstrapState::Stream() const
     target.extendedIds = (gvspConfiguration & kExtendedIds) != 0;
     target.allIn = (streamConfiguration & kAllIn) != 0;
     target.extendedStatus = (gvcpConfiguration & kConfigStatusCodes1) != 0;
+    target.oldChunkType = isLegacy;
     target.resendToRequester = (streamConfiguration & kResendDestination) != 0;
     return target;
 }

@@ -96,6 +96,7 @@ struct BootstrapState {
     std::uint32_t actionGroupKey = 0;
     std::uint32_t actionGroupMask = 0;
 
+    bool isLegacy = false;          ///< version 1.2
     std::uint32_t changes = 0;      ///< Change bits that nobody has acted on yet
     std::optional<Endpoint> caller; ///< whose write is being done; none: the camera's own
 

@@ -61,16 +61,19 @@ void WriteHeader(HeadWriter &out, const Header &header, bool extendedIds)
     out.U32(header.packetId);
 }
 
-std::uint16_t PayloadType(const Frame &frame)
+std::uint16_t PayloadType(const Block &block)
 {
-    return frame.hasChunks ? kPayloadImage | kPayloadChunksFollow : kPayloadImage;
+    if (!block.frame->hasChunks)
+        return kPayloadImage;
+    return block.oldChunkType ? kPayloadExtendedChunks : kPayloadImage | kPayloadChunksFollow;
 }
 
-void WriteLeader(HeadWriter &out, const Frame &frame)
+void WriteLeader(HeadWriter &out, const Block &block)
 {
+    const Frame &frame = *block.frame;
     const FrameSettings &settings = frame.settings;
     out.U16(0); // no interlaced fields
-    out.U16(PayloadType(frame));
+    out.U16(PayloadType(block));
     out.U64(frame.timestampNs);
     out.U32(orv::WireFromPixelType(settings.pixelType));
     out.U32(static_cast<std::uint32_t>(settings.width));
@@ -80,14 +83,19 @@ void WriteLeader(HeadWriter &out, const Frame &frame)
     out.U32(0); // no padding of lines or image
 }
 
-void WriteTrailer(HeadWriter &out, const Frame &frame)
+void WriteTrailer(HeadWriter &out, const Block &block)
 {
+    const Frame &frame = *block.frame;
+    const auto height = static_cast<std::uint32_t>(frame.settings.height);
+    const auto bytes = static_cast<std::uint32_t>(frame.payload.size());
     out.U16(0);
-    out.U16(PayloadType(frame));
-    out.U32(static_cast<std::uint32_t>(frame.settings.height));
-    if (!frame.hasChunks)
+    out.U16(PayloadType(block));
+    if (!frame.hasChunks) {
+        out.U32(height);
         return;
-    out.U32(static_cast<std::uint32_t>(frame.payload.size()));
+    }
+    out.U32(block.oldChunkType ? bytes : height); // the other order with the other type
+    out.U32(block.oldChunkType ? height : bytes);
     out.U32(0); // one layout only
 }
 
@@ -135,6 +143,7 @@ Block MakeBlock(std::shared_ptr<const Frame> frame, const StreamTarget &target, 
     block.id = id;
     block.extendedIds = target.extendedIds;
     block.extendedStatus = target.extendedStatus;
+    block.oldChunkType = target.oldChunkType;
     block.packetSize = Usable(target.packetSize);
     block.dataBytes = DataBytes(target.packetSize, target.extendedIds);
     const std::size_t allInBytes = kLeaderBytes + TrailerBytes(*frame) + frame->payload.size();
@@ -160,9 +169,9 @@ Packet MakePacket(const Block &block, std::uint32_t packetId, Sending sending)
     HeadWriter out(packet);
     WriteHeader(out, header, block.extendedIds);
     if (header.format == Format::Leader || header.format == Format::AllIn)
-        WriteLeader(out, *block.frame);
+        WriteLeader(out, block);
     if (header.format == Format::Trailer || header.format == Format::AllIn)
-        WriteTrailer(out, *block.frame);
+        WriteTrailer(out, block);
     if (header.format == Format::AllIn)
         packet.body = {block.frame->payload.data(), block.frame->payload.size()};
     if (header.format == Format::Payload)

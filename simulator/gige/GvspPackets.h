@@ -18,7 +18,8 @@ namespace gvsp {
 enum class Format : std::uint8_t { Leader = 1, Trailer = 2, Payload = 3, AllIn = 4 };
 
 constexpr std::uint16_t kPayloadImage = 0x0001;
-constexpr std::uint16_t kPayloadChunksFollow = 0x4000;
+constexpr std::uint16_t kPayloadExtendedChunks = 0x0005; ///< image and chunks before version 2.0
+constexpr std::uint16_t kPayloadChunksFollow = 0x4000;   ///< since version 2.0
 
 constexpr std::uint16_t kStatusResent = 0x0100;      ///< of a standard packet; an extended one has kFlagResent
 constexpr std::uint16_t kStatusUnavailable = 0x800c; ///< gone, or never was
@@ -57,6 +58,7 @@ struct Block {
     std::uint64_t id = 0; ///< as on the wire
     bool extendedIds = false;
     bool extendedStatus = true; ///< see StreamTarget
+    bool oldChunkType = false;  ///< the same
     bool isAllIn = false;
     std::uint32_t packetSize = 0; ///< of a full IP packet
     std::uint32_t dataBytes = 0;  ///< of a full payload packet

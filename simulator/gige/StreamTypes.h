@@ -16,6 +16,7 @@ struct StreamTarget {
     bool allIn = false; ///< a frame that fits one packet goes as one
     /// The host understands the status codes of GigE Vision 1.1: resent packets and those not sent yet are marked so.
     bool extendedStatus = true;
+    bool oldChunkType = false;      ///< frames with chunks are of version 1.2's payload type
     bool resendToRequester = false; ///< sent again to whoever asked, not to the stream's destination
 };
 

@@ -255,6 +255,7 @@ TEST(Legacy, HasNeitherLongIdsNorTheRegistersOfVersion2)
     for (const std::uint32_t address : {0x092C, 0x0930, 0x0958, 0x0960, 0x0964, 0x0B1C, 0x0D1C, 0x0D20, 0x0D24})
         EXPECT_EQ(fixture.Status(kHost, fixture.commands.Read(address)), 0x8003) << std::hex << address;
     EXPECT_EQ(fixture.Read(0x0934) & kConfigStatusCodes2, 0U);
+    EXPECT_TRUE(fixture.device.target.oldChunkType);
     EXPECT_EQ(fixture.Handle(kHost, Hex("42 01 0002 0000 FFFF"))[0].bytes.size(), 256U);
 }
 

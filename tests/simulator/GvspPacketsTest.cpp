@@ -45,6 +45,7 @@ struct LayoutCase {
     Sending sending;
     std::size_t size; ///< of the whole datagram
     const char *begin;
+    bool oldChunkType = false;
 };
 
 constexpr std::uint64_t kShortId = 0x1234;
@@ -66,6 +67,11 @@ const LayoutCase kLayouts[] = {
     {"leader with chunks", false, 24, 0, Sending::First, 44, "0000 1234 01 000000 0000 4001 000000E8D4A51000 01080001"},
     {"trailer with chunks: 307224 bytes", false, 24, 211, Sending::First, 24,
      "0000 1234 02 0000D3 0000 4001 000001E0 0004B018 00000000"},
+    {"leader with chunks, version 1.2", false, 24, 0, Sending::First, 44,
+     "0000 1234 01 000000 0000 0005 000000E8D4A51000 01080001", true},
+    {"trailer with chunks, version 1.2: size and height change places", false, 24, 211, Sending::First, 24,
+     "0000 1234 02 0000D3 0000 0005 0004B018 000001E0 00000000", true},
+    {"image alone, version 1.2", false, 0, 211, Sending::First, 16, "0000 1234 02 0000D3 0000 0001 000001E0", true},
     {"resent, standard", false, 0, 5, Sending::Again, 1472, "0100 1234 03 000005"},
     {"resent, extended", true, 0, 5, Sending::Again, 1472, "0000 0001 83 0000 00 0000000123456789 00000005"},
     {"last payload packet is as short as its rest", false, 0, 210, Sending::First, 8 + 307200 - 209 * 1464,
@@ -78,8 +84,9 @@ TEST(GvspPackets, PacketsHaveTheStandardsLayout)
 {
     for (const LayoutCase &row : kLayouts) {
         SCOPED_TRACE(row.name);
-        const Block block =
-            MakeBlock(VgaFrame(row.chunkBytes), Target(row.extendedIds), row.extendedIds ? kLongId : kShortId);
+        StreamTarget target = Target(row.extendedIds);
+        target.oldChunkType = row.oldChunkType;
+        const Block block = MakeBlock(VgaFrame(row.chunkBytes), target, row.extendedIds ? kLongId : kShortId);
         const Datagram datagram = Join(MakePacket(block, row.packetId, row.sending));
         EXPECT_EQ(datagram.size(), row.size);
         const Datagram begin = FromHex(row.begin);
