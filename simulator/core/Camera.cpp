@@ -54,12 +54,16 @@ struct Camera::Parts {
     orv::Mutex mutex;
     orv::ConditionVariable changed; // settings, acquisition, or the end
     CameraModel model GUARDED_BY(mutex);
-    FrameStore store; // taken from by the stream thread only
+    FrameStore store;         // taken from by the stream thread only
+    bool isPreparing = false; // the store is; the stream thread's
     std::string description;
     std::function<void(const DeviceEvent &)> sink GUARDED_BY(mutex);
     std::function<void()> resetHandler GUARDED_BY(mutex);
     bool isClosed GUARDED_BY(mutex) = false;
 
+    /// Frames are prepared ahead while the camera acquires, and their memory is given back afterwards. Not at once: the
+    /// last frame is taken when the acquisition is over.
+    void FollowAcquisition() EXCLUDES(mutex);
     enum class Moment { ExposureBegan, FrameDue, Over };
     /// Waits for the next of them; Over: the deadline, or the camera is closed.
     Moment WaitForMoment(std::chrono::steady_clock::time_point deadline) REQUIRES(mutex);
@@ -246,6 +250,20 @@ FrameJob Camera::Parts::MakeJob()
     return job;
 }
 
+void Camera::Parts::FollowAcquisition()
+{
+    orv::MutexLock lock(mutex);
+    const bool isRunning = model.acquisition.IsRunning();
+    lock.Unlock();
+    if (isRunning == isPreparing)
+        return;
+    isPreparing = isRunning;
+    if (isRunning)
+        store.Start();
+    else
+        store.Release();
+}
+
 Camera::Parts::Moment Camera::Parts::WaitForMoment(std::chrono::steady_clock::time_point deadline)
 {
     while (!isClosed) {
@@ -271,6 +289,7 @@ Camera::Parts::Moment Camera::Parts::WaitForMoment(std::chrono::steady_clock::ti
 std::optional<FrameJob> Camera::WaitForFrame(std::int64_t timeoutMs)
 {
     Parts &parts = *m_parts;
+    parts.FollowAcquisition();
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
     while (true) {
         const Parts::Change change(parts); // each time anew: what began is told at once
@@ -314,6 +333,7 @@ void Camera::Close()
     m_parts->model.acquisition.Stop();
     lock.Unlock();
     m_parts->changed.NotifyAll();
+    m_parts->store.Stop();
 }
 
 } // namespace orvsim

@@ -3,11 +3,15 @@
 #include <algorithm>
 #include <utility>
 
+#include <sys/resource.h>
+#include <unistd.h>
+
 namespace orvsim {
 
 namespace {
 
 constexpr std::size_t kFewestFrames = 4;
+constexpr int kNiceness = 10;
 
 /// A frame's memory, and which picture it holds.
 struct Slot {
@@ -35,9 +39,12 @@ public:
     std::unique_ptr<Slot> WaitForOrder() EXCLUDES(m_mutex);
     void Put(std::unique_ptr<Slot> slot) EXCLUDES(m_mutex);
 
-    /// Between these somebody serves WaitForOrder().
+    /// From now on somebody serves WaitForOrder(), until Close().
     void Open() EXCLUDES(m_mutex);
     void Close() EXCLUDES(m_mutex);
+    /// Frees everything, and until Open() all that comes back. Who waits for orders goes on waiting.
+    void Clear() EXCLUDES(m_mutex);
+    std::size_t Bytes() const EXCLUDES(m_mutex);
 
 private:
     struct Place {
@@ -51,21 +58,22 @@ private:
     void Keep(std::unique_ptr<Slot> slot) REQUIRES(m_mutex);
 
     const std::size_t m_memoryLimit;
-    orv::Mutex m_mutex;
+    mutable orv::Mutex m_mutex;
     orv::ConditionVariable m_changed; ///< there may be something to render, or the end has come
     FrameSettings m_settings GUARDED_BY(m_mutex);
-    std::uint64_t m_generation GUARDED_BY(m_mutex) = 0; ///< 0: no settings yet
-    std::vector<Place> m_loop GUARDED_BY(m_mutex);
+    std::uint64_t m_generation GUARDED_BY(m_mutex) = 0;
+    std::vector<Place> m_loop GUARDED_BY(m_mutex); ///< empty: no settings yet
     std::vector<std::unique_ptr<Slot>> m_spare GUARDED_BY(m_mutex);
     std::size_t m_next GUARDED_BY(m_mutex) = 0;  ///< place where the search for something to render starts
     std::size_t m_shown GUARDED_BY(m_mutex) = 0; ///< place of the frame that was picked last
     bool m_isOpen GUARDED_BY(m_mutex) = false;
+    bool m_isCleared GUARDED_BY(m_mutex) = false; ///< nothing is ordered or kept
 };
 
 void Shelf::Use(const FrameSettings &settings, std::uint64_t number)
 {
     const orv::MutexLock lock(m_mutex);
-    if (m_generation != 0 && settings == m_settings)
+    if (!m_loop.empty() && settings == m_settings)
         return;
     std::vector<Place> old = std::move(m_loop);
     m_settings = settings;
@@ -128,7 +136,7 @@ std::unique_ptr<Slot> Shelf::WaitForOrder()
 {
     const orv::MutexLock lock(m_mutex);
     while (m_isOpen) {
-        for (std::size_t i = 0; i < m_loop.size(); ++i) {
+        for (std::size_t i = 0; !m_isCleared && i < m_loop.size(); ++i) {
             const std::size_t place = (m_next + i) % m_loop.size();
             if (!m_loop[place].isOrdered)
                 return Blank(place);
@@ -141,6 +149,8 @@ std::unique_ptr<Slot> Shelf::WaitForOrder()
 void Shelf::Put(std::unique_ptr<Slot> slot)
 {
     const orv::MutexLock lock(m_mutex);
+    if (m_isCleared)
+        return;
     if (slot->generation == m_generation)
         m_loop[slot->place].ready.push_back(std::move(slot));
     else
@@ -159,6 +169,11 @@ void Shelf::Open()
 {
     const orv::MutexLock lock(m_mutex);
     m_isOpen = true;
+    if (std::exchange(m_isCleared, false)) {
+        m_loop.clear(); // of frames that were rendered for once; when they come back they are memory
+        ++m_generation;
+    }
+    m_changed.NotifyAll();
 }
 
 void Shelf::Close()
@@ -166,6 +181,30 @@ void Shelf::Close()
     const orv::MutexLock lock(m_mutex);
     m_isOpen = false;
     m_changed.NotifyAll();
+}
+
+void Shelf::Clear()
+{
+    std::vector<Place> loop; // freed without the mutex
+    std::vector<std::unique_ptr<Slot>> spare;
+    const orv::MutexLock lock(m_mutex);
+    loop.swap(m_loop);
+    spare.swap(m_spare);
+    ++m_generation;
+    m_isCleared = true;
+}
+
+std::size_t Shelf::Bytes() const
+{
+    const orv::MutexLock lock(m_mutex);
+    std::size_t bytes = 0;
+    for (const std::unique_ptr<Slot> &slot : m_spare)
+        bytes += slot->frame.payload.capacity();
+    for (const Place &place : m_loop) {
+        for (const std::unique_ptr<Slot> &slot : place.ready)
+            bytes += slot->frame.payload.capacity();
+    }
+    return bytes;
 }
 
 void RenderInto(Slot &slot, FrameRenderer &renderer)
@@ -224,15 +263,27 @@ std::shared_ptr<Frame> FrameStore::Take(const FrameSettings &settings, std::uint
 void FrameStore::Start()
 {
     const orv::MutexLock lock(m_parts->control);
+    m_parts->shelf->Open();
     if (m_parts->thread.joinable())
         return;
-    m_parts->shelf->Open();
     m_parts->thread = std::thread([shelf = m_parts->shelf, renderer = &m_parts->background] {
+        // Of this thread alone. Whoever sends frames comes first when there are few processors.
+        setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), kNiceness);
         while (std::unique_ptr<Slot> slot = shelf->WaitForOrder()) {
             RenderInto(*slot, *renderer);
             shelf->Put(std::move(slot));
         }
     });
+}
+
+void FrameStore::Release()
+{
+    m_parts->shelf->Clear();
+}
+
+std::size_t FrameStore::PreparedBytes() const
+{
+    return m_parts->shelf->Bytes();
 }
 
 void FrameStore::Stop()

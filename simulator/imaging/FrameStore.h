@@ -26,7 +26,7 @@ struct Frame {
 /// through the phases evenly. Frame number n shows place n modulo the loop's length. After a change of settings the
 /// next frame is rendered at once (the caller waits for that one) and a thread of the store's own renders the rest;
 /// until it is through, frames that are not ready are replaced by the next ones that are. Frames of old settings are
-/// never handed out. Without the thread, between Stop() and Start(), each missing frame is rendered when it is taken.
+/// never handed out. While nothing is prepared, each missing frame is rendered when it is taken.
 ///
 /// A frame that somebody holds is never touched. When all of the loop are held the next one is rendered into new
 /// memory, which then belongs to the loop: whoever holds many frames makes it grow beyond the limit.
@@ -40,9 +40,17 @@ public:
     /// A stamped frame without chunks. The caller may change it while it holds it.
     std::shared_ptr<Frame> Take(const FrameSettings &settings, std::uint64_t number, std::uint64_t timestampNs);
 
-    /// The store's thread runs only between these; Stop() waits for the frame that it is at.
+    /// From now on the store's thread, at a lower priority than its user's, prepares frames. It idles when all are
+    /// ready.
     void Start();
+    /// Prepares no more and frees what nobody holds; the rest goes when its holders let go. Waits for nothing. A frame
+    /// that is taken later is rendered for that once. Start() goes on.
+    void Release();
+    /// Like Release(), but waits for the frame that the thread is at, and keeps what there is for the next frames.
     void Stop();
+
+    /// Bytes of the frames that nobody holds.
+    std::size_t PreparedBytes() const;
 
 private:
     struct Parts;

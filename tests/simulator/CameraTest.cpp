@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <ctime>
 #include <mutex>
 #include <vector>
 
@@ -14,6 +15,19 @@ namespace orvsim {
 namespace {
 
 constexpr std::int64_t kLongMs = 10'000;
+
+double SecondsOf(clockid_t clock)
+{
+    timespec now{};
+    clock_gettime(clock, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
+
+/// Processor time of all threads but this one.
+double OthersWork()
+{
+    return SecondsOf(CLOCK_PROCESS_CPUTIME_ID) - SecondsOf(CLOCK_THREAD_CPUTIME_ID);
+}
 
 class CameraTest : public testing::Test {
 protected:
@@ -179,6 +193,32 @@ TEST_F(CameraTest, RareTriggersDoNotOverloadTheLink)
         ASSERT_TRUE(job.has_value());
         EXPECT_EQ(job->lossShare, 0) << i;
     }
+}
+
+TEST_F(CameraTest, FramesArePreparedAheadByAnotherThread)
+{
+    CameraOptions options;
+    options.sensor.width = 640;
+    options.sensor.height = 480;
+    Open(options);
+    Set("AcquisitionStart", "1");
+    FrameJob job = camera->WaitForFrame(kLongMs).value();
+    std::vector<std::shared_ptr<Frame>> held; // so that none of them comes round again
+    const auto take = [&](std::uint64_t number) {
+        job.number = number;
+        const double before = SecondsOf(CLOCK_THREAD_CPUTIME_ID);
+        held.push_back(camera->TakeFrame(job));
+        return SecondsOf(CLOCK_THREAD_CPUTIME_ID) - before;
+    };
+    const double others = OthersWork();
+    const double rendering = take(0);
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (OthersWork() - others < 6 * rendering && std::chrono::steady_clock::now() < limit)
+        camera->WaitForFrame(5);
+    double taking = 0;
+    for (std::uint64_t number = 1; number <= 3; ++number)
+        taking += take(number);
+    EXPECT_LT(taking, rendering);
 }
 
 } // namespace

@@ -144,6 +144,29 @@ TEST(FrameStore, ChunksOfTheLastUseAreGone)
     }
 }
 
+TEST(FrameStore, ReleasedFramesAreFreedAndPreparedAnew)
+{
+    FrameRenderer renderer(SmallSensor(), 3);
+    FrameStore store(SmallSensor(), 3, 1 << 20);
+    for (std::uint64_t round = 0; round < 3; ++round) {
+        store.Start();
+        auto held = store.Take(Settings(), round, round * 1000);
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        while (store.PreparedBytes() < (kScenePhases - 1) * kFrameBytes && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::yield();
+        EXPECT_GE(store.PreparedBytes(), (kScenePhases - 1) * kFrameBytes);
+        store.Release();
+        EXPECT_EQ(store.PreparedBytes(), 0U);
+        EXPECT_EQ(held->payload, Expected(renderer, Settings(), static_cast<int>(round), round)) << "is somebody's";
+        held = store.Take(Settings(), 40, 40000); // the last of the acquisition
+        EXPECT_EQ(held->payload, Expected(renderer, Settings(), 40, 40));
+        if (round == 1)
+            store.Start(); // while the frame is out
+        held.reset();
+        EXPECT_TRUE(round == 1 || store.PreparedBytes() == 0);
+    }
+}
+
 TEST(FrameStore, FramesMayBeReadAndReleasedElsewhereAndOutliveTheStore)
 {
     std::mutex mutex;
