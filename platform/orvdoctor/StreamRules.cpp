@@ -1,0 +1,242 @@
+#include "orvdoctor/Addresses.h"
+#include "orvdoctor/FactText.h"
+#include "orvdoctor/Symptoms.h"
+
+#include <algorithm>
+
+namespace orv {
+namespace {
+
+constexpr double kShortExposureUs = 20000;
+constexpr double kLongestCureUs = 500000;
+constexpr double kExposureStep = 4; ///< by which an exposure is changed when pictures are black or white
+constexpr std::uint64_t kEthernetMtu = 1500;
+constexpr std::uint64_t kSmallestMtu = 576; ///< that every IPv4 path carries
+
+/// The limit that lets a socket have the buffer that was asked for: a power of two, 8 to 256 MiB.
+std::uint64_t SuitableBufferLimit(const Facts &facts)
+{
+    constexpr std::uint64_t kLeast = 8U << 20;
+    constexpr std::uint64_t kMost = 256U << 20;
+    const std::uint64_t wanted = std::max(facts.stream.wantedReceiveBuffer, 2 * facts.payloadSize);
+    std::uint64_t limit = kLeast;
+    while (limit < wanted && limit < kMost)
+        limit *= 2;
+    return limit;
+}
+
+bool HasSmallBuffer(const OrvCam::StreamStatistics &stream)
+{
+    return stream.kernelDrops > 0 && stream.receiveBuffer < stream.wantedReceiveBuffer;
+}
+
+/// More than one frame in a thousand.
+bool IsNoticeable(std::uint64_t lost, std::uint64_t all)
+{
+    return lost > 0 && lost >= all / 1000;
+}
+
+std::string ExposureText(const Facts &facts)
+{
+    std::string text;
+    if (facts.exposureUs > 0)
+        text = "the exposure time is " + SecondsText(facts.exposureUs / 1e6);
+    if (facts.hasGain)
+        text += (text.empty() ? "the gain is " : ", the gain ") + NumberText(facts.gain);
+    return text.empty() ? "." : "; " + text + ".";
+}
+
+std::string FirewallCommand(const Facts &facts)
+{
+    const auto address = ParseIpv4(facts.camera.address);
+    if (!address)
+        return {};
+    const std::string source = Ipv4Text(*address);
+    const std::string port = facts.streamPort != 0 ? std::to_string(facts.streamPort) : "";
+    if (facts.firewall == "ufw")
+        return "sudo ufw allow proto udp from " + source + (port.empty() ? "" : " port " + port);
+    if (facts.firewall == "firewalld")
+        return "sudo firewall-cmd --add-rich-rule='rule family=ipv4 source address=" + source +
+               (port.empty() ? " protocol value=udp" : " source-port port=" + port + " protocol=udp") + " accept'";
+    return "sudo iptables -I INPUT -p udp -s " + source + (port.empty() ? "" : " --sport " + port) + " -j ACCEPT";
+}
+
+std::string LossText(const OrvCam::StreamStatistics &stream)
+{
+    std::string text = std::to_string(stream.incomplete) + " of " + CountText(stream.delivered, "picture", "pictures") +
+                       " came incomplete";
+    if (stream.missing > 0)
+        text += ": " + CountText(stream.missing, "packet", "packets") + " never arrived";
+    if (stream.requested > 0)
+        text +=
+            ", of " + std::to_string(stream.requested) + " asked for again " + std::to_string(stream.resent) + " came";
+    return text + ".";
+}
+
+} // namespace
+
+Finding FindTrigger(const Facts &facts)
+{
+    if (!IsWithoutFrames(facts) || !facts.hasTrigger || facts.isSilent)
+        return {};
+    Diagnosis diagnosis{};
+    const std::string source = Printable(facts.triggerSource);
+    diagnosis.finding = "The camera waits for a trigger: TriggerMode is On" +
+                        (source.empty() ? std::string() : ", TriggerSource is " + source) + "; none came for " +
+                        SecondsText(facts.secondsSinceFrame) + ".";
+    diagnosis.cure = Cure::SwitchTriggerOff;
+    if (facts.triggerSource == "Software") {
+        diagnosis.remedy = "Execute TriggerSoftware, or set TriggerMode to Off to let the camera run freely.";
+        diagnosis.otherCure = Cure::TriggerOnce;
+    } else {
+        diagnosis.remedy = "Apply the trigger signal, or set TriggerMode to Off to let the camera run freely.";
+    }
+    return diagnosis;
+}
+
+Finding FindLongExposure(const Facts &facts)
+{
+    if (!IsWithoutFrames(facts) || facts.hasTrigger || facts.isSilent || !IsWithinPicturePeriod(facts))
+        return {};
+    Diagnosis diagnosis{};
+    const double exposureSeconds = facts.exposureUs / 1e6;
+    if (exposureSeconds >= kPatienceSeconds / 2 && exposureSeconds >= PicturePeriodSeconds(facts) / 2) {
+        diagnosis.finding = "The exposure takes " + SecondsText(exposureSeconds) + "; " +
+                            SecondsText(facts.secondsSinceFrame) + " have passed.";
+        diagnosis.remedy = "The picture comes by itself. A shorter ExposureTime brings pictures sooner.";
+        diagnosis.cure = facts.exposureIsAuto ? Cure::None : Cure::ShortenExposure;
+        diagnosis.value = kShortExposureUs;
+        return diagnosis;
+    }
+    diagnosis.finding = "The camera takes a picture only every " + SecondsText(PicturePeriodSeconds(facts)) + "; " +
+                        SecondsText(facts.secondsSinceFrame) + " have passed.";
+    diagnosis.remedy = "The picture comes by itself. A higher AcquisitionFrameRate brings pictures sooner.";
+    return diagnosis;
+}
+
+Finding FindLargePackets(const Facts &facts)
+{
+    const OrvCam::StreamStatistics &stream = facts.stream;
+    const HostInterfaceFacts *const interface = InterfaceOf(facts.camera, facts.interfaces);
+    const std::uint64_t mtu = interface && interface->mtu > 0 ? static_cast<std::uint64_t>(interface->mtu) : 0;
+    const bool isAboveMtu = mtu != 0 && stream.packetSize > mtu;
+    if (!LosesAllLongPackets(facts) && !(isAboveMtu && (HasOnlyIncompleteFrames(facts) || LacksPackets(facts))))
+        return {};
+    Diagnosis diagnosis{};
+    const std::string size = std::to_string(stream.packetSize);
+    diagnosis.cure = Cure::ReducePacketSize;
+    if (isAboveMtu) {
+        diagnosis.finding = "The camera sends packets of " + size + " bytes, but " + Printable(interface->name) +
+                            " carries only " + std::to_string(mtu) + ".";
+        diagnosis.value = static_cast<double>(mtu);
+        diagnosis.command = "sudo ip link set dev " + ShellWord(interface->name) + " mtu " + size;
+    } else {
+        diagnosis.finding = "The camera sends packets of " + size +
+                            " bytes, and not one of the long ones arrives: something on the way carries less.";
+        diagnosis.value = static_cast<double>(stream.packetSize > kEthernetMtu ? kEthernetMtu : kSmallestMtu);
+    }
+    diagnosis.remedy = "Set GevSCPSPacketSize to " + NumberText(diagnosis.value) +
+                       (isAboveMtu ? ", or let interface and switches carry more."
+                                   : ", or let every switch on the way carry larger packets (jumbo frames).");
+    return diagnosis;
+}
+
+Finding FindSmallBuffer(const Facts &facts)
+{
+    const OrvCam::StreamStatistics &stream = facts.stream;
+    if (!HasSmallBuffer(stream) || !IsNoticeable(stream.incomplete, stream.delivered))
+        return {};
+    Diagnosis diagnosis{};
+    diagnosis.finding =
+        "This computer threw " + CountText(stream.kernelDrops, "packet", "packets") +
+        " away: the socket's buffer has " + std::to_string(stream.receiveBuffer) + " bytes in place of " +
+        std::to_string(stream.wantedReceiveBuffer) +
+        (facts.receiveBufferLimit > 0 ? ", since net.core.rmem_max is " + std::to_string(facts.receiveBufferLimit)
+                                      : "") +
+        ".";
+    diagnosis.remedy = "Allow larger buffers, then start the stream again.";
+    diagnosis.command = "sudo sysctl -w net.core.rmem_max=" + std::to_string(SuitableBufferLimit(facts));
+    return diagnosis;
+}
+
+Finding FindNoBuffers(const Facts &facts)
+{
+    const OrvCam::StreamStatistics &stream = facts.stream;
+    const std::uint64_t all = std::max(stream.started, stream.delivered + stream.underruns);
+    if (!facts.isStreaming || stream.underruns == 0 || stream.underruns < all / 100)
+        return {};
+    Diagnosis diagnosis{};
+    diagnosis.finding = std::to_string(stream.underruns) + " of " + CountText(all, "picture", "pictures") +
+                        " were lost because no buffer was free: the program gives them back too slowly.";
+    diagnosis.remedy = "Use more buffers, a lower frame rate, or close other programs.";
+    return diagnosis;
+}
+
+Finding FindNoPackets(const Facts &facts)
+{
+    if (!LacksPackets(facts))
+        return {};
+    Diagnosis diagnosis{};
+    diagnosis.finding = "The camera answers commands, but not one stream packet has arrived for " +
+                        SecondsText(facts.secondsSinceFrame) + ".";
+    diagnosis.remedy = "Mostly a firewall keeps them off: let UDP packets from the camera through";
+    if (facts.streamPort != 0)
+        diagnosis.remedy += " (it sends from port " + std::to_string(facts.streamPort) + ")";
+    diagnosis.remedy += ".";
+    diagnosis.command = FirewallCommand(facts);
+    return diagnosis;
+}
+
+Finding FindLostPackets(const Facts &facts)
+{
+    const OrvCam::StreamStatistics &stream = facts.stream;
+    const bool isExplained = LosesAllLongPackets(facts) || FindLargePackets(facts) ||
+                             (HasSmallBuffer(stream) && stream.kernelDrops >= stream.missing / 2);
+    if (!facts.isStreaming || isExplained || !IsNoticeable(stream.incomplete, stream.delivered))
+        return {};
+    Diagnosis diagnosis{};
+    diagnosis.finding = LossText(stream);
+    if (stream.kernelDrops > 0)
+        diagnosis.remedy = "This computer itself dropped " + std::to_string(stream.kernelDrops) +
+                           " of them, being too busy: close other programs, or lower the frame rate.";
+    else if (stream.missing == 0)
+        diagnosis.remedy = "The camera sends less than it announces: set its region and format anew, or restart it.";
+    else
+        diagnosis.remedy = "Check cables and switches, lower the frame rate, or raise GevSCPD, the pause between two "
+                           "packets, so that the network keeps up.";
+    return diagnosis;
+}
+
+Finding FindBlack(const Facts &facts)
+{
+    if (!facts.hasPicture || facts.darkShare < kDarkLimit)
+        return {};
+    Diagnosis diagnosis{};
+    diagnosis.finding =
+        "Pictures come, but " + PercentText(facts.darkShare) + " of them is black" + ExposureText(facts);
+    diagnosis.remedy = facts.exposureIsAuto ? "Take the lens cap off, open the lens or switch the light on."
+                                            : "Take the lens cap off, open the lens, or raise ExposureTime or Gain.";
+    if (facts.exposureUs > 0 && facts.exposureUs < kLongestCureUs && !facts.exposureIsAuto) {
+        diagnosis.cure = Cure::LengthenExposure;
+        diagnosis.value = std::min(std::max(facts.exposureUs * kExposureStep, kShortExposureUs / 2), kLongestCureUs);
+    }
+    return diagnosis;
+}
+
+Finding FindSaturated(const Facts &facts)
+{
+    if (!facts.hasPicture || facts.saturatedShare < kSaturatedLimit)
+        return {};
+    Diagnosis diagnosis{};
+    diagnosis.finding = "Pictures come, but " + PercentText(facts.saturatedShare) + " of them is as bright as can be" +
+                        ExposureText(facts);
+    diagnosis.remedy = facts.exposureIsAuto ? "Close the lens further, or dim the light."
+                                            : "Close the lens further, or lower ExposureTime or Gain.";
+    if (facts.exposureUs > 0 && !facts.exposureIsAuto) {
+        diagnosis.cure = Cure::ShortenExposure;
+        diagnosis.value = facts.exposureUs / kExposureStep;
+    }
+    return diagnosis;
+}
+
+} // namespace orv

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "orvdoctor/Diagnosis.h"
+
+#include <optional>
+
+/// What several rules ask of the facts.
+namespace orv {
+
+/// Streams and has shown nothing for longer than anybody should wait for the first frame.
+bool IsWithoutFrames(const Facts &facts);
+/// Seconds from one picture to the next by exposure and frame rate; 0 when not known.
+double PicturePeriodSeconds(const Facts &facts);
+/// The settings account for the time without a picture.
+bool IsWithinPicturePeriod(const Facts &facts);
+/// No stream packet came where some should have come.
+bool LacksPackets(const Facts &facts);
+/// Frames come, and none of them complete.
+bool HasOnlyIncompleteFrames(const Facts &facts);
+/// Of every frame just the short packets at its ends come.
+bool LosesAllLongPackets(const Facts &facts);
+
+/// The two interfaces whose subnets both hold the camera's address; the camera's own second. Null where there are none.
+struct Twins {
+    const HostInterfaceFacts *other = nullptr;
+    const HostInterfaceFacts *cameras = nullptr;
+};
+Twins FindTwins(const Facts &facts);
+
+using Finding = std::optional<Diagnosis>;
+
+// The rules: each names its cause when the facts show it. ConnectionRules.cpp
+Finding FindHolder(const Facts &facts);
+Finding FindForeignSubnet(const Facts &facts);
+Finding FindReversePathFilter(const Facts &facts);
+Finding FindTwoInterfaces(const Facts &facts);
+Finding FindSilence(const Facts &facts);
+// StreamRules.cpp
+Finding FindTrigger(const Facts &facts);
+Finding FindLongExposure(const Facts &facts);
+Finding FindLargePackets(const Facts &facts);
+Finding FindSmallBuffer(const Facts &facts);
+Finding FindNoBuffers(const Facts &facts);
+Finding FindNoPackets(const Facts &facts);
+Finding FindLostPackets(const Facts &facts);
+Finding FindBlack(const Facts &facts);
+Finding FindSaturated(const Facts &facts);
+
+} // namespace orv
