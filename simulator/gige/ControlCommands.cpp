@@ -1,6 +1,8 @@
 // What the device does for each command.
 #include "simulator/gige/ControlServer.h"
 
+#include "simulator/gige/GvspPackets.h"
+
 #include <algorithm>
 
 namespace orvsim {
@@ -10,8 +12,6 @@ constexpr bool IsAligned(std::size_t number)
 {
     return number % 4 == 0;
 }
-
-constexpr std::uint32_t kPacketOverhead = 36; // IP, UDP and GVSP headers with 16-bit ids
 
 } // namespace
 
@@ -102,11 +102,17 @@ ControlServer::Answer ControlServer::Resend(const Request &request)
     return answer;
 }
 
+/// At most: packets that the block has, and refusals for some of those that it has not.
 double ControlServer::PacketsOf(const ResendRequest &request, const StreamTarget &target)
 {
-    const std::size_t blockPackets = m_device.PayloadSize() / (target.packetSize - kPacketOverhead) + 3;
-    const std::uint64_t last = std::min<std::uint64_t>(request.lastPacket, blockPackets);
-    return request.firstPacket > last ? 1.0 : static_cast<double>(last - request.firstPacket + 1);
+    const std::size_t overhead = gvsp::kIpAndUdpBytes + gvsp::HeaderBytes(target.extendedIds);
+    const std::uint64_t count = m_device.PayloadSize() / (target.packetSize - overhead) + 3;
+    const std::uint64_t first = request.firstPacket;
+    const std::uint64_t end = std::max(first, std::uint64_t{request.lastPacket} + 1);
+    const std::uint64_t endThere = std::clamp(count, first, end);
+    const std::uint64_t refusals =
+        request.lastPacket == kToBlockEnd ? 1 : std::min<std::uint64_t>(end - endThere, kMostRefusals);
+    return static_cast<double>(std::max<std::uint64_t>(endThere - first + refusals, 1));
 }
 
 ControlServer::Answer ControlServer::ReadRegisters(const Request &request)

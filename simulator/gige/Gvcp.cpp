@@ -7,7 +7,6 @@ namespace {
 
 constexpr std::uint8_t kKey = 0x42;
 constexpr std::uint32_t kToTheEnd16 = 0x00ffffff; // of packet ids with 24 bits
-constexpr std::uint32_t kToTheEnd = 0xffffffff;
 constexpr std::size_t kMaxEventData = 512;
 
 } // namespace
@@ -98,7 +97,7 @@ std::optional<ResendCommand> ParseResend(orv::ByteSpan payload, bool extendedIds
         request.firstPacket &= kToTheEnd16;
         request.lastPacket &= kToTheEnd16;
         if (request.lastPacket == kToTheEnd16)
-            request.lastPacket = kToTheEnd;
+            request.lastPacket = kToBlockEnd;
     }
     if (!in.Ok())
         return std::nullopt;

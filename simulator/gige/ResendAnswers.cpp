@@ -8,8 +8,6 @@ namespace orvsim {
 namespace {
 
 constexpr std::size_t kMostWaiting = 256;
-constexpr std::uint32_t kMostRefusals = 64;
-constexpr std::uint32_t kToTheEnd = 0xffffffff;
 
 enum ResendMode : std::int64_t { kSendAgain = 0, kRefuse = 1, kIgnore = 2 };
 
@@ -94,7 +92,7 @@ void ResendAnswers::AnswerFrom(SentBlock &sent, const ResendRequest &request, co
     const std::uint32_t count = sent.block.packetCount;
     const std::uint32_t sentEnd = std::min(sent.packetsSent.load(), count);
     const std::uint32_t first = request.firstPacket;
-    const std::uint32_t last = request.lastPacket == kToTheEnd ? std::max(first, count - 1) : request.lastPacket;
+    const std::uint32_t last = request.lastPacket == kToBlockEnd ? std::max(first, count - 1) : request.lastPacket;
     if (first < sentEnd && sent.isLinkFull)
         m_port.counts.lostOnLink += std::min(last, sentEnd - 1) - first + 1;
     else if (first < sentEnd)
@@ -114,7 +112,7 @@ void ResendAnswers::Refuse(const ResendRequest &request, std::uint16_t status, c
     if (request.lastPacket < request.firstPacket)
         return;
     // Who asks for the end of a block whose length is unknown gets one answer.
-    const bool isOpenEnded = request.lastPacket == kToTheEnd;
+    const bool isOpenEnded = request.lastPacket == kToBlockEnd;
     const std::uint32_t most = isOpenEnded ? 0 : std::min(request.lastPacket - request.firstPacket, kMostRefusals - 1);
     for (std::uint32_t i = 0; i <= most; ++i) {
         ++m_port.counts.refusedPackets;

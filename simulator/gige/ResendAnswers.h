@@ -15,7 +15,7 @@ namespace orvsim {
 /// Answers requests for lost packets, from the history and on a thread of its own.
 ///
 /// A packet that is gone or never was is refused with its id, one that is still to come is put off; a request gets no
-/// more packets than its block has, and at most 64 refusals.
+/// more packets than its block has, and at most kMostRefusals refusals.
 ///
 /// Threads: Push() from any; Start() and Stop() from the owner's.
 /// Full: a request that finds 256 others waiting is dropped; the host asks again.

@@ -20,10 +20,13 @@ struct StreamTarget {
     bool resendToRequester = false; ///< sent again to whoever asked, not to the stream's destination
 };
 
+constexpr std::uint32_t kToBlockEnd = 0xffffffff;
+constexpr std::uint32_t kMostRefusals = 64; ///< that one request is answered with
+
 struct ResendRequest {
     std::uint64_t blockId = 0;
     std::uint32_t firstPacket = 0;
-    std::uint32_t lastPacket = 0; ///< inclusive; 0xffffffff: to the end of the block
+    std::uint32_t lastPacket = 0; ///< inclusive; kToBlockEnd: all that follow
     bool extendedIds = false;
 };
 

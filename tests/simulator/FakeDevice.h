@@ -19,6 +19,8 @@ public:
     static constexpr std::uint32_t kReadOnly = 0xA008;
     static constexpr std::uint32_t kBlock = 0xB000; ///< 1024 bytes that never change
 
+    static constexpr std::size_t kPayloadBytes = 307200;
+
     explicit FakeDevice(const GigeOptions &options) : bootstrap(Identity(), options)
     {
         UserName userName;
@@ -74,7 +76,7 @@ public:
     void SetStreamTarget(const StreamTarget &given) override { target = given; }
     void FireTestPacket() override { ++testPackets; }
     void Resend(const ResendRequest &request, const Endpoint &) override { resends.push_back(request); }
-    std::size_t PayloadSize() override { return 307200; }
+    std::size_t PayloadSize() override { return kPayloadBytes; }
     bool MoveTo(const NetworkAddress &given) override
     {
         if (isMovable)
