@@ -124,14 +124,9 @@ Finding FindReversePathFilter(const Facts &facts)
                         (twins.other ? " leads through " + Printable(twins.other->name) + "."
                                      : " does not lead through that interface.");
     diagnosis.remedy = "Make the filter loose for this interface.";
-    diagnosis.command = "sudo sysctl -w " + ShellWord("net.ipv4.conf." + interface->name + ".rp_filter=2");
-    // A name with a dot, as of a VLAN, has a slash in its place there.
-    const std::size_t dot = interface->name.find('.');
-    if (dot != std::string::npos) {
-        std::string name = interface->name;
-        std::replace(name.begin(), name.end(), '.', '/');
-        diagnosis.command = "sudo sysctl -w " + ShellWord("net.ipv4.conf." + name + ".rp_filter=2");
-    }
+    std::string name = interface->name;
+    std::replace(name.begin(), name.end(), '.', '/'); // as sysctl wants the dot in a VLAN's name
+    diagnosis.command = "sudo sysctl -w " + ShellWord("net.ipv4.conf." + name + ".rp_filter=2");
     return diagnosis;
 }
 

@@ -23,7 +23,7 @@ std::string Digits(double value, int precision)
 bool IsPlainInShell(char c)
 {
     return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-           (c != '\0' && std::strchr("._:/@%+-", c) != nullptr);
+           (c != '\0' && std::strchr("._:/@%+=-", c) != nullptr);
 }
 
 } // namespace

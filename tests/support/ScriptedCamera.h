@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 /// A camera without hardware behind the camera library's interfaces: frames, failures and the loss are scripted, and
@@ -128,7 +129,16 @@ public:
         m_returnedIds.push_back(buffer->GetFrameID());
         return ORV_CAM_OK;
     }
-    OrvCam::StreamStatistics GetStatistics() override { return {}; }
+    OrvCam::StreamStatistics GetStatistics() override
+    {
+        const orv::MutexLock lock(m_mutex);
+        return m_statistics;
+    }
+    void SetStatistics(const OrvCam::StreamStatistics &statistics)
+    {
+        const orv::MutexLock lock(m_mutex);
+        m_statistics = statistics;
+    }
 
     /// Fills a free buffer and makes it the next that GetBuffer yields; false when none is free.
     bool Deliver(const Frame &frame)
@@ -206,6 +216,7 @@ private:
     std::vector<std::uint64_t> m_returnedIds GUARDED_BY(m_mutex);
     std::size_t m_releasedFree GUARDED_BY(m_mutex) = 0;
     bool m_cancelled GUARDED_BY(m_mutex) = false;
+    OrvCam::StreamStatistics m_statistics GUARDED_BY(m_mutex);
 };
 
 /// How long the camera takes for an answer.
@@ -269,15 +280,114 @@ private:
     const Delay *m_delay;
 };
 
+/// Takes every value within its limits.
+class FloatNode final : public OrvCam::FloatNode {
+public:
+    FloatNode(std::string name, double value, double maximum, const Delay *delay)
+        : m_name(std::move(name)), m_value(value), m_maximum(maximum), m_delay(delay)
+    {
+    }
+    const std::string &Name() const override { return m_name; }
+    OrvCam::Access GetAccess() override { return OrvCam::Access::ReadWrite; }
+    double GetValue(int *err) override { return Answer(err, m_value); }
+    int SetValue(double value) override
+    {
+        m_delay->Wait();
+        if (value < 0 || value > m_maximum)
+            return ORV_CAM_ERR_OUT_OF_RANGE;
+        m_value = value;
+        return ORV_CAM_OK;
+    }
+    double GetMin(int *err) override { return Answer(err, 0); }
+    double GetMax(int *err) override { return Answer(err, m_maximum); }
+
+private:
+    double Answer(int *err, double value) const
+    {
+        m_delay->Wait();
+        if (err)
+            *err = ORV_CAM_OK;
+        return value;
+    }
+    std::string m_name;
+    std::atomic<double> m_value;
+    double m_maximum;
+    const Delay *m_delay;
+};
+
+/// One value for each entry of its selector, or one alone.
+class EnumerationNode final : public OrvCam::EnumerationNode {
+public:
+    EnumerationNode(std::string name, std::vector<std::string> entries, EnumerationNode *selector, const Delay *delay)
+        : m_name(std::move(name)), m_entries(std::move(entries)), m_selector(selector), m_delay(delay)
+    {
+    }
+    const std::string &Name() const override { return m_name; }
+    OrvCam::Access GetAccess() override { return OrvCam::Access::ReadWrite; }
+    std::string GetValue(int *err = nullptr) override
+    {
+        m_delay->Wait();
+        if (err)
+            *err = readStatus;
+        return readStatus == ORV_CAM_OK ? Current() : "";
+    }
+    std::int64_t GetIntValue(int *err) override
+    {
+        if (err)
+            *err = ORV_CAM_ERR_NOT_IMPLEMENTED;
+        return 0;
+    }
+    int SetValue(const std::string &entry) override
+    {
+        m_delay->Wait();
+        if (setStatus == ORV_CAM_OK)
+            Set(Selected(), entry);
+        return setStatus;
+    }
+    std::vector<std::string> GetEntries(int *err) override
+    {
+        if (err)
+            *err = readStatus;
+        return m_entries;
+    }
+
+    /// Without a round trip. The first entry until something is set.
+    std::string Current()
+    {
+        const std::string selected = Selected();
+        const orv::MutexLock lock(m_mutex);
+        const auto found = m_values.find(selected);
+        return found == m_values.end() ? m_entries.front() : found->second;
+    }
+    void Set(const std::string &selected, const std::string &entry)
+    {
+        const orv::MutexLock lock(m_mutex);
+        m_values[selected] = entry;
+    }
+
+    std::atomic<int> readStatus{ORV_CAM_OK};
+    std::atomic<int> setStatus{ORV_CAM_OK};
+
+private:
+    std::string Selected() { return m_selector ? m_selector->Current() : ""; }
+
+    std::string m_name;
+    std::vector<std::string> m_entries;
+    EnumerationNode *m_selector;
+    const Delay *m_delay;
+    orv::Mutex m_mutex;
+    std::map<std::string, std::string> m_values GUARDED_BY(m_mutex); ///< by the selector's entry
+};
+
 class FeatureArray final : public OrvCam::FeatureArray {
 public:
     FeatureArray(std::vector<std::string> *log, orv::Mutex *logMutex) : m_log(log), m_logMutex(logMutex) {}
 
     OrvCam::IntegerNode *GetInt(const char *name, int *err) override { return Find(integers, name, err); }
-    OrvCam::FloatNode *GetFloat(const char *, int *err) override { return Missing<OrvCam::FloatNode>(err); }
+    OrvCam::FloatNode *GetFloat(const char *name, int *err) override { return Find(floats, name, err); }
     OrvCam::BooleanNode *GetBool(const char *, int *err) override { return Missing<OrvCam::BooleanNode>(err); }
     OrvCam::StringNode *GetString(const char *name, int *err) override { return Find(strings, name, err); }
-    OrvCam::EnumerationNode *GetEnum(const char *, int *err) override { return Missing<OrvCam::EnumerationNode>(err); }
+    OrvCam::EnumerationNode *GetEnum(const char *name, int *err) override { return Find(enumerations, name, err); }
     int ExecuteCommand(const char *name) override { return Run(name); }
     int SetIntegerValue(const char *name, std::int64_t value) override
     {
@@ -294,7 +404,20 @@ public:
         integers[name] = std::make_unique<IntegerNode>(name, value, &delay);
     }
 
+    void AddFloat(const std::string &name, double value, double maximum)
+    {
+        floats[name] = std::make_unique<FloatNode>(name, value, maximum, &delay);
+    }
+    EnumerationNode &AddEnumeration(const std::string &name, std::vector<std::string> entries,
+                                    EnumerationNode *selector = nullptr)
+    {
+        enumerations[name] = std::make_unique<EnumerationNode>(name, std::move(entries), selector, &delay);
+        return *enumerations[name];
+    }
+
     std::map<std::string, std::unique_ptr<StringNode>> strings;
+    std::map<std::string, std::unique_ptr<FloatNode>> floats;
+    std::map<std::string, std::unique_ptr<EnumerationNode>> enumerations;
     std::map<std::string, std::unique_ptr<IntegerNode>> integers;
     /// Status by call, "AcquisitionStart" or "TLParamsLocked=1"; success for the others. Set before use.
     std::map<std::string, int> status;

@@ -1,0 +1,262 @@
+#include "orvdoctor/Diagnosis.h"
+#include "support/ScriptedCamera.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+using orv::Cure;
+using orv::Facts;
+
+/// A /sys and a /proc of the test's own.
+class HostGather : public testing::Test {
+protected:
+    HostGather()
+    {
+        std::string name = testing::TempDir() + "orvdoctor-XXXXXX";
+        m_root = mkdtemp(name.data());
+        m_folders = {m_root + "/class", m_root + "/proc", m_root + "/etc", m_root + "/run"};
+    }
+    ~HostGather() override { fs::remove_all(m_root); }
+
+    void Put(const std::string &path, const std::string &text)
+    {
+        fs::create_directories(fs::path(m_root + path).parent_path());
+        std::ofstream(m_root + path) << text;
+    }
+    /// The loopback interface, which every host has.
+    orv::HostInterfaceFacts Loopback()
+    {
+        orv::GatherHost(m_facts, m_folders);
+        for (const orv::HostInterfaceFacts &interface : m_facts.interfaces)
+            if (interface.name == "lo")
+                return interface;
+        ADD_FAILURE() << "no loopback interface";
+        return {};
+    }
+
+    std::string m_root;
+    orv::HostFolders m_folders;
+    Facts m_facts;
+};
+
+TEST_F(HostGather, InterfacesWithSizeAndFilter)
+{
+    Put("/class/lo/mtu", "4321\n");
+    Put("/proc/net/core/rmem_max", "212992\n");
+    EXPECT_EQ(Loopback().address >> 24, 127U);
+    EXPECT_EQ(Loopback().mtu, 4321);
+    EXPECT_EQ(m_facts.receiveBufferLimit, 212992U);
+    EXPECT_EQ(m_facts.firewall, "");
+
+    const struct {
+        const char *all, *own;
+        int inForce;
+    } cases[] = {{"0", "0", 0}, {"1", "0", 1}, {"0", "1", 1}, {"2", "1", 2}, {"1", "2", 2}, {"", "1", 1}, {"", "", 0}};
+    for (const auto &row : cases) {
+        Put("/proc/net/ipv4/conf/all/rp_filter", row.all);
+        Put("/proc/net/ipv4/conf/lo/rp_filter", row.own);
+        EXPECT_EQ(Loopback().reversePathFilter, row.inForce) << row.all << " " << row.own;
+    }
+}
+
+TEST_F(HostGather, TheFirewallThatIsSwitchedOn)
+{
+    Put("/etc/ufw/ufw.conf", "# comment\nENABLED=no\n");
+    Loopback();
+    EXPECT_EQ(m_facts.firewall, "");
+    Put("/run/firewalld.pid", "1");
+    Loopback();
+    EXPECT_EQ(m_facts.firewall, "firewalld");
+    Put("/etc/ufw/ufw.conf", "# comment\nENABLED=yes\n");
+    Loopback();
+    EXPECT_EQ(m_facts.firewall, "ufw");
+}
+
+TEST_F(HostGather, NothingToReadIsNothingKnown)
+{
+    EXPECT_EQ(Loopback().mtu, 0);
+    EXPECT_EQ(m_facts.receiveBufferLimit, 0U);
+    Put("/class/lo/mtu", "many\n");
+    EXPECT_EQ(Loopback().mtu, 0);
+}
+
+class CameraGather : public testing::Test {
+protected:
+    Facts Gather()
+    {
+        Facts facts;
+        orv::GatherCamera(device, facts);
+        return facts;
+    }
+    scripted::Device device;
+    scripted::FeatureArray &features = device.features;
+};
+
+TEST_F(CameraGather, ACameraWithoutAnyOfTheFeatures)
+{
+    device.description.address = "10.0.0.20";
+    const Facts facts = Gather();
+    EXPECT_TRUE(facts.isOpen);
+    EXPECT_EQ(facts.camera.address, "10.0.0.20");
+    EXPECT_FALSE(facts.hasTrigger || facts.isSilent || facts.hasGain || facts.exposureIsAuto);
+    EXPECT_EQ(facts.exposureUs + facts.frameRateHz + static_cast<double>(facts.payloadSize), 0);
+    device.hasFeatures = false;
+    EXPECT_TRUE(Gather().isOpen);
+}
+
+TEST_F(CameraGather, TheSettingsThatMatter)
+{
+    features.AddFloat("ExposureTime", 7500, 1e7);
+    features.AddFloat("AcquisitionFrameRate", 12.5, 100);
+    features.AddInteger("Gain", 3);
+    features.AddInteger("PayloadSize", 1310720);
+    features.AddInteger("GevSCPSPacketSize", 8000);
+    features.AddInteger("GevSCSP", 20202);
+    features.AddEnumeration("ExposureAuto", {"Off", "Continuous"}).Set("", "Continuous");
+    Facts facts = Gather();
+    EXPECT_EQ(facts.exposureUs, 7500);
+    EXPECT_EQ(facts.frameRateHz, 12.5);
+    EXPECT_TRUE(facts.hasGain);
+    EXPECT_EQ(facts.gain, 3);
+    EXPECT_EQ(facts.payloadSize, 1310720U);
+    EXPECT_EQ(facts.stream.packetSize, 8000U);
+    EXPECT_EQ(facts.streamPort, 20202);
+    EXPECT_TRUE(facts.exposureIsAuto);
+    features.AddFloat("ResultingFrameRate", 9, 100);
+    EXPECT_EQ(Gather().frameRateHz, 9) << "what comes of the settings, not what was asked for";
+    facts.stream.packetSize = 1500;
+    orv::GatherCamera(device, facts);
+    EXPECT_EQ(facts.stream.packetSize, 1500U) << "the stream knows better";
+}
+
+TEST_F(CameraGather, TriggersOfEverySelectorAndTheSelectorStays)
+{
+    auto &mode = features.AddEnumeration("TriggerMode", {"Off", "On"});
+    EXPECT_FALSE(Gather().hasTrigger);
+    mode.Set("", "On");
+    EXPECT_TRUE(Gather().hasTrigger) << "a camera with a single trigger";
+
+    auto &selector = features.AddEnumeration("TriggerSelector", {"ExposureEnd", "AcquisitionStart", "FrameStart"});
+    auto &selected = features.AddEnumeration("TriggerMode", {"Off", "On"}, &selector);
+    auto &source = features.AddEnumeration("TriggerSource", {"Line0", "Software"}, &selector);
+    selected.Set("ExposureEnd", "On");
+    EXPECT_FALSE(Gather().hasTrigger) << "a trigger that keeps no frame from beginning";
+    selected.Set("FrameStart", "On");
+    source.Set("FrameStart", "Software");
+    const Facts facts = Gather();
+    EXPECT_TRUE(facts.hasTrigger);
+    EXPECT_EQ(facts.triggerSource, "Software");
+    EXPECT_EQ(selector.Current(), "ExposureEnd");
+}
+
+TEST_F(CameraGather, ASilentCameraIsNotAskedOnAndOn)
+{
+    auto &mode = features.AddEnumeration("TriggerMode", {"Off", "On"});
+    features.AddFloat("ExposureTime", 7500, 1e7);
+    mode.readStatus = ORV_CAM_ERR_TIMEOUT;
+    const Facts facts = Gather();
+    EXPECT_TRUE(facts.isSilent);
+    EXPECT_EQ(facts.exposureUs, 0);
+    mode.readStatus = ORV_CAM_ERR_NOT_AVAILABLE;
+    EXPECT_FALSE(Gather().isSilent) << "it answered, though with a refusal";
+}
+
+TEST_F(CameraGather, CuresSetWhatTheySay)
+{
+    auto &selector = features.AddEnumeration("TriggerSelector", {"AcquisitionStart", "FrameStart"});
+    auto &mode = features.AddEnumeration("TriggerMode", {"Off", "On"}, &selector);
+    mode.Set("FrameStart", "On");
+    orv::Diagnosis diagnosis{};
+    EXPECT_EQ(orv::ApplyCure(device, Cure::TriggerOnce, diagnosis), ORV_CAM_OK);
+    EXPECT_THAT(device.TakeLog(), testing::ElementsAre("TriggerSoftware"));
+    EXPECT_EQ(orv::ApplyCure(device, Cure::SwitchTriggerOff, diagnosis), ORV_CAM_OK);
+    EXPECT_FALSE(Gather().hasTrigger);
+    EXPECT_EQ(selector.Current(), "AcquisitionStart");
+    mode.Set("FrameStart", "On");
+    mode.setStatus = ORV_CAM_ERR_NOT_WRITABLE;
+    EXPECT_EQ(orv::ApplyCure(device, Cure::SwitchTriggerOff, diagnosis), ORV_CAM_ERR_NOT_WRITABLE);
+
+    features.AddFloat("ExposureTime", 7500, 30000);
+    diagnosis.value = 1e6;
+    EXPECT_EQ(orv::ApplyCure(device, Cure::LengthenExposure, diagnosis), ORV_CAM_OK);
+    EXPECT_EQ(Gather().exposureUs, 30000) << "as far as the camera goes";
+    diagnosis.value = 20;
+    EXPECT_EQ(orv::ApplyCure(device, Cure::ShortenExposure, diagnosis), ORV_CAM_OK);
+    EXPECT_EQ(Gather().exposureUs, 20);
+    EXPECT_EQ(orv::ApplyCure(device, Cure::ReducePacketSize, diagnosis), ORV_CAM_ERR_FEATURE_NOT_PRESENT);
+    EXPECT_EQ(orv::ApplyCure(device, Cure::None, diagnosis), ORV_CAM_ERR_INVALID_PARAMETER);
+}
+
+/// An image of one colour, given as bytes of a pixel (or of two, for formats that pair them).
+Facts Look(const char *format, const std::vector<std::uint8_t> &bytes, double splitAt = 1,
+           const std::vector<std::uint8_t> &others = {})
+{
+    constexpr std::uint32_t kWidth = 210, kHeight = 130;
+    _OrvImage *image = nullptr;
+    EXPECT_EQ(OrvCreateImage(&image, kWidth, kHeight, orv::FindColorModel(std::string(format))->pixelType), 0);
+    auto *data = static_cast<std::uint8_t *>(image->data);
+    for (std::size_t i = 0; i < image->dataSize; ++i)
+        data[i] = static_cast<double>(i) < splitAt * static_cast<double>(image->dataSize) ? bytes[i % bytes.size()]
+                                                                                          : others[i % others.size()];
+    Facts facts;
+    orv::GatherPicture(*image, facts);
+    OrvReleaseImage(&image);
+    return facts;
+}
+
+TEST(PictureGather, DarkAndSaturatedSharesInEveryKindOfFormat)
+{
+    const struct {
+        const char *rule, *format;
+        std::vector<std::uint8_t> bytes;
+        double dark, saturated;
+    } cases[] = {
+        {"black", "Mono8", {0}, 1, 0},
+        {"one percent above black", "Mono8", {2}, 1, 0},
+        {"dim", "Mono8", {6}, 0, 0},
+        {"white", "Mono8", {255}, 0, 1},
+        {"bright", "Mono8", {240}, 0, 0},
+        {"12 bits in words, full", "Mono12", {0xFF, 0x0F}, 0, 1},
+        {"12 bits in words, an eighth", "Mono12", {0x00, 0x02}, 0, 0},
+        {"12 bits packed, full", "Mono12p", {0xFF}, 0, 1},
+        {"10 bits packed, black", "Mono10p", {0}, 1, 0},
+        {"one colour of a mosaic", "BayerRG8", {0, 90}, 0.5, 0},
+        {"pure red is neither", "RGB8", {255, 0, 0}, 0, 0},
+        {"white in colour", "RGB8", {255}, 0, 1},
+        {"black in colour", "BGR8", {0}, 1, 0},
+        {"black in video range", "YCbCr422_8", {16, 128}, 1, 0},
+        {"white in video range", "YCbCr422_8", {235, 128}, 0, 1},
+    };
+    for (const auto &row : cases) {
+        const Facts facts = Look(row.format, row.bytes);
+        EXPECT_TRUE(facts.hasPicture) << row.rule;
+        EXPECT_NEAR(facts.darkShare, row.dark, 0.06) << row.rule;
+        EXPECT_NEAR(facts.saturatedShare, row.saturated, 0.06) << row.rule;
+    }
+    EXPECT_NEAR(Look("Mono8", {0}, 0.75, {255}).darkShare, 0.75, 0.02);
+}
+
+TEST(PictureGather, WhatIsNoPictureHasNoLevels)
+{
+    _OrvImage image{};
+    Facts facts;
+    facts.hasPicture = true;
+    orv::GatherPicture(image, facts);
+    EXPECT_FALSE(facts.hasPicture);
+    std::uint8_t one = 0;
+    image.pixelType = orv::kMono8;
+    image.bitsPerPixel = image.significantBits = 8;
+    image.width = image.height = 100;
+    image.linePitch = 100;
+    image.data = &one;
+    image.dataSize = 1; // less than it claims
+    orv::GatherPicture(image, facts);
+    EXPECT_FALSE(facts.hasPicture);
+}
+
+} // namespace
