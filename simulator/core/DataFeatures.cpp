@@ -26,9 +26,11 @@ const EventRow kEventRows[] = {
     {EventKind::Test, "Test", "TestEventGenerate was run."},
 };
 
-/// Where an event's fields lie in the item that the message channel delivers: header, then the frame number.
+/// Where an event's fields lie in the item that the message channel delivers: header, then the frame number. In the
+/// extended form the block id has a field of its own in front of the timestamp.
 constexpr std::uint32_t kEventTimestampOffset = 8;
 constexpr std::uint32_t kEventDataOffset = 16;
+constexpr std::uint32_t kExtendedEventBytes = 8;
 
 Feature ReadOnlyNumber(const std::string &name, const char *category, FeatureType type, const std::string &toolTip)
 {
@@ -60,7 +62,7 @@ void AddEvent(CameraModel &model, const EventRow &row)
     model.Add(identifier);
     const auto add = [&](const char *suffix, std::uint32_t offset, const char *unit, const char *toolTip) {
         Feature field = ReadOnlyNumber(prefix + suffix, kEvents, FeatureType::Integer, toolTip);
-        field.source = EventField{id, offset, 8};
+        field.source = EventField{id, offset, 8, offset + kExtendedEventBytes};
         field.integerBytes = 8;
         field.unit = unit;
         field.visibility = Visibility::Expert;

@@ -47,11 +47,13 @@ struct ChunkField {
     std::uint32_t offset = 0; ///< bytes within the chunk's data
     std::uint32_t length = 8;
 };
-/// A big-endian field of an event. The offset counts from the event item's start as the transport delivers it.
+/// A big-endian field of an event. The offsets count from the event item's start as the transport delivers it: in its
+/// standard form, and in the extended one where it has two (see FeatureTable::SetEventForm).
 struct EventField {
     std::uint32_t eventId = 0;
     std::uint32_t offset = 0;
     std::uint32_t length = 8;
+    std::uint32_t extendedOffset = 0; ///< not below `offset`
 };
 /// Computed by the host; read-only. The variables are features of the same table or of `hidden` integers.
 struct Formula {

@@ -141,6 +141,10 @@ RegisterNode FeatureNodes::ValueRegisterOf(const Feature &feature) const
         UseData(node, *chunk, ChunkPortName(chunk->chunkId));
     } else if (const auto *event = std::get_if<EventField>(&feature.source)) {
         UseData(node, *event, EventPortName(event->eventId));
+        if (!m_table.EventForm().empty()) {
+            node.addressShift = node.name + "Shift";
+            node.invalidators.push_back(m_table.EventForm());
+        }
     }
     return node;
 }
@@ -159,7 +163,22 @@ RegisterNode FeatureNodes::StateRegisterOf(const Feature &feature, const char *s
 
 void FeatureNodes::WriteValueRegister(const Feature &feature)
 {
-    WriteRegister(m_xml, ValueRegisterOf(feature));
+    const RegisterNode node = ValueRegisterOf(feature);
+    if (!node.addressShift.empty())
+        WriteEventShift(node.addressShift, std::get<EventField>(feature.source));
+    WriteRegister(m_xml, node);
+}
+
+/// How much farther behind the field lies while events come in the extended form.
+void FeatureNodes::WriteEventShift(const std::string &name, const EventField &field)
+{
+    assert(m_table.Find(m_table.EventForm()) != nullptr && field.extendedOffset >= field.offset);
+    m_xml.Open("IntSwissKnife", {{"Name", name}, {"NameSpace", "Custom"}});
+    m_xml.Leaf("Visibility", "Invisible");
+    m_xml.Leaves("pInvalidator", {m_table.EventForm()});
+    m_xml.Leaf("pVariable", m_table.EventForm() + "_Reg", {{"Name", "FORM"}});
+    m_xml.Leaf("Formula", "(FORM * " + std::to_string(field.extendedOffset - field.offset) + ")");
+    m_xml.Close();
 }
 
 void FeatureNodes::WriteLimitRegisters(const Feature &feature)

@@ -43,6 +43,7 @@ private:
     void WriteLook(const Feature &feature);
     void WriteEntry(const Feature &feature, const EnumerationEntry &entry);
     void WriteValueRegister(const Feature &feature);
+    void WriteEventShift(const std::string &name, const EventField &field);
     void WriteStateRegisters(const Feature &feature);
     void WriteLimitRegisters(const Feature &feature);
     void WriteEntryConditions(const Feature &feature);

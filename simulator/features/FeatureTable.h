@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace orvsim {
@@ -34,6 +35,10 @@ public:
     FeatureTable(const FeatureTable &) = delete; // the registers' functions refer to it
 
     void Add(Feature feature);
+    /// Name of the transport's feature that is 1 while events come in the extended form, and else 0. Without it they
+    /// only come in the standard form.
+    void SetEventForm(std::string feature) { m_eventForm = std::move(feature); }
+    const std::string &EventForm() const { return m_eventForm; }
     /// Gives each feature its registers from `firstAddress` on. Features that are fields of others' registers are read
     /// and set through `space` from now on.
     void PlaceRegisters(RegisterSpace &space, std::uint32_t firstAddress);
@@ -53,6 +58,7 @@ private:
     std::vector<Feature> m_features;
     std::map<std::string, std::size_t> m_byName;
     std::vector<FeatureSlots> m_slots;
+    std::string m_eventForm;
 };
 
 } // namespace orvsim

@@ -50,6 +50,8 @@ std::string AccessModeOf(const RegisterNode &node)
 void WriteRegisterBlock(XmlWriter &xml, const RegisterNode &node)
 {
     xml.Leaf("Address", HexOf(node.address));
+    if (!node.addressShift.empty())
+        xml.Leaf("pAddress", node.addressShift);
     xml.Leaf("Length", std::to_string(node.length));
     xml.Leaf("AccessMode", AccessModeOf(node));
     xml.Leaf("pPort", node.port);

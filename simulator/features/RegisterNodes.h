@@ -17,7 +17,8 @@ struct RegisterNode {
     Kind kind = Kind::Integer;
     std::string name;
     std::uint32_t address = 0;
-    std::uint32_t length = 4; ///< bytes
+    std::string addressShift = {}; ///< node whose value is added to the address; empty: none
+    std::uint32_t length = 4;      ///< bytes
     FeatureAccess access = FeatureAccess::ReadOnly;
     bool isReadable = true; ///< of a write-only feature: whether its register can be read all the same
     std::string port = "Device";

@@ -192,7 +192,7 @@ const std::vector<ChoiceRow> &Choices()
          0x0960,
          30,
          30,
-         kVersion2 | kLockable,
+         kVersion2 | kLockable | kVolatile, // hosts write the register past this description
          {{"Off", 0, "16-bit frame ids and 24-bit packet ids."}, {"On", 1, "64-bit frame ids and 32-bit packet ids."}},
          "Length of the ids in stream packets and events."},
         {"ActionUnconditionalMode",
@@ -360,6 +360,8 @@ Feature Selector(const char *name, const char *toolTip, std::vector<std::string>
 void AddGigeFeatures(FeatureTable &table, std::function<void(std::uint32_t changes)> request, bool isLegacy)
 {
     Builder builder(table, isLegacy);
+    if (!isLegacy)
+        table.SetEventForm("GevGVSPExtendedIDMode");
     AddNumbers(builder);
     AddSwitchesAndChoices(builder);
     AddTexts(builder);

@@ -1,5 +1,6 @@
 // The real camera's description, in the eyes of a checker and of somebody else's GenApi.
 #include "simulator/gige/GigeCamera.h"
+#include "simulator/gige/Gvcp.h"
 
 #include "tests/simulator/DescriptionChecks.h"
 #include "tests/simulator/GenApiBridge.h"
@@ -101,6 +102,30 @@ TEST_P(CameraDescription, LimitsFollowFromOtherFeatures)
     EXPECT_FALSE(bridge->IsAvailable("TriggerSoftware"));
     ASSERT_TRUE(bridge->Set("TriggerMode", "On"));
     EXPECT_TRUE(bridge->IsAvailable("TriggerSoftware"));
+}
+
+TEST_P(CameraDescription, EventsAreReadInTheFormTheyCome)
+{
+    orv::ByteWriter frame;
+    frame.U64(0x1122);
+    const auto data = frame.Take();
+    EventMessage message;
+    message.eventId = 0x9007; // FrameEnd
+    message.blockId = 7;
+    message.timestamp = 0x123456789;
+    message.data = {data.data(), data.size()};
+    for (const bool isExtended : {false, true}) {
+        if (isExtended && GetParam().isLegacy)
+            continue;
+        SCOPED_TRACE(isExtended ? "extended" : "standard");
+        if (isExtended) {
+            ASSERT_TRUE(bridge->Set("GevGVSPExtendedIDMode", "On")) << bridge->Error();
+        }
+        const Datagram datagram = MakeEvent(message, 1, isExtended, false);
+        bridge->Attach("EventPort_9007", {datagram.begin() + kGvcpHeaderSize, datagram.end()});
+        EXPECT_EQ(bridge->Get("EventFrameEndTimestamp"), std::to_string(0x123456789)) << bridge->Error();
+        EXPECT_EQ(bridge->Get("EventFrameEndFrameID"), std::to_string(0x1122)) << bridge->Error();
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Cameras, CameraDescription, testing::ValuesIn(kKinds),
