@@ -46,12 +46,14 @@ void AddCommands(CameraModel &model)
         model.StartAcquisition();
         return Outcome::Ok;
     }));
-    for (const char *name : {"AcquisitionStop", "AcquisitionAbort"}) {
-        model.Add(CommandRow(name, kAcquisition, "Takes no more frames.", [&model](std::int64_t) {
-            model.EndAcquisition();
-            return Outcome::Ok;
-        }));
-    }
+    model.Add(CommandRow("AcquisitionStop", kAcquisition, "Takes no more frames.", [&model](std::int64_t) {
+        model.EndAcquisition();
+        return Outcome::Ok;
+    }));
+    model.Add(CommandRow("AcquisitionAbort", kAcquisition, "Ends within a frame, too.", [&model](std::int64_t) {
+        model.AbortAcquisition();
+        return Outcome::Ok;
+    }));
     Feature count = FixedIntegerRow("AcquisitionFrameCount", kAcquisition, "Frames of a MultiFrame acquisition.",
                                     GetterOf(&state.frameCount), SetterOf(&state.frameCount), {1, 65535, 1});
     count.isStreamable = true;

@@ -59,6 +59,8 @@ struct Camera::Parts {
     std::string description;
     std::function<void(const DeviceEvent &)> sink GUARDED_BY(mutex);
     std::function<void()> resetHandler GUARDED_BY(mutex);
+    std::function<void(std::uint64_t)> leftoverHandler GUARDED_BY(mutex);
+    std::uint64_t toldWantedFrom GUARDED_BY(mutex) = 0; // by the handler
     bool isClosed GUARDED_BY(mutex) = false;
 
     /// Frames are prepared ahead while the camera acquires, and their memory is given back afterwards. Not at once: the
@@ -93,8 +95,13 @@ Camera::Parts::Change::~Change() NO_THREAD_SAFETY_ANALYSIS // releases in the mi
         model.ResetState();
     const auto sink = m_parts.sink;
     const auto resetHandler = m_parts.resetHandler;
+    const std::uint64_t wantedFrom = model.wantedFrom;
+    const auto leftoverHandler = wantedFrom == m_parts.toldWantedFrom ? nullptr : m_parts.leftoverHandler;
+    m_parts.toldWantedFrom = wantedFrom;
     m_parts.mutex.unlock();
     m_parts.changed.NotifyAll();
+    if (leftoverHandler)
+        leftoverHandler(wantedFrom);
     for (const CameraModel::Pending &event : events) {
         if (sink)
             sink(MakeEvent(event));
@@ -218,6 +225,12 @@ void Camera::SetResetHandler(std::function<void()> handler)
     m_parts->resetHandler = std::move(handler);
 }
 
+void Camera::SetLeftoverHandler(std::function<void(std::uint64_t)> handler)
+{
+    orv::MutexLock lock(m_parts->mutex);
+    m_parts->leftoverHandler = std::move(handler);
+}
+
 void Camera::Reset()
 {
     const Parts::Change change(*m_parts);
@@ -243,6 +256,7 @@ FrameJob Camera::Parts::MakeJob()
     job.settings = model.state.frame;
     job.periodNs = model.Pace().periodNs;
     job.withChunks = model.state.hasChunks;
+    job.acquisition = model.acquisitionNumber;
     const FrameClock::Taken taken = model.TakeFrame(model.clock.Now());
     job.lossShare = model.LossShareOf(taken);
     job.number = taken.number;

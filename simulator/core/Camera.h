@@ -18,6 +18,7 @@ namespace orvsim {
 /// One frame that is due: the camera's settings at the start of its exposure.
 struct FrameJob {
     FrameSettings settings;
+    std::uint64_t acquisition = 0; ///< counts them; 0: unknown
     std::uint64_t number = 0;      ///< from 0 at the start of the acquisition
     std::uint64_t timestampNs = 0; ///< device clock
     bool withChunks = false;
@@ -81,6 +82,9 @@ public:
     void SetEventSink(std::function<void(const DeviceEvent &)> sink);
     /// Called when the device resets itself by its feature: the transport drops its connections.
     void SetResetHandler(std::function<void()> handler);
+    /// Called when what is left of earlier acquisitions is not wanted any more, because it was aborted or the next one
+    /// has begun: the transport gives up frames of acquisitions before `first`.
+    void SetLeftoverHandler(std::function<void(std::uint64_t first)> handler);
 
     /// As after switching on, for a device that was away. The reset handler is not called.
     void Reset();

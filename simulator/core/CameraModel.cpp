@@ -135,6 +135,7 @@ void CameraModel::StartAcquisition()
     if (acquisition.IsRunning())
         return;
     m_startedNs = clock.Now();
+    wantedFrom = ++acquisitionNumber;
     acquisition.Start(m_startedNs);
     Happened(EventKind::AcquisitionStart, m_startedNs);
 }
@@ -147,6 +148,12 @@ void CameraModel::EndAcquisition()
     const std::uint64_t now = clock.Now();
     m_workedNs += now - m_startedNs;
     Happened(EventKind::AcquisitionEnd, now);
+}
+
+void CameraModel::AbortAcquisition()
+{
+    EndAcquisition();
+    wantedFrom = acquisitionNumber + 1;
 }
 
 Outcome CameraModel::SoftwareTrigger()

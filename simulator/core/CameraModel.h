@@ -73,6 +73,10 @@ public:
     FrameClock acquisition;
     void StartAcquisition();
     void EndAcquisition();
+    /// Frames that are under way are not wanted either.
+    void AbortAcquisition();
+    std::uint64_t acquisitionNumber = 0; ///< of the present one, or of the last
+    std::uint64_t wantedFrom = 0;        ///< frames of acquisitions before it are given up
     Outcome SoftwareTrigger();
     /// Tells of the next frame's exposure when it has begun. \return whether there was something to tell.
     bool TellBegin(std::uint64_t nowNs);

@@ -27,6 +27,18 @@ std::shared_ptr<SentBlock> FrameHistory::Find(std::uint64_t blockId, bool extend
     return found == m_blocks.rend() ? nullptr : *found;
 }
 
+void FrameHistory::Remove(const SentBlock &block)
+{
+    std::shared_ptr<SentBlock> removed; // freed without the mutex
+    const orv::MutexLock lock(m_mutex);
+    const auto found =
+        std::find_if(m_blocks.begin(), m_blocks.end(), [&block](const auto &sent) { return sent.get() == &block; });
+    if (found == m_blocks.end())
+        return;
+    removed = std::move(*found);
+    m_blocks.erase(found);
+}
+
 void FrameHistory::Clear()
 {
     std::deque<std::shared_ptr<SentBlock>> old;

@@ -26,6 +26,7 @@ public:
     void Add(std::shared_ptr<SentBlock> block) EXCLUDES(m_mutex);
     /// The newest block with that id, asked for in the form it was sent in; null when it is gone.
     std::shared_ptr<SentBlock> Find(std::uint64_t blockId, bool extendedIds) const EXCLUDES(m_mutex);
+    void Remove(const SentBlock &block) EXCLUDES(m_mutex);
     void Clear() EXCLUDES(m_mutex);
 
 private:

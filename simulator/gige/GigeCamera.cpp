@@ -78,6 +78,7 @@ GigeCamera::Parts::Parts(const CameraOptions &cameraOptions, const GigeOptions &
         if (messages.Push(event, event.isTied ? stream.BlockIdOf(event.frameNumber) : 0))
             loop.Wake();
     });
+    camera.SetLeftoverHandler([this](std::uint64_t first) { stream.DropBefore(first); });
     camera.SetResetHandler([this] {
         server.RequestReset();
         loop.Wake();

@@ -45,6 +45,40 @@ private:
     StreamTarget m_target GUARDED_BY(m_mutex);
 };
 
+/// Which frames are wanted, and which one is under way. Any thread.
+class WantedFrames {
+public:
+    explicit WantedFrames(SendGate &gate) : m_gate(gate) {}
+
+    /// \return nothing when frames of that acquisition are not wanted.
+    std::optional<SendGate::Pass> Begin(std::uint64_t acquisition) EXCLUDES(m_mutex)
+    {
+        const orv::MutexLock lock(m_mutex);
+        if (acquisition < m_first)
+            return std::nullopt;
+        m_underWay = acquisition;
+        return m_gate.TakePass();
+    }
+    void End() EXCLUDES(m_mutex)
+    {
+        const orv::MutexLock lock(m_mutex);
+        m_underWay.reset();
+    }
+    void DropBefore(std::uint64_t first) EXCLUDES(m_mutex)
+    {
+        const orv::MutexLock lock(m_mutex);
+        m_first = std::max(m_first, first); // handlers may overtake each other
+        if (m_underWay.has_value() && *m_underWay < m_first)
+            m_gate.Shut();
+    }
+
+private:
+    SendGate &m_gate;
+    orv::Mutex m_mutex;
+    std::uint64_t m_first GUARDED_BY(m_mutex) = 0; // acquisition
+    std::optional<std::uint64_t> m_underWay GUARDED_BY(m_mutex);
+};
+
 } // namespace
 
 struct StreamSender::Parts {
@@ -54,7 +88,7 @@ struct StreamSender::Parts {
     }
 
     void Run();
-    void SendFrame(const FrameJob &job);
+    void SendFrame(const FrameJob &job, SendGate::Pass pass);
     std::shared_ptr<SentBlock> NextBlock(const FrameJob &job, const StreamTarget &target, const Faults &faults);
     SendOrder ResendOrder(const Endpoint &requester) const;
 
@@ -63,6 +97,7 @@ struct StreamSender::Parts {
     /// Shared with the source's question for wire bytes, which may come after the end.
     const std::shared_ptr<TargetRegister> target = std::make_shared<TargetRegister>();
     SendPort port;
+    WantedFrames wanted{port.gate};
     BlockIds ids;
     FrameHistory history;
     std::atomic<bool> isStopping{false};
@@ -135,6 +170,11 @@ void StreamSender::SetTarget(const StreamTarget &target)
         m_parts->port.socket.SetDontFragment(target.dontFragment);
 }
 
+void StreamSender::DropBefore(std::uint64_t first)
+{
+    m_parts->wanted.DropBefore(first);
+}
+
 void StreamSender::FireTestPacket()
 {
     const StreamTarget target = m_parts->target->Get();
@@ -179,15 +219,19 @@ void StreamSender::Parts::Run()
     prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);
     while (!isStopping) {
         const std::optional<FrameJob> job = source->WaitForFrame(kFrameWaitMs);
-        if (job.has_value() && !isStopping)
-            SendFrame(*job);
+        if (!job.has_value() || isStopping)
+            continue;
+        // The pass first: whatever closes the channel from here on is noticed.
+        if (const auto pass = wanted.Begin(job->acquisition))
+            SendFrame(*job, *pass);
+        wanted.End();
     }
 }
 
-void StreamSender::Parts::SendFrame(const FrameJob &job)
+void StreamSender::Parts::SendFrame(const FrameJob &job, SendGate::Pass pass)
 {
     SendOrder order;
-    order.pass = port.gate.TakePass(); // first: whatever closes the channel from here on is noticed
+    order.pass = pass;
     const StreamTarget now = target->Get();
     if (now.to.port == 0 || isStopping)
         return;
@@ -205,8 +249,10 @@ void StreamSender::Parts::SendFrame(const FrameJob &job)
     const auto every = static_cast<std::uint64_t>(std::max<std::int64_t>(order.faults.stallEvery, 0));
     if (every > 0 && (job.number + 1) % every == 0)
         troubles.stallMs = order.faults.stallMs;
-    if (!sender->Send(*block, order, troubles))
+    if (!sender->Send(*block, order, troubles)) {
+        history.Remove(*block); // its rest is not to be had either
         return;
+    }
     ++port.counts.frames;
     source->FrameSent(job);
 }

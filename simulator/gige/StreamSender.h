@@ -40,6 +40,8 @@ public:
     void Stop();
 
     void SetTarget(const StreamTarget &target);
+    /// Frames of acquisitions before `first` are given up, the one under way too.
+    void DropBefore(std::uint64_t first);
     /// One datagram of packetSize - 28 bytes to the target; none while the channel is closed or when the size is beyond
     /// the path's artificial limit.
     void FireTestPacket();

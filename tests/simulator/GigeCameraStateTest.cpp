@@ -64,6 +64,52 @@ TEST_F(OneCamera, ComesBackAsSwitchedOn)
     }
 }
 
+TEST_F(OneCamera, WhatIsLeftOfAnAcquisitionDoesNotHoldUpTheNext)
+{
+    const std::pair<const char *, const char *> slow[] = {{"SimStallTime", "60000"}, {"GevSCPD", "4000000000"}};
+    Open();
+    TakeControl();
+    Set("SimStallEvery", "1");
+    for (const auto &[name, value] : slow) {
+        for (const bool isAborted : {false, true}) {
+            SCOPED_TRACE(std::string(name) + (isAborted ? ", aborted" : ", stopped"));
+            TestHost receiver;
+            StreamTo(receiver);
+            Set(name, value);
+            Set("AcquisitionStart", "1");
+            ASSERT_TRUE(receiver.Receive()) << "the leader, then nothing for long";
+            Set(isAborted ? "AcquisitionAbort" : "AcquisitionStop", "1");
+            Set(name, "0");
+            Set("AcquisitionStart", "1");
+            const std::uint64_t before = camera->Counts().frames;
+            EXPECT_TRUE(ComesTrue([&] { return camera->Counts().frames > before; }));
+            Set("AcquisitionStop", "1");
+        }
+    }
+}
+
+TEST_F(OneCamera, AnAbortedFrameEndsAtOnceAndIsNotToBeHad)
+{
+    Open();
+    TakeControl();
+    TestHost receiver;
+    StreamTo(receiver);
+    Set("SimStallEvery", "1");
+    Set("SimStallTime", "60000");
+    Set("AcquisitionStart", "1");
+    ASSERT_TRUE(receiver.Receive());
+    Set("AcquisitionAbort", "1");
+    while (receiver.Receive(100)) { // what came before the stall
+    }
+    const auto refusal = [&] {
+        host.Send({address, kGvcpPort}, host.commands.Make(GvcpCommand::PacketResend, {1, 0, 0}, 0));
+        const auto answer = receiver.Receive();
+        return answer && answer->bytes.size() >= 2 && answer->bytes[0] == 0x80 && answer->bytes[1] == 0x0c;
+    };
+    EXPECT_TRUE(ComesTrue(refusal));
+    EXPECT_EQ(camera->Counts().frames, 0U);
+}
+
 TEST_F(OneCamera, ForgetsAForcedAddressWithTheReset)
 {
     Open();
