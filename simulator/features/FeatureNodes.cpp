@@ -105,8 +105,9 @@ void FeatureNodes::WriteLimits(const Feature &feature)
             m_xml.Leaf("pInc", feature.name + "_IncReg");
         return;
     }
-    // Limits that never change serve whoever writes; those of a fact would only narrow what it may tell.
-    if (feature.access == FeatureAccess::ReadOnly)
+    // Limits that never change serve whoever writes; those of a fact would only narrow what it may tell. Behind a
+    // conversion they say how far the value reaches: nothing else does.
+    if (feature.access == FeatureAccess::ReadOnly && !std::holds_alternative<Scaled>(feature.source))
         return;
     if (HoldsInteger(feature) && feature.integerRange) {
         const IntegerRange range = feature.integerRange();

@@ -98,6 +98,13 @@ void FeatureTable::Add(Feature feature)
     m_slots.emplace_back();
 }
 
+void FeatureTable::AddDependencies(const std::string &name, const std::vector<std::string> &dependsOn)
+{
+    assert(Find(name) != nullptr);
+    std::vector<std::string> &names = m_features[m_byName.at(name)].dependsOn;
+    names.insert(names.end(), dependsOn.begin(), dependsOn.end());
+}
+
 const Feature *FeatureTable::Find(const std::string &name) const
 {
     const auto found = m_byName.find(name);

@@ -127,6 +127,11 @@ GenApiBridge::GenApiBridge(const std::string &xml, Read read, Write write) : m_p
     arv_gc_set_access_check_policy(m_parts->nodes, ARV_ACCESS_CHECK_POLICY_ENABLE);
 }
 
+void GenApiBridge::CacheRegisters()
+{
+    arv_gc_set_register_cache_policy(m_parts->nodes, ARV_REGISTER_CACHE_POLICY_ENABLE);
+}
+
 GenApiBridge::~GenApiBridge()
 {
     g_clear_object(&m_parts->nodes);

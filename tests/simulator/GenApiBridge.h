@@ -28,6 +28,8 @@ public:
     ~GenApiBridge();
     /// False when the library did not take the description, or finds no category "Root" in it.
     bool IsOpen() const;
+    /// From now on registers are read anew only when the description says that they may have changed.
+    void CacheRegisters();
 
     /// All that the categories list, in the order of the tree, each once.
     std::vector<std::string> Features() const;
