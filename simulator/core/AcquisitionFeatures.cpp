@@ -176,11 +176,15 @@ void AddAcquisitionFeatures(CameraModel &model)
     AddTrigger(model);
 }
 
+std::vector<EnumerationEntry> CounterEntries()
+{
+    return EntriesOf({{"Counter0", "The first counter."}, {"Counter1", "The second counter."}});
+}
+
 void AddCounterFeatures(CameraModel &model)
 {
     CameraState &state = model.state;
-    Feature selector = EnumerationRow("CounterSelector", kCounting, "Which counter is shown.",
-                                      EntriesOf({{"Counter0", ""}, {"Counter1", ""}}),
+    Feature selector = EnumerationRow("CounterSelector", kCounting, "Which counter is shown.", CounterEntries(),
                                       GetterOf(&model.selectors.counter), SetterOf(&model.selectors.counter));
     selector.selects = {"CounterEventSource", "CounterValue", "CounterReset"};
     model.Add(selector);
@@ -208,8 +212,8 @@ void AddCounterFeatures(CameraModel &model)
         return Outcome::Ok;
     }));
     Feature timerSelector = EnumerationRow(
-        "TimerSelector", kCounting, "Which timer is shown.", EntriesOf({{"Timer0", ""}}), [] { return 0; },
-        [](std::int64_t) { return Outcome::Ok; });
+        "TimerSelector", kCounting, "Which timer is shown.", EntriesOf({{"Timer0", "The only timer."}}),
+        [] { return 0; }, [](std::int64_t) { return Outcome::Ok; });
     timerSelector.selects = {"TimerDuration"};
     model.Add(timerSelector);
     Feature duration =
@@ -222,7 +226,9 @@ void AddCounterFeatures(CameraModel &model)
 
 void AddUserSetFeatures(CameraModel &model)
 {
-    const auto sets = EntriesOf({{"Default", "As delivered; cannot be changed."}, {"UserSet1", ""}, {"UserSet2", ""}});
+    const auto sets = EntriesOf({{"Default", "As delivered; cannot be changed."},
+                                 {"UserSet1", "The user's first."},
+                                 {"UserSet2", "The user's second."}});
     Feature selector = EnumerationRow("UserSetSelector", kUserSets, "Which set of settings is loaded or saved.", sets,
                                       GetterOf(&model.selectors.userSet), SetterOf(&model.selectors.userSet));
     selector.selects = {"UserSetLoad", "UserSetSave"};

@@ -327,7 +327,7 @@ std::shared_ptr<Frame> Camera::TakeFrame(const FrameJob &job)
     ChunkValues values;
     values.timestampNs = job.timestampNs;
     values.frameNumber = job.number;
-    values.counter = model.counters[0];
+    values.counter = model.counters[static_cast<std::size_t>(model.selectors.chunkCounter)];
     values.pixelFormat = orv::WireFromPixelType(job.settings.pixelType);
     values.frame = job.settings;
     AppendChunks(model.state, values, frame->payload);

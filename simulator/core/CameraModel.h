@@ -110,6 +110,9 @@ private:
 /// The wire formats that a sensor offers, as rows of the application's table, each wire code once.
 std::vector<std::uint32_t> OfferedPixelTypes(bool isColour);
 
+/// Entries of the selectors of counters.
+std::vector<EnumerationEntry> CounterEntries();
+
 /// Name of the feature that sets the sensor's pace.
 std::string TimingFeature(const CameraOptions &options);
 

@@ -42,7 +42,8 @@ struct Selectors {
     ChunkKind chunk = ChunkKind::Timestamp;
     EventKind event = EventKind::ExposureEnd;
     std::int64_t counter = 0;
-    std::int64_t balance = 0; ///< red, green, blue
+    std::int64_t chunkCounter = 0; ///< that frames carry the value of
+    std::int64_t balance = 0;      ///< red, green, blue
     std::int64_t temperature = 0;
     UserSet userSet = UserSet::Default;
 };

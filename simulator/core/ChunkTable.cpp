@@ -59,15 +59,15 @@ bool IsOn(const CameraState &state, const ChunkRow &row)
 const std::vector<ChunkRow> &ChunkRows()
 {
     static const std::vector<ChunkRow> rows = {
-        {ChunkKind::Image, "Image", 0x0001, 0},
-        {ChunkKind::Timestamp, "Timestamp", 0x1001, 8},
-        {ChunkKind::FrameId, "FrameID", 0x1002, 8},
-        {ChunkKind::ExposureTime, "ExposureTime", 0x1003, 8},
-        {ChunkKind::Gain, "Gain", 0x1004, 8},
-        {ChunkKind::Width, "Width", 0x1005, 4},
-        {ChunkKind::Height, "Height", 0x1006, 4},
-        {ChunkKind::PixelFormat, "PixelFormat", 0x1007, 4},
-        {ChunkKind::CounterValue, "CounterValue", 0x1008, 8},
+        {ChunkKind::Image, "Image", 0x0001, 0, "The pixels."},
+        {ChunkKind::Timestamp, "Timestamp", 0x1001, 8, "Start of the exposure, in ns of the device's clock."},
+        {ChunkKind::FrameId, "FrameID", 0x1002, 8, "Number of the frame in its acquisition, from 0."},
+        {ChunkKind::ExposureTime, "ExposureTime", 0x1003, 8, "Exposure time in us."},
+        {ChunkKind::Gain, "Gain", 0x1004, 8, "Gain in dB."},
+        {ChunkKind::Width, "Width", 0x1005, 4, "Columns of the frame."},
+        {ChunkKind::Height, "Height", 0x1006, 4, "Lines of the frame."},
+        {ChunkKind::PixelFormat, "PixelFormat", 0x1007, 4, "Code of the pixel format."},
+        {ChunkKind::CounterValue, "CounterValue", 0x1008, 8, "Value of the counter that ChunkCounterSelector names."},
     };
     return rows;
 }

@@ -13,6 +13,7 @@ struct ChunkRow {
     const char *name; ///< entry of "ChunkSelector"
     std::uint32_t id;
     std::uint32_t bytes; ///< 0: the image, as long as it is
+    const char *toolTip; ///< what it holds
 };
 const std::vector<ChunkRow> &ChunkRows();
 

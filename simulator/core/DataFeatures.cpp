@@ -43,8 +43,7 @@ void AddChunkValue(CameraModel &model, const ChunkRow &row)
 {
     const bool isFloat = row.kind == ChunkKind::ExposureTime || row.kind == ChunkKind::Gain;
     const std::string name = std::string("Chunk") + row.name;
-    Feature feature = ReadOnlyNumber(name, kChunks, isFloat ? FeatureType::Float : FeatureType::Integer,
-                                     "What the frame's chunk says.");
+    Feature feature = ReadOnlyNumber(name, kChunks, isFloat ? FeatureType::Float : FeatureType::Integer, row.toolTip);
     feature.source = ChunkField{row.id, 0, row.bytes};
     feature.integerBytes = row.bytes;
     if (row.kind == ChunkKind::PixelFormat)
@@ -86,7 +85,7 @@ void AddChunkFeatures(CameraModel &model)
     // Without the image, which is always sent: clients switch every entry off before they switch theirs on.
     for (const ChunkRow &row : ChunkRows()) {
         if (row.kind != ChunkKind::Image)
-            entries.push_back({row.name, static_cast<std::int64_t>(row.kind), {}});
+            entries.push_back({row.name, static_cast<std::int64_t>(row.kind), row.toolTip});
     }
     Feature selector = EnumerationRow("ChunkSelector", kChunks, "Which chunk is shown.", entries,
                                       GetterOf(&model.selectors.chunk), SetterOf(&model.selectors.chunk));
@@ -102,6 +101,11 @@ void AddChunkFeatures(CameraModel &model)
     enable.isStreamable = true;
     enable.isLocked = [&model] { return model.isLocked; };
     model.Add(enable);
+    Feature counter =
+        EnumerationRow("ChunkCounterSelector", kChunks, "Which counter's value frames carry.", CounterEntries(),
+                       GetterOf(&model.selectors.chunkCounter), SetterOf(&model.selectors.chunkCounter));
+    counter.selects = {"ChunkCounterValue"};
+    model.Add(counter);
     for (const ChunkRow &row : ChunkRows()) {
         if (row.kind != ChunkKind::Image)
             AddChunkValue(model, row);

@@ -60,20 +60,22 @@ void AddVersions(CameraModel &model)
     model.Add(Fact("DeviceSFNCVersionMinor", 7, "Minor version of the standard feature names."));
     model.Add(Fact("DeviceSFNCVersionSubMinor", 0, "Sub-minor version of the standard feature names."));
     const auto family = static_cast<std::int64_t>(model.options.family);
-    model.Add(Fact("FamilyID", family, "What sets the sensor's pace: 1 the line time, 2 the pixel clock."));
-    model.Add(Fact("FirmwareVersion", 0x0103, "Version of the firmware."));
-    model.Add(Fact("FirmwareImage", 0x01, "Firmware image in use."));
-    model.Add(Fact("FirmwareBuild", 0x2a, "Build number of the firmware."));
-    model.Add(Fact("CustomerID", 0, "Customer that the firmware was made for."));
-    model.Add(Fact("RgsID", 0x11, "Version of the register set."));
-    model.Add(Fact("FpgaID", 0x5151, "Identifier of the logic."));
-    model.Add(Fact("EpcsID", 0x16, "Identifier of the configuration memory."));
-    model.Add(Fact("XmlVersion", 0x0100, "Version of this description."));
-    for (const char *name : {"GevFirmwareSwVersion", "GevFirmwareHwVersion"}) {
-        Feature version = Fact(name, 0x0200, "Version of the GigE Vision part of the firmware.");
-        version.isCustom = true;
-        model.Add(version);
-    }
+    const auto addCustom = [&model](const char *name, std::int64_t value, const char *toolTip) {
+        Feature fact = Fact(name, value, toolTip);
+        fact.isCustom = true;
+        model.Add(fact);
+    };
+    addCustom("FamilyID", family, "What sets the sensor's pace: 1 the line time, 2 the pixel clock.");
+    addCustom("FirmwareVersion", 0x0103, "Version of the firmware.");
+    addCustom("FirmwareImage", 0x01, "Firmware image in use.");
+    addCustom("FirmwareBuild", 0x2a, "Build number of the firmware.");
+    addCustom("CustomerID", 0, "Customer that the firmware was made for.");
+    addCustom("RgsID", 0x11, "Version of the register set.");
+    addCustom("FpgaID", 0x5151, "Identifier of the logic.");
+    addCustom("EpcsID", 0x16, "Identifier of the configuration memory.");
+    addCustom("XmlVersion", 0x0100, "Version of this description.");
+    for (const char *name : {"GevFirmwareSwVersion", "GevFirmwareHwVersion"})
+        addCustom(name, 0x0200, "Version of the GigE Vision part of the firmware.");
 }
 
 void AddTemperature(CameraModel &model)

@@ -120,13 +120,33 @@ void AddReduction(CameraModel &model)
         row.isStreamable = true;
         model.Add(std::move(row));
     };
-    addStreamable(EnumerationRow("BinningHorizontalMode", kImage, "How binned pixels make one.",
-                                 EntriesOf({{"Sum", "Their sum: brighter."}, {"Average", "Their mean: less noise."}}),
-                                 GetterOf(&frame.binningMode), SetterOf(&frame.binningMode)));
+    const auto modes = EntriesOf({{"Sum", "Their sum: brighter."}, {"Average", "Their mean: less noise."}});
+    addStreamable(EnumerationRow("BinningHorizontalMode", kImage, "How binned columns make one.", modes,
+                                 GetterOf(&frame.binningModeX), SetterOf(&frame.binningModeX)));
+    addStreamable(EnumerationRow("BinningVerticalMode", kImage, "How binned lines make one.", modes,
+                                 GetterOf(&frame.binningModeY), SetterOf(&frame.binningModeY)));
     addStreamable(BooleanRow("ReverseX", kImage, "Mirrors the picture left to right; the colour filter's order stays.",
                              GetterOf(&frame.reverseX), SetterOf(&frame.reverseX)));
     addStreamable(BooleanRow("ReverseY", kImage, "Mirrors the picture top to bottom; the colour filter's order stays.",
                              GetterOf(&frame.reverseY), SetterOf(&frame.reverseY)));
+}
+
+/// What a pixel of the format holds.
+std::string FormatToolTip(std::uint32_t pixelType)
+{
+    const orv::PixelLayout layout = orv::LayoutOf(pixelType);
+    const std::string bits = std::to_string(layout.bits) + " bit";
+    const std::string memory = " per value, " + std::to_string(layout.bitsPerPixel) + " per pixel.";
+    switch (layout.family) {
+    case orv::PixelFamily::Mono:
+        return "Brightness: " + bits + memory;
+    case orv::PixelFamily::Bayer:
+        return "One colour per pixel, by the filter: " + bits + memory;
+    case orv::PixelFamily::Rgb:
+        return "Red, green and blue: " + bits + memory;
+    default:
+        return "Brightness and colour difference: " + bits + memory;
+    }
 }
 
 void AddPixelFormat(CameraModel &model)
@@ -135,7 +155,7 @@ void AddPixelFormat(CameraModel &model)
     std::vector<EnumerationEntry> entries;
     for (const std::uint32_t offered : OfferedPixelTypes(model.options.sensor.isColour)) {
         const std::uint32_t code = orv::WireFromPixelType(offered);
-        entries.push_back({orv::WireFormatName(code), code, {}});
+        entries.push_back({orv::WireFormatName(code), code, FormatToolTip(offered)});
     }
     model.Add(Geometry(model, EnumerationRow(
                                   "PixelFormat", kImage, "What a pixel holds and how it lies in memory.", entries,
@@ -177,9 +197,10 @@ void AddTestPattern(CameraModel &model)
 
 void AddBalance(CameraModel &model)
 {
-    Feature selector = EnumerationRow("BalanceRatioSelector", kAnalog, "Colour whose ratio is shown.",
-                                      EntriesOf({{"Red", ""}, {"Green", ""}, {"Blue", ""}}),
-                                      GetterOf(&model.selectors.balance), SetterOf(&model.selectors.balance));
+    Feature selector =
+        EnumerationRow("BalanceRatioSelector", kAnalog, "Colour whose ratio is shown.",
+                       EntriesOf({{"Red", "Red pixels."}, {"Green", "Green pixels."}, {"Blue", "Blue pixels."}}),
+                       GetterOf(&model.selectors.balance), SetterOf(&model.selectors.balance));
     selector.selects = {"BalanceRatio"};
     model.Add(selector);
     const auto ratio = [&model]() -> double & {

@@ -10,9 +10,9 @@ namespace {
 
 auto Tied(const FrameSettings &s)
 {
-    return std::tie(s.offsetX, s.offsetY, s.width, s.height, s.binningX, s.binningY, s.binningMode, s.decimationX,
-                    s.decimationY, s.reverseX, s.reverseY, s.pixelType, s.exposureUs, s.gainDb, s.blackLevel, s.gamma,
-                    s.balanceRed, s.balanceGreen, s.balanceBlue, s.testPattern);
+    return std::tie(s.offsetX, s.offsetY, s.width, s.height, s.binningX, s.binningY, s.binningModeX, s.binningModeY,
+                    s.decimationX, s.decimationY, s.reverseX, s.reverseY, s.pixelType, s.exposureUs, s.gainDb,
+                    s.blackLevel, s.gamma, s.balanceRed, s.balanceGreen, s.balanceBlue, s.testPattern);
 }
 
 } // namespace

@@ -29,7 +29,8 @@ struct FrameSettings {
     int height = 0;
     int binningX = 1; ///< sensor pixels per output pixel; colour sensors bin pixels of the same colour
     int binningY = 1;
-    BinningMode binningMode = BinningMode::Average;
+    BinningMode binningModeX = BinningMode::Average;
+    BinningMode binningModeY = BinningMode::Average;
     int decimationX = 1;
     int decimationY = 1;
     bool reverseX = false; ///< the picture is mirrored before the colour filter, so the filter's order stays

@@ -62,7 +62,7 @@ const float *NoiseTable::Run(std::uint64_t key) const
 
 SensorModel::SensorModel(const SensorTraits &sensor, const FrameSettings &settings, int sampleBits)
     : m_black(static_cast<float>(settings.blackLevel)), m_highest(static_cast<float>((1 << sensor.bits) - 1)),
-      m_isSum(settings.binningMode == BinningMode::Sum)
+      m_isSumX(settings.binningModeX == BinningMode::Sum), m_isSumY(settings.binningModeY == BinningMode::Sum)
 {
     const double balance[kChannels] = {settings.balanceRed, settings.balanceGreen, settings.balanceBlue, 1};
     for (std::size_t channel = 0; channel < kChannels; ++channel)
@@ -126,9 +126,9 @@ void SensorModel::SenseBinned(const Columns &columns, const float *noise, std::u
 {
     const ChannelResponse &response = Of(columns.channel);
     const Readout::Axis &axis = *columns.sites.columns;
-    const int pixels = columns.sites.lineCount * axis.count;
-    const float share = m_isSum ? 1.0F : 1.0F / static_cast<float>(pixels);
-    const float ceiling = response.ceiling * static_cast<float>(m_isSum ? pixels : 1);
+    const int added = (m_isSumX ? axis.count : 1) * (m_isSumY ? columns.sites.lineCount : 1);
+    const float share = static_cast<float>(added) / static_cast<float>(columns.sites.lineCount * axis.count);
+    const float ceiling = response.ceiling * static_cast<float>(added);
     for (int x = columns.begin, i = columns.firstOutput; x < columns.end; x += 2, i += 2) {
         float mean = 0;
         float variance = 0;

@@ -84,8 +84,9 @@ private:
     std::array<ChannelResponse, kChannels> m_channels{};
     std::vector<std::uint16_t> m_samples; ///< by the converter's level: gamma and depth
     float m_black = 0;
-    float m_highest = 0; ///< level
-    bool m_isSum = false;
+    float m_highest = 0;   ///< level
+    bool m_isSumX = false; ///< of binned columns, else their mean
+    bool m_isSumY = false;
 };
 
 } // namespace orvsim

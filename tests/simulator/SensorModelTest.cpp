@@ -124,10 +124,14 @@ TEST_F(SensorModelTest, BinningAddsOrAveragesSignalsAndTheirNoise)
     m_settings.width = 16;
     m_settings.height = 16;
     const Statistics average = StatisticsOf(WhiteSamples(m_renderer, m_settings, 64));
-    m_settings.binningMode = BinningMode::Sum;
+    m_settings.binningModeX = BinningMode::Sum;
+    const Statistics sumOfColumns = StatisticsOf(WhiteSamples(m_renderer, m_settings, 64));
+    m_settings.binningModeY = BinningMode::Sum;
     const Statistics sum = StatisticsOf(WhiteSamples(m_renderer, m_settings, 64));
     EXPECT_NEAR(average.mean, single.mean, 2);
     EXPECT_NEAR(average.variance, single.variance / 4, 0.08 * single.variance / 4);
+    EXPECT_NEAR(sumOfColumns.mean - 64, 2 * (single.mean - 64), 0.01 * sumOfColumns.mean);
+    EXPECT_NEAR(sumOfColumns.variance, single.variance, 0.08 * single.variance);
     EXPECT_NEAR(sum.mean - 64, 4 * (single.mean - 64), 0.01 * sum.mean);
     EXPECT_NEAR(sum.variance, 4 * single.variance, 0.08 * 4 * single.variance);
 }
