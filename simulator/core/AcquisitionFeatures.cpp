@@ -74,7 +74,7 @@ void AddRate(CameraModel &model)
         "Frames per second. The most follows from region, format, exposure, the sensor's pace and the link.",
         [&model, most] { return std::min(model.state.rateHz, most()); }, FloatSetterOf(&state.rateHz),
         [most] {
-            return FloatRange{std::min(0.1, most()), most()};
+            return FloatRange{std::min(0.01, most()), most()};
         });
     rate.unit = "Hz";
     rate.isStreamable = true;

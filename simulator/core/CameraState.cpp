@@ -2,10 +2,12 @@
 
 #include "orvimage/PixelFormats.h"
 
+#include <algorithm>
+
 namespace orvsim {
 
 CameraState::CameraState(const CameraOptions &options)
-    : pixelClockMHz(40), lineClocks(2000),
+    : pixelClockMHz(std::min<std::int64_t>(40, options.maxPixelClockMHz)), lineClocks(2000),
       throughputLimit((options.linkMbps > 0 ? options.linkMbps : 1000) * 1'000'000 / 8)
 {
     frame.width = options.sensor.width / 8 * 8;

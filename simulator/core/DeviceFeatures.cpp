@@ -130,6 +130,7 @@ void AddLink(CameraModel &model)
     Feature linkSpeed = Fact("DeviceLinkSpeed", speed, "Speed of the link.");
     linkSpeed.unit = "Bps";
     linkSpeed.integerBytes = 8;
+    linkSpeed.integerRange = [] { return IntegerRange{0, INT64_MAX, 1}; };
     model.Add(linkSpeed);
     Feature mode =
         EnumerationRow("DeviceLinkThroughputLimitMode", kDevice,
@@ -141,7 +142,7 @@ void AddLink(CameraModel &model)
     model.Add(mode);
     Feature limit = FixedIntegerRow(
         "DeviceLinkThroughputLimit", kDevice, "Bytes per second that the stream may use, packet overhead included.",
-        GetterOf(&model.state.throughputLimit), SetterOf(&model.state.throughputLimit), {1'000'000, 10'000'000'000, 1});
+        GetterOf(&model.state.throughputLimit), SetterOf(&model.state.throughputLimit), {125'000, 125'000'000'000, 1});
     limit.integerBytes = 8;
     limit.unit = "Bps";
     limit.isStreamable = true;

@@ -5,6 +5,7 @@
 #include "orvimage/PixelFormats.h"
 #include "orvimage/PixelLayout.h"
 
+#include <algorithm>
 #include <array>
 
 namespace orvsim {
@@ -13,6 +14,12 @@ namespace {
 
 const char *const kImage = "ImageFormatControl";
 const char *const kAnalog = "AnalogControl";
+
+/// Steps of the frame's size; the least is kFewestSteps of them.
+constexpr int kWidthStep = 8;
+constexpr int kHeightStep = 2;
+constexpr int kFewestSteps = 4;
+constexpr int kHighestFactor = 4;
 
 /// A setting that changes the frame's size or region, and so is locked while a client streams.
 Feature Geometry(CameraModel &model, Feature feature)
@@ -56,10 +63,10 @@ void AddRegion(CameraModel &model)
         const char *what;
     };
     const Side sides[] = {
-        {"Width", "OffsetX", "WidthMax", &FrameSettings::width, &FrameSettings::offsetX, &CameraModel::WidthMax, 8,
-         "columns"},
-        {"Height", "OffsetY", "HeightMax", &FrameSettings::height, &FrameSettings::offsetY, &CameraModel::HeightMax, 2,
-         "lines"},
+        {"Width", "OffsetX", "WidthMax", &FrameSettings::width, &FrameSettings::offsetX, &CameraModel::WidthMax,
+         kWidthStep, "columns"},
+        {"Height", "OffsetY", "HeightMax", &FrameSettings::height, &FrameSettings::offsetY, &CameraModel::HeightMax,
+         kHeightStep, "lines"},
     };
     for (const Side &side : sides) {
         Feature most = FactRow(side.maximum, kImage, std::string("Most ") + side.what + " that a frame can have.",
@@ -69,12 +76,13 @@ void AddRegion(CameraModel &model)
         model.Add(most);
         int *size = &(frame.*side.sizeMember);
         int *offset = &(frame.*side.offsetMember);
-        Feature sizeRow =
-            Geometry(model, IntegerRow(side.size, kImage, std::string("The frame's ") + side.what + ".", GetterOf(size),
-                                       SetterOf(size), [&model, side, offset] {
-                                           const int room = ((model.*side.most)() - *offset);
-                                           return IntegerRange{side.step * 4, room / side.step * side.step, side.step};
-                                       }));
+        Feature sizeRow = Geometry(
+            model,
+            IntegerRow(side.size, kImage, std::string("The frame's ") + side.what + ".", GetterOf(size), SetterOf(size),
+                       [&model, side, offset] {
+                           const int room = ((model.*side.most)() - *offset);
+                           return IntegerRange{side.step * kFewestSteps, room / side.step * side.step, side.step};
+                       }));
         sizeRow.unit = "px";
         sizeRow.dependsOn = reduction;
         sizeRow.dependsOn.push_back(side.offset);
@@ -96,14 +104,23 @@ void AddReduction(CameraModel &model)
     FrameSettings &frame = model.state.frame;
     struct Factor {
         const char *name;
+        const char *otherName; ///< in the same direction
         int *value;
+        const int *other;
+        int room; ///< how often the smallest frame fits the sensor
         const char *toolTip;
     };
+    const int across = model.options.sensor.width / (kWidthStep * kFewestSteps);
+    const int down = model.options.sensor.height / (kHeightStep * kFewestSteps);
     const Factor factors[] = {
-        {"BinningHorizontal", &frame.binningX, "Sensor columns that make one column of the frame."},
-        {"BinningVertical", &frame.binningY, "Sensor lines that make one line of the frame."},
-        {"DecimationHorizontal", &frame.decimationX, "One of so many columns is read."},
-        {"DecimationVertical", &frame.decimationY, "One of so many lines is read."},
+        {"BinningHorizontal", "DecimationHorizontal", &frame.binningX, &frame.decimationX, across,
+         "Sensor columns that make one column of the frame."},
+        {"BinningVertical", "DecimationVertical", &frame.binningY, &frame.decimationY, down,
+         "Sensor lines that make one line of the frame."},
+        {"DecimationHorizontal", "BinningHorizontal", &frame.decimationX, &frame.binningX, across,
+         "One of so many columns is read."},
+        {"DecimationVertical", "BinningVertical", &frame.decimationY, &frame.binningY, down,
+         "One of so many lines is read."},
     };
     for (const Factor &factor : factors) {
         int *value = factor.value;
@@ -112,8 +129,11 @@ void AddReduction(CameraModel &model)
             model.FitRegion();
             return Outcome::Ok;
         };
-        Feature row =
-            Geometry(model, FixedIntegerRow(factor.name, kImage, factor.toolTip, GetterOf(value), set, {1, 4, 1}));
+        const auto range = [factor] {
+            return IntegerRange{1, std::clamp(factor.room / *factor.other, 1, kHighestFactor), 1};
+        };
+        Feature row = Geometry(model, IntegerRow(factor.name, kImage, factor.toolTip, GetterOf(value), set, range));
+        row.dependsOn = {factor.otherName};
         model.Add(row);
     }
     const auto addStreamable = [&model](Feature row) {

@@ -70,6 +70,22 @@ std::vector<std::string> CandidatesFor(const Feature &feature)
     return candidates;
 }
 
+void ExpectWithinLimits(const FeatureTable &table, const std::string &when)
+{
+    for (const Feature &feature : table.Features()) {
+        if (feature.type == FeatureType::Integer && feature.integerRange && feature.getInteger) {
+            const IntegerRange range = feature.integerRange();
+            EXPECT_LE(range.minimum, feature.getInteger()) << feature.name << " " << when;
+            EXPECT_GE(range.maximum, feature.getInteger()) << feature.name << " " << when;
+            EXPECT_EQ((range.maximum - range.minimum) % range.increment, 0) << feature.name << " " << when;
+            EXPECT_EQ((feature.getInteger() - range.minimum) % range.increment, 0) << feature.name << " " << when;
+        } else if (feature.type == FeatureType::Float && feature.floatRange && feature.getFloat) {
+            EXPECT_LE(feature.floatRange().minimum, feature.getFloat()) << feature.name << " " << when;
+            EXPECT_GE(feature.floatRange().maximum, feature.getFloat()) << feature.name << " " << when;
+        }
+    }
+}
+
 class CameraModelTest : public testing::Test {
 protected:
     CameraModelTest() : model(Options()) {}
@@ -125,19 +141,68 @@ TEST_F(CameraModelTest, EverySettingStaysWithinItsLimits)
             continue;
         for (const std::string &candidate : CandidatesFor(written)) {
             Set(written.name, candidate);
-            for (const Feature &feature : model.features.Features()) {
-                if (feature.type == FeatureType::Integer && feature.integerRange && feature.getInteger) {
-                    const IntegerRange range = feature.integerRange();
-                    EXPECT_LE(range.minimum, feature.getInteger()) << feature.name << " after " << written.name;
-                    EXPECT_GE(range.maximum, feature.getInteger()) << feature.name << " after " << written.name;
-                    EXPECT_EQ((range.maximum - range.minimum) % range.increment, 0) << feature.name;
-                    EXPECT_EQ((feature.getInteger() - range.minimum) % range.increment, 0) << feature.name;
-                } else if (feature.type == FeatureType::Float && feature.floatRange && feature.getFloat) {
-                    EXPECT_LE(feature.floatRange().minimum, feature.getFloat()) << feature.name;
-                    EXPECT_GE(feature.floatRange().maximum, feature.getFloat()) << feature.name;
-                }
-            }
+            ExpectWithinLimits(model.features, "after " + written.name);
         }
+    }
+}
+
+// Whatever sensor, link and pace the program was told of.
+TEST(CameraModelOptions, StartWithinTheirLimits)
+{
+    struct Case {
+        const char *name;
+        void (*change)(CameraOptions &);
+    };
+    const Case cases[] = {
+        {"slowest clock", [](CameraOptions &o) { o.maxPixelClockMHz = 20; }},
+        {"fastest clock", [](CameraOptions &o) { o.maxPixelClockMHz = 100'000; }},
+        {"slowest link", [](CameraOptions &o) { o.linkMbps = 1; }},
+        {"fastest link", [](CameraOptions &o) { o.linkMbps = 1'000'000; }},
+        {"slowest rate", [](CameraOptions &o) { o.frameRate = 0.01; }},
+        {"fastest rate", [](CameraOptions &o) { o.frameRate = 1e6; }},
+        {"smallest sensor",
+         [](CameraOptions &o) {
+             o.sensor.width = 64;
+             o.sensor.height = 64;
+         }},
+        {"largest sensor",
+         [](CameraOptions &o) {
+             o.sensor.width = 16384;
+             o.sensor.height = 16384;
+         }},
+    };
+    for (const Case &row : cases) {
+        for (const TimingFamily family : {TimingFamily::PixelClock, TimingFamily::LineTime}) {
+            CameraOptions options;
+            options.family = family;
+            row.change(options);
+            const CameraModel model(options);
+            ExpectWithinLimits(model.features, row.name);
+        }
+    }
+}
+
+TEST(CameraModelOptions, ASmallSensorIsNotReducedToNothing)
+{
+    CameraOptions options;
+    options.sensor.width = 64;
+    options.sensor.height = 64;
+    CameraModel model(options);
+    std::string problem;
+    for (const char *name : {"BinningHorizontal", "DecimationHorizontal", "BinningVertical", "DecimationVertical"}) {
+        for (const char *factor : {"2", "3", "4"})
+            model.features.SetText(name, factor, problem);
+        ExpectWithinLimits(model.features, std::string("after ") + name);
+    }
+    EXPECT_EQ(model.features.GetText("WidthMax"), "32");
+    EXPECT_EQ(model.features.GetText("HeightMax"), "8");
+}
+
+TEST_F(CameraModelTest, EveryEntryIsExplained)
+{
+    for (const Feature &feature : model.features.Features()) {
+        for (const EnumerationEntry &entry : feature.entries)
+            EXPECT_NE(entry.toolTip, "") << feature.name << " " << entry.name;
     }
 }
 
