@@ -1,5 +1,7 @@
 #pragma once
 
+#include "orvcam/OrvFeatures.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -94,7 +96,8 @@ struct NodeFacts {
     std::size_t formulaBytes = 0;  ///< length of its formulas, their expressions written out
     std::string unit;
     std::string toolTip;
-    int visibility = 0;  ///< 0 beginner to 3 invisible
+    OrvCam::Visibility visibility = OrvCam::Visibility::Beginner;
+    OrvCam::Representation representation = OrvCam::Representation::Plain;
     std::string problem; ///< why the node was taken out; "" when it is usable
 
     bool Usable() const { return problem.empty(); }

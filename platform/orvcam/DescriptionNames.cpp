@@ -85,9 +85,22 @@ const Link *FindLink(const std::string &tag)
     return nullptr;
 }
 
-int VisibilityOf(const std::string &text)
+OrvCam::Visibility VisibilityOf(const std::string &text)
 {
-    return text == "Expert" ? 1 : text == "Guru" ? 2 : text == "Invisible" ? 3 : 0;
+    using OrvCam::Visibility;
+    if (text == "Expert")
+        return Visibility::Expert;
+    return text == "Guru" ? Visibility::Guru : text == "Invisible" ? Visibility::Invisible : Visibility::Beginner;
+}
+
+OrvCam::Representation RepresentationOf(const std::string &text)
+{
+    using OrvCam::Representation;
+    if (text == "HexNumber")
+        return Representation::Hexadecimal;
+    if (text == "IPV4Address")
+        return Representation::IpAddress;
+    return text == "MACAddress" ? Representation::MacAddress : Representation::Plain;
 }
 
 bool IsRegister(NodeKind kind)

@@ -12,7 +12,8 @@ NodeKind KindOf(const std::string &tag);
 /// What a reference element stands for; null for other elements.
 const Link *FindLink(const std::string &tag);
 bool IsRegister(NodeKind kind);
-/// 0 for "Beginner", and for anything unknown, to 3 for "Invisible".
-int VisibilityOf(const std::string &text);
+/// The first of the values for anything unknown, too.
+OrvCam::Visibility VisibilityOf(const std::string &text);
+OrvCam::Representation RepresentationOf(const std::string &text);
 
 } // namespace orv::cam

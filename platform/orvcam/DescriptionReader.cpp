@@ -390,6 +390,8 @@ void Reader::EndLeaf(Element &element)
         node.toolTip = value;
     } else if (element.tag == "Visibility") {
         node.visibility = VisibilityOf(value);
+    } else if (element.tag == "Representation") {
+        node.representation = RepresentationOf(value);
     }
     TakeFormula(element, &value);
     m_out.Append(XmlEscaped(value));

@@ -201,8 +201,8 @@ std::vector<OrvCam::FeatureInfo> FeatureArrayImp::FeatureTree()
     std::vector<OrvCam::FeatureInfo> tree;
     for (const Description::Listed &listed : m_map->facts.Tree()) {
         const NodeFacts &node = *listed.node;
-        tree.push_back({node.name, FeatureKindOf(node.kind), listed.level, node.unit, node.toolTip,
-                        static_cast<OrvCam::Visibility>(node.visibility)});
+        tree.push_back({node.name, FeatureKindOf(node.kind), listed.level, node.unit, node.toolTip, node.visibility,
+                        node.representation});
     }
     return tree;
 }

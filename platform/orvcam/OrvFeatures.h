@@ -16,6 +16,8 @@ namespace OrvCam {
 /// What may be done with a feature now.
 enum class Access { NotImplemented, NotAvailable, ReadOnly, WriteOnly, ReadWrite };
 enum class Visibility { Beginner = 0, Expert = 1, Guru = 2, Invisible = 3 };
+/// How an integer is shown best.
+enum class Representation { Plain, Hexadecimal, IpAddress, MacAddress };
 enum class FeatureKind { Category, Integer, Float, Boolean, Enumeration, String, Command, Register };
 
 /// What the description says of a feature, apart from its value and limits. Does not change.
@@ -26,6 +28,7 @@ struct FeatureInfo {
     std::string unit;
     std::string toolTip;
     Visibility visibility = Visibility::Beginner;
+    Representation representation = Representation::Plain;
 };
 
 class Node {
