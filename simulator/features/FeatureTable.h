@@ -27,14 +27,16 @@ struct FeatureSlots {
 
 /// All features of a camera in the order of the description, with access by name and by register.
 ///
-/// Add() first, then PlaceRegisters() once; after that the table does not change, and the registers refer to it: it
-/// must live as long as they. Not locked: see Camera.
+/// Add() and AddDependencies() first, then PlaceRegisters() once; after that the table does not change, and the
+/// registers refer to it: it must live as long as they. Not locked: see Camera.
 class FeatureTable {
 public:
     FeatureTable() = default;
     FeatureTable(const FeatureTable &) = delete; // the registers' functions refer to it
 
     void Add(Feature feature);
+    /// A feature that somebody else added follows from these, too (Feature::dependsOn).
+    void AddDependencies(const std::string &name, const std::vector<std::string> &dependsOn);
     /// Name of the transport's feature that is 1 while events come in the extended form, and else 0. Without it they
     /// only come in the standard form.
     void SetEventForm(std::string feature) { m_eventForm = std::move(feature); }

@@ -355,6 +355,20 @@ Feature Selector(const char *name, const char *toolTip, std::vector<std::string>
     return selector;
 }
 
+/// A limited link carries fewer frames when more of it goes into the packets' headers.
+void AddToThePace(FeatureTable &table)
+{
+    std::vector<std::string> packets;
+    for (const char *name : {"GevSCPSPacketSize", "GevGVSPExtendedIDMode"}) {
+        if (table.Find(name) != nullptr)
+            packets.emplace_back(name);
+    }
+    for (const char *name : {"AcquisitionFrameRate", "ResultingFrameRate"}) {
+        if (table.Find(name) != nullptr)
+            table.AddDependencies(name, packets);
+    }
+}
+
 } // namespace
 
 void AddGigeFeatures(FeatureTable &table, std::function<void(std::uint32_t changes)> request, bool isLegacy)
@@ -371,6 +385,7 @@ void AddGigeFeatures(FeatureTable &table, std::function<void(std::uint32_t chang
     builder.Add(Selector("GevInterfaceSelector", "Network interface to look at.", builder.OfInterface()), kPlain);
     builder.Add(Selector("ActionSelector", "Action signal to look at.", {"ActionGroupKey", "ActionGroupMask"}),
                 kOfAction);
+    AddToThePace(table);
 }
 
 } // namespace orvsim

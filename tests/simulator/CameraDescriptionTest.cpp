@@ -104,6 +104,34 @@ TEST_P(CameraDescription, LimitsFollowFromOtherFeatures)
     EXPECT_TRUE(bridge->IsAvailable("TriggerSoftware"));
 }
 
+TEST_P(CameraDescription, ConvertedValuesHaveTheirLimits)
+{
+    const FloatRange range = bridge->FloatRangeOf("DeviceTemperature");
+    EXPECT_EQ(range.minimum, -40);
+    EXPECT_EQ(range.maximum, 125);
+}
+
+// What a frame costs on the wire is up to the packets' size and the length of their ids.
+TEST_P(CameraDescription, TheFastestRateOfALimitedLinkFollowsFromThePackets)
+{
+    bridge->CacheRegisters();
+    ASSERT_TRUE(bridge->Set("DeviceLinkThroughputLimitMode", "On"));
+    ASSERT_TRUE(bridge->Set("DeviceLinkThroughputLimit", "125000"));
+    std::int64_t overhead = 100;
+    camera->Core().SetWireBytes([&overhead](std::size_t bytes) { return bytes + static_cast<std::size_t>(overhead); });
+    std::vector<std::pair<const char *, const char *>> settings = {{"GevSCPSPacketSize", "1000"}};
+    if (!GetParam().isLegacy)
+        settings.emplace_back("GevGVSPExtendedIDMode", "On");
+    for (const auto &[name, value] : settings) {
+        const double before = bridge->FloatRangeOf("AcquisitionFrameRate").maximum;
+        const std::string resulting = bridge->Get("ResultingFrameRate");
+        ASSERT_TRUE(bridge->Set(name, value));
+        overhead *= 10;
+        EXPECT_LT(bridge->FloatRangeOf("AcquisitionFrameRate").maximum, before) << "after " << name;
+        EXPECT_NE(bridge->Get("ResultingFrameRate"), resulting) << "after " << name;
+    }
+}
+
 TEST_P(CameraDescription, EventsAreReadInTheFormTheyCome)
 {
     orv::ByteWriter frame;
