@@ -1,5 +1,7 @@
 // What becomes of a camera's state on the way: resets, acquisitions that follow each other, actions, slow commands.
 #include "tests/simulator/OneCamera.h"
+#include "tests/simulator/StreamFixture.h"
+#include "tests/simulator/XmlTree.h"
 
 namespace orvsim {
 namespace {
@@ -66,22 +68,27 @@ TEST_F(OneCamera, ComesBackAsSwitchedOn)
 
 TEST_F(OneCamera, WhatIsLeftOfAnAcquisitionDoesNotHoldUpTheNext)
 {
-    const std::pair<const char *, const char *> slow[] = {{"SimStallTime", "60000"}, {"GevSCPD", "4000000000"}};
     Open();
     TakeControl();
     Set("SimStallEvery", "1");
-    for (const auto &[name, value] : slow) {
+    for (const bool isStalled : {true, false}) {
+        const auto slowDown = [&](bool isSlow) {
+            if (isStalled)
+                Set("SimStallTime", isSlow ? "60000" : "0");
+            else
+                EXPECT_EQ(host.Write(address, 0x0D08, isSlow ? 4'000'000'000 : 0), 0); // ns between packets
+        };
         for (const bool isAborted : {false, true}) {
-            SCOPED_TRACE(std::string(name) + (isAborted ? ", aborted" : ", stopped"));
+            SCOPED_TRACE(std::string(isStalled ? "stalled" : "delayed") + (isAborted ? ", aborted" : ", stopped"));
             TestHost receiver;
             StreamTo(receiver);
-            Set(name, value);
+            slowDown(true);
             Set("AcquisitionStart", "1");
             ASSERT_TRUE(receiver.Receive()) << "the leader, then nothing for long";
             Set(isAborted ? "AcquisitionAbort" : "AcquisitionStop", "1");
-            Set(name, "0");
-            Set("AcquisitionStart", "1");
+            slowDown(false);
             const std::uint64_t before = camera->Counts().frames;
+            Set("AcquisitionStart", "1");
             EXPECT_TRUE(ComesTrue([&] { return camera->Counts().frames > before; }));
             Set("AcquisitionStop", "1");
         }
@@ -108,6 +115,61 @@ TEST_F(OneCamera, AnAbortedFrameEndsAtOnceAndIsNotToBeHad)
     };
     EXPECT_TRUE(ComesTrue(refusal));
     EXPECT_EQ(camera->Counts().frames, 0U);
+}
+
+/// Address of a feature's register as the description gives it.
+std::uint32_t RegisterOf(const std::string &xml, const std::string &feature)
+{
+    XmlElement root;
+    std::string error;
+    EXPECT_TRUE(ParseXml(xml, root, error)) << error;
+    for (const XmlElement &node : root.children) {
+        if (node.Name() == feature + "_Reg")
+            return static_cast<std::uint32_t>(std::stoul(node.TextOf("Address"), nullptr, 16));
+    }
+    ADD_FAILURE() << feature << " has no register";
+    return 0;
+}
+
+TEST_F(OneCamera, SlowCommandsAreAnnouncedAndThenAnswered)
+{
+    CameraOptions options = SmallCamera();
+    options.faults.commandMs = 250;
+    Open(options);
+    TakeControl();
+    const std::uint32_t load = RegisterOf(camera->Core().DescriptionXml(), "UserSetLoad");
+    for (const bool isAnnounced : {false, true}) {
+        EXPECT_EQ(host.Write(address, 0x0954, isAnnounced ? kConfigPending : 0), 0);
+        const auto start = std::chrono::steady_clock::now();
+        host.Send({address, kGvcpPort}, host.commands.Write(load, 1));
+        if (isAnnounced) {
+            const auto notice = host.Receive();
+            ASSERT_TRUE(notice);
+            EXPECT_EQ(ToHex(notice->bytes).substr(0, 11), "00 00 00 89") << "PENDING_ACK";
+            EXPECT_EQ(notice->bytes[10] << 8 | notice->bytes[11], 250);
+            EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(250));
+        }
+        const auto answer = host.Receive();
+        ASSERT_TRUE(answer);
+        EXPECT_EQ(ToHex(answer->bytes).substr(0, 11), "00 00 00 83");
+        EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(250));
+    }
+}
+
+TEST_F(OneCamera, LiesAboutThePayloadAndSendsItWhole)
+{
+    CameraOptions options = SmallCamera();
+    options.faults.payloadSizeError = -100;
+    Open(options);
+    TakeControl();
+    const std::uint32_t size = RegisterOf(camera->Core().DescriptionXml(), "PayloadSize");
+    EXPECT_EQ(host.Read(address, size), 64U * 48 - 100);
+    StreamReceiver receiver;
+    host.Write(address, 0x0D18, kHostAddress);
+    host.Write(address, 0x0D00, receiver.Where().port);
+    Set("AcquisitionMode", "SingleFrame");
+    Set("AcquisitionStart", "1");
+    EXPECT_EQ(Reassemble(receiver.Take(std::size_t{5}))[1].payload.size(), 64U * 48);
 }
 
 TEST_F(OneCamera, ForgetsAForcedAddressWithTheReset)
