@@ -38,6 +38,12 @@ enum {
     NUVARK_STREAM_INFO_WANTED_BUFFER = STREAM_INFO_CUSTOM_ID + 13  ///< SIZET, bytes asked of the kernel for the socket
 };
 
+/// EVENT_INFO_CMD values.
+enum {
+    NUVARK_EVENT_INFO_NUM_DROPPED = EVENT_INFO_CUSTOM_ID + 0 ///< UINT64, entries since registration that were dropped
+                                                             ///< because nobody had fetched the ones before
+};
+
 /// EVENT_TYPE values of the device module. A type that is not built in answers NOT_IMPLEMENTED on registration.
 enum {
     NUVARK_EVENT_CONTROL_TRAFFIC = EVENT_CUSTOM_ID + 0, ///< one control packet, raw bytes

@@ -14,9 +14,23 @@ DeviceModule::DeviceModule(std::shared_ptr<InterfaceModule> parent, DeviceRecord
 Status DeviceModule::Connect(HostInterface &host)
 {
     Result<std::unique_ptr<Camera>> camera = host.Open(m_record, m_access, *this);
-    if (camera.Ok())
-        m_camera = std::move(camera.value);
-    return camera.status;
+    if (!camera.Ok())
+        return camera.status;
+    m_camera = std::move(camera.value);
+    ListenToTraffic();
+    return {};
+}
+
+void DeviceModule::ListenToTraffic()
+{
+    const auto listen = [this](TrafficTap &tap, EVENT_TYPE type) {
+        tap.SetReceiver([this, type](orv::ByteSpan packet) {
+            Fire(type, std::vector<std::uint8_t>(packet.data, packet.data + packet.size));
+        });
+    };
+    listen(m_camera->Traffic().control, NUVARK_EVENT_CONTROL_TRAFFIC);
+    listen(m_camera->Traffic().stream, NUVARK_EVENT_STREAM_TRAFFIC);
+    listen(m_camera->Traffic().messages, NUVARK_EVENT_EVENT_TRAFFIC);
 }
 
 PortFacts DeviceModule::Facts()
@@ -150,18 +164,56 @@ void DeviceModule::Close()
 
 std::shared_ptr<EventSource> DeviceModule::MakeEventSource(EVENT_TYPE type)
 {
-    if (type == NUVARK_EVENT_DEVICE_LOST)
+    switch (type) {
+    case NUVARK_EVENT_DEVICE_LOST:
         return std::make_shared<TextEvents>(type);
-    return Module::MakeEventSource(type);
+    case NUVARK_EVENT_CONTROL_TRAFFIC:
+    case NUVARK_EVENT_STREAM_TRAFFIC:
+        return std::make_shared<PacketEvents>(type);
+    case NUVARK_EVENT_EVENT_TRAFFIC:
+        return m_camera->HasMessages() ? std::make_shared<PacketEvents>(type) : nullptr;
+    case EVENT_REMOTE_DEVICE:
+        return m_camera->HasMessages() ? std::make_shared<RemoteEvents>() : nullptr;
+    case EVENT_FEATURE_INVALIDATE:
+        return std::make_shared<InvalidateEvents>();
+    default:
+        return Module::MakeEventSource(type);
+    }
 }
 
-void DeviceModule::OnEventRegistered(EVENT_TYPE type, EventSource &source)
+Status DeviceModule::OnEventRegistered(EVENT_TYPE type, EventSource &source)
 {
     if (type != NUVARK_EVENT_DEVICE_LOST)
-        return;
+        return FollowRegistrations();
     const orv::MutexLock lock(m_lossMutex);
     if (m_lossReason && source.Fired() == 0)
         Fire(type, TextEvents::Encode(*m_lossReason));
+    return {};
+}
+
+void DeviceModule::OnEventUnregistered(EVENT_TYPE)
+{
+    (void)FollowRegistrations(); // a camera that cannot be told stops by itself when it gets no answers
+}
+
+Status DeviceModule::FollowRegistrations()
+{
+    const orv::MutexLock lock(m_followMutex);
+    CameraTraffic &traffic = m_camera->Traffic();
+    traffic.control.Switch(IsRegistered(NUVARK_EVENT_CONTROL_TRAFFIC));
+    traffic.stream.Switch(IsRegistered(NUVARK_EVENT_STREAM_TRAFFIC));
+    traffic.messages.Switch(IsRegistered(NUVARK_EVENT_EVENT_TRAFFIC));
+    return m_camera->ListenToMessages(IsRegistered(NUVARK_EVENT_EVENT_TRAFFIC) || IsRegistered(EVENT_REMOTE_DEVICE));
+}
+
+void DeviceModule::OnCameraEvent(std::vector<std::uint8_t> packet)
+{
+    Fire(EVENT_REMOTE_DEVICE, std::move(packet));
+}
+
+void DeviceModule::OnFeatureInvalid(const std::string &feature)
+{
+    Fire(EVENT_FEATURE_INVALIDATE, InvalidateEvents::Encode(feature));
 }
 
 void DeviceModule::OnCameraLost(const std::string &reason)

@@ -1,5 +1,7 @@
 #include "producer/Entry.h"
 
+#include "gentl/NuvarkCustom.h"
+
 // Event functions.
 
 namespace nuvark::entry {
@@ -29,6 +31,8 @@ Result<InfoValue> EventInfo(Event &event, EVENT_INFO_CMD command)
         return InfoValue::Size(source.MaxSize());
     case EVENT_INFO_DATA_SIZE_MAX:
         return InfoValue::Size(source.MaxValueSize());
+    case NUVARK_EVENT_INFO_NUM_DROPPED:
+        return InfoValue::UInt64(source.Dropped());
     default:
         return UnknownCommand("event", command);
     }

@@ -1,6 +1,7 @@
 #include "producer/Event.h"
 
 #include <chrono>
+#include <cstdio>
 
 namespace nuvark {
 
@@ -21,10 +22,25 @@ void EventQueue::Push(std::vector<std::uint8_t> data)
     if (data.size() > m_maxSize)
         data.resize(m_maxSize);
     const orv::MutexLock lock(m_mutex);
-    if (m_entries.size() >= m_capacity)
-        m_entries.pop_front();
+    while (!m_entries.empty() && (m_entries.size() >= m_capacity || m_bytes + data.size() > m_maxBytes)) {
+        RemoveOldest();
+        ++m_dropped;
+    }
+    m_bytes += data.size();
     m_entries.push_back(std::move(data));
     ++m_fired;
+}
+
+void EventQueue::RemoveOldest()
+{
+    m_bytes -= m_entries.front().size();
+    m_entries.pop_front();
+}
+
+std::uint64_t EventQueue::Dropped() const
+{
+    const orv::MutexLock lock(m_mutex);
+    return m_dropped;
 }
 
 std::size_t EventQueue::Count() const
@@ -51,7 +67,7 @@ EventSource::Pop EventQueue::TakeOldest(void *buffer, std::size_t *size)
         std::memcpy(buffer, entry.data(), entry.size());
     }
     *size = entry.size();
-    m_entries.pop_front();
+    RemoveOldest();
     return Pop::Done;
 }
 
@@ -59,6 +75,7 @@ void EventQueue::Clear()
 {
     const orv::MutexLock lock(m_mutex);
     m_entries.clear();
+    m_bytes = 0;
 }
 
 std::vector<std::uint8_t> ErrorEvents::Encode(GC_ERROR code, const std::string &text)
@@ -105,6 +122,62 @@ Result<InfoValue> TextEvents::Decode(orv::ByteSpan data, EVENT_DATA_INFO_CMD com
         return InfoValue::String(orv::ByteReader(data).Text(data.size));
     case EVENT_DATA_NUMID:
         return InfoValue::UInt64(static_cast<std::uint64_t>(m_type));
+    default:
+        return UnknownDataCommand(command);
+    }
+}
+
+Result<InfoValue> PacketEvents::Decode(orv::ByteSpan data, EVENT_DATA_INFO_CMD command) const
+{
+    switch (command) {
+    case EVENT_DATA_ID:
+        return InfoValue::Int32(m_type);
+    case EVENT_DATA_VALUE:
+        return InfoValue::Bytes(data.data, data.size);
+    case EVENT_DATA_NUMID:
+        return InfoValue::UInt64(static_cast<std::uint64_t>(m_type));
+    default:
+        return UnknownDataCommand(command);
+    }
+}
+
+Result<InfoValue> RemoteEvents::Decode(orv::ByteSpan data, EVENT_DATA_INFO_CMD command) const
+{
+    constexpr std::size_t kPacketHeader = 8;
+    orv::ByteReader in(data);
+    in.Skip(kPacketHeader + 2);
+    const std::uint16_t id = in.U16();
+    if (!in.Ok())
+        return Status(GC_ERR_INVALID_PARAMETER, "these are no data of a camera's event");
+    char text[8];
+    switch (command) {
+    case EVENT_DATA_ID:
+        std::snprintf(text, sizeof text, "%04X", static_cast<unsigned>(id));
+        return InfoValue::String(text);
+    case EVENT_DATA_VALUE: // what the event's port addresses, from the item's first byte on
+        return InfoValue::Bytes(data.data + kPacketHeader, data.size - kPacketHeader);
+    case EVENT_DATA_NUMID:
+        return InfoValue::UInt64(id);
+    default:
+        return UnknownDataCommand(command);
+    }
+}
+
+std::vector<std::uint8_t> InvalidateEvents::Encode(const std::string &feature)
+{
+    std::vector<std::uint8_t> data(feature.begin(), feature.end());
+    data.push_back(0);
+    return data;
+}
+
+Result<InfoValue> InvalidateEvents::Decode(orv::ByteSpan data, EVENT_DATA_INFO_CMD command) const
+{
+    switch (command) {
+    case EVENT_DATA_ID:
+        return InfoValue::String(orv::ByteReader(data).Text(data.size));
+    case EVENT_DATA_VALUE:
+    case EVENT_DATA_NUMID:
+        return Status(GC_ERR_NOT_AVAILABLE, "the event tells a feature's name and nothing else");
     default:
         return UnknownDataCommand(command);
     }

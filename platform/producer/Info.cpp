@@ -27,9 +27,19 @@ InfoValue InfoValue::Pointer(const void *pointer)
     return Scalar(INFO_DATATYPE_PTR, reinterpret_cast<std::uintptr_t>(pointer), sizeof(void *));
 }
 
+InfoValue InfoValue::Bytes(const std::uint8_t *data, std::size_t size)
+{
+    InfoValue value;
+    value.m_type = INFO_DATATYPE_BUFFER;
+    value.m_text.assign(data, data + size);
+    value.m_size = size;
+    return value;
+}
+
 const void *InfoValue::Data() const
 {
-    return m_type == INFO_DATATYPE_STRING ? static_cast<const void *>(m_text.c_str()) : &m_scalar;
+    const bool isText = m_type == INFO_DATATYPE_STRING || m_type == INFO_DATATYPE_BUFFER;
+    return isText ? static_cast<const void *>(m_text.c_str()) : &m_scalar;
 }
 
 bool IsInvalidPointer(const void *pointer)

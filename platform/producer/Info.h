@@ -19,6 +19,7 @@ public:
     static InfoValue Bool(bool value) { return Scalar(INFO_DATATYPE_BOOL8, value ? 1 : 0, 1); }
     static InfoValue Size(std::size_t value) { return Scalar(INFO_DATATYPE_SIZET, value, sizeof(std::size_t)); }
     static InfoValue Pointer(const void *value);
+    static InfoValue Bytes(const std::uint8_t *data, std::size_t size); ///< a BUFFER
 
     INFO_DATATYPE Type() const { return m_type; }
     const void *Data() const;

@@ -121,12 +121,20 @@ std::vector<ModuleFeature> InterfaceModule::Features()
         NumberFeature(
             "GevInterfaceMACAddress", about, "MAC address of the interface", [this] { return Record().mac; }, {},
             "MACAddress"),
+        SelectorFeature("GevInterfaceSubnetSelector", about,
+                        "Subnet of the interface; each has an interface of its own", m_subnetSelector,
+                        [] { return 0; }),
         NumberFeature(
             "GevInterfaceSubnetIPAddress", about, "IP address of the interface", [this] { return Record().address; },
-            {}, "IPV4Address"),
+            "GevInterfaceSubnetSelector", "IPV4Address"),
         NumberFeature(
-            "GevInterfaceSubnetMask", about, "Subnet mask of the interface", [this] { return Record().mask; }, {},
-            "IPV4Address"),
+            "GevInterfaceSubnetMask", about, "Subnet mask of the interface", [this] { return Record().mask; },
+            "GevInterfaceSubnetSelector", "IPV4Address"),
+        SelectorFeature("GevInterfaceGatewaySelector", about, "Gateway of the interface", m_gatewaySelector,
+                        [] { return 0; }),
+        NumberFeature(
+            "GevInterfaceGateway", about, "Gateway of the default route through the interface",
+            [this] { return Record().gateway; }, "GevInterfaceGatewaySelector", "IPV4Address"),
         CommandFeature("DeviceUpdateList", list, "Looks for cameras anew", update),
         SelectorFeature(by, list, "Camera that the following features tell about", m_selector, last),
         TextFeature(
@@ -157,7 +165,27 @@ std::vector<ModuleFeature> InterfaceModule::Features()
         NumberFeature(
             "GevDeviceMACAddress", list, "MAC address of the camera", [this] { return Selected().mac; }, by,
             "MACAddress"),
+        AddressSetting("GevDeviceForceIPAddress", list, "IP address that GevDeviceForceIP gives the camera",
+                       m_forcedAddress, by),
+        AddressSetting("GevDeviceForceSubnetMask", list, "Subnet mask that GevDeviceForceIP gives the camera",
+                       m_forcedMask, by),
+        AddressSetting("GevDeviceForceGateway", list, "Gateway that GevDeviceForceIP gives the camera", m_forcedGateway,
+                       by),
+        CommandFeature(
+            "GevDeviceForceIP", list, "Gives the camera that address until it is switched off",
+            [this] { return ForceAddress(); }, by),
     };
+}
+
+Status InterfaceModule::ForceAddress()
+{
+    const DeviceRecord device = Selected();
+    if (device.id.empty())
+        return {GC_ERR_NOT_AVAILABLE, "there is no camera in the list to give an address"};
+    if (device.accessStatus == DEVICE_ACCESS_STATUS_OPEN_READWRITE ||
+        device.accessStatus == DEVICE_ACCESS_STATUS_OPEN_READONLY)
+        return {GC_ERR_ACCESS_DENIED, "the camera is open here, and keeps its address until it is closed"};
+    return m_host->ForceAddress(device, m_forcedAddress, m_forcedMask, m_forcedGateway);
 }
 
 bool InterfaceModule::UpdateDevices(std::uint64_t timeoutMs)

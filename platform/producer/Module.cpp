@@ -51,7 +51,11 @@ Result<void *> Module::RegisterEvent(EVENT_TYPE type)
             return Status(GC_ERR_RESOURCE_IN_USE, "events of type " + std::to_string(type) + " are registered already");
         HandleTable::Instance().Add(event);
     }
-    OnEventRegistered(type, *source);
+    Status begun = OnEventRegistered(type, *source);
+    if (!begun.Ok()) {
+        (void)UnregisterEvent(type);
+        return begun;
+    }
     return event->Handle();
 }
 
@@ -67,6 +71,7 @@ Status Module::UnregisterEvent(EVENT_TYPE type)
         m_events.erase(found);
     }
     EndEvent(*event);
+    OnEventUnregistered(type);
     return {};
 }
 

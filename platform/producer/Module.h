@@ -57,8 +57,11 @@ protected:
 
     /// Where events of that type come from; null when the module has none of that type.
     virtual std::shared_ptr<EventSource> MakeEventSource(EVENT_TYPE type);
-    /// Runs right after registration, with the new source in place.
-    virtual void OnEventRegistered(EVENT_TYPE, EventSource &) {}
+    /// Runs right after registration, with the new source in place. A failure undoes the registration.
+    virtual Status OnEventRegistered(EVENT_TYPE, EventSource &) { return {}; }
+    /// Runs after the end of a registration, though not when the whole module ends.
+    virtual void OnEventUnregistered(EVENT_TYPE) {}
+    bool IsRegistered(EVENT_TYPE type) EXCLUDES(m_eventMutex) { return FindEvent(type) != nullptr; }
 
     /// Puts data into the event's queue, if it is registered.
     void Fire(EVENT_TYPE type, std::vector<std::uint8_t> data) EXCLUDES(m_eventMutex);

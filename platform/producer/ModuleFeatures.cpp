@@ -41,10 +41,22 @@ ModuleFeature SelectorFeature(std::string name, std::string category, std::strin
     return feature;
 }
 
+ModuleFeature AddressSetting(std::string name, std::string category, std::string toolTip,
+                             std::atomic<std::uint32_t> &address, std::string selector)
+{
+    constexpr std::int64_t kLast = 0xFFFFFFFF;
+    ModuleFeature feature =
+        SelectorFeature(std::move(name), std::move(category), std::move(toolTip), address, [] { return kLast; });
+    feature.selector = std::move(selector);
+    feature.representation = "IPV4Address";
+    return feature;
+}
+
 ModuleFeature CommandFeature(std::string name, std::string category, std::string toolTip,
-                             std::function<Status()> command)
+                             std::function<Status()> command, std::string selector)
 {
     ModuleFeature feature;
+    feature.selector = std::move(selector);
     feature.type = ModuleFeature::Type::Command;
     feature.name = std::move(name);
     feature.category = std::move(category);

@@ -17,8 +17,11 @@ ModuleFeature NumberFeature(std::string name, std::string category, std::string 
 /// An index from 0 to what `maximum` says, kept in `index`.
 ModuleFeature SelectorFeature(std::string name, std::string category, std::string toolTip,
                               std::atomic<std::uint32_t> &index, std::function<std::int64_t()> maximum);
+/// An IPv4 address that is only kept here, in host byte order.
+ModuleFeature AddressSetting(std::string name, std::string category, std::string toolTip,
+                             std::atomic<std::uint32_t> &address, std::string selector);
 ModuleFeature CommandFeature(std::string name, std::string category, std::string toolTip,
-                             std::function<Status()> command);
+                             std::function<Status()> command, std::string selector = {});
 ModuleFeature ChoiceFeature(std::string name, std::string category, std::string toolTip,
                             std::vector<std::pair<std::string, std::int64_t>> entries,
                             std::function<std::int64_t()> value, std::string selector = {});

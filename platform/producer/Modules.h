@@ -77,6 +77,7 @@ private:
     const RegisterMap *Registers() const override { return &m_registers; }
     std::vector<ModuleFeature> Features();
     DeviceRecord Selected() const EXCLUDES(m_mutex);
+    Status ForceAddress() EXCLUDES(m_mutex);
     DeviceRecord WithStatus(DeviceRecord record) const REQUIRES(m_mutex);
     /// Those listed and those open.
     std::vector<DeviceRecord> KnownDevices() const EXCLUDES(m_mutex);
@@ -90,6 +91,11 @@ private:
     std::map<std::string, std::shared_ptr<DeviceModule>> m_open GUARDED_BY(m_mutex);
     bool m_closed GUARDED_BY(m_mutex) = false;
     std::atomic<std::uint32_t> m_selector{0};
+    std::atomic<std::uint32_t> m_subnetSelector{0};
+    std::atomic<std::uint32_t> m_gatewaySelector{0};
+    std::atomic<std::uint32_t> m_forcedAddress{0}; ///< what the next forcing gives
+    std::atomic<std::uint32_t> m_forcedMask{0};
+    std::atomic<std::uint32_t> m_forcedGateway{0};
     const RegisterMap m_registers;
 };
 
@@ -128,12 +134,18 @@ public:
     void Close() EXCLUDES(m_mutex);
 
     void OnCameraLost(const std::string &reason) override EXCLUDES(m_lossMutex);
+    void OnCameraEvent(std::vector<std::uint8_t> packet) override;
+    void OnFeatureInvalid(const std::string &feature) override;
 
 private:
     const RegisterMap *Registers() const override { return &m_registers; }
     std::vector<ModuleFeature> Features();
     std::shared_ptr<EventSource> MakeEventSource(EVENT_TYPE type) override;
-    void OnEventRegistered(EVENT_TYPE type, EventSource &source) override EXCLUDES(m_lossMutex);
+    Status OnEventRegistered(EVENT_TYPE type, EventSource &source) override EXCLUDES(m_lossMutex, m_followMutex);
+    void OnEventUnregistered(EVENT_TYPE type) override EXCLUDES(m_followMutex);
+    void ListenToTraffic();
+    /// Captures, and asks the camera for events, just as long as somebody is registered for them.
+    Status FollowRegistrations() EXCLUDES(m_followMutex);
 
     const std::shared_ptr<InterfaceModule> m_parent;
     const DeviceRecord m_record;
@@ -146,6 +158,7 @@ private:
     /// Makes telling the loss and registering for it exclude each other, so that it is told exactly once; taken before
     /// m_eventMutex.
     orv::Mutex m_lossMutex;
+    orv::Mutex m_followMutex; ///< one look at the registrations at a time; held while the camera is told
     std::optional<std::string> m_lossReason GUARDED_BY(m_lossMutex);
     std::atomic<std::uint32_t> m_selector{0};
     const RegisterMap m_registers;

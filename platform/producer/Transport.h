@@ -1,6 +1,7 @@
 #pragma once
 
 #include "producer/Status.h"
+#include "producer/TrafficTap.h"
 
 #include <chrono>
 #include <cstdint>
@@ -21,6 +22,7 @@ struct InterfaceRecord {
     std::uint64_t mac = 0;
     std::uint32_t address = 0; ///< IPv4 in host byte order, 0 where there is none
     std::uint32_t mask = 0;
+    std::uint32_t gateway = 0; ///< of the default route through it, 0 where there is none
 };
 
 /// One camera as the device list shows it; a copy that needs neither list nor camera.
@@ -136,6 +138,10 @@ public:
     virtual ~CameraListener() = default;
     /// The connection is lost; called once at most.
     virtual void OnCameraLost(const std::string &reason) = 0;
+    /// The camera has told an event. \param packet as the transport's standard carries it, with one event in it.
+    virtual void OnCameraEvent(std::vector<std::uint8_t> /*packet*/) {}
+    /// The transport has written a register that stands behind this feature of the camera.
+    virtual void OnFeatureInvalid(const std::string & /*feature*/) {}
 };
 
 /// An opened camera. Any thread.
@@ -152,6 +158,11 @@ public:
     virtual std::uint32_t StreamCount() const = 0;
     /// The channel may be used as long as the camera lives.
     virtual std::unique_ptr<StreamChannel> MakeStream(std::uint32_t index) = 0;
+    virtual CameraTraffic &Traffic() = 0;
+    /// Whether the camera can tell events to who has opened it in this way.
+    virtual bool HasMessages() const = 0;
+    /// Begins or ends to ask the camera for its events. Blocks for register round trips.
+    virtual Status ListenToMessages(bool wanted) = 0;
     /// Gives up control and ends all threads; calls under way end with GC_ERR_ABORT. Short even when the camera is
     /// gone.
     virtual void Close() = 0;
@@ -168,6 +179,11 @@ public:
     virtual std::vector<DeviceRecord> Discover(std::chrono::milliseconds window) = 0;
     /// Looks for one camera by its identifier, address, MAC, serial number or user name, without any list.
     virtual Result<DeviceRecord> Find(const std::string &name) = 0;
+    /// Gives a camera that was found another address until it is switched off, also one that cannot be reached. All in
+    /// host byte order; address 0 lets it find one by itself. Blocks for the camera's answer. GC_ERR_TIMEOUT without
+    /// one.
+    virtual Status ForceAddress(const DeviceRecord &device, std::uint32_t address, std::uint32_t mask,
+                                std::uint32_t gateway) = 0;
     /// The listener must outlive the camera.
     virtual Result<std::unique_ptr<Camera>> Open(const DeviceRecord &device, CameraAccess access,
                                                  CameraListener &listener) = 0;

@@ -8,6 +8,8 @@ namespace nuvark::gige {
 constexpr std::uint32_t kRegFirstUrl = 0x0200;
 constexpr std::uint32_t kRegSecondUrl = 0x0400;
 constexpr std::uint32_t kUrlSize = 512;
+constexpr std::uint32_t kRegDeviceMode = 0x0004;
+constexpr std::uint32_t kRegMessageChannels = 0x0900;
 constexpr std::uint32_t kRegStreamChannels = 0x0904;
 constexpr std::uint32_t kRegCapability = 0x0934;
 constexpr std::uint32_t kRegHeartbeatTimeout = 0x0938;
@@ -18,12 +20,18 @@ constexpr std::uint32_t kRegPendingTimeout = 0x0958;
 constexpr std::uint32_t kRegControlPrivilege = 0x0A00;
 constexpr std::uint32_t kRegControllerPort = 0x0A04;
 constexpr std::uint32_t kRegControllerAddress = 0x0A14;
+constexpr std::uint32_t kRegMessagePort = 0x0B00;
+constexpr std::uint32_t kRegMessageAddress = 0x0B10;
+constexpr std::uint32_t kRegMessageTimeout = 0x0B14; ///< ms until the camera repeats a message
+constexpr std::uint32_t kRegMessageRepeats = 0x0B18;
 /// From here on the maker decides what is behind an address; writing there may store files or move a lens.
 constexpr std::uint32_t kFirstMakerRegister = 0xA000;
 
 constexpr std::uint32_t kCapabilityController = 0x08000000; ///< the two controller registers exist
 constexpr std::uint32_t kCapabilityPending = 0x00000020;
 constexpr std::uint32_t kCapabilityWriteMemory = 0x00000002;
+constexpr std::uint32_t kCapabilityConcatenation = 0x00000001; ///< several registers in one command
+constexpr std::uint32_t kDeviceModeBigEndian = 0x80000000;
 constexpr std::uint32_t kConfigurationPending = 0x00000002;
 
 constexpr std::uint32_t kPrivilegeExclusive = 0x00000001;

@@ -83,6 +83,7 @@ std::vector<FoundDevice> Discover(const NetworkInterface &interface, const std::
     std::vector<std::uint32_t> destinations = {0xFFFFFFFF};
     if (interface.broadcast != 0)
         destinations.push_back(interface.broadcast);
+    destinations.insert(destinations.end(), interface.knownCameras.begin(), interface.knownCameras.end());
     Run(interface, destinations, collector, window, wanted);
     return collector.Devices();
 }
@@ -120,7 +121,7 @@ void DiscoveryCollector::OnDiscovery(const Acknowledge &acknowledge, Endpoint se
     device.answer = *answer;
     // Registers are asked at the address the camera claims: an answer that was broadcast may come from elsewhere.
     device.endpoint = {answer->address, kControlPort};
-    device.reachable = m_interface.Contains(answer->address);
+    device.reachable = m_interface.Reaches(answer->address);
     if (answer->address == 0)
         device.endpoint = sender;
     if (!device.reachable && BelongsElsewhere(answer->address))

@@ -30,10 +30,10 @@ using DevicePredicate = std::function<bool(const FoundDevice &)>;
 
 /// Asks for cameras through `interface` for the length of `window` and returns those that answered.
 ///
-/// Sends to the global and the subnet broadcast address several times and reads each new camera's privilege, controller
-/// and tick frequency registers on the way, without taking control. Blocks for the window.
-/// A camera whose address belongs to another of `allInterfaces` is left to that one.
-/// \param wanted when given, returns as soon as such a camera has answered and told its registers.
+/// Sends to the global and the subnet broadcast address and to the known cameras, several times, and reads each new
+/// camera's privilege, controller and tick frequency registers on the way, without taking control. Blocks for the
+/// window. A camera whose address belongs to another of `allInterfaces` is left to that one. \param wanted when given,
+/// returns as soon as such a camera has answered and told its registers.
 std::vector<FoundDevice> Discover(const NetworkInterface &interface, const std::vector<NetworkInterface> &allInterfaces,
                                   std::chrono::milliseconds window, const DevicePredicate &wanted = {});
 

@@ -14,6 +14,8 @@ constexpr std::uint32_t kMinHeartbeatMs = 500;
 /// A register that was set for debugging, or switched off, must not hide that the cable was pulled.
 constexpr std::uint32_t kMaxHeartbeatMs = 5000;
 constexpr std::uint32_t kMaxStreams = 512;
+constexpr std::uint32_t kMessageTimeoutMs = 200;
+constexpr std::uint32_t kMessageRepeats = 3;
 
 std::uint32_t BigEndianWord(const std::uint8_t *bytes)
 {
@@ -33,6 +35,7 @@ GigeDevice::GigeDevice(NetworkInterface interface, std::uint32_t address, Camera
     : m_interface(std::move(interface)), m_address(address), m_access(access), m_listener(listener),
       m_client(std::move(client))
 {
+    m_client->SetTap(&m_traffic.control);
 }
 
 Result<std::unique_ptr<Camera>> GigeDevice::Open(const NetworkInterface &interface, std::uint32_t address,
@@ -100,6 +103,7 @@ void GigeDevice::ReadFacts()
     const std::uint64_t high = ReadOptional(kRegTickFrequencyHigh, 0);
     m_tickFrequency = high << 32 | ReadOptional(kRegTickFrequencyLow, 0);
     m_streamCount = std::min(ReadOptional(kRegStreamChannels, 1), kMaxStreams);
+    m_hasMessages = IsWritable() && ReadOptional(kRegMessageChannels, 0) != 0;
     if ((m_capability & kCapabilityPending) != 0 && m_privilege != 0) {
         const std::uint32_t configuration = ReadOptional(kRegConfiguration, 0);
         // Without it the camera is merely slow where it could have said so.
@@ -298,6 +302,41 @@ void GigeDevice::ForgetPendingWrite(std::uint32_t address)
     m_heartbeat->DropDeferred(address);
 }
 
+Status GigeDevice::ListenToMessages(bool wanted)
+{
+    const orv::MutexLock lock(m_messageMutex);
+    if (wanted == (m_messages != nullptr))
+        return {};
+    if (wanted)
+        return OpenMessages();
+    m_messages.reset();
+    WriteWithoutWaiting({kRegMessagePort, 0});
+    return {};
+}
+
+Status GigeDevice::OpenMessages()
+{
+    const Status connection = CheckConnection();
+    if (!connection.Ok())
+        return connection;
+    auto channel = MessageChannel::Open(m_interface, m_address, m_traffic.messages,
+                                        [this](Datagram event) { m_listener.OnCameraEvent(std::move(event)); });
+    if (!channel.Ok())
+        return channel.status;
+    ForgetPendingWrite(kRegMessagePort);
+    // With the port the camera may begin to send, so it comes last. Without the two in the middle it repeats as it
+    // likes.
+    Status status = m_client->WriteRegister(kRegMessageAddress, m_interface.address);
+    (void)m_client->WriteRegister(kRegMessageTimeout, kMessageTimeoutMs);
+    (void)m_client->WriteRegister(kRegMessageRepeats, kMessageRepeats);
+    if (status.Ok())
+        status = m_client->WriteRegister(kRegMessagePort, channel.value->Port());
+    if (!status.Ok())
+        return Outward(status);
+    m_messages = std::move(channel.value);
+    return {};
+}
+
 void GigeDevice::OnLost(const std::string &reason)
 {
     m_lost = true;
@@ -314,6 +353,8 @@ void GigeDevice::Close()
         m_heartbeat->Stop();
     if (!m_lost && m_privilege != 0) // a camera that does not hear it takes control back itself after a while
         (void)m_client->WriteRegister(kRegControlPrivilege, 0, Effort::Last);
+    const orv::MutexLock lock(m_messageMutex); // without a controller the camera has closed its end
+    m_messages.reset();
 }
 
 } // namespace nuvark::gige

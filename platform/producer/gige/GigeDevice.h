@@ -2,6 +2,7 @@
 
 #include "producer/gige/GvcpClient.h"
 #include "producer/gige/Heartbeat.h"
+#include "producer/gige/MessageChannel.h"
 #include "producer/gige/NetworkInterfaces.h"
 #include "producer/Transport.h"
 
@@ -30,7 +31,10 @@ public:
     std::uint64_t TickFrequency() const override { return m_tickFrequency; }
     std::uint32_t StreamCount() const override { return m_streamCount; }
     std::unique_ptr<StreamChannel> MakeStream(std::uint32_t index) override;
-    void Close() override;
+    CameraTraffic &Traffic() override { return m_traffic; }
+    bool HasMessages() const override { return m_hasMessages; }
+    Status ListenToMessages(bool wanted) override EXCLUDES(m_messageMutex);
+    void Close() override EXCLUDES(m_messageMutex);
 
     // For the streams of this camera.
     GvcpClient &Client() { return *m_client; }
@@ -58,6 +62,7 @@ private:
     void NoticeLegacyDescription();
     std::vector<DescriptionUrl> ReadUrls();
     void OnLost(const std::string &reason);
+    Status OpenMessages() REQUIRES(m_messageMutex);
 
     Status WriteWords(std::uint32_t address, const std::uint8_t *data, std::size_t size);
     Status WriteChunk(std::uint64_t address, const std::uint8_t *data, std::size_t size);
@@ -66,6 +71,7 @@ private:
     const std::uint32_t m_address;
     const CameraAccess m_access;
     CameraListener &m_listener;
+    CameraTraffic m_traffic; ///< outlives all that pushes into it
     const std::unique_ptr<GvcpClient> m_client;
     std::unique_ptr<Heartbeat> m_heartbeat; ///< set while opening, then constant
 
@@ -74,12 +80,16 @@ private:
     std::uint32_t m_privilege = 0;
     std::uint32_t m_streamCount = 0;
     std::uint64_t m_tickFrequency = 0;
+    bool m_hasMessages = false;
     /// Descriptions before schema 1.1 declare 4-byte registers as the register commands carry them.
     bool m_legacyDescription = false;
 
     orv::Mutex m_writeMutex; ///< makes reading and writing back the rest of a word one step; held for its round trips
     orv::Mutex m_urlMutex;   ///< held while the URLs are read the first time
     std::optional<std::vector<DescriptionUrl>> m_urls GUARDED_BY(m_urlMutex);
+
+    orv::Mutex m_messageMutex; ///< one opening or closing of the message channel; held for its round trips
+    std::unique_ptr<MessageChannel> m_messages GUARDED_BY(m_messageMutex);
 
     std::atomic<bool> m_lost{false};
     std::atomic<bool> m_closed{false};

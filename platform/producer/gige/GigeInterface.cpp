@@ -1,6 +1,7 @@
 #include "producer/gige/GigeInterface.h"
 
 #include "producer/gige/Bootstrap.h"
+#include "producer/gige/ForceAddress.h"
 #include "producer/gige/GigeDevice.h"
 #include "producer/gige/Text.h"
 
@@ -20,6 +21,20 @@ std::uint64_t MacNumber(const std::array<std::uint8_t, 6> &mac)
     for (std::uint8_t byte : mac)
         number = number << 8 | byte;
     return number;
+}
+
+std::array<std::uint8_t, 6> MacBytes(std::uint64_t mac)
+{
+    std::array<std::uint8_t, 6> bytes;
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        bytes[i] = static_cast<std::uint8_t>(mac >> (40 - 8 * i));
+    return bytes;
+}
+
+/// Ones from the top on, then zeros.
+bool IsSubnetMask(std::uint32_t mask)
+{
+    return mask != 0 && (~mask & (~mask + 1)) == 0;
 }
 
 std::string DeviceId(const DiscoveryAnswer &answer)
@@ -96,6 +111,7 @@ GigeInterface::GigeInterface(NetworkInterface interface) : m_interface(std::move
     m_record.mac = MacNumber(m_interface.mac);
     m_record.address = m_interface.address;
     m_record.mask = m_interface.mask;
+    m_record.gateway = m_interface.gateway;
 }
 
 std::vector<DeviceRecord> GigeInterface::Discover(milliseconds window)
@@ -111,8 +127,8 @@ std::vector<DeviceRecord> GigeInterface::Discover(milliseconds window)
 Result<DeviceRecord> GigeInterface::Find(const std::string &name)
 {
     if (const auto address = AddressInName(name)) {
-        const auto device = m_interface.Contains(*address) ? DiscoverAt(m_interface, *address, kFindWindow)
-                                                           : std::optional<FoundDevice>();
+        const auto device = m_interface.Reaches(*address) ? DiscoverAt(m_interface, *address, kFindWindow)
+                                                          : std::optional<FoundDevice>();
         if (device)
             return MakeRecord(*device);
         return Status(GC_ERR_INVALID_ID, "no camera answers at " + AddressText(*address));
@@ -133,10 +149,20 @@ Result<DeviceRecord> GigeInterface::Find(const std::string &name)
     return matches.front();
 }
 
+Status GigeInterface::ForceAddress(const DeviceRecord &device, std::uint32_t address, std::uint32_t mask,
+                                   std::uint32_t gateway)
+{
+    if (address != 0 && !IsSubnetMask(mask))
+        return {GC_ERR_INVALID_VALUE, AddressText(mask) + " is no subnet mask"};
+    if (address != 0 && ((address & ~mask) == 0 || (address | mask) == 0xFFFFFFFF) && mask < 0xFFFFFFFE)
+        return {GC_ERR_INVALID_VALUE, AddressText(address) + " is the address of a whole subnet"};
+    return gige::ForceAddress(m_interface, {MacBytes(device.mac), address, mask, gateway});
+}
+
 Result<std::unique_ptr<Camera>> GigeInterface::Open(const DeviceRecord &device, CameraAccess access,
                                                     CameraListener &listener)
 {
-    if (!m_interface.Contains(device.address)) {
+    if (!m_interface.Reaches(device.address)) {
         return Status(GC_ERR_ACCESS_DENIED, "the camera's address " + device.addressText +
                                                 " does not fit the network of " + m_record.displayName);
     }

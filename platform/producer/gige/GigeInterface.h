@@ -16,6 +16,8 @@ public:
     const InterfaceRecord &Record() const override { return m_record; }
     std::vector<DeviceRecord> Discover(std::chrono::milliseconds window) override;
     Result<DeviceRecord> Find(const std::string &name) override;
+    Status ForceAddress(const DeviceRecord &device, std::uint32_t address, std::uint32_t mask,
+                        std::uint32_t gateway) override;
     Result<std::unique_ptr<Camera>> Open(const DeviceRecord &device, CameraAccess access,
                                          CameraListener &listener) override;
 

@@ -54,6 +54,22 @@ Datagram MakeDiscovery(std::uint16_t requestId, bool allowBroadcastAnswer)
     return MakeCommand(Command::Discovery, flags, requestId, {});
 }
 
+Datagram MakeForceAddress(std::uint16_t requestId, const std::array<std::uint8_t, 6> &mac, std::uint32_t address,
+                          std::uint32_t mask, std::uint32_t gateway)
+{
+    const std::uint8_t none[12] = {};
+    orv::ByteWriter payload;
+    payload.U16(0);
+    payload.Bytes({mac.data(), mac.size()});
+    for (std::uint32_t field : {address, mask, gateway}) { // at 20, 36 and 52
+        payload.Bytes({none, sizeof none});
+        payload.U32(field);
+    }
+    const std::vector<std::uint8_t> bytes = payload.Take();
+    return MakeCommand(Command::ForceAddress, kAcknowledgeRequired | kAllowBroadcastAnswer, requestId,
+                       {bytes.data(), bytes.size()});
+}
+
 Datagram MakeReadRegister(std::uint16_t requestId, const std::vector<std::uint32_t> &addresses)
 {
     orv::ByteWriter payload;
@@ -113,6 +129,16 @@ std::optional<std::vector<std::uint32_t>> ParseReadRegister(orv::ByteSpan payloa
     if (!in.Ok())
         return std::nullopt;
     return values;
+}
+
+std::optional<std::uint16_t> ParseWritten(orv::ByteSpan payload)
+{
+    orv::ByteReader in(payload);
+    in.Skip(2);
+    const std::uint16_t written = in.U16();
+    if (!in.Ok())
+        return std::nullopt;
+    return written;
 }
 
 std::optional<orv::ByteSpan> ParseReadMemory(orv::ByteSpan payload, std::uint32_t address, std::size_t count)

@@ -16,9 +16,13 @@ constexpr std::uint16_t kControlPort = 3956;
 constexpr std::size_t kHeaderSize = 8;
 /// Bytes of data that one READMEM or WRITEMEM carries. 512 rather than the possible 536: every device takes it.
 constexpr std::size_t kMemoryChunk = 512;
+/// Registers that one READREG and one WRITEREG can name, so that the packet gets through everywhere.
+constexpr std::size_t kMaxReads = 135;
+constexpr std::size_t kMaxWrites = 67;
 
 enum class Command : std::uint16_t {
     Discovery = 0x0002,
+    ForceAddress = 0x0004,
     ReadRegister = 0x0080,
     WriteRegister = 0x0082,
     ReadMemory = 0x0084,
@@ -40,11 +44,16 @@ using Datagram = std::vector<std::uint8_t>;
 
 /// \param allowBroadcastAnswer lets a device in a foreign subnet answer by broadcast.
 Datagram MakeDiscovery(std::uint16_t requestId, bool allowBroadcastAnswer);
+/// Addresses in host byte order. Its acknowledge may be broadcast, since the camera may be in a foreign subnet.
+Datagram MakeForceAddress(std::uint16_t requestId, const std::array<std::uint8_t, 6> &mac, std::uint32_t address,
+                          std::uint32_t mask, std::uint32_t gateway);
+/// At most kMaxReads addresses; more than one only for devices with the concatenation capability.
 Datagram MakeReadRegister(std::uint16_t requestId, const std::vector<std::uint32_t> &addresses);
 struct RegisterWrite {
     std::uint32_t address;
     std::uint32_t value;
 };
+/// At most kMaxWrites; likewise.
 Datagram MakeWriteRegister(std::uint16_t requestId, const std::vector<RegisterWrite> &writes);
 /// Address and count are multiples of 4.
 Datagram MakeReadMemory(std::uint16_t requestId, std::uint32_t address, std::uint16_t count);
@@ -62,6 +71,8 @@ std::optional<Acknowledge> ParseAcknowledge(orv::ByteSpan datagram);
 
 /// Payload of a READREG acknowledge; nothing unless it holds exactly `count` values or more.
 std::optional<std::vector<std::uint32_t>> ParseReadRegister(orv::ByteSpan payload, std::size_t count);
+/// Payload of a WRITEREG acknowledge: how many were written. Nothing where the device does not say.
+std::optional<std::uint16_t> ParseWritten(orv::ByteSpan payload);
 /// Payload of a READMEM acknowledge for `address`; nothing when it is another address or shorter than `count`.
 std::optional<orv::ByteSpan> ParseReadMemory(orv::ByteSpan payload, std::uint32_t address, std::size_t count);
 /// Payload of a PENDING acknowledge: milliseconds until the command is done.

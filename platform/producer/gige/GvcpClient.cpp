@@ -138,7 +138,7 @@ Status GvcpClient::TransactOnce(Exchange &exchange)
         const TimePoint giveUp = std::max(start + m_timing.total, LastAnswer() + plan.patience);
         if (attempt != 0 && Clock::now() >= giveUp)
             break;
-        const Status sent = m_socket.Send({exchange.datagram.data(), exchange.datagram.size()});
+        const Status sent = Send(exchange.datagram);
         if (!sent.Ok())
             reason = sent.Text(); // a link may come back
         if (attempt != 0 && plan.isSlow)
@@ -177,6 +177,8 @@ bool GvcpClient::TakeAcknowledge(Exchange &exchange, const Plan &plan, TimePoint
 {
     std::uint8_t buffer[2048];
     const std::size_t size = m_socket.Receive(buffer, sizeof buffer);
+    if (m_tap != nullptr && size != 0)
+        m_tap->Push({buffer, size});
     const std::optional<Acknowledge> acknowledge = ParseAcknowledge({buffer, size});
     if (!acknowledge)
         return false;
@@ -202,8 +204,14 @@ bool GvcpClient::TakeAcknowledge(Exchange &exchange, const Plan &plan, TimePoint
 /// Nobody waits for the answer: that one comes is enough.
 void GvcpClient::AskWhetherThere()
 {
-    const Datagram question = MakeReadRegister(NextId(), {kRegControlPrivilege});
-    (void)m_socket.Send({question.data(), question.size()});
+    (void)Send(MakeReadRegister(NextId(), {kRegControlPrivilege}));
+}
+
+Status GvcpClient::SendUnanswered(orv::ByteSpan datagram)
+{
+    if (m_tap != nullptr)
+        m_tap->Push(datagram);
+    return m_socket.Send(datagram);
 }
 
 Status GvcpClient::ReadRegister(std::uint32_t address, std::uint32_t &value, Effort effort)

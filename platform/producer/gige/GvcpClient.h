@@ -3,6 +3,7 @@
 #include "base/Mutex.h"
 #include "producer/gige/Gvcp.h"
 #include "producer/gige/UdpSocket.h"
+#include "producer/TrafficTap.h"
 
 #include <atomic>
 #include <memory>
@@ -31,7 +32,7 @@ Status Outward(Status status);
 /// Writes to the maker's registers may take seconds. They are waited for as long as the camera answers meanwhile
 /// whether it is still there; a silent camera is given up after the silence limit, or the time that it states to need.
 /// No answer gives GC_ERR_TIMEOUT, an interrupted wait GC_ERR_ABORT.
-/// Threads: any. Lock order: m_mutex is taken last; nothing is called with it held.
+/// Threads: any. Lock order: with m_mutex held nothing is called but the tap.
 class GvcpClient {
 public:
     struct Timing {
@@ -69,6 +70,11 @@ public:
     void Interrupt();
 
     std::uint16_t LocalPort() const { return m_socket.LocalPort(); }
+
+    /// Where every packet of the channel is shown. Before the first command; must outlive the client.
+    void SetTap(const TrafficTap *tap) { m_tap = tap; }
+    /// Sends a command that has no acknowledge (PACKETRESEND), at once, also while another command is under way.
+    Status SendUnanswered(orv::ByteSpan datagram);
 
 private:
     GvcpClient(UdpSocket socket, const Timing &timing) : m_timing(timing), m_socket(std::move(socket)) { Touch(); }
@@ -109,11 +115,13 @@ private:
     /// Takes one datagram in. \return whether it is the answer.
     bool TakeAcknowledge(Exchange &exchange, const Plan &plan, TimePoint &deadline) REQUIRES(m_mutex);
     void AskWhetherThere() REQUIRES(m_mutex);
+    Status Send(const Datagram &datagram) { return SendUnanswered({datagram.data(), datagram.size()}); }
     std::uint16_t NextId() REQUIRES(m_mutex);
 
     const Timing m_timing;
-    orv::Mutex m_mutex; ///< the channel: one command at a time
-    UdpSocket m_socket; ///< sending and receiving under m_mutex; the descriptor itself never changes
+    orv::Mutex m_mutex;                ///< the channel: one command at a time
+    UdpSocket m_socket;                ///< receiving under m_mutex; the descriptor itself never changes
+    const TrafficTap *m_tap = nullptr; ///< constant after opening
     std::uint16_t m_lastId GUARDED_BY(m_mutex) = 0;
     WakeUp m_interrupt;
     std::atomic<bool> m_interrupted{false};

@@ -1,10 +1,14 @@
 #include "producer/gige/NetworkInterfaces.h"
 
+#include "producer/gige/Text.h"
 #include "producer/gige/UdpSocket.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <memory>
+#include <sstream>
 
 #include <arpa/inet.h>
 #include <ifaddrs.h>
@@ -49,7 +53,56 @@ NetworkInterface Describe(const ifaddrs &entry)
     return interface;
 }
 
+/// The gateway of the default route through a link; the kernel writes addresses as they lie in memory.
+std::uint32_t FindGateway(const std::string &link)
+{
+    std::ifstream routes("/proc/net/route");
+    std::string line;
+    std::getline(routes, line); // the columns' names
+    while (std::getline(routes, line)) {
+        std::istringstream columns(line);
+        std::string name;
+        std::uint32_t destination = 0;
+        std::uint32_t gateway = 0;
+        columns >> name >> std::hex >> destination >> gateway;
+        if (columns && name == link && destination == 0 && gateway != 0)
+            return ntohl(gateway);
+    }
+    return 0;
+}
+
+/// The address of this host that its routes lead to `other` from, 0 when none does.
+std::uint32_t SourceFor(std::uint32_t other)
+{
+    Result<UdpSocket> probe = UdpSocket::Open(0);
+    sockaddr_in local{};
+    socklen_t length = sizeof local;
+    if (!probe.Ok() || !probe.value.Connect({other, 9}).Ok() || // nothing is sent
+        getsockname(probe.value.Fd(), reinterpret_cast<sockaddr *>(&local), &length) != 0)
+        return 0;
+    return ntohl(local.sin_addr.s_addr);
+}
+
+std::vector<std::uint32_t> KnownCameras()
+{
+    const char *text = std::getenv(kKnownCamerasVariable);
+    std::vector<std::uint32_t> addresses;
+    std::string list = text != nullptr ? text : "";
+    std::replace(list.begin(), list.end(), ',', ' ');
+    std::istringstream words(list);
+    for (std::string word; words >> word;) {
+        if (const auto address = ParseAddress(word))
+            addresses.push_back(*address);
+    }
+    return addresses;
+}
+
 } // namespace
+
+bool NetworkInterface::Reaches(std::uint32_t other) const
+{
+    return Contains(other) || std::find(knownCameras.begin(), knownCameras.end(), other) != knownCameras.end();
+}
 
 std::vector<NetworkInterface> ListNetworkInterfaces()
 {
@@ -69,7 +122,15 @@ std::vector<NetworkInterface> ListNetworkInterfaces()
         if (secondary)
             continue;
         FillLinkFacts(query.Get(), interface);
+        interface.gateway = FindGateway(interface.name);
         interfaces.push_back(std::move(interface));
+    }
+    for (std::uint32_t camera : KnownCameras()) {
+        const std::uint32_t source = SourceFor(camera);
+        for (NetworkInterface &interface : interfaces) {
+            if (interface.Contains(camera) || (source != 0 && interface.address == source))
+                interface.knownCameras.push_back(camera);
+        }
     }
     return interfaces;
 }

@@ -17,9 +17,17 @@ struct NetworkInterface {
     std::array<std::uint8_t, 6> mac{};
     std::uint32_t mtu = 1500;
     bool pointToPoint = false;
+    std::uint32_t gateway = 0; ///< of the default route, 0 where none leads through this link
+    /// Cameras that are asked for one by one, since broadcasts do not get to them, and that this address leads to.
+    std::vector<std::uint32_t> knownCameras;
 
     bool Contains(std::uint32_t other) const { return pointToPoint || ((other ^ address) & mask) == 0; }
+    /// In the subnet, or beyond a router but known.
+    bool Reaches(std::uint32_t other) const;
 };
+
+/// Names an environment variable: addresses of cameras that broadcasts do not get to, "192.168.7.20,10.1.0.5".
+constexpr char kKnownCamerasVariable[] = "NUVARK_CAMERA_ADDRESSES";
 
 /// All addresses of links that are up, loopback included. A second address of a link in the same subnet is left out:
 /// it would show every camera twice. Takes well under a millisecond.
