@@ -249,6 +249,12 @@ void BufferQueue::GiveBack(const FrameTarget &target)
     m_input.push_front(std::move(buffer));
 }
 
+std::size_t BufferQueue::SpareBuffers() const
+{
+    const orv::MutexLock lock(m_mutex);
+    return m_input.size();
+}
+
 std::shared_ptr<Buffer> BufferQueue::TakeOutput()
 {
     const orv::MutexLock lock(m_mutex);

@@ -111,6 +111,7 @@ public:
     bool TakeBuffer(FrameTarget &target) override EXCLUDES(m_mutex);
     void Deliver(const FrameTarget &target, const FrameInfo &info) override EXCLUDES(m_mutex);
     void GiveBack(const FrameTarget &target) override EXCLUDES(m_mutex);
+    std::size_t SpareBuffers() const override EXCLUDES(m_mutex);
 
     // The new-buffer event's side.
     /// Takes the oldest buffer out of the output queue; null when there is none.

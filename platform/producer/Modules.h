@@ -182,8 +182,12 @@ public:
     void Close() EXCLUDES(m_controlMutex);
 
 private:
+    static constexpr std::size_t kMinimumBuffers = 1;
+
     const RegisterMap *Registers() const override { return &m_registers; }
     std::vector<ModuleFeature> Features();
+    std::vector<ModuleFeature> ResendFeatures();
+    void WarnOfSmallBuffer() REQUIRES(m_controlMutex);
     std::shared_ptr<EventSource> MakeEventSource(EVENT_TYPE type) override;
 
     const std::shared_ptr<DeviceModule> m_parent;
@@ -192,6 +196,7 @@ private:
     const std::unique_ptr<StreamChannel> m_channel;
     orv::Mutex m_controlMutex; ///< one start, stop or close at a time; held while the camera is asked
     bool m_running GUARDED_BY(m_controlMutex) = false;
+    bool m_warned GUARDED_BY(m_controlMutex) = false;
     bool m_closed GUARDED_BY(m_controlMutex) = false;
     const RegisterMap m_registers;
 };

@@ -1,4 +1,3 @@
-#include "producer/ModuleFeatures.h"
 #include "producer/Modules.h"
 #include "producer/Rollback.h"
 
@@ -7,8 +6,6 @@
 namespace nuvark {
 
 namespace {
-
-constexpr std::size_t kMinimumBuffers = 1;
 
 Status NoFrame()
 {
@@ -65,7 +62,7 @@ Result<InfoValue> ImageInfo(const FrameInfo &frame, BUFFER_INFO_CMD command)
     case BUFFER_INFO_YPADDING:
         return InfoValue::Size(frame.yPadding);
     case BUFFER_INFO_IMAGEOFFSET:
-        return InfoValue::Size(0);
+        return InfoValue::Size(frame.imageOffset);
     case BUFFER_INFO_PIXELFORMAT:
         return InfoValue::UInt64(frame.pixelFormat);
     case BUFFER_INFO_PIXELFORMAT_NAMESPACE:
@@ -147,35 +144,6 @@ PortFacts StreamModule::Facts()
     return facts;
 }
 
-std::vector<ModuleFeature> StreamModule::Features()
-{
-    const std::string about = "StreamInformation";
-    const std::string counts = "StreamCounters";
-    const auto count = [&](const char *name, const char *toolTip, auto field) {
-        return NumberFeature(name, counts, toolTip,
-                             [this, field] { return std::int64_t(m_queue->GetCounts().*field); });
-    };
-    using Counts = BufferQueue::Counts;
-    return {
-        TextFeature("StreamID", about, "Identifier of the stream", [this] { return m_id; }),
-        TransportTypeFeature("StreamType", about),
-        ChoiceFeature("StreamBufferHandlingMode", about, "Which buffers are delivered in which order",
-                      {{"OldestFirst", 0}}, [] { return 0; }),
-        NumberFeature("StreamAnnounceBufferMinimum", about, "Least number of buffers to announce",
-                      [] { return kMinimumBuffers; }),
-        NumberFeature("DeviceStreamChannelPacketSize", about, "IP packet size in use",
-                      [this] { return std::int64_t(m_channel->Counters().packetSize); }),
-        count("StreamAnnouncedBufferCount", "Buffers announced", &Counts::announced),
-        count("StreamInputBufferCount", "Buffers waiting to be filled", &Counts::queued),
-        count("StreamOutputBufferCount", "Buffers waiting to be fetched", &Counts::awaiting),
-        count("StreamDeliveredFrameCount", "Frames fetched since the last start", &Counts::delivered),
-        count("StreamLostFrameCount", "Frames lost because no buffer was queued", &Counts::underruns),
-        count("StreamStartedFrameCount", "Frames begun", &Counts::started),
-        ChoiceFeature("StreamIsGrabbing", about, "Whether frames are being taken", {{"No", 0}, {"Yes", 1}},
-                      [this] { return m_queue->GetCounts().isGrabbing ? 1 : 0; }),
-    };
-}
-
 std::shared_ptr<EventSource> StreamModule::MakeEventSource(EVENT_TYPE type)
 {
     if (type == EVENT_NEW_BUFFER)
@@ -232,6 +200,20 @@ Result<InfoValue> StreamModule::Info(STREAM_INFO_CMD command)
         return InfoValue::UInt64(m_channel->Counters().missingPackets);
     case NUVARK_STREAM_INFO_NUM_OVERSIZED:
         return InfoValue::UInt64(m_channel->Counters().oversizedPackets);
+    case NUVARK_STREAM_INFO_NUM_REQUESTED:
+        return InfoValue::UInt64(m_channel->Counters().requestedPackets);
+    case NUVARK_STREAM_INFO_NUM_RESENT:
+        return InfoValue::UInt64(m_channel->Counters().resentPackets);
+    case NUVARK_STREAM_INFO_NUM_DUPLICATES:
+        return InfoValue::UInt64(m_channel->Counters().duplicatePackets);
+    case NUVARK_STREAM_INFO_NUM_LATE:
+        return InfoValue::UInt64(m_channel->Counters().latePackets);
+    case NUVARK_STREAM_INFO_NUM_REFUSED:
+        return InfoValue::UInt64(m_channel->Counters().refusedPackets);
+    case NUVARK_STREAM_INFO_NUM_UNUSABLE:
+        return InfoValue::UInt64(m_channel->Counters().unusablePackets);
+    case NUVARK_STREAM_INFO_WANTED_BUFFER:
+        return InfoValue::Size(m_channel->Counters().wantedReceiveBuffer);
     default:
         return UnknownCommand("stream", command);
     }
@@ -268,7 +250,22 @@ Status StreamModule::Start(std::uint64_t count)
         return started;
     end.Dismiss();
     m_running = true;
+    WarnOfSmallBuffer();
     return {};
+}
+
+/// Once per stream: the most common reason for lost packets, and its cure.
+void StreamModule::WarnOfSmallBuffer()
+{
+    const StreamCounters counters = m_channel->Counters();
+    if (m_warned || counters.receiveBuffer >= counters.wantedReceiveBuffer)
+        return;
+    m_warned = true;
+    FireError(GC_ERR_RESOURCE_EXHAUSTED,
+              "the socket's receive buffer is " + std::to_string(counters.receiveBuffer) + " bytes instead of the " +
+                  std::to_string(counters.wantedReceiveBuffer) +
+                  " wanted; packets may get lost while the computer is busy. Cure: sudo sysctl -w net.core.rmem_max=" +
+                  std::to_string(counters.wantedReceiveBuffer));
 }
 
 Status StreamModule::Stop(StreamChannel::Stop how)

@@ -74,6 +74,7 @@ struct FrameInfo {
     std::size_t deliveredHeight = 0;
     std::size_t xOffset = 0;
     std::size_t yOffset = 0;
+    std::size_t imageOffset = 0; ///< bytes from the beginning of the buffer
     std::size_t xPadding = 0;
     std::size_t yPadding = 0;
     bool bigEndianPixels = false;
@@ -100,20 +101,43 @@ public:
     virtual void Deliver(const FrameTarget &target, const FrameInfo &info) = 0;
     /// Gives an unfinished buffer back to be filled later.
     virtual void GiveBack(const FrameTarget &target) = 0;
+    /// Buffers that wait to be filled: how long complete frames may be held back depends on it.
+    virtual std::size_t SpareBuffers() const { return 1000; }
 };
 
 /// Counts since the last start, for diagnosis.
 struct StreamCounters {
     std::uint64_t packets = 0;
-    std::uint64_t missingPackets = 0;
+    std::uint64_t missingPackets = 0; ///< that never came
     std::uint64_t incompleteFrames = 0;
-    std::uint64_t kernelDrops = 0;
-    std::uint64_t oversizedPackets = 0; ///< dropped, since much longer than the packet size in use
-    std::size_t receiveBuffer = 0;      ///< bytes granted by the kernel
-    std::size_t packetSize = 0;         ///< IP packet size in use
+    std::uint64_t missedFrames = 0;     ///< numbers between two frames of which no packet came
+    std::uint64_t requestedPackets = 0; ///< asked for again, each time counted
+    std::uint64_t resentPackets = 0;    ///< of those, that came
+    std::uint64_t duplicatePackets = 0;
+    std::uint64_t latePackets = 0;       ///< of frames that were through already
+    std::uint64_t refusedPackets = 0;    ///< that the camera said it cannot send
+    std::uint64_t unusablePackets = 0;   ///< malformed, foreign, or contradicting others
+    std::uint64_t kernelDrops = 0;       ///< the socket's buffer was full
+    std::uint64_t oversizedPackets = 0;  ///< dropped, since much longer than the packet size in use
+    std::size_t receiveBuffer = 0;       ///< bytes granted by the kernel
+    std::size_t wantedReceiveBuffer = 0; ///< bytes asked for
+    std::size_t packetSize = 0;          ///< IP packet size in use
+    std::uint32_t packetDelay = 0;       ///< between packets, in ticks of the camera's clock, as the stream began
+    bool resendEnabled = false;          ///< wanted and the camera can
+    bool realTime = false;               ///< the receiving thread got its priority
 };
 
-/// One stream of a camera. One thread at a time, except for AbandonFrames() and Counters(): any thread.
+/// When missing packets are asked for again, and for how long a frame is waited for.
+struct ResendSettings {
+    bool enabled = true;
+    std::chrono::microseconds initialTimeout{1000}; ///< packets may come out of order for so long
+    std::chrono::microseconds packetTimeout{20000}; ///< between two requests for the same packet
+    std::chrono::microseconds retention{100000};    ///< since a frame's last packet, until it is given up
+    std::uint32_t requestPercent = 50;              ///< of a frame's packets, all requests together; few always may
+    std::uint32_t tries = 5;                        ///< requests for the same packet
+};
+
+/// One stream of a camera. One thread at a time, except for AbandonFrames(), Counters() and the settings: any thread.
 class StreamChannel {
 public:
     enum class Stop {
@@ -130,6 +154,9 @@ public:
     /// Gives all unfinished buffers back to the sink at once.
     virtual void AbandonFrames() = 0;
     virtual StreamCounters Counters() const = 0;
+    /// Any thread; what is set counts from the next start on.
+    virtual ResendSettings Resend() const = 0;
+    virtual void SetResend(const ResendSettings &settings) = 0;
 };
 
 /// Told by a camera on a thread of its own.

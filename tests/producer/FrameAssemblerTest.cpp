@@ -53,6 +53,7 @@ public:
         frames.push_back({info, std::vector<std::uint8_t>(target.data, target.data + target.size)});
     }
     void GiveBack(const FrameTarget &) override { ++givenBack; }
+    std::size_t SpareBuffers() const override { return spare; }
 
     /// "1 2!": frames in order of delivery, the incomplete ones marked.
     std::string Summary() const
@@ -68,6 +69,7 @@ public:
     std::vector<Delivered> frames;
     int taken = 0;
     int givenBack = 0;
+    std::size_t spare = 1000;
 
 private:
     const std::size_t m_bufferSize;
@@ -134,8 +136,9 @@ std::vector<std::uint8_t> PayloadContent(std::uint64_t block, std::uint32_t id, 
 /// An assembler with a sink and a clock, driven by words.
 class Bench {
 public:
-    explicit Bench(std::size_t bufferSize = kWidth * kLines, int buffers = 1000, bool extended = false)
-        : sink(bufferSize, buffers), m_extended(extended), assembler(sink, SettingsFor(extended))
+    explicit Bench(std::size_t bufferSize = kWidth * kLines, int buffers = 1000, bool extended = false,
+                   bool resend = false)
+        : sink(bufferSize, buffers), m_extended(extended), assembler(sink, SettingsFor(extended, resend))
     {
     }
 
@@ -163,6 +166,21 @@ public:
         now += std::chrono::milliseconds(milliseconds);
         assembler.OnTime(now);
     }
+    /// "1:2-3 1:5-": what is asked for again since the last call; an open end is the end of the block.
+    std::string Requests()
+    {
+        std::vector<ResendRequest> requests;
+        assembler.TakeRequests(requests, now);
+        std::string text;
+        for (const ResendRequest &request : requests) {
+            text += (text.empty() ? "" : " ") + std::to_string(request.blockId) + ":" + std::to_string(request.first);
+            if (request.last == kToTheEnd)
+                text += "-";
+            else if (request.last != request.first)
+                text += "-" + std::to_string(request.last);
+        }
+        return text;
+    }
     void Send(const std::vector<std::uint8_t> &datagram)
     {
         // A copy of its own, so the sanitizer sees a read beyond it.
@@ -171,14 +189,14 @@ public:
         assembler.OnPacket({exact.get(), datagram.size()}, now);
     }
 
-    /// L1 leader of block 1, P1.2 payload packet 2, T1 trailer, A1 all of it, E1.2 refused packet, R1.2 resent packet,
-    /// W50 fifty milliseconds.
+    /// L1 leader of block 1, P1.2 payload packet 2, T1 trailer, A1 all of it, E1.2 refused packet, N1.2 packet that is
+    /// not there yet, R1.2 resent packet, X1.2 a packet that contradicts, W50 fifty milliseconds, ? what is asked for.
     void Run(const std::string &script)
     {
         std::istringstream words(script);
         for (std::string word; words >> word;) {
             const auto dot = word.find('.');
-            const std::uint64_t number = std::stoull(word.substr(1, dot - 1));
+            const std::uint64_t number = word == "?" ? 0 : std::stoull(word.substr(1, dot - 1));
             const std::uint32_t id = dot == std::string::npos ? 0 : std::stoul(word.substr(dot + 1));
             switch (word[0]) {
             case 'L':
@@ -195,6 +213,15 @@ public:
                 break;
             case 'E':
                 Payload(number, id, 0, 0x800C);
+                break;
+            case 'N':
+                Payload(number, id, 0, 0x8010);
+                break;
+            case 'X': // same number, other data
+                Send(Packet(m_extended, 0, 3, number, id, PayloadContent(number + 1, id)));
+                break;
+            case '?':
+                asked += (m_asked++ == 0 ? "" : "; ") + Requests();
                 break;
             case 'R':
                 Payload(number, id, kData, 0x0100);
@@ -216,15 +243,18 @@ public:
     }
 
     Sink sink;
+    std::string asked;
 
 private:
-    static FrameAssembler::Settings SettingsFor(bool extended)
+    static FrameAssembler::Settings SettingsFor(bool extended, bool resend)
     {
         FrameAssembler::Settings settings;
+        settings.resend.enabled = resend;
         settings.packetSize = extended ? kExtendedPacketSize : kStandardPacketSize;
         return settings;
     }
     const bool m_extended;
+    int m_asked = 0;
 
 public:
     FrameAssembler assembler;
@@ -284,6 +314,224 @@ TEST(FrameAssembler, DeliversFramesAsTheyComplete)
             }
         }
     }
+}
+
+TEST(FrameAssembler, AsksAgainForWhatIsMissing)
+{
+    const struct {
+        const char *name;
+        const char *script;
+        const char *asked;
+        const char *delivered;
+    } kRows[] = {
+        {"nothing missing", "A1 A2 W50 ?", "", "1 2"},
+        {"a hole, after the initial timeout", "L1 P1.1 P1.3 ? W1 ? R1.2 P1.4 P1.5 T1", "; 1:2", "1"},
+        {"neighbours together", "L1 P1.1 P1.4 P1.5 T1 W1 ? R1.2 R1.3", "1:2-3", "1"},
+        {"apart when there is something between", "L1 P1.1 P1.3 P1.5 T1 W1 ?", "1:2 1:4", ""},
+        {"what came out of order is not asked for", "L1 P1.1 P1.3 P1.2 P1.4 P1.5 W1 ? T1", "", "1"},
+        {"again after the packet timeout", "L1 P1.1 P1.3 P1.4 P1.5 T1 W1 ? W19 ? W1 ? R1.2", "1:2; ; 1:2", "1"},
+        {"a lost leader", "P1.1 P1.2 W1 ? L1 P1.3 P1.4 P1.5 T1", "1:0", "1"},
+        {"a lost tail, when the next frame begins", "L1 P1.1 P1.2 P1.3 L2 W1 ?", "1:4-", ""},
+        {"a lost trailer", "L1 P1.1 P1.2 P1.3 P1.4 P1.5 A2 W1 ? T1", "1:6-", "1 2"},
+        {"the tail of the last frame, when nothing comes", "L1 P1.1 P1.2 W19 ? W1 ?", "; 1:3-", ""},
+        {"a lone leader waits for its trigger", "L1 W5000 ?", "", ""},
+        {"the next frame waits", "L1 P1.1 P1.3 P1.4 P1.5 T1 A2 A3 W1 ? R1.2 A4", "1:2", "1 2 3 4"},
+        {"until the retention", "L1 P1.1 P1.3 P1.4 P1.5 T1 A2 W99 W1", "", "1! 2"},
+        {"a refusal ends it", "L1 P1.1 P1.3 P1.4 P1.5 T1 A2 W1 ? E1.2 W30 ?", "1:2; ", "1! 2"},
+        {"but not one that nobody asked for", "L1 P1.1 P1.3 P1.4 E1.2 W1 ?", "1:2", ""},
+        {"not yet there: later", "L1 P1.1 P1.3 P1.4 P1.5 T1 W1 ? W15 N1.2 W10 ? W10 ? R1.2", "1:2; ; 1:2", "1"},
+        {"asked for often enough",
+         "L1 P1.1 P1.3 P1.4 P1.5 T1 A2 W1 ? W20 ? P1.1 W20 ? P1.1 W20 ? P1.1 W20 ? P1.1 W20 ?",
+         "1:2; 1:2; 1:2; 1:2; 1:2; ", "1! 2"},
+        {"packets that contradict are both wrong", "L1 P1.1 X1.1 P1.2 P1.3 P1.4 P1.5 T1 ? R1.1", "1:1", "1"},
+        {"the first one may be the wrong one", "L1 X1.1 P1.1 P1.2 P1.3 P1.4 P1.5 T1 ? R1.1", "1:1", "1"},
+        {"nothing for delivered frames", "L1 P1.1 P1.3 P1.4 P1.5 T1 W100 ? P1.2 ?", "; ", "1!"},
+        {"across the wrap", "A65535 P1.1 A2 W1 ?", "1:0 1:2-", "65535"},
+        {"a number left out", "A1 A3 W30 ?", "", "1 3"},
+        {"a stray packet does not jump ahead", "A1 P9.3 L2 P2.1 P2.2 P2.3 P2.4 P2.5 T2 A3", "", "1 2 3"},
+    };
+    for (const auto &row : kRows) {
+        for (const bool extended : {false, true}) {
+            const std::string script = row.script;
+            if (extended && script.find("65535") != std::string::npos)
+                continue;
+            Bench bench(kWidth * kLines, 1000, extended, true);
+            bench.Run(script);
+            EXPECT_EQ(bench.asked, row.asked) << row.name;
+            EXPECT_EQ(bench.sink.Summary(), row.delivered) << row.name;
+            for (const Delivered &frame : bench.sink.frames) {
+                if (!frame.info.isIncomplete)
+                    bench.ExpectPixels(frame);
+            }
+        }
+    }
+}
+
+TEST(FrameAssembler, WhatIsAskedForHasLimits)
+{
+    constexpr std::uint32_t kMany = 1000; // packets
+    const auto lossy = [](Bench &bench, std::uint32_t lastLost) {
+        bench.Leader(1, {payload::kImage, kWidth, 2 * kMany});
+        for (std::uint32_t id = 1; id <= kMany; ++id) {
+            if (id < 100 || id > lastLost)
+                bench.Payload(1, id);
+        }
+        bench.Trailer(1, kMany + 1, 2 * kMany);
+        bench.now += std::chrono::milliseconds(1);
+    };
+    Bench burst(kData * kMany, 1000, false, true);
+    lossy(burst, 499);
+    EXPECT_EQ(burst.Requests(), "1:100-163 1:164-227 1:228-291 1:292-355") << "not all at once";
+    EXPECT_EQ(burst.Requests(), "");
+    burst.now += std::chrono::milliseconds(1);
+    EXPECT_EQ(burst.Requests(), "1:356-419 1:420-483 1:484-499") << "the rest a moment later";
+    EXPECT_EQ(burst.assembler.Count().requested, 400U);
+
+    Bench tooMuch(kData * kMany, 1000, false, true);
+    lossy(tooMuch, 749);
+    for (int i = 0; i < 10; ++i) {
+        (void)tooMuch.Requests();
+        tooMuch.now += std::chrono::milliseconds(1);
+    }
+    EXPECT_LE(tooMuch.assembler.Count().requested, 501U) << "half of the frame's packets";
+
+    Bench starved(kWidth * kLines, 1000, false, true);
+    starved.sink.spare = 1; // what waits behind the hole would leave none
+    starved.Run("L1 P1.1 P1.3 P1.4 P1.5 T1 A2 A3");
+    EXPECT_EQ(starved.sink.Summary(), "1! 2 3");
+}
+
+TEST(FrameAssembler, ATruncatedPacketIsAskedForAgain)
+{
+    for (const std::uint32_t cut : {1U, 3U, 5U}) {
+        Bench bench(kWidth * kLines, 1000, false, true);
+        bench.Leader(1);
+        for (std::uint32_t id = 1; id <= kPackets; ++id)
+            bench.Payload(1, id, id == cut ? 7 : kData);
+        bench.Trailer(1);
+        bench.now += std::chrono::milliseconds(1);
+        EXPECT_EQ(bench.Requests(), "1:" + std::to_string(cut));
+        bench.Payload(1, cut, kData, 0x0100);
+        ASSERT_EQ(bench.sink.Summary(), "1") << cut;
+        bench.ExpectPixels(bench.sink.frames[0]);
+        EXPECT_EQ(bench.assembler.Count().resent, 1U);
+    }
+}
+
+TEST(FrameAssembler, ABlockInOnePacket)
+{
+    for (const bool extended : {false, true}) {
+        Bench bench(kWidth * kLines + 7, 1000, extended, true);
+        std::vector<std::uint8_t> content = LeaderContent();
+        const std::vector<std::uint8_t> trailer = TrailerContent();
+        content.insert(content.end(), trailer.begin(), trailer.end());
+        for (std::uint32_t id = 1; id <= kPackets; ++id) {
+            const std::vector<std::uint8_t> data = PayloadContent(4, id);
+            content.insert(content.end(), data.begin(), data.end());
+        }
+        bench.Send(Packet(extended, 0, 4, 4, 0, content));
+        ASSERT_EQ(bench.sink.Summary(), "4");
+        bench.ExpectPixels(bench.sink.frames[0]);
+        EXPECT_EQ(bench.sink.frames[0].info.sizeFilled, kWidth * kLines);
+        content.resize(content.size() - 30); // cut on the way
+        bench.Send(Packet(extended, 0, 4, 5, 0, content));
+        content.resize(30);
+        bench.Send(Packet(extended, 0, 4, 6, 0, content));
+        bench.Wait(100);
+        EXPECT_EQ(bench.sink.Summary(), "4 5! 6!");
+    }
+}
+
+namespace {
+
+/// Leader of two parts: a map of 30 bytes, then the image of 10 x 10, each in packets of 12 bytes.
+std::vector<std::uint8_t> PartsLeader(std::uint16_t firstType)
+{
+    orv::ByteWriter out;
+    out.U16(0);
+    out.U16(payload::kMultiPart);
+    out.U64(77);
+    const auto part = [&](std::uint16_t type, std::uint32_t length, std::uint32_t height) {
+        out.U16(type);
+        out.U16(0);
+        out.U32(length);
+        out.U32(0x01080001);
+        out.U64(0);
+        out.U32(0);
+        out.U32(kWidth);
+        out.U32(height);
+        out.U64(0);
+        out.U64(0);
+    };
+    part(firstType, 30, 3);
+    part(1, kWidth * kLines, kLines);
+    std::vector<std::uint8_t> packet = Packet(true, 0, 1, 1, 0, out.Take());
+    packet[7] = 2; // parts
+    return packet;
+}
+
+std::vector<std::uint8_t> PartPacket(std::uint32_t id, std::uint8_t part, std::uint64_t offset, std::size_t begin,
+                                     std::size_t size)
+{
+    orv::ByteWriter out;
+    out.U64(std::uint64_t{part} << 56 | offset);
+    for (std::size_t i = begin; i < begin + size; ++i)
+        out.U8(Pixel(1, i));
+    return Packet(true, 0, 7, 1, id, out.Take());
+}
+
+} // namespace
+
+TEST(FrameAssembler, TheFirstImageOfSeveralParts)
+{
+    constexpr std::size_t kPartData = kData - 8;
+    constexpr std::uint16_t kConfidence = 9;
+    for (const bool absolute : {false, true}) {
+        Bench bench(200, 1000, true);
+        bench.Send(PartsLeader(kConfidence));
+        std::vector<std::vector<std::uint8_t>> packets;
+        std::uint32_t id = 1;
+        for (std::size_t at = 0; at < 30; at += kPartData)
+            packets.push_back(PartPacket(id++, 0, at, at, std::min<std::size_t>(kPartData, 30 - at)));
+        for (std::size_t at = 0; at < kWidth * kLines; at += kPartData)
+            packets.push_back(PartPacket(id++, 1, at + (absolute ? 30 : 0), 30 + at,
+                                         std::min<std::size_t>(kPartData, kWidth * kLines - at)));
+        for (auto packet = packets.rbegin(); packet != packets.rend(); ++packet)
+            bench.Send(*packet);
+        bench.Send(PartPacket(2, 1, 0, 0, kPartData));       // of a part that packet 2 is not of
+        bench.Send(PartPacket(3, 9, 0, 0, kPartData));       // of no part
+        bench.Send(PartPacket(2, 0, 1000000, 0, kPartData)); // far outside
+        bench.Send(Packet(true, 0, 2, 1, id, TrailerContent()));
+        ASSERT_EQ(bench.sink.Summary(), "1") << absolute;
+        const Delivered &frame = bench.sink.frames[0];
+        EXPECT_EQ(frame.info.imageOffset, 30U);
+        EXPECT_EQ(frame.info.width, kWidth);
+        EXPECT_EQ(frame.info.payloadType, PAYLOAD_TYPE_IMAGE);
+        EXPECT_EQ(frame.info.sizeFilled, 130U);
+        for (std::size_t i = 0; i < 130; ++i)
+            ASSERT_EQ(frame.data[i], Pixel(1, i)) << i;
+        EXPECT_EQ(frame.data[130], kOld);
+    }
+    Bench tooSmall(50, 1000, true);
+    tooSmall.Send(PartsLeader(kConfidence));
+    for (std::uint32_t id = 1; id < 20; ++id)
+        tooSmall.Send(PartPacket(id, 1, std::uint64_t{id - 4} * kPartData, 0, kPartData));
+    tooSmall.Send(Packet(true, 0, 2, 1, 13, TrailerContent()));
+    tooSmall.Wait(100);
+    ASSERT_EQ(tooSmall.sink.Summary(), "1!");
+    EXPECT_TRUE(tooSmall.sink.frames[0].info.isLargerThanBuffer);
+}
+
+TEST(ResendCommand, HasTheFormOfTheBlocksIds)
+{
+    // Packets 5 to the end of block 0x1234; a standard command keeps 24 bits of the packet numbers.
+    EXPECT_EQ(MakeResendCommand(0x0102, 1, {0x1234, false, 5, kToTheEnd}),
+              (std::vector<std::uint8_t>{0x42, 0x00, 0x00, 0x40, 0x00, 0x0C, 0x01, 0x02, 0x00, 0x01,
+                                         0x12, 0x34, 0x00, 0x00, 0x00, 0x05, 0x00, 0xFF, 0xFF, 0xFF}));
+    EXPECT_EQ(MakeResendCommand(7, 0, {0x1234, true, 5, kToTheEnd}),
+              (std::vector<std::uint8_t>{0x42, 0x10, 0x00, 0x40, 0x00, 0x14, 0x00, 0x07, 0x00, 0x00,
+                                         0x00, 0x00, 0x00, 0x00, 0x00, 0x05, 0xFF, 0xFF, 0xFF, 0xFF,
+                                         0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x12, 0x34}));
 }
 
 TEST(FrameAssembler, TellsEverythingOfACompleteFrame)
@@ -456,7 +704,12 @@ TEST(FrameAssembler, LyingPacketsCannotHarm)
     farPayload.Run("L1");
     farPayload.Payload(1, 0xFFFFFF);
     farPayload.Run("P1.1 P1.2 P1.3 P1.4 P1.5 T1 W100");
-    EXPECT_EQ(farPayload.sink.Summary(), "1!");
+    EXPECT_EQ(farPayload.sink.Summary(), "1!") << "nothing had come yet that shows it to be a lie";
+    Bench laterLie;
+    laterLie.Run("L1 P1.1");
+    laterLie.Payload(1, 0xFFFFFF);
+    laterLie.Run("P1.2 P1.3 P1.4 P1.5 T1");
+    EXPECT_EQ(laterLie.sink.Summary(), "1");
 
     Bench wrongIds; // a leader that is not number 0, a trailer and a payload that are
     wrongIds.Send(Packet(false, 0, 1, 1, 5, LeaderContent()));
@@ -472,19 +725,20 @@ TEST(FrameAssembler, RandomPacketsNeverLeaveTheBuffers)
     std::mt19937 random(4711);
     const auto any = [&](std::uint32_t limit) { return static_cast<std::uint32_t>(random() % limit); };
     for (int round = 0; round < 200; ++round) {
-        Bench bench(1 + any(200), 1000, round % 2 == 1);
+        Bench bench(1 + any(200), 1000, round % 2 == 1, round % 3 != 0);
         for (int i = 0; i < 100; ++i) {
             std::vector<std::uint8_t> content(any(48));
             for (std::uint8_t &byte : content)
                 byte = static_cast<std::uint8_t>(random());
             if (content.size() >= 4 && any(2) == 0) {
                 content[2] = any(2) == 0 ? 0x40 : 0x00;
-                content[3] = static_cast<std::uint8_t>(any(9));
+                content[3] = static_cast<std::uint8_t>(any(11));
             }
             const std::uint32_t id = any(4) == 0 ? random() : any(8);
-            bench.Send(Packet(any(2) == 0, any(10) == 0 ? 0x800C : 0, static_cast<std::uint8_t>(any(5)), 1 + any(4), id,
+            bench.Send(Packet(any(2) == 0, any(10) == 0 ? 0x800C : 0, static_cast<std::uint8_t>(any(9)), 1 + any(4), id,
                               content));
             bench.Wait(static_cast<int>(any(20)));
+            (void)bench.Requests();
         }
         bench.assembler.DeliverAll();
         for (const Delivered &frame : bench.sink.frames) {

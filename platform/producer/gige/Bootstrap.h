@@ -28,10 +28,15 @@ constexpr std::uint32_t kRegMessageRepeats = 0x0B18;
 constexpr std::uint32_t kFirstMakerRegister = 0xA000;
 
 constexpr std::uint32_t kCapabilityController = 0x08000000; ///< the two controller registers exist
+constexpr std::uint32_t kCapabilityStatusCodes1 = 0x00400000; ///< those of 1.1: why a packet is not sent again
+constexpr std::uint32_t kCapabilityStatusCodes2 = 0x00040000;
+constexpr std::uint32_t kCapabilityResend = 0x00000004;
 constexpr std::uint32_t kCapabilityPending = 0x00000020;
 constexpr std::uint32_t kCapabilityWriteMemory = 0x00000002;
 constexpr std::uint32_t kCapabilityConcatenation = 0x00000001; ///< several registers in one command
 constexpr std::uint32_t kDeviceModeBigEndian = 0x80000000;
+constexpr std::uint32_t kConfigurationStatusCodes1 = 0x00000004;
+constexpr std::uint32_t kConfigurationStatusCodes2 = 0x00040000;
 constexpr std::uint32_t kConfigurationPending = 0x00000002;
 
 constexpr std::uint32_t kPrivilegeExclusive = 0x00000001;
@@ -44,6 +49,7 @@ constexpr std::uint32_t StreamRegister(std::uint32_t channel, std::uint32_t offs
 }
 constexpr std::uint32_t kStreamPort = 0x00;
 constexpr std::uint32_t kStreamPacketSize = 0x04;
+constexpr std::uint32_t kStreamPacketDelay = 0x08;
 constexpr std::uint32_t kStreamAddress = 0x18;
 
 constexpr std::uint32_t kPacketSizeFireTest = 0x80000000;

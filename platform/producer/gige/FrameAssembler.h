@@ -1,6 +1,8 @@
 #pragma once
 
+#include "producer/gige/FrameBlock.h"
 #include "producer/gige/Gvsp.h"
+#include "producer/gige/Resend.h"
 #include "producer/gige/UdpSocket.h"
 #include "producer/Transport.h"
 
@@ -13,16 +15,20 @@ namespace nuvark::gige {
 
 /// Puts stream packets together to frames: pure logic, fed with datagrams and the time.
 ///
-/// Packets of a block may come in any order. Frames are delivered in the order of their block ids. A frame with holes
-/// is delivered as incomplete, its holes filled with zeros, as soon as a newer frame has completed, two newer frames
-/// have begun, or no packet of it has come for the retention time. Nothing a packet says is believed beyond what fits.
+/// Packets of a block may come in any order. Frames are delivered in the order of their block ids. What is missing is
+/// asked for again: TakeRequests() tells which packets. A frame that nothing is asked for any more (or resending is
+/// off), is delivered as incomplete, its holes filled with zeros, as soon as a newer frame has completed or two newer
+/// frames have begun; any frame is when no packet of it has come for the retention time, and when those held back
+/// behind it use up the buffers. Nothing a packet says is believed beyond what fits.
+///
+/// A block that does not follow the newest one directly opens with its second packet: a single one may be a stray.
 /// Not thread-safe: one thread at a time. Memory is taken when a larger buffer than before comes along, not per packet.
 class FrameAssembler {
 public:
     struct Settings {
         std::size_t packetSize = 1500; ///< IP packet size the camera was told; corrected by what comes
-        std::chrono::milliseconds retention{100};
         bool bigEndianPixels = false;
+        ResendSettings resend;
     };
     struct Counters {
         std::uint64_t packets = 0;
@@ -31,7 +37,10 @@ public:
         std::uint64_t late = 0;    ///< of a block that is through already
         std::uint64_t refused = 0; ///< error status instead of data
         std::uint64_t missing = 0; ///< not there when their frame was given up, though there was room for them
+        std::uint64_t requested = 0;
+        std::uint64_t resent = 0; ///< of those requested, that came
         std::uint64_t incompleteFrames = 0;
+        std::uint64_t missedFrames = 0; ///< ids between two blocks that never came
     };
 
     FrameAssembler(FrameSink &sink, Settings settings);
@@ -39,7 +48,9 @@ public:
     void OnPacket(orv::ByteSpan datagram, TimePoint now);
     /// Delivers what has waited too long.
     void OnTime(TimePoint now);
-    /// When OnTime() has something to do at the earliest; nothing while no frame is open.
+    /// Adds what is to be asked for again now.
+    void TakeRequests(std::vector<ResendRequest> &requests, TimePoint now);
+    /// When OnTime() and TakeRequests() have something to do at the earliest; nothing while no frame is open.
     std::optional<TimePoint> NextDeadline() const;
 
     bool HasOpenFrames() const { return !m_open.empty(); }
@@ -53,69 +64,42 @@ public:
     const Counters &Count() const { return m_counters; }
 
 private:
-    /// One frame being received.
-    struct Block {
-        std::uint64_t id = 0;
-        bool extendedIds = false;
-        FrameTarget target;
-        std::size_t dataPerPacket = 0;
-        std::vector<std::uint64_t> received; ///< bit per payload packet id, up to maxPayload
-        std::uint32_t maxPayload = 0;        ///< highest payload packet id that can touch the buffer
-        std::uint32_t receivedCount = 0;     ///< of the bits above
-        std::uint32_t highestPayload = 0;
-        std::uint64_t receivedBytes = 0;
-        std::uint64_t end = 0; ///< of the farthest byte that came, clipped to the buffer
-        std::optional<Leader> leader;
-        std::optional<Trailer> trailer;
-        std::uint32_t payloadCount = 0; ///< payload packets of the block, once the trailer told
-        std::uint32_t shortId = 0;      ///< a payload packet that was not full: right only for the last one
-        std::size_t shortSize = 0;      ///< bytes of it in the buffer
-        bool isClipped = false;         ///< bytes came that did not fit
-        bool isBroken = false;          ///< packets contradict each other
-        TimePoint lastPacket{};
+    enum class Kind {
+        Open,   ///< of a block that is being received
+        Late,   ///< of one that is through
+        New,    ///< of the next one
+        Strange ///< of one that may begin elsewhere
     };
-
-    enum class Kind { Open, Late, New, Junk };
-    Kind Classify(const StreamPacket &packet, Block *&block);
+    Kind Classify(const StreamPacket &packet, FrameBlock *&block);
     std::int64_t Distance(const StreamPacket &packet) const;
-    Block *Begin(const StreamPacket &packet);
-    void Recycle(Block &block);
+    bool IsOfKeptBlock(std::uint64_t id, bool extendedIds) const;
+    void Keep(const StreamPacket &packet, orv::ByteSpan datagram);
+    void TakeKept(FrameBlock &block, TimePoint now);
+    FrameBlock *Begin(const StreamPacket &packet, TimePoint now);
+    void OnNewFrame(TimePoint now);
+    void Take(FrameBlock &block, const StreamPacket &packet, TimePoint now);
+    void OnRefusal(FrameBlock &block, const StreamPacket &packet, TimePoint now);
 
-    void OnLeader(Block &block, const StreamPacket &packet);
-    void OnTrailer(Block &block, const StreamPacket &packet);
-    void OnPayload(Block &block, const StreamPacket &packet);
-    void LearnDataSize(Block &block, const StreamPacket &packet);
-    void SetDataSize(Block &block, std::size_t bytes);
-    void ShrinkDataSize(Block &block);
-    /// \return the bytes of the packet that the buffer had room for.
-    std::size_t Store(Block &block, const StreamPacket &packet);
-    void ForgetShortPacket(Block &block);
-
-    bool IsComplete(const Block &block) const;
-    bool IsLargerThanBuffer(const Block &block) const;
-    bool IsShortOfImage(const Block &block) const;
-    bool IsWaitingForTrigger(const Block &block) const;
-    bool HasWaitedLongEnough(std::size_t index, TimePoint now) const;
+    bool IsWaitingForTrigger(const FrameBlock &block) const;
+    bool IsBeingCured(const FrameBlock &block) const;
+    bool HasWaitedLongEnough(const FrameBlock &block, TimePoint now) const;
     void DeliverReady(TimePoint now);
-    void Deliver(Block &block);
-    static bool HasPacket(const Block &block, std::uint32_t id);
-    static std::uint32_t MissingPackets(const Block &block, std::uint64_t dataSize);
-    static void ZeroHoles(const Block &block, std::uint64_t end);
-    FrameInfo Describe(const Block &block, bool complete) const;
-    std::uint64_t ExpectedBytes(const Block &block, Leader::Packing packing) const;
-    static std::uint32_t Lines(const Block &block);
+    void DeliverOldest();
+    void Deliver(FrameBlock &block);
 
     FrameSink &m_sink;
     const Settings m_settings;
     Counters m_counters;
 
-    std::deque<Block> m_open; ///< oldest first
+    std::deque<FrameBlock> m_open; ///< oldest first
     std::vector<std::uint64_t> m_spareBits;
+    ResendWindow m_window;
     bool m_started = false; ///< a first block has been seen
     bool m_refuseNew = false;
     std::uint64_t m_newestId = 0;
     bool m_newestExtended = false;
     std::size_t m_learned[2] = {0, 0}; ///< data bytes per full packet, for standard and extended ids; 0: as told
+    std::vector<std::uint8_t> m_kept;  ///< a packet that waits for another one of its block; empty: none
 };
 
 } // namespace nuvark::gige

@@ -24,15 +24,23 @@ Status GigeStream::Start(FrameSink &sink, std::size_t payloadSize)
     if (!socket.Ok())
         return socket.status;
     StreamReceiver::Settings settings;
-    const std::size_t wanted = std::min(kMaxReceiveBuffer, std::max(2 * payloadSize, kMinReceiveBuffer));
-    settings.receiveBuffer = socket.value.SetReceiveBuffer(wanted);
+    StreamCounters &known = settings.known;
+    known.wantedReceiveBuffer = std::min(kMaxReceiveBuffer, std::max(2 * payloadSize, kMinReceiveBuffer));
+    known.receiveBuffer = socket.value.SetReceiveBuffer(known.wantedReceiveBuffer);
     Rollback closeChannel([this] { CloseChannel(); });
     Result<std::uint32_t> packetSize = OpenChannel(socket.value);
     if (!packetSize.Ok())
         return Outward(packetSize.status);
+    known.packetSize = packetSize.value & kPacketSizeMask;
     settings.cameraAddress = m_device.Address();
-    settings.assembly.packetSize = packetSize.value & kPacketSizeMask;
+    settings.channel = static_cast<std::uint16_t>(m_index);
+    settings.tap = &m_device.Traffic().stream;
+    settings.assembly.packetSize = known.packetSize;
     settings.assembly.bigEndianPixels = (packetSize.value & kPacketSizeBigEndian) != 0;
+    settings.assembly.resend = Resend();
+    settings.assembly.resend.enabled = PrepareResend() && settings.assembly.resend.enabled;
+    known.resendEnabled = settings.assembly.resend.enabled;
+    (void)m_device.Client().ReadRegister(StreamRegister(m_index, kStreamPacketDelay), known.packetDelay);
     auto receiver = std::make_shared<StreamReceiver>(sink, std::move(socket.value), settings);
     Status started = receiver->Start();
     if (!started.Ok())
@@ -69,6 +77,34 @@ Result<std::uint32_t> GigeStream::OpenChannel(UdpSocket &socket)
     if (!read.Ok())
         return read;
     return sizeRegister;
+}
+
+/// \return whether the camera can send packets again. One that can tell why it does not is told to.
+bool GigeStream::PrepareResend()
+{
+    GvcpClient &client = m_device.Client();
+    std::uint32_t capability = 0;
+    std::uint32_t configuration = 0;
+    if (!client.ReadRegister(kRegCapability, capability).Ok() || (capability & kCapabilityResend) == 0)
+        return false;
+    const std::uint32_t wanted = ((capability & kCapabilityStatusCodes1) != 0 ? kConfigurationStatusCodes1 : 0) |
+                                 ((capability & kCapabilityStatusCodes2) != 0 ? kConfigurationStatusCodes2 : 0);
+    if (wanted != 0 && m_device.IsWritable() && client.ReadRegister(kRegConfiguration, configuration).Ok() &&
+        (configuration & wanted) != wanted)
+        (void)client.WriteRegister(kRegConfiguration, configuration | wanted);
+    return true;
+}
+
+ResendSettings GigeStream::Resend() const
+{
+    const orv::MutexLock lock(m_mutex);
+    return m_resend;
+}
+
+void GigeStream::SetResend(const ResendSettings &settings)
+{
+    const orv::MutexLock lock(m_mutex);
+    m_resend = settings;
 }
 
 /// A camera sends to one host, which its controller names, or to everybody.

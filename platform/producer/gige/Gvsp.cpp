@@ -14,6 +14,40 @@ bool HasImageLeader(std::uint16_t type)
     return base == payload::kImage || base == payload::kExtendedChunk;
 }
 
+void ReadImageFields(orv::ByteReader &in, Leader &leader)
+{
+    leader.hasImage = true;
+    leader.width = in.U32();
+    leader.height = in.U32();
+    leader.offsetX = in.U32();
+    leader.offsetY = in.U32();
+    leader.paddingX = in.U16();
+    leader.paddingY = in.U16();
+}
+
+void ReadParts(orv::ByteReader &in, std::uint8_t count, Leader &leader)
+{
+    for (std::uint8_t i = 0; i < count; ++i) {
+        PartDescription part;
+        part.dataType = in.U16();
+        part.length = in.U48();
+        const std::uint32_t pixelFormat = in.U32();
+        in.Skip(12); // source, zones, purpose, region
+        Leader fields;
+        ReadImageFields(in, fields);
+        in.Skip(4);
+        if (part.IsImage() && !leader.hasImage) {
+            fields.payloadType = leader.payloadType;
+            fields.timestamp = leader.timestamp;
+            fields.pixelFormat = pixelFormat;
+            fields.parts = std::move(leader.parts);
+            fields.imagePart = i;
+            leader = std::move(fields);
+        }
+        leader.parts.push_back(part);
+    }
+}
+
 std::uint64_t SaturatingMultiply(std::uint64_t a, std::uint64_t b)
 {
     std::uint64_t product = 0;
@@ -38,7 +72,8 @@ std::optional<StreamPacket> ParseStreamPacket(orv::ByteSpan datagram)
     packet.extendedIds = (datagram.data[4] & kExtendedFlag) != 0;
     packet.format = datagram.data[4] & ~kExtendedFlag;
     if (packet.extendedIds) {
-        in.Skip(6); // flags, format, reserved
+        in.Skip(5); // flags, format, reserved
+        packet.partCount = in.U8();
         packet.blockId = in.U64();
         packet.packetId = in.U32();
     } else {
@@ -51,7 +86,7 @@ std::optional<StreamPacket> ParseStreamPacket(orv::ByteSpan datagram)
     return packet;
 }
 
-std::optional<Leader> ParseLeader(orv::ByteSpan content)
+std::optional<Leader> ParseLeader(orv::ByteSpan content, std::uint8_t partCount)
 {
     orv::ByteReader in(content);
     Leader leader;
@@ -62,14 +97,12 @@ std::optional<Leader> ParseLeader(orv::ByteSpan content)
         return std::nullopt;
     const std::uint16_t base = leader.payloadType & 0xBFFF;
     if (HasImageLeader(leader.payloadType)) {
-        leader.hasImage = true;
         leader.pixelFormat = in.U32();
-        leader.width = in.U32();
-        leader.height = in.U32();
-        leader.offsetX = in.U32();
-        leader.offsetY = in.U32();
-        leader.paddingX = in.U16();
-        leader.paddingY = in.U16();
+        ReadImageFields(in, leader);
+    } else if (base == payload::kMultiPart) {
+        ReadParts(in, partCount, leader);
+        if (partCount == 0)
+            return std::nullopt;
     } else if (base == payload::kRaw || base == payload::kFile || base == payload::kJpeg ||
                base == payload::kJpeg2000) {
         leader.size = in.U64();
@@ -141,6 +174,47 @@ std::optional<Trailer> ParseTrailer(orv::ByteSpan content)
     return trailer;
 }
 
+std::optional<PartHeader> ParsePartHeader(orv::ByteSpan content)
+{
+    orv::ByteReader in(content);
+    PartHeader header;
+    header.part = in.U8();
+    in.Skip(1); // zones
+    header.offset = in.U48();
+    if (!in.Ok())
+        return std::nullopt;
+    header.data = in.Rest();
+    return header;
+}
+
+std::optional<AllInContent> SplitAllIn(orv::ByteSpan content)
+{
+    orv::ByteReader in(content);
+    in.Skip(2);
+    const std::uint16_t type = in.U16();
+    const std::uint16_t base = type & 0xBFFF;
+    std::size_t leader = 0;
+    std::size_t trailer = 0;
+    if (HasImageLeader(type)) {
+        leader = 36;
+        trailer = base == payload::kExtendedChunk || (type & payload::kChunksFollow) != 0 ? 16 : 8;
+    } else if (base == payload::kChunk) {
+        leader = 12;
+        trailer = 8;
+    } else if (base == payload::kRaw) {
+        leader = 20;
+        trailer = (type & payload::kChunksFollow) != 0 ? 12 : 4;
+    } else if (base == payload::kJpeg || base == payload::kJpeg2000) {
+        leader = 32;
+        trailer = (type & payload::kChunksFollow) != 0 ? 12 : 4;
+    }
+    if (!in.Ok() || leader == 0 || content.size < leader + trailer)
+        return std::nullopt;
+    const std::uint8_t *data = content.data + leader + trailer;
+    return AllInContent{
+        {content.data, leader}, {content.data + leader, trailer}, {data, content.size - leader - trailer}};
+}
+
 PAYLOADTYPE_INFO_ID GenTLPayloadType(std::uint16_t payloadType)
 {
     if ((payloadType & payload::kDeviceSpecific) != 0)
@@ -148,6 +222,8 @@ PAYLOADTYPE_INFO_ID GenTLPayloadType(std::uint16_t payloadType)
     switch (payloadType & ~payload::kChunksFollow) {
     case payload::kImage:
     case payload::kExtendedChunk:
+        return PAYLOAD_TYPE_IMAGE;
+    case payload::kMultiPart: // of whose parts the first image is what is shown
         return PAYLOAD_TYPE_IMAGE;
     case payload::kRaw:
         return PAYLOAD_TYPE_RAW_DATA;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 /// Wire form of the GigE Vision stream protocol: pure functions over byte spans, no sockets.
 namespace nuvark::gige {
@@ -13,7 +14,7 @@ namespace nuvark::gige {
 constexpr std::size_t kStandardHeaderSize = 8;
 constexpr std::size_t kExtendedHeaderSize = 20;
 
-enum class PacketFormat : std::uint8_t { Leader = 1, Trailer = 2, Payload = 3, AllIn = 4 };
+enum class PacketFormat : std::uint8_t { Leader = 1, Trailer = 2, Payload = 3, AllIn = 4, MultiPart = 7 };
 
 /// One stream packet. `content` is what follows the header and points into the datagram.
 struct StreamPacket {
@@ -22,6 +23,7 @@ struct StreamPacket {
     std::uint8_t format = 0; ///< a PacketFormat, or one that we do not know
     std::uint64_t blockId = 0;
     std::uint32_t packetId = 0;
+    std::uint8_t partCount = 0; ///< of a multi-part leader; only extended headers have room for it
     orv::ByteSpan content;
 
     /// An error status means that the packet stands for one that the camera cannot send; it carries no data.
@@ -39,9 +41,25 @@ constexpr std::uint16_t kChunk = 0x0004;
 constexpr std::uint16_t kExtendedChunk = 0x0005; ///< image leader, chunks attached; replaced by the flag below in 2.0
 constexpr std::uint16_t kJpeg = 0x0006;
 constexpr std::uint16_t kJpeg2000 = 0x0007;
+constexpr std::uint16_t kMultiPart = 0x000A;
 constexpr std::uint16_t kDeviceSpecific = 0x8000;
 constexpr std::uint16_t kChunksFollow = 0x4000;
 } // namespace payload
+
+/// Status of a packet that stands for one the camera was asked to send again.
+constexpr std::uint16_t kStatusUnavailable = 0x800C;
+constexpr std::uint16_t kStatusNotYetAvailable = 0x8010;
+constexpr std::uint16_t kStatusAllRemoved = 0x8011;
+constexpr std::uint16_t kStatusRemoved = 0x8012;
+constexpr std::uint16_t kStatusTemporarilyUnavailable = 0x8014;
+
+/// One part of a multi-part block, as its leader describes it.
+struct PartDescription {
+    std::uint16_t dataType = 0;
+    std::uint64_t length = 0; ///< bytes
+
+    bool IsImage() const { return dataType >= 1 && dataType <= 8; } ///< 2D or 3D, or a plane of one
+};
 
 /// The first packet of a block.
 struct Leader {
@@ -57,14 +75,36 @@ struct Leader {
     std::uint16_t paddingY = 0; ///< bytes after the image
     std::uint64_t size = 0;     ///< announced bytes, 0 where the type does not tell
     std::string fileName;
+    std::vector<PartDescription> parts; ///< of a multi-part block; the image fields are those of the first image
+    std::size_t imagePart = 0;          ///< its index, where hasImage
 
+    bool IsMultiPart() const { return (payloadType & 0xBFFF) == payload::kMultiPart; }
     /// Bytes of an image of so many lines. Formats that pack several pixels into a byte may begin each line on a byte
     /// or run on over the line's end; cameras differ in that. Saturates instead of wrapping.
     enum class Packing { PerLine, Continuous };
     std::uint64_t ImageBytes(std::uint32_t lines, Packing packing) const;
     bool CarriesChunks() const;
 };
-std::optional<Leader> ParseLeader(orv::ByteSpan content);
+/// \param partCount from the packet's header. A multi-part leader without any part is none.
+std::optional<Leader> ParseLeader(orv::ByteSpan content, std::uint8_t partCount = 0);
+
+/// What precedes the data of a multi-part payload packet.
+constexpr std::size_t kPartHeaderSize = 8;
+struct PartHeader {
+    std::uint8_t part = 0;
+    std::uint64_t offset = 0; ///< bytes, from the beginning of the part or of the block: cameras differ
+    orv::ByteSpan data;
+};
+std::optional<PartHeader> ParsePartHeader(orv::ByteSpan content);
+
+/// A block in one packet: leader, trailer and data one after another, each as long as its payload type asks for.
+struct AllInContent {
+    orv::ByteSpan leader;
+    orv::ByteSpan trailer;
+    orv::ByteSpan data;
+};
+/// Nothing for a payload type whose leader has no fixed length.
+std::optional<AllInContent> SplitAllIn(orv::ByteSpan content);
 
 /// The last packet of a block. Shorter and longer ones than the type asks for are taken; fields are unset then.
 struct Trailer {

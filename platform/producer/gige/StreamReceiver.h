@@ -13,15 +13,19 @@ namespace nuvark::gige {
 
 /// Receives stream packets on a thread of its own and feeds them to a frame assembler.
 ///
-/// Life: Start() once, Stop() once. Packets are taken from the kernel in batches into a ring of slots; packets of other
-/// senders are dropped. So are packets longer than a slot, which for that grow to what a datagram can be at most.
-/// Threads: Start() and Stop() from the owner's; AbandonFrames() and Counters() from any. The sink is called on the
-/// receiver's thread, in AbandonFrames() on the caller's. Lock order: m_mutex, then whatever the sink takes.
+/// Life: Start() once, Stop() once. Packets are taken from the kernel in batches into a ring of slots, where the kernel
+/// can (UDP_GRO) many packets at a time; packets of other senders are dropped. So are packets of more than twice the
+/// length agreed on, the first time they come. Missing packets are asked for from the stream's own socket, which keeps
+/// the way through a firewall open. Threads: Start() and Stop() from the owner's; AbandonFrames() and Counters() from
+/// any. The sink is called on the receiver's thread, in AbandonFrames() on the caller's. Lock order: m_mutex, then
+/// whatever the sink takes.
 class StreamReceiver {
 public:
     struct Settings {
         std::uint32_t cameraAddress = 0;
-        std::size_t receiveBuffer = 0; ///< bytes the kernel granted, for the counters
+        std::uint16_t channel = 0;
+        StreamCounters known; ///< what the counters show that does not change
+        const TrafficTap *tap = nullptr;
         FrameAssembler::Settings assembly;
     };
 
@@ -42,12 +46,21 @@ private:
     TimePoint NextWake() EXCLUDES(m_mutex);
     /// Takes what is there. \return false when there was nothing.
     bool TakeBatch() EXCLUDES(m_mutex);
+    void TakeMessage(std::size_t index, TimePoint now) REQUIRES(m_mutex);
+    void TakeDatagram(orv::ByteSpan datagram, TimePoint now) REQUIRES(m_mutex);
+    /// What is due by the clock: requests for missing packets, frames that have waited long enough.
+    void OnTime() EXCLUDES(m_mutex);
+    void SendRequests();
     void Drain() EXCLUDES(m_mutex);
 
     const Settings m_settings;
     UdpSocket m_socket;
     std::unique_ptr<Ring> m_ring; ///< receiver's thread only
     WakeUp m_stop;
+    std::size_t m_longest = 0;             ///< bytes of a datagram that is taken; receiver's thread only
+    std::vector<ResendRequest> m_requests; ///< receiver's thread only
+    std::uint16_t m_requestId = 0;
+    std::atomic<bool> m_realTime{false};
     std::atomic<StreamChannel::Stop> m_how{StreamChannel::Stop::AtOnce};
 
     mutable orv::Mutex m_mutex; ///< held while a batch is put together, so frames can be taken away in between

@@ -92,6 +92,15 @@ Status UdpSocket::Send(orv::ByteSpan datagram)
     return {};
 }
 
+Status UdpSocket::SendTo(Endpoint peer, orv::ByteSpan datagram)
+{
+    const sockaddr_in remote = ToSystem(peer);
+    if (sendto(Fd(), datagram.data, datagram.size, MSG_NOSIGNAL, reinterpret_cast<const sockaddr *>(&remote),
+               sizeof remote) < 0)
+        return SystemError("cannot send");
+    return {};
+}
+
 Status UdpSocket::SendVia(int interfaceIndex, std::uint32_t source, Endpoint peer, orv::ByteSpan datagram)
 {
     sockaddr_in remote = ToSystem(peer);
@@ -155,7 +164,8 @@ std::uint16_t UdpSocket::LocalPort() const
 std::size_t UdpSocket::SetReceiveBuffer(std::size_t bytes)
 {
     const int wanted = static_cast<int>(std::min<std::size_t>(bytes, 1U << 30));
-    setsockopt(Fd(), SOL_SOCKET, SO_RCVBUF, &wanted, sizeof wanted);
+    if (setsockopt(Fd(), SOL_SOCKET, SO_RCVBUFFORCE, &wanted, sizeof wanted) != 0)
+        setsockopt(Fd(), SOL_SOCKET, SO_RCVBUF, &wanted, sizeof wanted);
     int granted = 0;
     socklen_t length = sizeof granted;
     getsockopt(Fd(), SOL_SOCKET, SO_RCVBUF, &granted, &length);

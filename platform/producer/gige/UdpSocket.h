@@ -58,6 +58,7 @@ public:
     /// From here on only datagrams of that peer are received.
     Status Connect(Endpoint peer);
     Status Send(orv::ByteSpan datagram);
+    Status SendTo(Endpoint peer, orv::ByteSpan datagram);
     /// Sends through one host interface with that source address, whatever the routes say.
     Status SendVia(int interfaceIndex, std::uint32_t source, Endpoint peer, orv::ByteSpan datagram);
 
@@ -70,7 +71,8 @@ public:
     std::uint16_t LocalPort() const;
     int Fd() const { return m_fd.Get(); }
 
-    /// Asks for a receive buffer; \return the bytes that the kernel granted.
+    /// Asks for a receive buffer, beyond the system's limit where the process may; \return the bytes that the kernel
+    /// granted.
     std::size_t SetReceiveBuffer(std::size_t bytes);
 
 private:

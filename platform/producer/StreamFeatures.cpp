@@ -1,0 +1,126 @@
+#include "producer/ModuleFeatures.h"
+#include "producer/Modules.h"
+
+/// What a stream shows of itself in its own register map.
+namespace nuvark {
+
+namespace {
+
+constexpr char kAbout[] = "StreamInformation";
+constexpr char kBuffers[] = "StreamBuffers";
+constexpr char kStatistics[] = "StreamStatistics";
+constexpr char kResend[] = "StreamResend";
+
+constexpr std::int64_t kLongestTimeoutUs = 10000000;
+constexpr std::int64_t kMostTries = 100;
+
+} // namespace
+
+std::vector<ModuleFeature> StreamModule::Features()
+{
+    const auto buffers = [this](const char *name, const char *toolTip, auto field) {
+        return NumberFeature(name, kBuffers, toolTip,
+                             [this, field] { return std::int64_t(m_queue->GetCounts().*field); });
+    };
+    const auto count = [this](const char *name, const char *toolTip, auto field, const char *category = kStatistics) {
+        return NumberFeature(name, category, toolTip,
+                             [this, field] { return std::int64_t(m_channel->Counters().*field); });
+    };
+    using Counts = BufferQueue::Counts;
+    using Counters = StreamCounters;
+    std::vector<ModuleFeature> features = {
+        TextFeature("StreamID", kAbout, "Identifier of the stream", [this] { return m_id; }),
+        TransportTypeFeature("StreamType", kAbout),
+        ChoiceFeature("StreamBufferHandlingMode", kAbout, "Which buffers are delivered in which order",
+                      {{"OldestFirst", 0}}, [] { return 0; }),
+        NumberFeature("StreamAnnounceBufferMinimum", kAbout, "Least number of buffers to announce",
+                      [] { return kMinimumBuffers; }),
+        ChoiceFeature("StreamIsGrabbing", kAbout, "Whether frames are being taken", {{"No", 0}, {"Yes", 1}},
+                      [this] { return m_queue->GetCounts().isGrabbing ? 1 : 0; }),
+        count("DeviceStreamChannelPacketSize", "IP packet size in use", &Counters::packetSize, kAbout),
+        count("GevStreamPacketDelay", "Pause between packets in ticks of the camera's clock, as the stream began",
+              &Counters::packetDelay, kAbout),
+        count("StreamReceiveBufferSize", "Bytes the kernel granted the socket", &Counters::receiveBuffer, kAbout),
+        count("StreamReceiveBufferWanted", "Bytes asked of the kernel for the socket", &Counters::wantedReceiveBuffer,
+              kAbout),
+        ChoiceFeature("StreamThreadIsRealTime", kAbout, "Whether the receiving thread got a raised priority",
+                      {{"No", 0}, {"Yes", 1}}, [this] { return m_channel->Counters().realTime ? 1 : 0; }),
+        buffers("StreamAnnouncedBufferCount", "Buffers announced", &Counts::announced),
+        buffers("StreamInputBufferCount", "Buffers waiting to be filled", &Counts::queued),
+        buffers("StreamOutputBufferCount", "Buffers waiting to be fetched", &Counts::awaiting),
+        buffers("StreamDeliveredFrameCount", "Frames fetched since the last start", &Counts::delivered),
+        buffers("StreamLostFrameCount", "Frames lost because no buffer was queued", &Counts::underruns),
+        buffers("StreamStartedFrameCount", "Frames begun", &Counts::started),
+        count("StreamIncompleteFrameCount", "Frames delivered with holes", &Counters::incompleteFrames),
+        count("StreamMissedFrameCount", "Frames of which no packet came", &Counters::missedFrames),
+        count("StreamPacketCount", "Packets received", &Counters::packets),
+        count("StreamMissingPacketCount", "Packets that never came", &Counters::missingPackets),
+        count("StreamRequestedPacketCount", "Packets asked for again", &Counters::requestedPackets),
+        count("StreamResentPacketCount", "Packets that came after they had been asked for", &Counters::resentPackets),
+        count("StreamRefusedPacketCount", "Packets that the camera could not send", &Counters::refusedPackets),
+        count("StreamDuplicatePacketCount", "Packets that came twice", &Counters::duplicatePackets),
+        count("StreamLatePacketCount", "Packets of frames that were through already", &Counters::latePackets),
+        count("StreamUnusablePacketCount", "Malformed or foreign packets", &Counters::unusablePackets),
+        count("StreamOversizedPacketCount", "Packets dropped for their length", &Counters::oversizedPackets),
+        count("StreamKernelDropCount", "Packets the kernel dropped, its buffer being full", &Counters::kernelDrops),
+    };
+    for (ModuleFeature &feature : ResendFeatures())
+        features.push_back(std::move(feature));
+    return features;
+}
+
+/// What is written counts from the next start on.
+std::vector<ModuleFeature> StreamModule::ResendFeatures()
+{
+    const auto change = [this](auto set) {
+        ResendSettings settings = m_channel->Resend();
+        set(settings);
+        m_channel->SetResend(settings);
+        return Status();
+    };
+    const auto number = [](const char *name, const char *toolTip, std::int64_t maximum,
+                           std::function<std::int64_t()> value, std::function<Status(std::int64_t)> write) {
+        ModuleFeature feature = NumberFeature(name, kResend, toolTip, std::move(value));
+        feature.maximum = [maximum] { return maximum; };
+        feature.write = std::move(write);
+        return feature;
+    };
+    const auto time = [=](const char *name, const char *toolTip, auto field) {
+        return number(
+            name, toolTip, kLongestTimeoutUs, [this, field] { return (m_channel->Resend().*field).count(); },
+            [=](std::int64_t us) {
+                return change([&](ResendSettings &settings) { settings.*field = std::chrono::microseconds(us); });
+            });
+    };
+    ModuleFeature enable =
+        ChoiceFeature("StreamPacketResendEnable", kResend, "Whether missing packets are asked for again",
+                      {{"Off", 0}, {"On", 1}}, [this] { return m_channel->Resend().enabled ? 1 : 0; });
+    enable.write = [=](std::int64_t value) {
+        if (value != 0 && value != 1)
+            return Status(GC_ERR_INVALID_VALUE, "StreamPacketResendEnable is 0 or 1");
+        return change([&](ResendSettings &settings) { settings.enabled = value != 0; });
+    };
+    return {
+        std::move(enable),
+        time("StreamPacketResendInitialTimeout", "Microseconds that packets may come out of order",
+             &ResendSettings::initialTimeout),
+        time("StreamPacketResendTimeout", "Microseconds between two requests for the same packet",
+             &ResendSettings::packetTimeout),
+        time("StreamFrameRetention", "Microseconds after its last packet until a frame is given up",
+             &ResendSettings::retention),
+        number(
+            "StreamPacketRequestRatio", "Percent of a frame's packets that may be asked for, all requests together",
+            1000, [this] { return std::int64_t{m_channel->Resend().requestPercent}; },
+            [=](std::int64_t value) {
+                return change([&](ResendSettings &settings) { settings.requestPercent = std::uint32_t(value); });
+            }),
+        number(
+            "StreamPacketRequestTries", "Requests for the same packet", kMostTries,
+            [this] { return std::int64_t{m_channel->Resend().tries}; },
+            [=](std::int64_t value) {
+                return change([&](ResendSettings &settings) { settings.tries = std::uint32_t(value); });
+            }),
+    };
+}
+
+} // namespace nuvark

@@ -1,0 +1,124 @@
+#include "producer/gige/FrameBlock.h"
+
+#include <algorithm>
+
+/// What is said of a frame in the end; FrameBlock.cpp holds the receiving.
+namespace nuvark::gige {
+
+std::uint32_t FrameBlock::Lines() const
+{
+    const std::uint32_t announced = m_leader->height;
+    return m_trailer ? std::min(announced, m_trailer->height.value_or(announced)) : announced;
+}
+
+std::uint64_t FrameBlock::ExpectedBytes(Leader::Packing packing) const
+{
+    if (!m_leader)
+        return 0;
+    if (m_leader->CarriesChunks() && m_trailer && m_trailer->chunkSize != 0)
+        return m_trailer->chunkSize;
+    if (m_leader->IsMultiPart()) {
+        std::uint64_t bytes = 0;
+        for (const PartDescription &part : m_leader->parts)
+            bytes += part.length; // of 48 bits each, so that no sum of 255 wraps
+        return bytes;
+    }
+    if (m_leader->hasImage)
+        return m_leader->ImageBytes(Lines(), packing);
+    return m_leader->size;
+}
+
+bool FrameBlock::IsLargerThanBuffer() const
+{
+    if (m_payloadCount > m_maxPayload)
+        return true;
+    const std::uint64_t expected = ExpectedBytes(Leader::Packing::Continuous);
+    if (expected != 0 && !m_leader->CarriesChunks())
+        return expected > m_target.size; // a last packet padded to full size does not count
+    return m_isClipped || expected > m_target.size;
+}
+
+bool FrameBlock::IsShortOfImage() const
+{
+    return m_leader && m_leader->hasImage && m_end < ExpectedBytes(Leader::Packing::Continuous);
+}
+
+std::size_t FrameBlock::ImageOffset() const
+{
+    return m_leader->imagePart < m_parts.size() ? m_parts[m_leader->imagePart].begin : m_target.size;
+}
+
+bool FrameBlock::IsComplete() const
+{
+    return m_leader && m_trailer && m_receivedCount >= std::min(m_payloadCount, m_maxPayload) && !m_isBroken;
+}
+
+std::uint32_t FrameBlock::MissingPackets(std::uint64_t dataSize) const
+{
+    const std::uint64_t told = std::max<std::uint64_t>(m_payloadCount, PacketsFor(dataSize, m_dataPerPacket));
+    const auto expected = static_cast<std::uint32_t>(std::min<std::uint64_t>(told, m_maxPayload));
+    std::uint32_t missing = 0;
+    for (std::uint32_t id = 1; id <= expected; ++id)
+        missing += HasPayload(id) ? 0 : 1;
+    return missing;
+}
+
+void FrameBlock::ZeroHoles(std::uint64_t end)
+{
+    for (std::uint32_t id = 1; id <= m_maxPayload; ++id) {
+        const Slot slot = SlotOf(id);
+        if (slot.offset >= end)
+            return;
+        const std::size_t there = !HasPayload(id) ? 0 : id == m_shortId ? m_shortSize : slot.size;
+        const std::uint64_t size = std::min<std::uint64_t>(slot.size, end - slot.offset);
+        if (there < size)
+            std::fill_n(m_target.data + slot.offset + there, size - there, 0);
+    }
+}
+
+FrameInfo FrameBlock::Describe(bool bigEndianPixels) const
+{
+    const bool complete = IsPerfect();
+    FrameInfo info;
+    info.frameId = m_id;
+    info.isIncomplete = !complete;
+    info.isLargerThanBuffer = IsLargerThanBuffer();
+    info.bigEndianPixels = bigEndianPixels;
+    std::uint64_t expected = std::max(m_end, std::uint64_t{m_payloadCount} * m_dataPerPacket);
+    if (m_leader) {
+        const Leader &leader = *m_leader;
+        info.payloadType =
+            leader.IsMultiPart() && !leader.hasImage ? PAYLOAD_TYPE_MULTI_PART : GenTLPayloadType(leader.payloadType);
+        info.imageOffset = leader.hasImage && !m_parts.empty() ? ImageOffset() : 0;
+        info.timestamp = leader.timestamp;
+        info.fileName = leader.fileName;
+        info.hasImage = leader.hasImage;
+        info.pixelFormat = leader.pixelFormat;
+        info.width = leader.width;
+        info.height = leader.height;
+        info.deliveredHeight = Lines();
+        info.xOffset = leader.offsetX;
+        info.yOffset = leader.offsetY;
+        info.xPadding = leader.paddingX;
+        info.yPadding = leader.paddingY;
+        const std::uint64_t told = ExpectedBytes(Leader::Packing::PerLine);
+        // A complete frame ends where its data ends, except that the last packet may have been padded.
+        if (told != 0)
+            expected = complete ? std::min(m_end, told) : told;
+    } else if (m_trailer) {
+        info.payloadType = GenTLPayloadType(m_trailer->payloadType);
+    }
+    info.dataSize = std::min<std::uint64_t>(expected, m_target.size);
+    info.sizeFilled = std::min<std::uint64_t>(m_receivedBytes, info.dataSize);
+    // With holes nobody can say where the chunks begin.
+    if (complete && m_leader->CarriesChunks()) {
+        info.hasChunks = true;
+        info.chunkPayloadSize = std::min<std::uint64_t>(m_trailer->chunkSize, info.sizeFilled);
+        if (info.chunkPayloadSize == 0)
+            info.chunkPayloadSize = info.sizeFilled;
+        info.chunkLayoutId = m_trailer->chunkLayoutId;
+    }
+    return info;
+}
+
+} // namespace nuvark::gige
