@@ -27,6 +27,7 @@ constexpr CauseRow kCauses[] = {
     {Cause::CameraSilent, "camera-silent", true, FindSilence},
     {Cause::NoPackets, "no-packets", true, FindNoPackets},
     {Cause::PacketsLost, "packets-lost", true, FindLostPackets},
+    {Cause::UnusablePackets, "unusable-packets", true, FindUnusablePackets},
     {Cause::Black, "black", false, FindBlack},
     {Cause::Saturated, "saturated", false, FindSaturated},
 };

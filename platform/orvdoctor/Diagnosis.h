@@ -65,6 +65,7 @@ enum class Cause {
     SocketBufferSmall, ///< packets lost in this host, with a buffer smaller than asked
     PacketsLost,       ///< frames stay incomplete, packets are missing on the way
     NoBuffers,         ///< frames lost since the program was slow to give buffers back
+    UnusablePackets,   ///< packets arrive, no frame comes of them
     Black,             ///< pictures come and are black
     Saturated          ///< pictures come and are white
 };

@@ -207,6 +207,22 @@ Finding FindLostPackets(const Facts &facts)
     return diagnosis;
 }
 
+Finding FindUnusablePackets(const Facts &facts)
+{
+    const OrvCam::StreamStatistics &stream = facts.stream;
+    if (!IsWithoutFrames(facts) || stream.packets == 0 || facts.hasTrigger || facts.isSilent ||
+        IsWithinPicturePeriod(facts))
+        return {};
+    Diagnosis diagnosis{};
+    diagnosis.finding = CountText(stream.packets, "stream packet has", "stream packets have") +
+                        " arrived, but no picture came of them for " + SecondsText(facts.secondsSinceFrame) + ".";
+    if (stream.unusable + stream.oversized > 0)
+        diagnosis.finding += " Malformed or of another stream were " + std::to_string(stream.unusable) +
+                             ", longer than agreed " + std::to_string(stream.oversized) + ".";
+    diagnosis.remedy = "Stop the stream and start it again; when that does not help, restart the camera.";
+    return diagnosis;
+}
+
 Finding FindBlack(const Facts &facts)
 {
     if (!facts.hasPicture || facts.darkShare < kDarkLimit)

@@ -43,6 +43,7 @@ Finding FindSmallBuffer(const Facts &facts);
 Finding FindNoBuffers(const Facts &facts);
 Finding FindNoPackets(const Facts &facts);
 Finding FindLostPackets(const Facts &facts);
+Finding FindUnusablePackets(const Facts &facts);
 Finding FindBlack(const Facts &facts);
 Finding FindSaturated(const Facts &facts);
 

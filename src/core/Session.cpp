@@ -1,7 +1,9 @@
 #include "core/Session.h"
 
+#include "acquisition/DiagnosisBar.h"
 #include "acquisition/DisplayView.h"
 #include "acquisition/GrabbingFifo.h"
+#include "acquisition/PictureWatch.h"
 #include "app/AppSettings.h"
 #include "app/ICamEval.h"
 #include "app/OrvPlayer.h"
@@ -15,6 +17,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -96,6 +99,8 @@ Session::~Session()
 
 void Session::DestroyWorkers()
 {
+    delete m_watch; // it asks the others
+    m_watch = nullptr;
     if (m_display) {
         m_mainWindow->RemoveDisplayWidget(m_display);
         if (m_display->IsDisplaying())
@@ -185,6 +190,8 @@ bool Session::CreateGrabber()
 bool Session::CreateDisplayView()
 {
     if (m_display) {
+        delete m_watch;
+        m_watch = nullptr;
         m_mainWindow->RemoveDisplayWidget(m_display);
         delete m_display;
         m_display = nullptr;
@@ -194,7 +201,18 @@ bool Session::CreateDisplayView()
     m_display = new DisplayView(m_mainWindow, m_grabber);
     connect(m_display, &DisplayView::mouseMoved, m_mainWindow, &OrvPlayer::setCoordinatesAndValue);
     m_mainWindow->AddDisplayWidget(m_display);
+    CreateDiagnosisBar();
     return true;
+}
+
+void Session::CreateDiagnosisBar()
+{
+    m_diagnosisBar = new DiagnosisBar(m_display);
+    m_watch = new PictureWatch(this, m_device, m_grabber, m_display);
+    connect(m_watch, &PictureWatch::signalDiagnosis, m_diagnosisBar, &DiagnosisBar::Show);
+    connect(m_watch, &PictureWatch::signalAllWell, m_diagnosisBar, &DiagnosisBar::Clear);
+    connect(m_diagnosisBar, &DiagnosisBar::signalClosed, m_watch, &PictureWatch::Dismiss);
+    connect(m_diagnosisBar, &DiagnosisBar::signalCure, this, &Session::Cure);
 }
 
 void Session::BuildNames()
@@ -306,6 +324,8 @@ void Session::StartStreaming()
         throw std::runtime_error("AcquisitionStart execution failed");
     if (!m_display->StartDisplaying())
         throw std::runtime_error("StartDisplaying failed");
+    m_watch->ForgetDismissals();
+    m_watch->Start();
 }
 
 void Session::RollBackStart()
@@ -318,12 +338,46 @@ void Session::RollBackStart()
 
 void Session::StopStreaming()
 {
+    m_watch->Stop();
     if (RunCameraCommand("AcquisitionStop") != ORV_CAM_OK)
         RunCameraCommand("AcquisitionAbort");
     m_display->StopDisplaying();
     orv::RunBeside([this] { return m_grabber->StopGrabbing(); });
     SetTLParamsLocked(0);
     orv::RunBeside([this] { return m_grabber->ReleaseBuffers(); });
+}
+
+void Session::Cure(orv::Cure cure, const orv::Diagnosis &diagnosis)
+{
+    if (m_closing || IsBusy() || (m_state != Acquisition && m_state != Capturing))
+        return;
+    const Busy busy(*this);
+    m_watch->Stop(); // it looks at the same settings
+    const int status = orv::RunBeside([&] { return orv::ApplyCure(*m_device, cure, diagnosis); });
+    // The receiver counts on the packet size that it was started with.
+    const bool wantsRestart = status != ORV_CAM_OK || cure == orv::Cure::ReducePacketSize;
+    if (wantsRestart && m_state == Acquisition) {
+        m_pendingCure = PendingCure{cure, diagnosis};
+        emit signalStopAcquisition();
+        return;
+    }
+    m_watch->Start();
+    if (wantsRestart)
+        m_diagnosisBar->ShowProblem(tr("That cannot be done while recording. Stop the recording first."));
+}
+
+void Session::CureWhileIdle()
+{
+    if (!m_pendingCure)
+        return;
+    const PendingCure pending = *std::exchange(m_pendingCure, std::nullopt);
+    const int status = orv::RunBeside([&] { return orv::ApplyCure(*m_device, pending.cure, pending.diagnosis); });
+    if (status == ORV_CAM_OK) {
+        emit signalStartAcquisition();
+        return;
+    }
+    LogFormatted(LogLevel::Error, LogCode(status), "Session::CureWhileIdle(): the camera refused");
+    m_diagnosisBar->ShowProblem(tr("The camera did not take the setting: %1").arg(OrvCam_StatusText(status)));
 }
 
 void Session::SetState(SessionState state)
@@ -351,6 +405,7 @@ void Session::enterIdle()
         LogFormatted(LogLevel::Error, 0, "Session::enterIdle(): a step of stopping failed");
     }
     SetState(Idle);
+    CureWhileIdle();
 }
 
 void Session::exitIdle() {}

@@ -2,6 +2,7 @@
 
 #include "core/SessionState.h"
 #include "orvcam/OrvCam.h"
+#include "orvdoctor/Diagnosis.h"
 #include "orvsupport/OrvComponentImp.h"
 
 #include <QObject>
@@ -11,11 +12,14 @@
 #include <atomic>
 #include <map>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 
+class DiagnosisBar;
 class DisplayView;
 class GrabbingFifo;
 class OrvPlayer;
+class PictureWatch;
 class QSettings;
 
 /// Why a session could not be set up: a message for the user and a 32-bit code.
@@ -128,6 +132,7 @@ private:
     bool InitStateMachine();
     bool CreateGrabber();
     bool CreateDisplayView();
+    void CreateDiagnosisBar();
     void BuildNames();
     void LoadWorkerSettings();
     void SaveWorkerSettings();
@@ -140,6 +145,11 @@ private:
     /// The steps from Idle to streaming; throws on the first that fails.
     void StartStreaming();
     void RollBackStart();
+    /// Does what a button of the diagnosis bar says. What the camera refuses while it streams is done between a stop
+    /// and a new start.
+    void Cure(orv::Cure cure, const orv::Diagnosis &diagnosis);
+    /// Does what has been waiting for the stream to stop, and starts it again.
+    void CureWhileIdle();
     int RunCameraCommand(const char *feature);
     int SetTLParamsLocked(std::int64_t value);
 
@@ -158,6 +168,13 @@ private:
     OrvCam::Device *m_device;
     GrabbingFifo *m_grabber = nullptr;
     DisplayView *m_display = nullptr;
+    DiagnosisBar *m_diagnosisBar = nullptr; ///< the display's
+    PictureWatch *m_watch = nullptr;
+    struct PendingCure {
+        orv::Cure cure;
+        orv::Diagnosis diagnosis;
+    };
+    std::optional<PendingCure> m_pendingCure;                     ///< for the next time in Idle
     std::map<LogEnum, std::unique_ptr<LogChannel>> m_logChannels; // GUI thread
     bool m_enableLog = false;
     bool m_logControl = false;

@@ -274,7 +274,17 @@ const Case kCases[] = {
 
     {"a silent camera", NothingComes, [](Facts &f) { f.isSilent = true; }, {Cause::CameraSilent}},
     {"nothing arrives", NothingComes, [](Facts &) {}, {Cause::NoPackets}},
-    {"packets arrive, but no frame yet", NothingComes, [](Facts &f) { f.stream.packets = 10; }, {}},
+    {"packets arrive, and no frame comes of them",
+     NothingComes,
+     [](Facts &f) { f.stream.packets = f.stream.unusable = 10; },
+     {Cause::UnusablePackets}},
+    {"packets of a frame that takes its time",
+     NothingComes,
+     [](Facts &f) {
+         f.stream.packets = 10;
+         f.frameRateHz = 0.2;
+     },
+     {Cause::LongExposure}},
 
     {"pictures with holes", Incomplete, [](Facts &) {}, {Cause::PacketsLost}},
     {"one picture in five with holes",
@@ -306,13 +316,7 @@ const Case kCases[] = {
          f.darkShare = 0;
      },
      {}},
-    {"levels of no picture",
-     NothingComes,
-     [](Facts &f) {
-         f.darkShare = 1;
-         f.stream.packets = 10;
-     },
-     {}},
+    {"levels of no picture", NothingComes, [](Facts &f) { f.darkShare = f.saturatedShare = 1; }, {Cause::NoPackets}},
 };
 
 TEST(Diagnosis, EachCauseIsNamedForItsFactsAndForNoOthers)

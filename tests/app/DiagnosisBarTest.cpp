@@ -1,0 +1,266 @@
+#include "acquisition/DiagnosisBar.h"
+
+#include "acquisition/DisplayView.h"
+#include "app/GuiManager.h"
+#include "app/OrvPlayer.h"
+#include "core/Session.h"
+#include "support/GuiTest.h"
+#include "support/ScriptedCamera.h"
+
+#include <gmock/gmock.h>
+
+#include <QApplication>
+#include <QClipboard>
+#include <QLabel>
+#include <QPushButton>
+#include <QTest>
+#include <QTimer>
+#include <QToolButton>
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr int kShownMs = 5000; ///< for a busy machine; the bar itself takes less than two seconds
+constexpr std::uint8_t kGrey = 100;
+
+/// The viewer with a scripted camera that streams.
+class DiagnosisBarTest : public ::testing::Test {
+protected:
+    DiagnosisBarTest()
+    {
+        device.description.address = "10.11.12.13";
+        device.features.AddFloat("ExposureTime", 10000, 1e7);
+        QObject::connect(&m_camera, &QTimer::timeout, [this] {
+            m_frame.id = m_frame.timestamp = ++m_nextId;
+            device.stream.Deliver(m_frame);
+        });
+        window.resize(900, 600);
+        window.show();
+    }
+    ~DiagnosisBarTest() override
+    {
+        m_camera.stop();
+        window.Manager().cameraDisconnect();
+    }
+
+    void Play()
+    {
+        ASSERT_TRUE(window.Manager().CreateSession(&device));
+        ASSERT_TRUE(Reaches(Idle));
+        emit Current()->signalStartAcquisition();
+        ASSERT_TRUE(Reaches(Acquisition));
+    }
+    /// From now on the camera delivers such frames.
+    void Send(scripted::Frame frame, int everyMs = 30)
+    {
+        m_frame = frame;
+        m_camera.start(everyMs);
+    }
+    static scripted::Frame Picture(std::uint8_t fill)
+    {
+        scripted::Frame frame;
+        frame.fill = fill;
+        return frame;
+    }
+    static scripted::Frame Hole()
+    {
+        scripted::Frame frame = Picture(kGrey);
+        frame.incomplete = true;
+        return frame;
+    }
+
+    Session *Current() { return window.Manager().CurrentSession(); }
+    bool Reaches(SessionState state)
+    {
+        return WaitFor([&] { return Current() && Current()->State() == state; });
+    }
+    DiagnosisBar *Bar() { return Current()->View()->findChild<DiagnosisBar *>(); }
+    bool Appears()
+    {
+        return WaitFor([&] { return Bar()->isVisible(); }, kShownMs);
+    }
+    bool Goes()
+    {
+        return WaitFor([&] { return !Bar()->isVisible(); }, kShownMs);
+    }
+    template <class Widget> Widget *Find(const char *name) { return Bar()->findChild<Widget *>(name); }
+    std::string Text(const char *name) { return Find<QLabel>(name)->text().toStdString(); }
+    QPushButton *Button(const char *name) { return Find<QPushButton>(name); }
+
+    scripted::Device device;
+    OrvPlayer window{nullptr, false, false};
+
+private:
+    QTimer m_camera;
+    scripted::Frame m_frame;
+    std::uint64_t m_nextId = 0;
+};
+
+TEST_F(DiagnosisBarTest, NoPacketsAreToldAndPicturesTakeTheBarAway)
+{
+    Play();
+    const QRect before = Current()->View()->geometry();
+    QElapsedTimer elapsed;
+    elapsed.start();
+    ASSERT_TRUE(Appears());
+    RecordProperty("appearedAfterMs", int(elapsed.elapsed()));
+    EXPECT_THAT(Text("finding"), HasSubstr("not one stream packet"));
+    EXPECT_THAT(Text("command"), HasSubstr("10.11.12.13"));
+    EXPECT_FALSE(Button("cure")->isVisible()) << "nothing that the program could do";
+    EXPECT_EQ(Current()->View()->geometry(), before) << "the picture stays where it is";
+    EXPECT_EQ(Bar()->width(), Current()->View()->width());
+
+    Button("copy")->click();
+    EXPECT_EQ(QApplication::clipboard()->text().toStdString(), Text("command"));
+
+    Send(Picture(kGrey));
+    EXPECT_TRUE(Goes());
+}
+
+TEST_F(DiagnosisBarTest, AStreamThatIsWellHasNoBar)
+{
+    Play();
+    Send(Picture(kGrey), 50);
+    EXPECT_FALSE(WaitFor([&] { return Bar()->isVisible(); }, 3000));
+}
+
+TEST_F(DiagnosisBarTest, PicturesThatStopComing)
+{
+    OrvCam::StreamStatistics counts;
+    counts.delivered = counts.packets = 1000000; // of better times: they must not hide the trouble
+    device.stream.SetStatistics(counts);
+    Play();
+    Send(Picture(kGrey));
+    EXPECT_FALSE(WaitFor([&] { return Bar()->isVisible(); }, 500));
+    Send(Picture(kGrey), 3600000);
+    ASSERT_TRUE(Appears());
+    EXPECT_THAT(Text("finding"), HasSubstr("not one stream packet"));
+}
+
+TEST_F(DiagnosisBarTest, IncompleteFramesAreCounted)
+{
+    Play();
+    Send(Hole());
+    OrvCam::StreamStatistics counts;
+    counts.delivered = counts.incomplete = 40;
+    counts.packets = 4000;
+    counts.missing = 321;
+    device.stream.SetStatistics(counts);
+    ASSERT_TRUE(Appears());
+    EXPECT_THAT(Text("finding"), HasSubstr("40 of 40"));
+    EXPECT_THAT(Text("finding"), HasSubstr("321"));
+    Send(Picture(kGrey));
+    EXPECT_TRUE(Goes());
+}
+
+TEST_F(DiagnosisBarTest, ATriggerIsSwitchedOffByItsButton)
+{
+    auto &mode = device.features.AddEnumeration("TriggerMode", {"Off", "On"});
+    auto &source = device.features.AddEnumeration("TriggerSource", {"<b>Line1</b>", "Software"});
+    mode.Set("", "On");
+    Play();
+    ASSERT_TRUE(Appears());
+    EXPECT_THAT(Text("finding"), HasSubstr("<b>Line1</b>"));
+    EXPECT_EQ(Find<QLabel>("finding")->textFormat(), Qt::PlainText);
+    EXPECT_FALSE(Button("copy")->isVisible()) << "no command";
+    EXPECT_FALSE(Button("otherCure")->isVisible());
+
+    source.Set("", "Software"); // told with the next figures
+    ASSERT_TRUE(WaitFor([&] { return Button("otherCure")->isVisible(); }));
+    device.TakeLog();
+    Button("otherCure")->click();
+    EXPECT_THAT(device.TakeLog(), testing::Contains("TriggerSoftware"));
+    EXPECT_EQ(mode.Current(), "On");
+
+    ASSERT_TRUE(Appears());
+    Button("cure")->click();
+    EXPECT_TRUE(WaitFor([&] { return mode.Current() == "Off"; }));
+    EXPECT_EQ(Current()->State(), Acquisition);
+    Send(Picture(kGrey));
+    EXPECT_TRUE(Goes());
+}
+
+TEST_F(DiagnosisBarTest, WhatIsLockedWhileStreamingIsDoneInBetween)
+{
+    auto &mode = device.features.AddEnumeration("TriggerMode", {"Off", "On"});
+    mode.Set("", "On");
+    mode.setStatus = ORV_CAM_ERR_NOT_WRITABLE;
+    device.stream.onStopAcquisition = [&] { mode.setStatus = ORV_CAM_OK; };
+    Play();
+    ASSERT_TRUE(Appears());
+    device.TakeLog();
+    Button("cure")->click();
+    EXPECT_TRUE(WaitFor([&] { return mode.Current() == "Off" && Current()->State() == Acquisition; }));
+    EXPECT_THAT(device.TakeLog(), testing::IsSupersetOf({"AcquisitionStop", "AcquisitionStart"}));
+}
+
+TEST_F(DiagnosisBarTest, ARefusedCureIsTold)
+{
+    auto &mode = device.features.AddEnumeration("TriggerMode", {"Off", "On"});
+    mode.Set("", "On");
+    mode.setStatus = ORV_CAM_ERR_ACCESS_DENIED;
+    Play();
+    ASSERT_TRUE(Appears());
+    Button("cure")->click();
+    ASSERT_TRUE(Reaches(Idle));
+    EXPECT_THAT(Text("remedy"), HasSubstr(OrvCam_StatusText(ORV_CAM_ERR_ACCESS_DENIED)));
+    EXPECT_TRUE(Bar()->isVisible());
+}
+
+TEST_F(DiagnosisBarTest, BlackPicturesThroughoutAreHinted)
+{
+    Play();
+    Send(Picture(0));
+    ASSERT_TRUE(Appears());
+    EXPECT_THAT(Text("finding"), HasSubstr("black"));
+    EXPECT_THAT(Button("cure")->text().toStdString(), HasSubstr("40 ms"));
+    Button("cure")->click();
+    EXPECT_EQ(device.features.floats["ExposureTime"]->GetValue(nullptr), 40000);
+    Send(Picture(255));
+    ASSERT_TRUE(WaitFor([&] { return Bar()->isVisible() && Text("finding").find("bright") != std::string::npos; }));
+    Send(Picture(kGrey));
+    EXPECT_TRUE(Goes());
+}
+
+TEST_F(DiagnosisBarTest, AClosedBarStaysClosedUntilTheNextStart)
+{
+    Play();
+    ASSERT_TRUE(Appears());
+    Find<QToolButton>("close")->click();
+    EXPECT_FALSE(WaitFor([&] { return Bar()->isVisible(); }, 3000));
+    emit Current()->signalStopAcquisition();
+    ASSERT_TRUE(Reaches(Idle));
+    emit Current()->signalStartAcquisition();
+    EXPECT_TRUE(Appears());
+}
+
+TEST_F(DiagnosisBarTest, ASilentCameraIsToldWhileTheWindowLives)
+{
+    Play();
+    device.features.delay.ms = 6000;
+    qint64 worstGapMs = 0;
+    QElapsedTimer sinceTick;
+    QTimer ticker;
+    sinceTick.start();
+    QObject::connect(&ticker, &QTimer::timeout, [&] { worstGapMs = std::max(worstGapMs, sinceTick.restart()); });
+    ticker.start(5);
+    ASSERT_TRUE(Appears());
+    EXPECT_THAT(Text("finding"), HasSubstr("does not answer"));
+    RecordProperty("longestPauseMs", int(worstGapMs));
+    EXPECT_LT(worstGapMs, 5000) << "milliseconds without the event loop turning";
+    device.features.delay.ms = 0;
+}
+
+TEST_F(DiagnosisBarTest, NoBarOutlivesItsStream)
+{
+    Play();
+    ASSERT_TRUE(Appears());
+    emit Current()->signalStopAcquisition();
+    ASSERT_TRUE(Reaches(Idle));
+    EXPECT_FALSE(Bar()->isVisible());
+    EXPECT_FALSE(WaitFor([&] { return Bar()->isVisible(); }, 1500)) << "a camera at rest owes no pictures";
+}
+
+} // namespace
