@@ -234,6 +234,16 @@ Status RemotePort::WritePort(std::uint64_t address, const void *data, std::size_
     return m_device->GetCamera().Write(address, data, size);
 }
 
+Status RemotePort::ReadPorts(const std::vector<PortAccess> &accesses, std::size_t &done)
+{
+    return m_device->GetCamera().ReadAll(accesses, done);
+}
+
+Status RemotePort::WritePorts(const std::vector<PortAccess> &accesses, std::size_t &done)
+{
+    return m_device->GetCamera().WriteAll(accesses, done);
+}
+
 PortFacts RemotePort::Facts()
 {
     const DeviceRecord record = m_device->Record();

@@ -81,7 +81,21 @@ Result<InfoValue> UrlInfo(const DescriptionUrl &url, URL_INFO_CMD command)
     }
 }
 
-/// Runs `access` over a list until one fails; tells how many were done in any case.
+/// The entries up to the first that cannot be used; the list is packed, its members may be unaligned.
+std::vector<PortAccess> UsableEntries(const PORT_REGISTER_STACK_ENTRY *pEntries, std::size_t count)
+{
+    std::vector<PortAccess> accesses;
+    for (std::size_t i = 0; i < count; ++i) {
+        PORT_REGISTER_STACK_ENTRY entry;
+        std::memcpy(&entry, pEntries + i, sizeof entry);
+        if (IsInvalidPointer(entry.pBuffer))
+            break;
+        accesses.push_back({entry.Address, static_cast<std::uint8_t *>(entry.pBuffer), entry.Size});
+    }
+    return accesses;
+}
+
+/// Runs `access` over a list until one entry fails; tells how many were done in any case.
 template <class Access>
 Status RunStacked(PORT_HANDLE hPort, PORT_REGISTER_STACK_ENTRY *pEntries, size_t *piNumEntries, Access access)
 {
@@ -91,16 +105,12 @@ Status RunStacked(PORT_HANDLE hPort, PORT_REGISTER_STACK_ENTRY *pEntries, size_t
     if (IsInvalidPointer(pEntries) || IsInvalidPointer(piNumEntries))
         return InvalidPointer("pEntries or piNumEntries");
     const std::size_t count = *piNumEntries;
-    for (*piNumEntries = 0; *piNumEntries < count; ++*piNumEntries) {
-        PORT_REGISTER_STACK_ENTRY entry; // the list is packed, its members may be unaligned
-        std::memcpy(&entry, pEntries + *piNumEntries, sizeof entry);
-        if (IsInvalidPointer(entry.pBuffer))
-            return InvalidPointer("pBuffer of an entry");
-        Status status = access(*port.value, entry.Address, entry.pBuffer, entry.Size);
-        if (!status.Ok())
-            return status;
-    }
-    return {};
+    *piNumEntries = 0;
+    const std::vector<PortAccess> accesses = UsableEntries(pEntries, count);
+    Status status = access(*port.value, accesses, *piNumEntries);
+    if (status.Ok() && accesses.size() < count)
+        return InvalidPointer("pBuffer of an entry");
+    return status;
 }
 
 } // namespace
@@ -174,18 +184,16 @@ Status GCWritePort(PORT_HANDLE hPort, uint64_t iAddress, const void *pBuffer, si
 
 Status GCReadPortStacked(PORT_HANDLE hPort, PORT_REGISTER_STACK_ENTRY *pEntries, size_t *piNumEntries)
 {
-    return RunStacked(hPort, pEntries, piNumEntries,
-                      [](Module &port, std::uint64_t address, void *data, std::size_t size) {
-                          return port.ReadPort(address, data, size);
-                      });
+    return RunStacked(hPort, pEntries, piNumEntries, [](Module &port, const auto &accesses, std::size_t &done) {
+        return port.ReadPorts(accesses, done);
+    });
 }
 
 Status GCWritePortStacked(PORT_HANDLE hPort, PORT_REGISTER_STACK_ENTRY *pEntries, size_t *piNumEntries)
 {
-    return RunStacked(hPort, pEntries, piNumEntries,
-                      [](Module &port, std::uint64_t address, void *data, std::size_t size) {
-                          return port.WritePort(address, data, size);
-                      });
+    return RunStacked(hPort, pEntries, piNumEntries, [](Module &port, const auto &accesses, std::size_t &done) {
+        return port.WritePorts(accesses, done);
+    });
 }
 
 } // namespace nuvark::entry

@@ -14,6 +14,28 @@ Status Module::WritePort(std::uint64_t address, const void *data, std::size_t si
     return Registers()->Write(address, data, size);
 }
 
+Status Module::ReadPorts(const std::vector<PortAccess> &accesses, std::size_t &done)
+{
+    for (done = 0; done < accesses.size(); ++done) {
+        const PortAccess &access = accesses[done];
+        Status status = ReadPort(access.address, access.data, access.size);
+        if (!status.Ok())
+            return status;
+    }
+    return {};
+}
+
+Status Module::WritePorts(const std::vector<PortAccess> &accesses, std::size_t &done)
+{
+    for (done = 0; done < accesses.size(); ++done) {
+        const PortAccess &access = accesses[done];
+        Status status = WritePort(access.address, access.data, access.size);
+        if (!status.Ok())
+            return status;
+    }
+    return {};
+}
+
 Result<std::vector<DescriptionUrl>> Module::Urls()
 {
     const RegisterMap *registers = Registers();

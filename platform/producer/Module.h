@@ -43,6 +43,9 @@ public:
 
     virtual Status ReadPort(std::uint64_t address, void *data, std::size_t size);
     virtual Status WritePort(std::uint64_t address, const void *data, std::size_t size);
+    /// One after the other, until one fails. \param done how many succeeded.
+    virtual Status ReadPorts(const std::vector<PortAccess> &accesses, std::size_t &done);
+    virtual Status WritePorts(const std::vector<PortAccess> &accesses, std::size_t &done);
     virtual PortFacts Facts() = 0;
     /// All descriptions that the port offers, the best first.
     virtual Result<std::vector<DescriptionUrl>> Urls();

@@ -107,6 +107,8 @@ public:
 
     Status ReadPort(std::uint64_t address, void *data, std::size_t size) override;
     Status WritePort(std::uint64_t address, const void *data, std::size_t size) override;
+    Status ReadPorts(const std::vector<PortAccess> &accesses, std::size_t &done) override;
+    Status WritePorts(const std::vector<PortAccess> &accesses, std::size_t &done) override;
     PortFacts Facts() override;
     Result<std::vector<DescriptionUrl>> Urls() override;
     void End() { EndHandle(); }

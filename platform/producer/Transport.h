@@ -171,6 +171,13 @@ public:
     virtual void OnFeatureInvalid(const std::string & /*feature*/) {}
 };
 
+/// One access of several that are asked for together.
+struct PortAccess {
+    std::uint64_t address = 0;
+    std::uint8_t *data = nullptr;
+    std::size_t size = 0;
+};
+
 /// An opened camera. Any thread.
 class Camera {
 public:
@@ -178,6 +185,9 @@ public:
     /// All or nothing; any length and alignment.
     virtual Status Read(std::uint64_t address, void *data, std::size_t size) = 0;
     virtual Status Write(std::uint64_t address, const void *data, std::size_t size) = 0;
+    /// One after the other, until one fails. \param done how many succeeded.
+    virtual Status ReadAll(const std::vector<PortAccess> &accesses, std::size_t &done) = 0;
+    virtual Status WriteAll(const std::vector<PortAccess> &accesses, std::size_t &done) = 0;
     virtual std::vector<DescriptionUrl> DescriptionUrls() = 0;
     virtual bool IsLittleEndian() const = 0;
     virtual bool IsWritable() const = 0;

@@ -103,13 +103,19 @@ void GigeDevice::ReadFacts()
     const std::uint64_t high = ReadOptional(kRegTickFrequencyHigh, 0);
     m_tickFrequency = high << 32 | ReadOptional(kRegTickFrequencyLow, 0);
     m_streamCount = std::min(ReadOptional(kRegStreamChannels, 1), kMaxStreams);
+    m_bigEndian = (ReadOptional(kRegDeviceMode, 0) & kDeviceModeBigEndian) != 0;
     m_hasMessages = IsWritable() && ReadOptional(kRegMessageChannels, 0) != 0;
-    if ((m_capability & kCapabilityPending) != 0 && m_privilege != 0) {
-        const std::uint32_t configuration = ReadOptional(kRegConfiguration, 0);
-        // Without it the camera is merely slow where it could have said so.
-        (void)m_client->WriteRegister(kRegConfiguration, configuration | kConfigurationPending);
-    }
+    EnablePending();
     NoticeLegacyDescription();
+}
+
+void GigeDevice::EnablePending()
+{
+    if ((m_capability & kCapabilityPending) == 0 || m_privilege == 0)
+        return;
+    const std::uint32_t configuration = ReadOptional(kRegConfiguration, 0);
+    // Without it the camera is merely slow where it could have said so.
+    (void)m_client->WriteRegister(kRegConfiguration, configuration | kConfigurationPending);
 }
 
 Heartbeat::Settings GigeDevice::HeartbeatSettings()
@@ -117,6 +123,7 @@ Heartbeat::Settings GigeDevice::HeartbeatSettings()
     Heartbeat::Settings settings;
     settings.privilege = m_privilege;
     settings.timeout = ReadHeartbeatTimeout();
+    settings.regain = [this] { return RegainControl(); };
     if (m_privilege != 0 && (m_capability & kCapabilityController) != 0) {
         // Compared with what the camera shows now, not with our own address: there may be a translator in between.
         settings.controllerAddress = ReadOptional(kRegControllerAddress, 0);
@@ -248,6 +255,94 @@ Status GigeDevice::Write(std::uint64_t address, const void *data, std::size_t si
     return {};
 }
 
+std::size_t GigeDevice::CountTogether(const std::vector<PortAccess> &accesses, std::size_t first,
+                                      std::size_t limit) const
+{
+    // On others the same four bytes would come in another order than Read() and Write() have them.
+    if ((m_capability & kCapabilityConcatenation) == 0 || !(m_bigEndian || m_legacyDescription))
+        return 0;
+    std::size_t count = 0;
+    for (; first + count < accesses.size() && count < limit; ++count) {
+        const PortAccess &access = accesses[first + count];
+        if (access.size != 4 || access.address % 4 != 0 || access.address > 0xFFFFFFFC)
+            break;
+    }
+    return count;
+}
+
+Status GigeDevice::ReadAll(const std::vector<PortAccess> &accesses, std::size_t &done)
+{
+    for (done = 0; done < accesses.size();) {
+        const std::size_t count = CountTogether(accesses, done, kMaxReads);
+        if (count > 1 && CheckConnection().Ok() && ReadTogether(accesses, done, count)) {
+            done += count;
+            continue;
+        }
+        // What failed together shows one by one where it fails.
+        for (const std::size_t end = done + std::max<std::size_t>(count, 1); done < end; ++done) {
+            Status status = Read(accesses[done].address, accesses[done].data, accesses[done].size);
+            if (!status.Ok())
+                return status;
+        }
+    }
+    return {};
+}
+
+bool GigeDevice::ReadTogether(const std::vector<PortAccess> &accesses, std::size_t first, std::size_t count)
+{
+    std::vector<std::uint32_t> addresses;
+    for (std::size_t i = first; i < first + count; ++i)
+        addresses.push_back(static_cast<std::uint32_t>(accesses[i].address));
+    std::vector<std::uint32_t> values;
+    if (!m_client->ReadRegisters(addresses, values).Ok())
+        return false;
+    for (std::size_t i = 0; i < count; ++i)
+        StoreBigEndian(values[i], accesses[first + i].data);
+    return true;
+}
+
+Status GigeDevice::WriteAll(const std::vector<PortAccess> &accesses, std::size_t &done)
+{
+    for (done = 0; done < accesses.size();) {
+        const std::size_t count = CountTogether(accesses, done, kMaxWrites);
+        if (count > 1 && CheckConnection().Ok() && IsWritable()) {
+            Status status = WriteTogether(accesses, count, done);
+            if (!status.Ok())
+                return Outward(status);
+            continue;
+        }
+        Status status = Write(accesses[done].address, accesses[done].data, accesses[done].size);
+        if (!status.Ok())
+            return status;
+        ++done;
+    }
+    return {};
+}
+
+Status GigeDevice::WriteTogether(const std::vector<PortAccess> &accesses, std::size_t count, std::size_t &done)
+{
+    std::vector<RegisterWrite> writes;
+    for (std::size_t i = done; i < done + count; ++i)
+        writes.push_back({static_cast<std::uint32_t>(accesses[i].address), BigEndianWord(accesses[i].data)});
+    std::optional<std::size_t> written;
+    Status status;
+    {
+        const orv::MutexLock lock(m_writeMutex);
+        status = m_client->WriteRegisters(writes, written);
+    }
+    // Where the camera does not say how far it got nothing counts as written, and nothing is written twice.
+    for (std::size_t i = 0; i < written.value_or(0); ++i)
+        OnWritten(accesses[done + i].address, accesses[done + i].size);
+    done += written.value_or(0);
+    if (status.Code() != GC_ERR_BUSY || !written || *written >= count)
+        return status;
+    // The one that it was too busy for may be asked for again, alone.
+    status = Write(accesses[done].address, accesses[done].data, accesses[done].size);
+    if (status.Ok())
+        ++done;
+    return status;
+}
+
 Status GigeDevice::WriteChunk(std::uint64_t address, const std::uint8_t *data, std::size_t size)
 {
     const auto aligned = static_cast<std::uint32_t>(address & ~std::uint64_t{3});
@@ -290,6 +385,10 @@ std::unique_ptr<StreamChannel> GigeDevice::MakeStream(std::uint32_t index)
 
 void GigeDevice::WriteWithoutWaiting(RegisterWrite write)
 {
+    {
+        const orv::MutexLock lock(m_channelMutex);
+        m_openStreams.erase(write.address);
+    }
     if (!CheckConnection().Ok() || !IsWritable())
         return;
     if (m_client->IsAnswering() && m_client->WriteRegister(write.address, write.value, Effort::Quick).Ok())
@@ -300,6 +399,27 @@ void GigeDevice::WriteWithoutWaiting(RegisterWrite write)
 void GigeDevice::ForgetPendingWrite(std::uint32_t address)
 {
     m_heartbeat->DropDeferred(address);
+    if (address == kRegMessagePort)
+        return;
+    const orv::MutexLock lock(m_channelMutex);
+    m_openStreams.insert(address);
+}
+
+std::string GigeDevice::RegainControl()
+{
+    {
+        const orv::MutexLock lock(m_channelMutex);
+        if (!m_openStreams.empty())
+            return "with it the stream has ended";
+    }
+    const Status taken = m_client->WriteRegister(kRegControlPrivilege, m_privilege);
+    if (!taken.Ok())
+        return taken.Text();
+    EnablePending();
+    const orv::MutexLock lock(m_messageMutex);
+    if (m_messages != nullptr)
+        (void)NameMessagePort(m_messages->Port());
+    return {};
 }
 
 Status GigeDevice::ListenToMessages(bool wanted)
@@ -324,17 +444,23 @@ Status GigeDevice::OpenMessages()
     if (!channel.Ok())
         return channel.status;
     ForgetPendingWrite(kRegMessagePort);
-    // With the port the camera may begin to send, so it comes last. Without the two in the middle it repeats as it
-    // likes.
-    Status status = m_client->WriteRegister(kRegMessageAddress, m_interface.address);
-    (void)m_client->WriteRegister(kRegMessageTimeout, kMessageTimeoutMs);
-    (void)m_client->WriteRegister(kRegMessageRepeats, kMessageRepeats);
-    if (status.Ok())
-        status = m_client->WriteRegister(kRegMessagePort, channel.value->Port());
-    if (!status.Ok())
-        return Outward(status);
+    const Status named = NameMessagePort(channel.value->Port());
+    if (!named.Ok())
+        return Outward(named);
     m_messages = std::move(channel.value);
     return {};
+}
+
+Status GigeDevice::NameMessagePort(std::uint16_t port)
+{
+    Status status = m_client->WriteRegister(kRegMessageAddress, m_interface.address);
+    if (!status.Ok())
+        return status;
+    // Without these two it repeats as it likes.
+    (void)m_client->WriteRegister(kRegMessageTimeout, kMessageTimeoutMs);
+    (void)m_client->WriteRegister(kRegMessageRepeats, kMessageRepeats);
+    // With the port the camera may begin to send, so it comes last.
+    return m_client->WriteRegister(kRegMessagePort, port);
 }
 
 void GigeDevice::OnLost(const std::string &reason)

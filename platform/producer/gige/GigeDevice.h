@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <memory>
+#include <set>
 #include <string>
 
 namespace nuvark::gige {
@@ -25,6 +26,8 @@ public:
 
     Status Read(std::uint64_t address, void *data, std::size_t size) override;
     Status Write(std::uint64_t address, const void *data, std::size_t size) override EXCLUDES(m_writeMutex);
+    Status ReadAll(const std::vector<PortAccess> &accesses, std::size_t &done) override;
+    Status WriteAll(const std::vector<PortAccess> &accesses, std::size_t &done) override EXCLUDES(m_writeMutex);
     std::vector<DescriptionUrl> DescriptionUrls() override EXCLUDES(m_urlMutex);
     bool IsLittleEndian() const override { return false; }
     bool IsWritable() const override { return m_access != CameraAccess::ReadOnly; }
@@ -43,9 +46,9 @@ public:
     /// Success, or why the camera cannot be talked to any more.
     Status CheckConnection() const;
     /// Writes a stream's closing register, without waiting long: what does not get through is repeated later.
-    void WriteWithoutWaiting(RegisterWrite write);
-    /// Forgets such a write that is still to come.
-    void ForgetPendingWrite(std::uint32_t address);
+    void WriteWithoutWaiting(RegisterWrite write) EXCLUDES(m_channelMutex);
+    /// Forgets such a write that is still to come, since the channel is being opened again.
+    void ForgetPendingWrite(std::uint32_t address) EXCLUDES(m_channelMutex);
 
 private:
     GigeDevice(NetworkInterface interface, std::uint32_t address, CameraAccess access, CameraListener &listener,
@@ -61,8 +64,18 @@ private:
     std::uint32_t ReadOptional(std::uint32_t address, std::uint32_t fallback);
     void NoticeLegacyDescription();
     std::vector<DescriptionUrl> ReadUrls();
+    /// How many accesses from `first` on can go into one register command, 0 or 1 when none can.
+    std::size_t CountTogether(const std::vector<PortAccess> &accesses, std::size_t first, std::size_t limit) const;
+    bool ReadTogether(const std::vector<PortAccess> &accesses, std::size_t first, std::size_t count);
+    /// \param done counts on.
+    Status WriteTogether(const std::vector<PortAccess> &accesses, std::size_t count, std::size_t &done)
+        EXCLUDES(m_writeMutex);
     void OnLost(const std::string &reason);
     Status OpenMessages() REQUIRES(m_messageMutex);
+    Status NameMessagePort(std::uint16_t port);
+    /// After the camera's heartbeat time ran out without our fault. \return why not, or "".
+    std::string RegainControl() EXCLUDES(m_messageMutex, m_channelMutex);
+    void EnablePending();
 
     Status WriteWords(std::uint32_t address, const std::uint8_t *data, std::size_t size);
     Status WriteChunk(std::uint64_t address, const std::uint8_t *data, std::size_t size);
@@ -81,6 +94,7 @@ private:
     std::uint32_t m_streamCount = 0;
     std::uint64_t m_tickFrequency = 0;
     bool m_hasMessages = false;
+    bool m_bigEndian = false; ///< memory holds registers as the register commands carry them
     /// Descriptions before schema 1.1 declare 4-byte registers as the register commands carry them.
     bool m_legacyDescription = false;
 
@@ -90,6 +104,9 @@ private:
 
     orv::Mutex m_messageMutex; ///< one opening or closing of the message channel; held for its round trips
     std::unique_ptr<MessageChannel> m_messages GUARDED_BY(m_messageMutex);
+
+    mutable orv::Mutex m_channelMutex;                                ///< taken last
+    std::set<std::uint32_t> m_openStreams GUARDED_BY(m_channelMutex); ///< by their port registers
 
     std::atomic<bool> m_lost{false};
     std::atomic<bool> m_closed{false};

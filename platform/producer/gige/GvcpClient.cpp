@@ -120,7 +120,8 @@ Status GvcpClient::Transact(const Request &request, MakeDatagram make, std::vect
             wireStatus = exchange.wireStatus;
         }
         // A camera that is busy may be asked again, under a new id: the old one would only repeat its answer.
-        if (wireStatus != kStatusBusy || repeat >= kBusyRepeats || request.effort != Effort::Normal)
+        const bool isRepeated = request.mayBeRepeated && request.effort == Effort::Normal && repeat < kBusyRepeats;
+        if (wireStatus != kStatusBusy || !isRepeated)
             return StatusFromWire(wireStatus, IsWrite(request.command), request.context);
         std::this_thread::sleep_for(kBusyPause);
     }
@@ -235,6 +236,39 @@ Status GvcpClient::WriteRegister(std::uint32_t address, std::uint32_t value, Eff
     std::vector<std::uint8_t> payload;
     const auto make = [&](std::uint16_t id) { return MakeWriteRegister(id, {{address, value}}); };
     return Transact({Command::WriteRegister, address, effort, "write register " + Hex(address)}, make, payload);
+}
+
+Status GvcpClient::ReadRegisters(const std::vector<std::uint32_t> &addresses, std::vector<std::uint32_t> &values)
+{
+    std::vector<std::uint8_t> payload;
+    const std::string context = "read " + std::to_string(addresses.size()) + " registers from " + Hex(addresses[0]);
+    Status status = Transact(
+        {Command::ReadRegister, addresses[0], Effort::Normal, context},
+        [&](std::uint16_t id) { return MakeReadRegister(id, addresses); }, payload);
+    if (!status.Ok())
+        return status;
+    auto read = ParseReadRegister({payload.data(), payload.size()}, addresses.size());
+    if (!read)
+        return {GC_ERR_IO, context + ": the camera's answer is too short"};
+    values = std::move(*read);
+    return {};
+}
+
+Status GvcpClient::WriteRegisters(const std::vector<RegisterWrite> &writes, std::optional<std::size_t> &done)
+{
+    std::vector<std::uint8_t> payload;
+    std::uint32_t highest = 0; // decides how long the camera may take
+    for (const RegisterWrite &write : writes)
+        highest = std::max(highest, write.address);
+    const std::string context = "write " + std::to_string(writes.size()) + " registers from " + Hex(writes[0].address);
+    Status status = Transact(
+        {Command::WriteRegister, highest, Effort::Normal, context, false},
+        [&](std::uint16_t id) { return MakeWriteRegister(id, writes); }, payload);
+    if (status.Ok())
+        done = writes.size();
+    else if (const auto written = ParseWritten({payload.data(), payload.size()}))
+        done = std::min<std::size_t>(*written, writes.size());
+    return status;
 }
 
 Status GvcpClient::ReadMemory(std::uint32_t address, std::uint8_t *data, std::size_t count)

@@ -53,6 +53,12 @@ public:
 
     Status ReadRegister(std::uint32_t address, std::uint32_t &value, Effort effort = Effort::Normal) EXCLUDES(m_mutex);
     Status WriteRegister(std::uint32_t address, std::uint32_t value, Effort effort = Effort::Normal) EXCLUDES(m_mutex);
+    /// Several in one command, at most kMaxReads and kMaxWrites; only for cameras with the concatenation capability.
+    /// The values are those of all the addresses or, on failure, none.
+    Status ReadRegisters(const std::vector<std::uint32_t> &addresses, std::vector<std::uint32_t> &values)
+        EXCLUDES(m_mutex);
+    /// \param done how many were written, also on failure; unset when the camera does not say.
+    Status WriteRegisters(const std::vector<RegisterWrite> &writes, std::optional<std::size_t> &done) EXCLUDES(m_mutex);
     /// Address and count are multiples of 4, count at most kMemoryChunk.
     Status ReadMemory(std::uint32_t address, std::uint8_t *data, std::size_t count) EXCLUDES(m_mutex);
     Status WriteMemory(std::uint32_t address, orv::ByteSpan data) EXCLUDES(m_mutex);
@@ -83,7 +89,8 @@ private:
         Command command;
         std::uint32_t address;
         Effort effort;
-        std::string context; ///< for messages
+        std::string context;       ///< for messages
+        bool mayBeRepeated = true; ///< when the camera is busy: nothing of it has been done then
     };
     struct Plan {
         int tries;

@@ -2,6 +2,7 @@
 
 #include "producer/gige/Bootstrap.h"
 #include "producer/gige/Text.h"
+#include "producer/gige/ThreadPriority.h"
 
 #include <algorithm>
 
@@ -11,6 +12,9 @@ namespace {
 
 constexpr std::chrono::milliseconds kLongestPeriod{1000};
 constexpr std::chrono::milliseconds kPeriodWhenSilent{50};
+/// A beat may take so long with its waiting; what goes beyond is our own standing still.
+constexpr std::chrono::milliseconds kLongestBeat{1000};
+constexpr int kFewestUnanswered = 2;
 
 } // namespace
 
@@ -88,6 +92,7 @@ void Heartbeat::ScheduleNextBeat(bool answered)
 
 void Heartbeat::Run()
 {
+    RaiseThreadPriority(Urgency::Heartbeat);
     while (WaitForNextBeat()) {
         WriteDeferred();
         bool answered = false;
@@ -128,6 +133,7 @@ std::string Heartbeat::Beat(bool &answered)
         return {};
     if (!answered)
         return JudgeSilence();
+    m_unanswered = 0;
     if (m_settings.privilege == 0)
         return {};
     if (status.Code() == GC_ERR_ACCESS_DENIED)
@@ -135,7 +141,7 @@ std::string Heartbeat::Beat(bool &answered)
     if (!status.Ok())
         return {}; // an odd answer is an answer, and so is a late one
     if ((privilege & kPrivilegeMask) == 0)
-        return "the camera has withdrawn control, its heartbeat time has run out";
+        return JudgeWithdrawal(before);
     if ((privilege & kPrivilegeMask) != m_settings.privilege)
         return "somebody else has taken control of the camera";
     return CheckController();
@@ -144,11 +150,32 @@ std::string Heartbeat::Beat(bool &answered)
 std::string Heartbeat::JudgeSilence()
 {
     const orv::MutexLock lock(m_mutex);
-    const auto silence = Clock::now() - m_client.LastAnswer();
-    if (silence < m_timeout)
+    const TimePoint now = Clock::now();
+    if (m_unanswered == 0 || m_client.LastAnswer() > m_lastLook) {
+        m_silence = {};
+        m_unanswered = 0;
+        m_lastLook = m_client.LastAnswer();
+    }
+    ++m_unanswered;
+    m_silence += std::min<Clock::duration>(now - m_lastLook, Period() + kLongestBeat);
+    m_lastLook = now;
+    if (m_silence < m_timeout || m_unanswered < kFewestUnanswered)
         return {};
-    return "the camera has not answered for " +
-           std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(silence).count()) + " ms";
+    const auto silence = std::chrono::duration_cast<std::chrono::milliseconds>(now - m_client.LastAnswer());
+    return "the camera has not answered for " + std::to_string(silence.count()) + " ms";
+}
+
+std::string Heartbeat::JudgeWithdrawal(TimePoint heard)
+{
+    const std::string reason = "the camera has withdrawn control, its heartbeat time has run out";
+    const auto silence = Clock::now() - heard;
+    {
+        const orv::MutexLock lock(m_mutex);
+        if (silence < m_timeout || m_settings.regain == nullptr)
+            return reason; // we had talked to it in time, so it has been switched off and on, or somebody took it
+    }
+    const std::string problem = m_settings.regain();
+    return problem.empty() ? "" : reason + ": " + problem;
 }
 
 std::string Heartbeat::CheckController()

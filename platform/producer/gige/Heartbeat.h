@@ -15,8 +15,12 @@ namespace nuvark::gige {
 /// Reads the privilege register at least three times per heartbeat time; that is also the traffic which the camera
 /// wants to see. The camera is lost when nothing has come from it for the heartbeat time, whatever keeps it from
 /// answering, or when the register no longer shows the privilege that was taken. Delivers register writes that a
-/// closing sequence had no time to wait for. Threads: Start() and Stop() from the owner's; the rest from any. `onLost`
-/// runs on the heartbeat thread, once at most, with no lock held.
+/// closing sequence had no time to wait for.
+///
+/// A program that was itself stopped, or starved, has not listened meanwhile: only time in which the camera could have
+/// answered counts as its silence, and never a single unanswered beat. Control that the camera has withdrawn after such
+/// a time is taken again where that is all that was lost. Threads: Start() and Stop() from the owner's; the rest from
+/// any. `onLost` runs on the heartbeat thread, once at most, with no lock held.
 class Heartbeat {
 public:
     struct Settings {
@@ -25,6 +29,8 @@ public:
         bool watchController = false;            ///< the camera tells who controls it: these two must not change
         std::uint32_t controllerAddress = 0;
         std::uint32_t controllerPort = 0;
+        /// Takes control again. \return why that is not possible, or "". On the heartbeat thread.
+        std::function<std::string()> regain = {};
     };
 
     Heartbeat(GvcpClient &client, Settings settings, std::function<void(const std::string &)> onLost);
@@ -50,6 +56,8 @@ private:
     std::chrono::milliseconds Period() const REQUIRES(m_mutex);
     /// \return why the camera is lost when it has been silent for too long, or "".
     std::string JudgeSilence() EXCLUDES(m_mutex);
+    /// \param heard when it last told anything before it told that control is gone.
+    std::string JudgeWithdrawal(TimePoint heard) EXCLUDES(m_mutex);
     void WriteDeferred() EXCLUDES(m_mutex);
     /// One look at the camera. \return why it is lost, or "".
     std::string Beat(bool &answered);
@@ -66,6 +74,11 @@ private:
     TimePoint m_nextBeat GUARDED_BY(m_mutex);
     std::vector<RegisterWrite> m_deferred GUARDED_BY(m_mutex);
     bool m_writingDeferred GUARDED_BY(m_mutex) = false;
+
+    // The heartbeat thread's own.
+    TimePoint m_lastLook{};       ///< when silence was counted last
+    Clock::duration m_silence{0}; ///< counted since the camera's last answer
+    int m_unanswered = 0;         ///< beats since then
     std::thread m_thread;
 };
 
