@@ -35,6 +35,8 @@ public:
     std::unique_ptr<Slot> Pick(std::uint64_t number) EXCLUDES(m_mutex);
     /// An empty slot for the number's own picture, which then counts as ordered.
     std::unique_ptr<Slot> Order(std::uint64_t number) EXCLUDES(m_mutex);
+    /// Memory for a copy, which never becomes a frame of the loop. Null when nobody renders the loop: order.
+    std::unique_ptr<Slot> Borrow() EXCLUDES(m_mutex);
     /// Waits for a place of the loop that nobody has ordered yet. Null after Close().
     std::unique_ptr<Slot> WaitForOrder() EXCLUDES(m_mutex);
     void Put(std::unique_ptr<Slot> slot) EXCLUDES(m_mutex);
@@ -52,6 +54,7 @@ private:
         std::vector<std::unique_ptr<Slot>> ready; ///< several only where every frame was out once
     };
 
+    std::unique_ptr<Slot> Spare() REQUIRES(m_mutex);
     std::unique_ptr<Slot> Blank(std::size_t place) REQUIRES(m_mutex);
     std::unique_ptr<Slot> PickAt(std::size_t place) REQUIRES(m_mutex);
     /// Drops memory that is far larger than needed, and what exceeds a loop's number of frames.
@@ -108,15 +111,29 @@ std::unique_ptr<Slot> Shelf::Pick(std::uint64_t number)
     return slot;
 }
 
+std::unique_ptr<Slot> Shelf::Spare()
+{
+    if (m_spare.empty())
+        return std::make_unique<Slot>();
+    std::unique_ptr<Slot> slot = std::move(m_spare.back());
+    m_spare.pop_back();
+    return slot;
+}
+
+std::unique_ptr<Slot> Shelf::Borrow()
+{
+    const orv::MutexLock lock(m_mutex);
+    if (!m_isOpen || m_isCleared)
+        return nullptr;
+    std::unique_ptr<Slot> slot = Spare();
+    slot->generation = 0; // of no settings
+    slot->frame.settings = m_settings;
+    return slot;
+}
+
 std::unique_ptr<Slot> Shelf::Blank(std::size_t place)
 {
-    std::unique_ptr<Slot> slot;
-    if (m_spare.empty()) {
-        slot = std::make_unique<Slot>();
-    } else {
-        slot = std::move(m_spare.back());
-        m_spare.pop_back();
-    }
+    std::unique_ptr<Slot> slot = Spare();
     m_loop[place].isOrdered = true;
     slot->generation = m_generation;
     slot->place = place;
@@ -215,6 +232,20 @@ void RenderInto(Slot &slot, FrameRenderer &renderer)
     renderer.Render(frame.settings, slot.phase, frame.payload.data());
 }
 
+/// A copy of the frame that was given last, while somebody holds it. Null when it does not serve.
+std::unique_ptr<Slot> CopyOf(const std::shared_ptr<Frame> &last, const FrameSettings &settings, Shelf &shelf)
+{
+    if (last == nullptr || last->settings != settings)
+        return nullptr;
+    std::unique_ptr<Slot> slot = shelf.Borrow();
+    if (slot == nullptr)
+        return nullptr;
+    slot->frame.imageBytes = last->imageBytes;
+    slot->frame.payload.assign(last->payload.begin(),
+                               last->payload.begin() + static_cast<std::ptrdiff_t>(last->imageBytes));
+    return slot;
+}
+
 } // namespace
 
 struct FrameStore::Parts {
@@ -225,6 +256,7 @@ struct FrameStore::Parts {
 
     const std::shared_ptr<Shelf> shelf; ///< shared with the frames that are out
     FrameRenderer takers;               ///< for the thread of Take() only
+    std::weak_ptr<Frame> last;          ///< that Take() gave; its thread's
     FrameRenderer background;           ///< for the store's thread only
     orv::Mutex control;                 ///< Start() and Stop() one at a time
     std::thread thread GUARDED_BY(control);
@@ -245,6 +277,8 @@ std::shared_ptr<Frame> FrameStore::Take(const FrameSettings &settings, std::uint
     const std::shared_ptr<Shelf> &shelf = m_parts->shelf;
     shelf->Use(settings, number);
     std::unique_ptr<Slot> slot = shelf->Pick(number);
+    if (slot == nullptr)
+        slot = CopyOf(m_parts->last.lock(), settings, *shelf);
     if (slot == nullptr) {
         slot = shelf->Order(number);
         RenderInto(*slot, m_parts->takers);
@@ -257,7 +291,9 @@ std::shared_ptr<Frame> FrameStore::Take(const FrameSettings &settings, std::uint
     m_parts->takers.Stamp(settings, number, timestampNs, frame.payload.data());
 
     Slot *const out = slot.release();
-    return {&out->frame, [shelf, out](Frame *) { shelf->Put(std::unique_ptr<Slot>(out)); }};
+    const std::shared_ptr<Frame> taken(&out->frame, [shelf, out](Frame *) { shelf->Put(std::unique_ptr<Slot>(out)); });
+    m_parts->last = taken;
+    return taken;
 }
 
 void FrameStore::Start()

@@ -25,8 +25,9 @@ struct Frame {
 /// A loop of rendered scene phases is kept, as many as fit the memory limit, at least four and at most all; fewer step
 /// through the phases evenly. Frame number n shows place n modulo the loop's length. After a change of settings the
 /// next frame is rendered at once (the caller waits for that one) and a thread of the store's own renders the rest;
-/// until it is through, frames that are not ready are replaced by the next ones that are. Frames of old settings are
-/// never handed out. While nothing is prepared, each missing frame is rendered when it is taken.
+/// until it is through, frames that are not ready are replaced by the next ones that are, and by copies of the last one
+/// while all of these are out. Frames of old settings are never handed out. While nothing is prepared, each missing
+/// frame is rendered when it is taken.
 ///
 /// A frame that somebody holds is never touched. When all of the loop are held the next one is rendered into new
 /// memory, which then belongs to the loop: whoever holds many frames makes it grow beyond the limit.
@@ -37,7 +38,7 @@ public:
     FrameStore(const SensorTraits &sensor, std::uint64_t seed, std::size_t memoryLimitBytes);
     ~FrameStore();
 
-    /// A stamped frame without chunks. The caller may change it while it holds it.
+    /// A stamped frame without chunks. The caller may change it until it takes the next one.
     std::shared_ptr<Frame> Take(const FrameSettings &settings, std::uint64_t number, std::uint64_t timestampNs);
 
     /// From now on the store's thread, at a lower priority than its user's, prepares frames. It idles when all are

@@ -144,6 +144,39 @@ TEST(FrameStore, ChunksOfTheLastUseAreGone)
     }
 }
 
+// Who keeps sent frames for a while must not make each new one wait for its rendering.
+TEST(FrameStore, WhileTheLoopIsFilledHeldFramesAreCopied)
+{
+    FrameRenderer renderer(SmallSensor(), 3);
+    FrameStore store(SmallSensor(), 3, 1 << 20);
+    store.Start();
+    std::deque<std::shared_ptr<Frame>> held;
+    for (std::uint64_t number = 0; number < 60; ++number) {
+        FrameSettings settings = Settings();
+        settings.gainDb = static_cast<double>(number / 3 % 4);
+        held.push_back(store.Take(settings, number, number * 1000));
+        if (held.size() > 5)
+            held.pop_front();
+        const Frame &frame = *held.back();
+        bool isOne = false; // of the pictures of these settings, with this number
+        for (int phase = 0; !isOne && phase < kScenePhases; ++phase)
+            isOne = frame.payload == Expected(renderer, settings, phase, number);
+        ASSERT_TRUE(isOne) << number;
+    }
+    // Copies are no frames of the loop: each place shows its own picture at last.
+    held.clear();
+    const FrameSettings settings = Settings();
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    std::set<std::uint64_t> shown;
+    for (std::uint64_t number = 0; shown.size() < kScenePhases && std::chrono::steady_clock::now() < deadline;
+         ++number) {
+        const auto frame = store.Take(settings, number, number * 1000);
+        if (frame->payload == Expected(renderer, settings, static_cast<int>(number % kScenePhases), number))
+            shown.insert(number % kScenePhases);
+    }
+    EXPECT_EQ(shown.size(), static_cast<std::size_t>(kScenePhases));
+}
+
 TEST(FrameStore, ReleasedFramesAreFreedAndPreparedAnew)
 {
     FrameRenderer renderer(SmallSensor(), 3);
