@@ -21,7 +21,7 @@ case "${1:-}" in
     *) echo "usage: ./run.sh [--build-only | --demo DIR]" >&2; exit 2 ;;
 esac
 
-packages="$build_packages $run_packages"
+packages="$build_packages"
 [ $mode = demo ] && packages="$packages $demo_packages"
 # shellcheck disable=SC2086
 install_packages $packages

@@ -4,7 +4,7 @@ software_camera_pid=
 
 # True when discovery finds any camera.
 camera_answers() {
-    timeout 10 arv-tool-0.8 2>/dev/null | grep -q '('
+    timeout 10 build/release/bin/orvcam list >/dev/null 2>&1
 }
 
 # start_software_camera PROGRAM [OPTION...]: returns when it says that it is there.

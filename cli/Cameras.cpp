@@ -1,0 +1,169 @@
+#include "cli/Cameras.h"
+
+#include "cli/Terminal.h"
+
+#include <algorithm>
+#include <strings.h>
+
+namespace orvcli {
+
+namespace {
+
+bool IsCalled(const OrvCam::DeviceDescription &camera, const std::string &name)
+{
+    const std::string *const kNames[] = {&camera.id, &camera.serial, &camera.userName, &camera.model, &camera.address};
+    return std::any_of(std::begin(kNames), std::end(kNames), [&](const auto *own) { return *own == name; }) ||
+           strcasecmp(camera.mac.c_str(), name.c_str()) == 0;
+}
+
+/// One camera may be seen through several interfaces.
+bool IsSameCamera(const OrvCam::DeviceDescription &a, const OrvCam::DeviceDescription &b)
+{
+    return a.mac.empty() || b.mac.empty() ? a.id == b.id && a.serial == b.serial : a.mac == b.mac;
+}
+
+bool IsReachable(const OrvCam::DeviceDescription &camera)
+{
+    return camera.state != OrvCam::DeviceState::Unreachable;
+}
+
+/// Takes what leads to the same camera on a worse way out of the list.
+Cameras WithoutDetours(const Cameras &cameras)
+{
+    Cameras best;
+    for (const OrvCam::DeviceDescription &camera : cameras) {
+        const auto known =
+            std::find_if(best.begin(), best.end(), [&](const auto &other) { return IsSameCamera(camera, other); });
+        if (known == best.end())
+            best.push_back(camera);
+        else if (!IsReachable(*known) && IsReachable(camera))
+            *known = camera;
+    }
+    return best;
+}
+
+std::string Lines(const Cameras &cameras)
+{
+    std::string lines;
+    for (const OrvCam::DeviceDescription &camera : cameras) {
+        const std::string holder = camera.holder.empty() ? "" : " by " + camera.holder;
+        lines += "\n  " + NameOf(camera) + ", id " + Printable(camera.id) + ", " + StateText(camera.state) + holder;
+    }
+    return lines;
+}
+
+Outcome ChooseAny(const Cameras &cameras, OrvCam::DeviceDescription &camera)
+{
+    const auto free = std::find_if(cameras.begin(), cameras.end(),
+                                   [](const auto &one) { return one.state == OrvCam::DeviceState::Free; });
+    if (cameras.size() == 1)
+        camera = cameras.front();
+    else if (free != cameras.end())
+        camera = *free;
+    else
+        return Fail("none of the cameras is free:" + Lines(cameras), ExitCode::Busy);
+    return {};
+}
+
+} // namespace
+
+Outcome FailedWith(int status, const std::string &what)
+{
+    ExitCode code = ExitCode::Failed;
+    if (status == ORV_CAM_ERR_BUSY)
+        code = ExitCode::Busy;
+    else if (status == ORV_CAM_ERR_DEVICE_LOST)
+        code = ExitCode::Lost;
+    else if (status == ORV_CAM_ERR_NOT_FOUND)
+        code = ExitCode::NoCamera;
+    return Fail(what + ": " + OrvCam_StatusText(status), code);
+}
+
+Outcome ListCameras(Cameras &cameras)
+{
+    OrvCam::System *system = OrvCam_GetSystem();
+    OrvCam::InterfaceList *list = system != nullptr ? system->GetInterfaceList(255) : nullptr;
+    if (list == nullptr)
+        return Fail("no camera driver could be loaded: Nuvark.cti is neither beside this program nor installed nor "
+                    "along GENICAM_GENTL64_PATH; --verbose tells more");
+    for (OrvCam::DeviceList *devices = list->First(); devices != nullptr; devices = list->Next()) {
+        for (const auto *device = devices->First(); device != nullptr; device = devices->Next())
+            cameras.push_back(*device);
+    }
+    list->Release();
+    return {};
+}
+
+Outcome ChooseCamera(const Cameras &cameras, const std::string &name, OrvCam::DeviceDescription &camera)
+{
+    if (cameras.empty())
+        return Fail("no camera was found", ExitCode::NoCamera);
+    Cameras matches;
+    std::copy_if(cameras.begin(), cameras.end(), std::back_inserter(matches),
+                 [&](const auto &one) { return name.empty() || IsCalled(one, name); });
+    matches = WithoutDetours(matches);
+    if (matches.empty())
+        return Fail("no camera is called \"" + name + "\"; there are:" + Lines(cameras), ExitCode::NoCamera);
+    if (name.empty())
+        return ChooseAny(matches, camera);
+    if (matches.size() > 1)
+        return Fail("several cameras are called \"" + name + "\":" + Lines(matches), ExitCode::Ambiguous);
+    camera = matches.front();
+    return {};
+}
+
+Outcome FindCamera(const std::string &name, OrvCam::DeviceDescription &camera)
+{
+    Cameras cameras;
+    const Outcome listed = ListCameras(cameras);
+    return listed.IsOk() ? ChooseCamera(cameras, name, camera) : listed;
+}
+
+Outcome OpenCamera(const OrvCam::DeviceDescription &camera, OrvCam::DeviceAccess access, DevicePtr &device)
+{
+    device.reset(OrvCam_CreateDevice(&camera, access, 0));
+    if (device)
+        return {};
+    std::string text;
+    const int status = OrvCam_GetSystem()->LastError(&text);
+    return Fail(Printable(text), FailedWith(status, "").code);
+}
+
+std::string NameOf(const OrvCam::DeviceDescription &camera)
+{
+    std::string name = camera.model.empty() ? camera.id : camera.model;
+    for (const std::string &part : {camera.serial, camera.userName.empty() ? "" : "\"" + camera.userName + "\"",
+                                    camera.address.empty() ? "" : "at " + camera.address})
+        name += part.empty() ? "" : " " + part;
+    return Printable(name);
+}
+
+const char *StateText(OrvCam::DeviceState state)
+{
+    switch (state) {
+    case OrvCam::DeviceState::Free:
+        return "free";
+    case OrvCam::DeviceState::ReadOnly:
+        return "read-only";
+    case OrvCam::DeviceState::Unreachable:
+        return "unreachable";
+    case OrvCam::DeviceState::Busy:
+        return "busy";
+    case OrvCam::DeviceState::OpenHere:
+        return "open";
+    default:
+        return "unknown";
+    }
+}
+
+void WriteCamera(Json &json, const OrvCam::DeviceDescription &camera)
+{
+    json.Open('{').Member("id", camera.id).Member("vendor", camera.vendor).Member("model", camera.model);
+    json.Member("serial", camera.serial).Member("userName", camera.userName).Member("version", camera.version);
+    json.Member("address", camera.address).Member("subnetMask", camera.subnetMask).Member("mac", camera.mac);
+    json.Member("state", StateText(camera.state)).Member("holder", camera.holder);
+    json.Key("interface").Open('{').Member("id", camera.interface.id).Member("text", camera.interface.text);
+    json.Member("producer", camera.interface.producer).Close('}').Close('}');
+}
+
+} // namespace orvcli

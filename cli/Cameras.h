@@ -1,0 +1,33 @@
+#pragma once
+
+#include "cli/Json.h"
+#include "cli/Outcome.h"
+#include "orvcam/OrvCam.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace orvcli {
+
+struct DeviceRelease {
+    void operator()(OrvCam::Device *device) const { device->Release(); }
+};
+using DevicePtr = std::unique_ptr<OrvCam::Device, DeviceRelease>;
+using Cameras = std::vector<OrvCam::DeviceDescription>;
+
+/// Searches all interfaces, for about half a second.
+Outcome ListCameras(Cameras &cameras);
+
+/// The camera that a name means, see kAboutCamera in Options.cpp; for "" the only one or the first that is free.
+Outcome ChooseCamera(const Cameras &cameras, const std::string &name, OrvCam::DeviceDescription &camera);
+/// ListCameras and ChooseCamera.
+Outcome FindCamera(const std::string &name, OrvCam::DeviceDescription &camera);
+Outcome OpenCamera(const OrvCam::DeviceDescription &camera, OrvCam::DeviceAccess access, DevicePtr &device);
+
+/// "OrvSim SIM0001 at 127.0.0.1", for a person.
+std::string NameOf(const OrvCam::DeviceDescription &camera);
+const char *StateText(OrvCam::DeviceState state);
+void WriteCamera(Json &json, const OrvCam::DeviceDescription &camera);
+
+} // namespace orvcli

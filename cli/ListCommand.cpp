@@ -1,0 +1,37 @@
+#include "cli/Cameras.h"
+#include "cli/Command.h"
+#include "cli/Terminal.h"
+
+namespace orvcli {
+
+Outcome RunList(const Options &options)
+{
+    Cameras cameras;
+    const Outcome listed = ListCameras(cameras);
+    if (!listed.IsOk())
+        return listed;
+    if (options.isJson) {
+        Json json;
+        json.Open('[');
+        for (const OrvCam::DeviceDescription &camera : cameras)
+            WriteCamera(json, camera);
+        PrintLine(json.Close(']').Text());
+    }
+    if (cameras.empty())
+        return Fail("no camera was found", ExitCode::NoCamera);
+    if (options.isJson)
+        return {};
+    std::vector<std::vector<std::string>> rows = {
+        {"SERIAL", "MODEL", "VENDOR", "USER NAME", "ADDRESS", "MAC", "STATE", "INTERFACE"}};
+    for (const OrvCam::DeviceDescription &camera : cameras) {
+        const std::string holder = camera.holder.empty() ? "" : " by " + camera.holder;
+        rows.push_back({camera.serial, camera.model, camera.vendor, camera.userName, camera.address, camera.mac,
+                        StateText(camera.state) + holder, camera.interface.text});
+        for (std::string &cell : rows.back())
+            cell = cell.empty() ? "-" : Printable(cell);
+    }
+    PrintTable(rows);
+    return {};
+}
+
+} // namespace orvcli

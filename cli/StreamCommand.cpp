@@ -1,0 +1,100 @@
+#include "cli/Acquisition.h"
+#include "cli/Cameras.h"
+#include "cli/Command.h"
+#include "cli/StreamFigures.h"
+#include "cli/Terminal.h"
+#include "cli/Traffic.h"
+
+#include <optional>
+
+namespace orvcli {
+
+namespace {
+
+using Clock = StreamFigures::Clock;
+
+constexpr std::uint64_t kWaitMs = 100; ///< how long an interrupt may go unnoticed
+
+Clock::time_point After(double seconds)
+{
+    return Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+}
+
+/// Takes frames until the options or the person say that it is enough, or none comes any more.
+Outcome Receive(OrvCam::Stream &stream, const Options &options, StreamFigures &figures)
+{
+    Progress progress;
+    const Clock::time_point end = After(options.seconds);
+    Clock::time_point patience = After(options.timeoutSeconds);
+    while (!IsInterrupted() && (options.frames == 0 || figures.Frames() < options.frames) &&
+           (options.seconds == 0 || Clock::now() < end)) {
+        int status = ORV_CAM_OK;
+        OrvCam::Buffer *buffer = stream.GetBuffer(kWaitMs, &status);
+        if (buffer != nullptr) {
+            figures.Take(*buffer);
+            stream.QueueBuffer(buffer);
+            patience = After(options.timeoutSeconds);
+            progress.Show(figures.Text());
+        } else if (status != ORV_CAM_ERR_TIMEOUT) {
+            return FailedWith(status, "after " + std::to_string(figures.Frames()) + " frames");
+        } else if (Clock::now() >= patience) {
+            return Fail("no frame came within " + NumberText(options.timeoutSeconds) + " s after " +
+                        std::to_string(figures.Frames()) + " frames; \"orvcam doctor\" may tell why");
+        }
+    }
+    return {};
+}
+
+void PrintResult(const OrvCam::DeviceDescription &camera, const StreamFigures &figures,
+                 const OrvCam::StreamStatistics &statistics, const Traffic *traffic, bool isJson)
+{
+    if (isJson) {
+        Json json;
+        json.Open('{').Member("camera", camera.serial).Member("resent", statistics.resent);
+        figures.Write(json);
+        json.Key("statistics");
+        WriteStatistics(json, statistics);
+        if (traffic != nullptr) {
+            json.Key("traffic");
+            traffic->Write(json);
+        }
+        PrintLine(json.Close('}').Text());
+        return;
+    }
+    PrintLine(NameOf(camera) + ": " + figures.Text() + ", " + std::to_string(statistics.resent) + " packets resent");
+    if (traffic != nullptr)
+        PrintLine("packets: " + traffic->Text());
+}
+
+} // namespace
+
+Outcome RunStream(const Options &options)
+{
+    WatchForInterrupt();
+    OrvCam::DeviceDescription camera;
+    DevicePtr device;
+    Outcome outcome = FindCamera(options.Word(0), camera);
+    if (outcome.IsOk())
+        outcome = OpenCamera(camera, OrvCam::ORV_ACCESS_CONTROL, device);
+    if (!outcome.IsOk())
+        return outcome;
+    std::optional<Traffic> traffic;
+    if (options.countTraffic) {
+        outcome = traffic.emplace(*device).Start();
+        if (!outcome.IsOk())
+            return outcome;
+    }
+    Acquisition acquisition(*device);
+    StreamFigures figures;
+    outcome = acquisition.Start(options.buffers);
+    if (!outcome.IsOk())
+        return outcome;
+    outcome = Receive(acquisition.Stream(), options, figures);
+    figures.Finish();
+    const OrvCam::StreamStatistics statistics = acquisition.Stream().GetStatistics();
+    acquisition.Stop();
+    PrintResult(camera, figures, statistics, traffic ? &*traffic : nullptr, options.isJson);
+    return outcome;
+}
+
+} // namespace orvcli

@@ -1,0 +1,117 @@
+#include "cli/StreamFigures.h"
+
+#include "cli/Terminal.h"
+
+#include <sys/resource.h>
+
+namespace orvcli {
+
+namespace {
+
+double CpuSeconds()
+{
+    rusage usage = {};
+    getrusage(RUSAGE_SELF, &usage);
+    const auto seconds = [](const timeval &time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+double Seconds(StreamFigures::Clock::duration duration)
+{
+    return std::chrono::duration<double>(duration).count();
+}
+
+} // namespace
+
+StreamFigures::StreamFigures() : m_start(Clock::now()), m_cpuSeconds(CpuSeconds()) {}
+
+void StreamFigures::Take(OrvCam::Buffer &buffer)
+{
+    m_last = Clock::now();
+    if (m_frames == 0) {
+        m_first = m_last;
+        m_firstBytes = buffer.GetBufferSize();
+    } else {
+        CountGap(buffer.GetFrameID());
+    }
+    m_lastId = buffer.GetFrameID();
+    m_bytes += buffer.GetBufferSize();
+    ++m_frames;
+    m_incomplete += buffer.IsIncomplete() ? 1 : 0;
+}
+
+/// Short numbers go from 65535 to 1. A number that leads back is a camera that counts anew, not a gap.
+void StreamFigures::CountGap(std::uint64_t id)
+{
+    constexpr std::uint64_t kShortIds = 65535;
+    constexpr std::uint64_t kMostAcrossTheEnd = 1000;
+    if (id > m_lastId) {
+        m_lost += id - m_lastId - 1;
+    } else if (m_lastId <= kShortIds && id > 0 && kShortIds - m_lastId + id <= kMostAcrossTheEnd) {
+        m_lost += kShortIds - m_lastId + id - 1;
+    }
+}
+
+void StreamFigures::Finish()
+{
+    m_cpuSeconds = CpuSeconds() - m_cpuSeconds;
+}
+
+double StreamFigures::Fps() const
+{
+    const double seconds = Seconds(m_last - m_first);
+    return seconds > 0 ? static_cast<double>(m_frames - 1) / seconds : 0;
+}
+
+double StreamFigures::MbPerSecond() const
+{
+    const double seconds = Seconds(m_last - m_first);
+    return seconds > 0 ? static_cast<double>(m_bytes - m_firstBytes) / seconds / 1e6 : 0;
+}
+
+std::string StreamFigures::Text() const
+{
+    return std::to_string(m_frames) + " frames, " + Fixed(Fps(), 2) + " fps, " + Fixed(MbPerSecond(), 1) + " MB/s, " +
+           std::to_string(m_incomplete) + " incomplete, " + std::to_string(m_lost) + " lost";
+}
+
+void StreamFigures::Write(Json &json) const
+{
+    const double seconds = m_frames > 0 ? Seconds(m_last - m_start) : 0;
+    json.Member("frames", m_frames).Member("incomplete", m_incomplete).Member("lost", m_lost);
+    json.Member("fps", Fps()).Member("mbPerSecond", MbPerSecond()).Member("cpuSeconds", m_cpuSeconds);
+    json.Member("seconds", seconds).Member("bytes", m_bytes);
+}
+
+void WriteStatistics(Json &json, const OrvCam::StreamStatistics &statistics)
+{
+    using Statistics = OrvCam::StreamStatistics;
+    const struct {
+        const char *name;
+        std::uint64_t Statistics::*figure;
+    } kRows[] = {{"delivered", &Statistics::delivered},
+                 {"incomplete", &Statistics::incomplete},
+                 {"underruns", &Statistics::underruns},
+                 {"started", &Statistics::started},
+                 {"packets", &Statistics::packets},
+                 {"requested", &Statistics::requested},
+                 {"resent", &Statistics::resent},
+                 {"missing", &Statistics::missing},
+                 {"duplicates", &Statistics::duplicates},
+                 {"late", &Statistics::late},
+                 {"refused", &Statistics::refused},
+                 {"unusable", &Statistics::unusable},
+                 {"oversized", &Statistics::oversized},
+                 {"kernelDrops", &Statistics::kernelDrops},
+                 {"receiveBuffer", &Statistics::receiveBuffer},
+                 {"wantedReceiveBuffer", &Statistics::wantedReceiveBuffer},
+                 {"packetSize", &Statistics::packetSize}};
+    json.Open('{');
+    for (const auto &row : kRows)
+        json.Member(row.name, statistics.*row.figure);
+    json.Close('}');
+}
+
+} // namespace orvcli

@@ -1,0 +1,29 @@
+#include "cli/Cameras.h"
+#include "cli/Command.h"
+#include "cli/Terminal.h"
+
+#include <cstdio>
+
+namespace orvcli {
+
+Outcome RunXml(const Options &options)
+{
+    OrvCam::DeviceDescription camera;
+    DevicePtr device;
+    Outcome outcome = FindCamera(options.Word(0), camera);
+    if (outcome.IsOk())
+        outcome = OpenCamera(camera, OrvCam::ORV_ACCESS_READ_ONLY, device);
+    if (!outcome.IsOk())
+        return outcome;
+    std::string xml;
+    const int status = device->FetchDescriptionXml(&xml);
+    if (status != ORV_CAM_OK)
+        return FailedWith(status, NameOf(camera));
+    if (options.isJson)
+        PrintLine(Json().Open('{').Member("camera", camera.serial).Member("xml", xml).Close('}').Text());
+    else
+        std::fwrite(xml.data(), 1, xml.size(), stdout);
+    return {};
+}
+
+} // namespace orvcli
