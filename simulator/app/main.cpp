@@ -7,9 +7,19 @@
 #include <memory>
 #include <vector>
 
+#include <malloc.h>
+
 namespace {
 
 using namespace orvsim;
+
+/// Frames lie in memory of their own, which the system has back as soon as they are freed. By itself the allocator
+/// would keep such blocks after the first one was freed.
+void GiveFramesBack()
+{
+    constexpr int kFrameBytes = 256 << 10;
+    mallopt(M_MMAP_THRESHOLD, kFrameBytes);
+}
 
 /// Fills `set` with the signals that end the program, blocked in every thread.
 void BlockEndSignals(sigset_t &set)
@@ -60,6 +70,7 @@ std::unique_ptr<GigeCamera> OpenCamera(const CameraBlock &block, std::uint32_t &
 
 int Run(const ProgramOptions &options)
 {
+    GiveFramesBack();
     sigset_t endSignals;
     BlockEndSignals(endSignals);
     std::vector<std::unique_ptr<GigeCamera>> cameras;
