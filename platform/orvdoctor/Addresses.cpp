@@ -89,20 +89,26 @@ std::uint32_t ProposeAddress(const HostInterfaceFacts &interface, std::uint32_t 
     return 0;
 }
 
+std::optional<std::uint32_t> AddressOf(const OrvCam::InterfaceDescription &interface)
+{
+    for (const std::string *text : {&interface.text, &interface.id}) {
+        const std::vector<std::uint32_t> addresses = AddressesIn(*text);
+        if (!addresses.empty())
+            return addresses.front();
+    }
+    return std::nullopt;
+}
+
 const HostInterfaceFacts *InterfaceOf(const OrvCam::DeviceDescription &camera,
                                       const std::vector<HostInterfaceFacts> &interfaces)
 {
-    std::vector<std::uint32_t> told = AddressesIn(camera.interface.text);
-    for (std::uint32_t address : AddressesIn(camera.interface.id))
-        told.push_back(address);
+    const std::optional<std::uint32_t> told = AddressOf(camera.interface);
     const auto find = [&](auto fits) -> const HostInterfaceFacts * {
         const auto found = std::find_if(interfaces.begin(), interfaces.end(), fits);
         return found == interfaces.end() ? nullptr : &*found;
     };
-    if (!told.empty())
-        return find([&](const HostInterfaceFacts &interface) {
-            return std::find(told.begin(), told.end(), interface.address) != told.end();
-        });
+    if (told)
+        return find([&](const HostInterfaceFacts &interface) { return interface.address == *told; });
     if (const auto *named = find([&](const auto &interface) { return IsNamedIn(interface.name, camera.interface); }))
         return named;
     const auto address = ParseIpv4(camera.address);

@@ -28,6 +28,8 @@ bool IsHostAddress(std::uint32_t address, std::uint32_t mask);
 std::uint32_t ProposeAddress(const HostInterfaceFacts &interface, std::uint32_t cameraAddress,
                              const std::vector<std::uint32_t> &taken);
 
+/// The address that an interface's text or identifier names, "eth0 (10.0.0.1)".
+std::optional<std::uint32_t> AddressOf(const OrvCam::InterfaceDescription &interface);
 /// The host's interface that the camera was found on: by the address in the interface's text or identifier, else by its
 /// name, else by the camera's subnet; null when none fits.
 const HostInterfaceFacts *InterfaceOf(const OrvCam::DeviceDescription &camera,

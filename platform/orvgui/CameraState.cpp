@@ -22,8 +22,8 @@ constexpr Meaning kMeanings[] = {
                                       "here after a few seconds.")},
     {OrvCam::DeviceState::Unreachable, false,
      QT_TRANSLATE_NOOP("CameraState", "Unreachable: address does not fit the network"),
-     QT_TRANSLATE_NOOP("CameraState", "The camera's address does not belong to the network of %1. Give the camera or "
-                                      "the interface an address that fits the other one.")},
+     QT_TRANSLATE_NOOP("CameraState", "The camera's address does not belong to the network of %1. Give the camera one "
+                                      "that fits (Set address), or the interface.")},
     {OrvCam::DeviceState::Busy, false, QT_TRANSLATE_NOOP("CameraState", "In use by another program"),
      QT_TRANSLATE_NOOP("CameraState", "Another program or computer uses this camera. Close it there; it becomes "
                                       "available here after a few seconds.")},
@@ -50,6 +50,11 @@ QString Translated(const char *text)
 bool IsUsable(const OrvCam::DeviceDescription &camera)
 {
     return MeaningOf(camera.state).usable;
+}
+
+bool NeedsAddress(const OrvCam::DeviceDescription &camera)
+{
+    return camera.state == OrvCam::DeviceState::Unreachable && !camera.address.empty();
 }
 
 QString StateText(const OrvCam::DeviceDescription &camera)

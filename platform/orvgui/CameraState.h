@@ -9,6 +9,9 @@ namespace OrvGui {
 /// Whether it makes sense to try to open the camera for control.
 bool IsUsable(const OrvCam::DeviceDescription &camera);
 
+/// Whether giving it another address (force IP) is what it needs.
+bool NeedsAddress(const OrvCam::DeviceDescription &camera);
+
 /// A few words for a list: "Available".
 QString StateText(const OrvCam::DeviceDescription &camera);
 

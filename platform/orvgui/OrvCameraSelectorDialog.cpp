@@ -1,8 +1,10 @@
 #include "orvgui/OrvCameraSelectorDialog.h"
 
+#include "orvdoctor/Addresses.h"
 #include "orvgui/CameraSearch.h"
 #include "orvgui/CameraState.h"
 #include "orvgui/CameraTree.h"
+#include "orvgui/SetAddressDialog.h"
 #include "orvgui/SoftwareCamera.h"
 
 #include <QDialogButtonBox>
@@ -70,7 +72,7 @@ private:
 
 class OrvCameraSelectorDialog::Private {
 public:
-    Private(OrvCameraSelectorDialog *dialog, OrvCam::System *system) : m_dialog(dialog)
+    Private(OrvCameraSelectorDialog *dialog, OrvCam::System *system) : m_dialog(dialog), m_system(system)
     {
         Build();
         m_pause.setSingleShot(true);
@@ -174,7 +176,33 @@ private:
     {
         const OrvCam::DeviceDescription *selected = m_tree->Selected();
         m_connect->setEnabled(selected && IsUsable(*selected));
+        m_setAddress->setVisible(selected && NeedsAddress(*selected));
         m_advice->setText(selected ? StateAdvice(*selected) : m_softwareProblem);
+    }
+
+    /// The addresses of the other cameras that are listed.
+    std::vector<std::uint32_t> TakenAddresses(const OrvCam::DeviceDescription &camera) const
+    {
+        std::vector<std::uint32_t> taken;
+        m_tree->Count([&](const OrvCam::DeviceDescription &other) {
+            const auto address = orv::ParseIpv4(other.address);
+            if (address && other.id != camera.id)
+                taken.push_back(*address);
+            return true;
+        });
+        return taken;
+    }
+
+    void SetAddress()
+    {
+        const OrvCam::DeviceDescription *selected = m_tree->Selected();
+        if (!selected || !m_system || !NeedsAddress(*selected))
+            return;
+        const OrvCam::DeviceDescription camera = *selected; // searches go on meanwhile
+        SetAddressDialog dialog(m_system, camera, SetAddressDialog::InterfaceOf(camera), TakenAddresses(camera),
+                                m_dialog);
+        if (dialog.exec() == QDialog::Accepted)
+            Refresh();
     }
 
     void ShowSearching(bool searching)
@@ -235,6 +263,7 @@ private:
     }
 
     OrvCameraSelectorDialog *const m_dialog;
+    OrvCam::System *const m_system;
     std::optional<CameraSearch> m_search; ///< none without a system
     QTimer m_pause;
     std::optional<OrvCam::DeviceDescription> m_chosen;
@@ -250,6 +279,7 @@ private:
     QProgressBar *m_searchingBar = nullptr;
     QPushButton *m_refresh = nullptr;
     QLabel *m_advice = nullptr;
+    QPushButton *m_setAddress = nullptr; ///< for a camera of a foreign subnet
     QLabel *m_interfaces = nullptr;
     QDialogButtonBox *m_buttons = nullptr;
     QPushButton *m_connect = nullptr;
@@ -280,6 +310,14 @@ void OrvCameraSelectorDialog::Private::Build()
     m_advice->setTextFormat(Qt::PlainText); // what a camera says of itself is not markup
     m_advice->setWordWrap(true);
     m_advice->setMinimumHeight(2 * m_advice->fontMetrics().lineSpacing()); // the list does not jump with the text
+    m_setAddress = new QPushButton(tr("Set a&ddress..."));
+    m_setAddress->setObjectName(QStringLiteral("setAddress"));
+    m_setAddress->setAutoDefault(false);
+    m_setAddress->setToolTip(tr("Gives the camera an address in this computer's network."));
+    m_setAddress->hide();
+    auto *adviceRow = new QHBoxLayout;
+    adviceRow->addWidget(m_advice, 1);
+    adviceRow->addWidget(m_setAddress, 0, Qt::AlignTop);
     m_interfaces = new QLabel;
     m_interfaces->setObjectName(QStringLiteral("searched"));
     m_interfaces->setTextFormat(Qt::RichText);
@@ -295,7 +333,7 @@ void OrvCameraSelectorDialog::Private::Build()
     QWidget *searchRow = BuildSearchRow();
     layout->addWidget(searchRow);
     layout->addWidget(m_tree, 1);
-    layout->addWidget(m_advice);
+    layout->addLayout(adviceRow);
     layout->addWidget(m_interfaces);
     layout->addWidget(m_buttons);
     m_connect->setDefault(true); // counts only once the button stands in its dialog
@@ -343,6 +381,7 @@ void OrvCameraSelectorDialog::Private::Connect()
     auto *key = new QShortcut(QKeySequence(Qt::Key_F5), m_dialog);
     QObject::connect(key, &QShortcut::activated, &m_slots, [this] { Refresh(); });
     QObject::connect(m_refresh, &QPushButton::clicked, &m_slots, [this] { Refresh(); });
+    QObject::connect(m_setAddress, &QPushButton::clicked, &m_slots, [this] { SetAddress(); });
     QObject::connect(&m_pause, &QTimer::timeout, &m_slots, [this] { Search(); });
     SoftwareCamera *software = &SoftwareCamera::Instance();
     QObject::connect(m_software, &QPushButton::clicked, &m_slots, [this] { StartSoftwareCamera(); });

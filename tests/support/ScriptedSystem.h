@@ -99,9 +99,10 @@ public:
     int ForceAddress(const OrvCam::DeviceDescription &device, const std::string &address, const std::string &subnetMask,
                      const std::string &gateway) override EXCLUDES(m_mutex)
     {
+        std::this_thread::sleep_for(std::chrono::milliseconds(m_delayMs));
         orv::MutexLock lock(m_mutex);
         m_forced.push_back(device.serial + " " + address + " " + subnetMask + " " + gateway);
-        return ORV_CAM_OK;
+        return forceStatus;
     }
     /// What ForceAddress() was asked for: "serial address mask gateway".
     std::vector<std::string> Forced() const EXCLUDES(m_mutex)
@@ -117,6 +118,7 @@ public:
     }
 
     // What it answers, and what it was asked.
+    std::atomic<int> forceStatus{ORV_CAM_OK};
     OrvCam::Device *configurationDevice = nullptr;
     std::string lastError;
     std::string loadedProducer;
