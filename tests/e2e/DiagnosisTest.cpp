@@ -1,0 +1,159 @@
+#include "acquisition/DiagnosisBar.h"
+#include "acquisition/DisplayView.h"
+#include "app/GuiManager.h"
+#include "app/OrvPlayer.h"
+#include "core/Session.h"
+#include "orvcam/OrvCam.h"
+#include "simulator/gige/GigeCamera.h"
+#include "support/GuiTest.h"
+#include "support/PrivateNetwork.h"
+
+#include <gmock/gmock.h>
+
+#include <QElapsedTimer>
+#include <QLabel>
+#include <QPushButton>
+
+#include <map>
+#include <memory>
+#include <optional>
+
+namespace {
+
+using testing::HasSubstr;
+
+constexpr std::uint32_t kAddress = 0x7F000015; // 127.0.0.21
+constexpr char kSerial[] = "WHY";
+constexpr int kLongMs = 20000;
+
+/// The viewer before a software camera of this process that does not do as it should.
+class WhyNoPicture : public ::testing::Test {
+protected:
+    ~WhyNoPicture() override
+    {
+        window.Manager().cameraDisconnect();
+        m_camera.reset();
+    }
+
+    void Play(const orvsim::Faults &faults, std::map<std::string, std::string> settings = {}, std::uint32_t pathMtu = 0)
+    {
+        if (!InPrivateNetwork())
+            GTEST_SKIP() << "needs a network of its own: another camera may be at the address";
+        orvsim::CameraOptions camera;
+        camera.serial = kSerial;
+        camera.sensor.width = 320;
+        camera.sensor.height = 240;
+        camera.frameRate = 20;
+        camera.faults = faults;
+        camera.features = std::move(settings);
+        orvsim::GigeOptions gige;
+        gige.address = kAddress;
+        gige.pathMtu = pathMtu;
+        m_camera = std::make_unique<orvsim::GigeCamera>(camera, gige);
+        ASSERT_EQ(m_camera->Open(), "");
+        Connect();
+        emit Current()->signalStartAcquisition();
+        ASSERT_TRUE(WaitFor([&] { return Current()->State() == Acquisition; }, kLongMs));
+    }
+    Session *Current() { return window.Manager().CurrentSession(); }
+    DiagnosisBar *Bar() { return Current()->View()->findChild<DiagnosisBar *>(); }
+    std::string Text(const char *name) { return Bar()->findChild<QLabel *>(name)->text().toStdString(); }
+    bool Appears()
+    {
+        return WaitFor([&] { return Bar()->isVisible(); }, kLongMs);
+    }
+    long Pictures()
+    {
+        long value = 0;
+        Current()->GetGrabber()->GetParamInt(const_cast<char *>("FramesAcquired"), &value);
+        return value;
+    }
+    bool PicturesComeWithoutABar()
+    {
+        return WaitFor([&] { return Pictures() >= 10 && !Bar()->isVisible(); }, kLongMs);
+    }
+
+    OrvPlayer window{nullptr, false, false};
+
+private:
+    void Connect()
+    {
+        OrvCam::System *system = OrvCam_GetSystem();
+        ASSERT_NE(system, nullptr);
+        system->LoadProducer("Nuvark.cti");
+        std::optional<OrvCam::DeviceDescription> found;
+        OrvCam::InterfaceList *list = system->GetInterfaceList(255);
+        for (OrvCam::DeviceList *devices = list->First(); devices; devices = list->Next())
+            for (const OrvCam::DeviceDescription *device = devices->First(); device; device = devices->Next())
+                if (device->serial == kSerial)
+                    found = *device;
+        list->Release();
+        ASSERT_TRUE(found);
+        OrvCam::Device *device = OrvCam_CreateDevice(&*found, OrvCam::ORV_ACCESS_CONTROL, 0);
+        ASSERT_NE(device, nullptr);
+        window.resize(800, 600);
+        window.show();
+        ASSERT_TRUE(window.Manager().CreateSession(device));
+        ASSERT_TRUE(WaitFor([&] { return Current()->State() == Idle; }, kLongMs));
+    }
+
+    std::unique_ptr<orvsim::GigeCamera> m_camera;
+};
+
+TEST_F(WhyNoPicture, ATriggerIsNamedAndItsButtonBringsPictures)
+{
+    ASSERT_NO_FATAL_FAILURE(Play({}, {{"TriggerMode", "On"}}));
+    if (IsSkipped())
+        return;
+    QElapsedTimer elapsed;
+    elapsed.start();
+    ASSERT_TRUE(Appears());
+    RecordProperty("appearedAfterMs", int(elapsed.elapsed()));
+    EXPECT_THAT(Text("finding"), HasSubstr("TriggerMode is On"));
+    EXPECT_THAT(Text("finding"), HasSubstr("Software"));
+    Bar()->findChild<QPushButton *>("cure")->click();
+    EXPECT_TRUE(PicturesComeWithoutABar());
+}
+
+TEST_F(WhyNoPicture, NotOnePacket)
+{
+    orvsim::Faults faults;
+    faults.dropRate = 1;
+    ASSERT_NO_FATAL_FAILURE(Play(faults));
+    if (IsSkipped())
+        return;
+    ASSERT_TRUE(Appears());
+    EXPECT_THAT(Text("finding"), HasSubstr("not one stream packet"));
+    EXPECT_THAT(Text("command"), HasSubstr("127.0.0.21"));
+}
+
+TEST_F(WhyNoPicture, FramesWithHoles)
+{
+    orvsim::Faults faults;
+    faults.dropPacket = 7;
+    faults.resendMode = 1; // never sent again
+    ASSERT_NO_FATAL_FAILURE(Play(faults));
+    if (IsSkipped())
+        return;
+    ASSERT_TRUE(Appears());
+    EXPECT_THAT(Text("finding"), HasSubstr("came incomplete"));
+}
+
+TEST_F(WhyNoPicture, ALongExposureTakesItsTime)
+{
+    ASSERT_NO_FATAL_FAILURE(Play({}, {{"AcquisitionFrameRateEnable", "0"}, {"ExposureTime", "9000000"}}));
+    if (IsSkipped())
+        return;
+    ASSERT_TRUE(Appears());
+    EXPECT_THAT(Text("finding"), HasSubstr("The exposure takes 9 s"));
+}
+
+TEST_F(WhyNoPicture, ANarrowPathIsFoundByTheStreamItself)
+{
+    ASSERT_NO_FATAL_FAILURE(Play({}, {}, 1000));
+    if (IsSkipped())
+        return;
+    EXPECT_TRUE(PicturesComeWithoutABar());
+}
+
+} // namespace
