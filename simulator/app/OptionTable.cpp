@@ -158,7 +158,7 @@ std::vector<OptionRow> SensorRows()
         Text(
             "format", "NAME", "pixel format by name (BayerRG8, or Mono8)", 63,
             [](CameraBlock & b) -> auto & { return b.camera.pixelFormat; }),
-        Number<double>("fps", "RATE", "frames per second (as fast as the sensor goes)", 0.01, 1e6,
+        Number<double>("fps", "RATE", "frames per second; the sensor is set fast enough (27 at full size)", 0.01, 1e6,
                        [](CameraBlock &b) -> double & { return b.camera.frameRate; }),
         {"pace", "FEATURE",
          "feature that sets the sensor's pace: frame-pixel-clock (the default), pixel-clock, frame-line-time, "
@@ -193,7 +193,7 @@ std::vector<OptionRow> TransportRows()
                               [](CameraBlock &b) -> std::uint32_t & { return b.gige.packetSize; }),
         Number<std::uint32_t>("path-mtu", "BYTES", "larger packets are lost, as on a network with that limit (0: none)",
                               0, 65535, [](CameraBlock &b) -> std::uint32_t & { return b.gige.pathMtu; }),
-        Number<int>("resend-frames", "COUNT", "frames kept to be sent again in part (4)", 0, 64,
+        Number<int>("resend-frames", "COUNT", "frames kept to be sent again in part (8)", 0, 64,
                     [](CameraBlock &b) -> int & { return b.gige.resendFrames; }),
         Number<std::int64_t>("link-mbps", "MBPS", "speed of the link; packets beyond it are lost (0: no limit)", 0,
                              1000000, [](CameraBlock &b) -> std::int64_t & { return b.camera.linkMbps; }),

@@ -1,6 +1,7 @@
 // Acquisition control, counters and timer, user sets.
 #include "simulator/core/CameraModel.h"
 #include "simulator/core/FeatureRows.h"
+#include "simulator/core/SensorTiming.h"
 
 #include <algorithm>
 
@@ -113,7 +114,7 @@ void AddTiming(CameraModel &model)
     const bool isClock = model.options.family == TimingFamily::PixelClock;
     std::int64_t *value = isClock ? &model.state.pixelClockMHz : &model.state.lineClocks;
     const IntegerRange range =
-        isClock ? IntegerRange{10, model.options.maxPixelClockMHz, 1} : IntegerRange{250, 8000, 1};
+        isClock ? IntegerRange{10, model.options.maxPixelClockMHz, 1} : IntegerRange{kShortestLineClocks, 8000, 1};
     Feature row =
         FixedIntegerRow(TimingFeature(model.options), kAcquisition,
                         isClock ? "Columns that the sensor reads per microsecond: sets the fastest frame rate."

@@ -18,10 +18,11 @@ constexpr std::uint32_t kFirstRegister = 0x10000;
 
 DeviceEvent MakeEvent(const CameraModel::Pending &pending)
 {
-    const std::uint64_t frameNumber = pending.frameNumber.value_or(0);
     orv::ByteWriter data;
-    data.U64(frameNumber);
-    return {EventIdOf(pending.kind), pending.timestampNs, frameNumber, data.Take(), pending.frameNumber.has_value()};
+    if (pending.frameNumber.has_value())
+        data.U64(*pending.frameNumber);
+    return {EventIdOf(pending.kind), pending.timestampNs, pending.frameNumber.value_or(0), data.Take(),
+            pending.frameNumber.has_value()};
 }
 
 /// Settings as they are after switching on: the options' own.

@@ -30,9 +30,9 @@ struct FrameJob {
 struct DeviceEvent {
     std::uint16_t id = 0; ///< 0x9001 and up: named in the description
     std::uint64_t timestampNs = 0;
-    std::uint64_t frameNumber = 0; ///< of the acquisition, as in FrameJob
-    std::vector<std::uint8_t> data;
-    bool isTied = true; ///< to that frame; events of the acquisition or of the device are not
+    std::uint64_t frameNumber = 0;  ///< of the acquisition, as in FrameJob
+    std::vector<std::uint8_t> data; ///< the frame number, 8 bytes; empty when it is tied to none
+    bool isTied = true;             ///< to that frame; events of the acquisition or of the device are not
 };
 
 struct WriteResult {

@@ -1,5 +1,7 @@
 #include "simulator/core/CameraState.h"
 
+#include "simulator/core/SensorTiming.h"
+
 #include "orvimage/PixelFormats.h"
 
 #include <algorithm>
@@ -17,6 +19,7 @@ CameraState::CameraState(const CameraOptions &options)
     if (options.frameRate > 0) {
         isRateEnabled = true;
         rateHz = options.frameRate;
+        MakeFastEnough(*this, options);
     }
     chunks.fill(true);
 }

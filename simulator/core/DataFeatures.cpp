@@ -14,16 +14,17 @@ struct EventRow {
     EventKind kind;
     const char *name;
     const char *toolTip;
+    bool isOfFrame; ///< it carries the frame's number; others carry nothing
 };
 const EventRow kEventRows[] = {
-    {EventKind::AcquisitionStart, "AcquisitionStart", "An acquisition began."},
-    {EventKind::AcquisitionEnd, "AcquisitionEnd", "An acquisition ended."},
-    {EventKind::FrameTrigger, "FrameTrigger", "A trigger was taken."},
-    {EventKind::FrameTriggerMissed, "FrameTriggerMissed", "A trigger came too early."},
-    {EventKind::ExposureStart, "ExposureStart", "An exposure began."},
-    {EventKind::ExposureEnd, "ExposureEnd", "An exposure ended."},
-    {EventKind::FrameEnd, "FrameEnd", "A frame was sent."},
-    {EventKind::Test, "Test", "TestEventGenerate was run."},
+    {EventKind::AcquisitionStart, "AcquisitionStart", "An acquisition began.", false},
+    {EventKind::AcquisitionEnd, "AcquisitionEnd", "An acquisition ended.", false},
+    {EventKind::FrameTrigger, "FrameTrigger", "A trigger was taken.", true},
+    {EventKind::FrameTriggerMissed, "FrameTriggerMissed", "A trigger came too early.", false},
+    {EventKind::ExposureStart, "ExposureStart", "An exposure began.", true},
+    {EventKind::ExposureEnd, "ExposureEnd", "An exposure ended.", true},
+    {EventKind::FrameEnd, "FrameEnd", "A frame was sent.", true},
+    {EventKind::Test, "Test", "TestEventGenerate was run.", false},
 };
 
 /// Where an event's fields lie in the item that the message channel delivers: header, then the frame number. In the
@@ -68,7 +69,8 @@ void AddEvent(CameraModel &model, const EventRow &row)
         model.Add(field);
     };
     add("Timestamp", kEventTimestampOffset, "ns", "When it happened, on the device's clock.");
-    add("FrameID", kEventDataOffset, "", "Frame that it belongs to.");
+    if (row.isOfFrame)
+        add("FrameID", kEventDataOffset, "", "Frame that it belongs to.");
 }
 
 } // namespace

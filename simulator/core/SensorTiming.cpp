@@ -22,6 +22,21 @@ SensorTiming TimingOf(const CameraState &state, TimingFamily family, std::uint64
     return timing;
 }
 
+void MakeFastEnough(CameraState &state, const CameraOptions &options)
+{
+    const double periodNs = 1e9 / state.rateHz;
+    state.frame.exposureUs = std::min(state.frame.exposureUs, std::max(10.0, periodNs * 0.9 / 1000));
+    while (TimingOf(state, options.family, 0).readoutNs > periodNs) {
+        std::int64_t &pace = options.family == TimingFamily::PixelClock ? state.pixelClockMHz : state.lineClocks;
+        const std::int64_t next = options.family == TimingFamily::PixelClock
+                                      ? std::min(pace + 1, options.maxPixelClockMHz)
+                                      : std::max(pace - 1, kShortestLineClocks);
+        if (next == pace)
+            return;
+        pace = next;
+    }
+}
+
 double LossShare(std::uint64_t wireBytes, double periodNs, std::int64_t linkMbps)
 {
     if (linkMbps <= 0 || periodNs <= 0)

@@ -7,6 +7,9 @@
 
 namespace orvsim {
 
+/// Clocks of the shortest line of cameras with a line time.
+constexpr std::int64_t kShortestLineClocks = 250;
+
 /// How fast a sensor with these settings can go. All times in nanoseconds.
 ///
 /// A line takes its columns and a blanking of kBlankingColumns at one column per pixel clock; cameras with a line time
@@ -26,6 +29,10 @@ struct SensorTiming {
 
 /// \param wireBytes  what one frame costs on the link.
 SensorTiming TimingOf(const CameraState &state, TimingFamily family, std::uint64_t wireBytes);
+
+/// Sets the sensor's pace and, where it is too long, the exposure so that the state's rate is reached, as far as the
+/// sensor can.
+void MakeFastEnough(CameraState &state, const CameraOptions &options);
 
 /// Share of the packets that a link of that speed cannot carry at one frame per period; 0 for no limit.
 double LossShare(std::uint64_t wireBytes, double periodNs, std::int64_t linkMbps);

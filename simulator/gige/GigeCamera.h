@@ -16,7 +16,7 @@ struct GigeOptions {
     bool zippedXml = true;
     std::uint32_t pathMtu = 0;       ///< packets above it are lost; 0: no limit
     std::uint32_t packetSize = 1500; ///< first value of SCPS
-    int resendFrames = 4;
+    int resendFrames = 8;
     bool gapsReadAsZero = false; ///< addresses without a register read 0 instead of being refused
 };
 

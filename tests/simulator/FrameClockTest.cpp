@@ -104,6 +104,25 @@ TEST(SensorTiming, TheLinkHasOneFastestPixelClock)
     EXPECT_GT(last, 0.6);
 }
 
+TEST(SensorTiming, AWantedRateIsReachedWhereTheSensorCan)
+{
+    for (const TimingFamily family : {TimingFamily::PixelClock, TimingFamily::LineTime}) {
+        CameraOptions options;
+        options.family = family;
+        options.frameRate = 100;
+        const CameraState fast(options);
+        EXPECT_GE(TimingOf(fast, family, 0).MaximumRateHz(), 100);
+        EXPECT_LT(TimingOf(fast, family, 0).MaximumRateHz(), 115) << "no faster than needed";
+        options.frameRate = 1e6;
+        const CameraState fastest(options);
+        EXPECT_EQ(family == TimingFamily::PixelClock ? fastest.pixelClockMHz : fastest.lineClocks,
+                  family == TimingFamily::PixelClock ? options.maxPixelClockMHz : kShortestLineClocks);
+        options.frameRate = 5;
+        EXPECT_EQ(CameraState(options).pixelClockMHz, 40);
+        EXPECT_EQ(CameraState(options).frame.exposureUs, 10000);
+    }
+}
+
 TEST(SensorTiming, WhatSetsTheShortestPeriod)
 {
     struct Case {

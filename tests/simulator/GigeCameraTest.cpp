@@ -149,7 +149,8 @@ TEST_F(OneCamera, EventsAreRepeatedUntilAcknowledged)
     ASSERT_TRUE(first && second);
     EXPECT_EQ(ToHex(first->bytes), ToHex(second->bytes));
     EXPECT_EQ(first->from.port, host.Read(address, 0x0B1C)) << "MCSP";
-    listener.Send(first->from, Hex("0000 00C3 0000 0001"));
+    EXPECT_EQ(first->bytes[3], 0xC0) << "without data: EVENT";
+    listener.Send(first->from, Hex("0000 00C1 0000 0001"));
     int late = 0; // what was on its way; then silence
     while (listener.Receive(200))
         ++late;
