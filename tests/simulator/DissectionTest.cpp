@@ -195,7 +195,8 @@ protected:
             ASSERT_GE(event->bytes.size(), 8U);
             const std::uint8_t id = event->bytes[7];
             ids.insert(id);
-            listener.Send(event->from, {0, 0, 0, 0xC3, 0, 0, event->bytes[6], id});
+            listener.Send(event->from,
+                          {0, 0, 0, static_cast<std::uint8_t>(event->bytes[3] + 1), 0, 0, event->bytes[6], id});
         }
     }
 
@@ -242,9 +243,11 @@ TEST_F(DissectedSession, IsWellFormed)
             return Count({{"gvcp.cmd.command", command}, {"gvcp.cmd.flag.64bitid", isExtended}});
         };
         EXPECT_EQ(count("0x0040"), kFrames + 1) << "requests for packets";
-        EXPECT_EQ(count("0x00c2"), 3 * (kFrames + 1)) << "events of three acquisitions";
+        EXPECT_EQ(count("0x00c0"), 3) << "starts of three acquisitions";
+        EXPECT_EQ(count("0x00c2"), 3 * kFrames) << "their frames";
     }
-    EXPECT_EQ(Count({{"gvcp.ack", "0x00c3"}}), 6 * (kFrames + 1));
+    EXPECT_EQ(Count({{"gvcp.ack", "0x00c1"}}), 6);
+    EXPECT_EQ(Count({{"gvcp.ack", "0x00c3"}}), 6 * kFrames);
     ExpectStream("0x0", {{"gvsp.status", "0x0100"}});
     ExpectStream("0x8", {{"gvsp.status", "0x0000"}, {"gvsp.flag.packetresend", "0x0001"}});
     for (DissectedPacket &packet : packets)
