@@ -48,7 +48,7 @@ struct Facts {
 
     // The last picture's levels, as shares of its pixels.
     bool hasPicture = false;
-    double darkShare = 0;      ///< at most 1 % above the lowest level, in every colour
+    double darkShare = 0;      ///< at most 3 % above the lowest level, in every colour
     double saturatedShare = 0; ///< at most 1 % below the highest level, in every colour
 };
 

@@ -39,7 +39,7 @@ std::string SecondsText(double seconds)
         return Digits(std::round(seconds * 10) / 10, 6) + " s";
     if (seconds >= 0.0009995)
         return Digits(seconds * 1e3, 3) + " ms";
-    return Digits(seconds * 1e6, 3) + " us";
+    return Digits(seconds * 1e6, 3) + " \u00b5s";
 }
 
 std::string PercentText(double share)

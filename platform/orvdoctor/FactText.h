@@ -3,10 +3,10 @@
 #include <cstdint>
 #include <string>
 
-/// Figures and names in sentences. Decimal points under every locale.
+/// Figures and names in sentences. UTF-8; decimal points under every locale.
 namespace orv {
 
-/// "2.4 s", "350 ms", "20 us"
+/// "2.4 s", "350 ms", "20 µs"
 std::string SecondsText(double seconds);
 /// Rounded so that what is not all does not become "100 %".
 std::string PercentText(double share);

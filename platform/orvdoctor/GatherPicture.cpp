@@ -21,8 +21,9 @@ Limits LimitsOf(const PixelSource &source)
     const int levels = 1 << source.significantBits;
     const PixelFamily family = source.layout.family;
     if (family == PixelFamily::Yuv422 || family == PixelFamily::Yuv444) // luma may keep to the video range
-        return {levels * 18 / 256, levels * 234 / 256};
-    return {(levels - 1) / 100, levels - 1 - (levels - 1) / 100};
+        return {levels * 20 / 256, levels * 234 / 256};
+    // Black level and noise of a sensor without light stay below the first.
+    return {levels / 32, levels - 1 - (levels - 1) / 100};
 }
 
 /// The samples of pixel x that tell how bright it is: all its colours, or its luma.

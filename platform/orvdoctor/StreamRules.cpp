@@ -68,8 +68,8 @@ std::string LossText(const OrvCam::StreamStatistics &stream)
     if (stream.missing > 0)
         text += ": " + CountText(stream.missing, "packet", "packets") + " never arrived";
     if (stream.requested > 0)
-        text +=
-            ", of " + std::to_string(stream.requested) + " asked for again " + std::to_string(stream.resent) + " came";
+        text += "; " + std::to_string(stream.requested) + " were asked for again, " + std::to_string(stream.resent) +
+                " of them came";
     return text + ".";
 }
 

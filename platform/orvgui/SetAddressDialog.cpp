@@ -102,8 +102,8 @@ void SetAddressDialog::Build()
     auto *form = new QFormLayout;
     form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
     form->addRow(tr("Present address:"), PlainLabel(QString::fromStdString(m_camera.address)));
-    form->addRow(tr("Found on:"),
-                 PlainLabel(tr("%1, network %2").arg(InterfaceText(m_camera.interface), SubnetText(m_interface))));
+    form->addRow(tr("Found on:"), PlainLabel(InterfaceText(m_camera.interface)));
+    form->addRow(tr("Network there:"), PlainLabel(SubnetText(m_interface)));
     form->addRow(tr("New &address:"), m_address);
     form->addRow(tr("Subnet &mask:"), m_mask);
     form->addRow(tr("&Gateway:"), m_gateway);

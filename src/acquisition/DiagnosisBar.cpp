@@ -136,6 +136,7 @@ void DiagnosisBar::Build()
     texts->addWidget(m_finding);
     texts->addWidget(m_remedy);
     texts->addWidget(m_commandRow);
+    texts->addStretch();
 
     auto *buttons = new QVBoxLayout;
     buttons->setSpacing(4);

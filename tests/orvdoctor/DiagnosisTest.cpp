@@ -513,7 +513,7 @@ const TextCase kTexts[] = {
          f.darkShare = 0.9996;
          f.exposureUs = 20;
      },
-     {"99.9 %", "20 us", "gain 0"},
+     {"99.9 %", "20 µs", "gain 0"},
      "",
      Cure::LengthenExposure,
      10000},

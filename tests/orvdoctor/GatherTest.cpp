@@ -217,8 +217,8 @@ TEST(PictureGather, DarkAndSaturatedSharesInEveryKindOfFormat)
         double dark, saturated;
     } cases[] = {
         {"black", "Mono8", {0}, 1, 0},
-        {"one percent above black", "Mono8", {2}, 1, 0},
-        {"dim", "Mono8", {6}, 0, 0},
+        {"a sensor's black level", "Mono8", {7}, 1, 0},
+        {"dim", "Mono8", {12}, 0, 0},
         {"white", "Mono8", {255}, 0, 1},
         {"bright", "Mono8", {240}, 0, 0},
         {"12 bits in words, full", "Mono12", {0xFF, 0x0F}, 0, 1},
