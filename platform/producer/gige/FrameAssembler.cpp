@@ -12,12 +12,20 @@ namespace {
 constexpr std::int64_t kLateDistance = 100;
 /// A packet other than a leader opens a block only this close to the newest one; anything else is junk.
 constexpr std::int64_t kBlindDistance = 16;
+/// A packet waits for another one of its block while so many others come.
+constexpr std::size_t kKeptPackets = 16;
 constexpr std::size_t kNewerFramesBegun = 2;
 constexpr std::size_t kSmallestPacket = 46;
 
 bool IsFormat(const StreamPacket &packet, PacketFormat format)
 {
     return packet.format == static_cast<std::uint8_t>(format);
+}
+
+/// No second packet will come to confirm it.
+bool IsWholeBlock(const StreamPacket &packet)
+{
+    return IsFormat(packet, PacketFormat::AllIn) && packet.packetId == 0 && SplitAllIn(packet.content);
 }
 
 } // namespace
@@ -95,6 +103,10 @@ void FrameAssembler::OnPacket(orv::ByteSpan datagram, TimePoint now)
         ++m_counters.unusable; // block id 0: a test packet
         return;
     }
+    if (!m_kept.empty() && ++m_keptAge > kKeptPackets) {
+        ++m_counters.unusable;
+        m_kept.clear();
+    }
     FrameBlock *block = nullptr;
     const Kind kind = Classify(*packet, block);
     if (kind == Kind::Late) {
@@ -102,13 +114,12 @@ void FrameAssembler::OnPacket(orv::ByteSpan datagram, TimePoint now)
         return;
     }
     if (packet->IsError()) {
-        ++m_counters.refused;
+        ++(block != nullptr ? m_counters.refused : m_counters.unusable);
         if (block != nullptr)
             OnRefusal(*block, *packet, now);
         return;
     }
-    if (kind == Kind::Strange && !IsOfKeptBlock(packet->blockId, packet->extendedIds) &&
-        !IsFormat(*packet, PacketFormat::AllIn)) {
+    if (kind == Kind::Strange && !IsOfKeptBlock(packet->blockId, packet->extendedIds) && !IsWholeBlock(*packet)) {
         Keep(*packet, datagram);
         return;
     }
@@ -137,6 +148,7 @@ void FrameAssembler::Keep(const StreamPacket &packet, orv::ByteSpan datagram)
         return;
     }
     m_counters.unusable += m_kept.empty() ? 0 : 1;
+    m_keptAge = 0;
     m_kept.assign(datagram.data, datagram.data + datagram.size);
 }
 

@@ -100,6 +100,7 @@ private:
     bool m_newestExtended = false;
     std::size_t m_learned[2] = {0, 0}; ///< data bytes per full packet, for standard and extended ids; 0: as told
     std::vector<std::uint8_t> m_kept;  ///< a packet that waits for another one of its block; empty: none
+    std::size_t m_keptAge = 0;         ///< packets since then
 };
 
 } // namespace nuvark::gige
