@@ -71,14 +71,16 @@ void DeviceImp::WatchForLoss()
     };
     m_lostNotice = std::make_unique<LostNotice>();
     const int status = EventThread::Start(m_calls, m_handle, NUVARK_EVENT_DEVICE_LOST, onLost, &m_lostWatch);
-    if (status != ORV_CAM_OK)
+    if (status == ORV_CAM_OK)
+        m_lost.ExpectNews();
+    else
         m_lostNotice.reset();
 }
 
 void DeviceImp::OnLost(const std::string &reason)
 {
     LogWarning("The connection to " + m_description.vendor + " " + m_description.model + " was lost: " + reason);
-    m_lost = true;
+    m_lost.Set();
     {
         MutexLock lock(m_streamsMutex);
         for (const auto &stream : m_streams) {

@@ -9,7 +9,6 @@
 #include "orvcam/Producer.h"
 #include "orvcam/StreamImp.h"
 
-#include <atomic>
 #include <map>
 #include <memory>
 #include <vector>
@@ -54,7 +53,7 @@ private:
     const gentl::Functions &m_calls;
     const DEV_HANDLE m_handle;
     OrvCam::DeviceDescription m_description;
-    std::atomic<bool> m_lost{false};
+    LossFlag m_lost;
     std::unique_ptr<DevicePort> m_port;
     std::unique_ptr<FeatureArrayImp> m_features;
 

@@ -31,7 +31,8 @@ int DevicePort::Finish(const char *call, std::uint64_t address, std::size_t want
 {
     if (result == GC_ERR_SUCCESS && done == wanted)
         return ORV_CAM_OK;
-    if (m_lost) {
+    const bool mayBeLost = result == GC_ERR_IO || result == GC_ERR_TIMEOUT;
+    if (m_lost || (mayBeLost && m_lost.IsOrWillBeSet())) {
         *why = "the connection to the camera was lost";
         return ORV_CAM_ERR_DEVICE_LOST;
     }

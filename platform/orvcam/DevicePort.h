@@ -1,9 +1,9 @@
 #pragma once
 
 #include "gentl/Library.h"
+#include "orvcam/LossFlag.h"
 #include "orvcam/PortIo.h"
 
-#include <atomic>
 #include <string>
 #include <vector>
 
@@ -14,7 +14,7 @@ namespace orv::cam {
 class DevicePort final : public PortIo {
 public:
     /// \param lost  once set, every access fails at once.
-    DevicePort(const gentl::Functions &calls, PORT_HANDLE port, const std::atomic<bool> &lost)
+    DevicePort(const gentl::Functions &calls, PORT_HANDLE port, const LossFlag &lost)
         : m_calls(calls), m_port(port), m_lost(lost)
     {
     }
@@ -30,7 +30,7 @@ private:
 
     const gentl::Functions &m_calls;
     const PORT_HANDLE m_port;
-    const std::atomic<bool> &m_lost;
+    const LossFlag &m_lost;
 };
 
 } // namespace orv::cam

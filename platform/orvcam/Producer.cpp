@@ -240,7 +240,7 @@ GC_ERROR Interface::OpenDevice(const std::string &deviceId, DEVICE_ACCESS_FLAGS 
 
 FeatureArrayImp *Interface::Features()
 {
-    static const std::atomic<bool> neverLost{false};
+    static const LossFlag neverLost;
     MutexLock lock(m_featuresMutex);
     if (m_featuresTried)
         return m_features.get();

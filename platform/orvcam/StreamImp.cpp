@@ -60,7 +60,7 @@ BufferImp::~BufferImp()
 }
 
 std::unique_ptr<StreamImp> StreamImp::Open(const Producer &producer, DEV_HANDLE device, std::uint32_t index,
-                                           FeatureArrayImp *features, const std::atomic<bool> &lost, std::string *error)
+                                           FeatureArrayImp *features, const LossFlag &lost, std::string *error)
 {
     const gentl::Functions &calls = producer.Calls();
     std::string id;
@@ -87,7 +87,7 @@ std::unique_ptr<StreamImp> StreamImp::Open(const Producer &producer, DEV_HANDLE 
 }
 
 StreamImp::StreamImp(const Producer &producer, DS_HANDLE stream, EVENT_HANDLE newBuffer, FeatureArrayImp *features,
-                     const std::atomic<bool> &lost)
+                     const LossFlag &lost)
     : m_calls(producer.Calls()), m_isOurs(producer.IsOurs()), m_stream(stream), m_newBuffer(newBuffer),
       m_features(features), m_lost(lost), m_infoReader(m_calls, stream)
 {
@@ -262,7 +262,7 @@ int StreamImp::StopAcquisition(unsigned int flags)
     const GC_ERROR result =
         m_calls.DSStopAcquisition(m_stream, flags == 1 ? ACQ_STOP_FLAGS_KILL : ACQ_STOP_FLAGS_DEFAULT);
     // One that has stopped by itself, at its count or with its device, is stopped.
-    if (result == GC_ERR_SUCCESS || result == GC_ERR_RESOURCE_IN_USE || m_lost)
+    if (result == GC_ERR_SUCCESS || result == GC_ERR_RESOURCE_IN_USE || m_lost.IsOrWillBeSet())
         return ORV_CAM_OK;
     return Log("DSStopAcquisition", result);
 }

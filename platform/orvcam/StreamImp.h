@@ -3,6 +3,7 @@
 #include "base/Mutex.h"
 #include "orvcam/FeatureArrayImp.h"
 #include "orvcam/FrameInfo.h"
+#include "orvcam/LossFlag.h"
 #include "orvcam/OrvCam.h"
 #include "orvcam/Producer.h"
 
@@ -52,8 +53,7 @@ class StreamImp final : public OrvCam::Stream {
 public:
     /// \param features  the camera's, for its payload size; may be null. Both borrowed, with `lost`, for the life.
     static std::unique_ptr<StreamImp> Open(const Producer &producer, DEV_HANDLE device, std::uint32_t index,
-                                           FeatureArrayImp *features, const std::atomic<bool> &lost,
-                                           std::string *error);
+                                           FeatureArrayImp *features, const LossFlag &lost, std::string *error);
     ~StreamImp();
     StreamImp(const StreamImp &) = delete;
     StreamImp &operator=(const StreamImp &) = delete;
@@ -73,7 +73,7 @@ public:
 
 private:
     StreamImp(const Producer &producer, DS_HANDLE stream, EVENT_HANDLE newBuffer, FeatureArrayImp *features,
-              const std::atomic<bool> &lost);
+              const LossFlag &lost);
 
     std::uint64_t StreamInfo(STREAM_INFO_CMD command, std::uint64_t otherwise) const;
     int FindPayloadSize(std::size_t *bytes) const;
@@ -91,7 +91,7 @@ private:
     const DS_HANDLE m_stream;
     const EVENT_HANDLE m_newBuffer;
     FeatureArrayImp *const m_features;
-    const std::atomic<bool> &m_lost;
+    const LossFlag &m_lost;
     std::atomic<bool> m_running{false};
     bool m_startedBefore = false; ///< since the buffers were allocated
 

@@ -132,6 +132,50 @@ TEST_F(Device, LossInEachStateLeavesNothingBehind)
     }
 }
 
+/// The camera goes in the middle of a call: it comes back with the loss, and soon.
+TEST_F(Device, LossInTheMiddleOfACall)
+{
+    const std::string path = testing::TempDir() + "orv_loss" + std::to_string(getpid()) + ".zccf";
+    ASSERT_EQ(ORV_CAM_OK, device->SaveFeatures(path.c_str()));
+    const auto sizeBefore = std::filesystem::file_size(path);
+    const std::function<int()> kLoad = [&] { return device->LoadFeatures(path.c_str()); };
+    const std::function<int()> kSave = [&] { return device->SaveFeatures(path.c_str()); };
+    const struct {
+        const char *state;
+        int atAccess; ///< 0: while stopping
+        std::function<int()> call;
+        int status;
+    } kCalls[] = {
+        {"saving, at the first feature", 1, kSave, ORV_CAM_ERR_DEVICE_LOST},
+        {"saving, half way", 5, kSave, ORV_CAM_ERR_DEVICE_LOST},
+        {"loading, at the first feature", 1, kLoad, ORV_CAM_ERR_DEVICE_LOST},
+        {"loading, half way", 5, kLoad, ORV_CAM_ERR_DEVICE_LOST},
+        {"preparing a stream", 1, [&] { return stream->AllocBufferQueue(this, 3); }, ORV_CAM_ERR_DEVICE_LOST},
+        {"stopping", 0, [&] { return Start(), script->loseAtStop = 1, stream->StopAcquisition(0); }, ORV_CAM_OK},
+    };
+    for (const auto &row : kCalls) {
+        SCOPED_TRACE(row.state);
+        script->reset();
+        std::atomic<int> lost{0};
+        device->RegisterEvent(
+            OrvCam::kEventDeviceLost,
+            [](const void *, unsigned long, void *to) { ++*static_cast<std::atomic<int> *>(to); }, &lost);
+        script->loseAtAccess = row.atAccess;
+        const auto start = steady_clock::now();
+        EXPECT_EQ(row.status, row.call());
+        EXPECT_TRUE(WaitFor([&] { return lost == 1; }));
+        EXPECT_EQ(ORV_CAM_ERR_DEVICE_LOST, stream->StartAcquisition(OrvCam::kInfinite, 0));
+        Release();
+        EXPECT_LT(steady_clock::now() - start, milliseconds(2000));
+        EXPECT_EQ(0, script->announced + script->streamsOpen + script->devicesOpen + script->eventsRegistered);
+        EXPECT_EQ(sizeBefore, std::filesystem::file_size(path)) << "the old file stays whole";
+        script->running = 0;
+        script->reset();
+        Open();
+    }
+    std::filesystem::remove(path);
+}
+
 TEST_F(Device, LossBeforeRegistrationIsToldAtOnceOnAnotherThread)
 {
     script->lose();

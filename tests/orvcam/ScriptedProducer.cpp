@@ -58,6 +58,29 @@ const char kXml[] =
     "<Port Name=\"Device\"/></RegisterDescription>";
 constexpr std::uint64_t kXmlAddress = 0x10000;
 
+/// Of the interface: two devices, the second of which is the camera.
+const char kInterfaceXml[] =
+    "<RegisterDescription ModelName=\"If\" VendorName=\"Nuvark\" SchemaMajorVersion=\"1\" SchemaMinorVersion=\"1\" "
+    "SchemaSubMinorVersion=\"0\" MajorVersion=\"1\" MinorVersion=\"0\" SubMinorVersion=\"0\">"
+    "<Category Name=\"Root\"><pFeature>DeviceSelector</pFeature><pFeature>DeviceID</pFeature>"
+    "<pFeature>GevDeviceForceIPAddress</pFeature><pFeature>GevDeviceForceSubnetMask</pFeature>"
+    "<pFeature>GevDeviceForceGateway</pFeature><pFeature>GevDeviceForceIP</pFeature></Category>"
+    "<Integer Name=\"DeviceSelector\"><pValue>SelectorReg</pValue><Min>0</Min><Max>1</Max></Integer>"
+    "<StringReg Name=\"DeviceID\"><Address>0x200</Address><Length>16</Length><AccessMode>RO</AccessMode>"
+    "<pPort>Device</pPort></StringReg>"
+    "<Command Name=\"GevDeviceForceIP\"><pValue>ForceReg</pValue><CommandValue>1</CommandValue></Command>"
+    "<IntReg Name=\"SelectorReg\"><Address>0x10</Address><Length>4</Length><AccessMode>RW</AccessMode>"
+    "<pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>"
+    "<IntReg Name=\"GevDeviceForceIPAddress\"><Address>0x20</Address><Length>4</Length><AccessMode>RW</AccessMode>"
+    "<pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>"
+    "<IntReg Name=\"GevDeviceForceSubnetMask\"><Address>0x24</Address><Length>4</Length><AccessMode>RW</AccessMode>"
+    "<pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>"
+    "<IntReg Name=\"GevDeviceForceGateway\"><Address>0x28</Address><Length>4</Length><AccessMode>RW</AccessMode>"
+    "<pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>"
+    "<IntReg Name=\"ForceReg\"><Address>0x40</Address><Length>4</Length><AccessMode>WO</AccessMode>"
+    "<pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>"
+    "<Port Name=\"Device\"/></RegisterDescription>";
+
 struct Event {
     EVENTSRC_HANDLE module = nullptr;
     EVENT_TYPE type = 0;
@@ -81,6 +104,7 @@ struct Producer {
     bool initialised = false, systemOpen = false, interfaceOpen = false, deviceOpen = false, streamOpen = false;
     bool lost = false;
     std::vector<unsigned char> memory = std::vector<unsigned char>(0x20000);
+    std::vector<unsigned char> interfaceMemory = std::vector<unsigned char>(0x20000);
     std::vector<std::shared_ptr<Event>> events;
     std::vector<std::shared_ptr<Event>> oldEvents; ///< so that a late handle is stale, not dangling
     std::map<BUFFER_HANDLE, AnnouncedBuffer> buffers;
@@ -104,6 +128,7 @@ Producer &P()
         made->script.reset = Reset;
         made->script.fire = Fire;
         std::memcpy(&made->memory[kXmlAddress], kXml, sizeof kXml - 1);
+        std::memcpy(&made->interfaceMemory[kXmlAddress], kInterfaceXml, sizeof kInterfaceXml - 1);
         return made;
     }();
     return *producer;
@@ -129,6 +154,8 @@ void Reset()
     s.announceFailsAt = -1;
     s.stacked = 1;
     s.oddTypes = s.fewInfos = s.losesKills = s.trafficFailures = 0;
+    s.tellsFigures = s.loseAtAccess = s.loseAtStop = s.forces = 0;
+    s.forceResult = GC_ERR_SUCCESS;
     s.payload = s.incomplete = s.xPadding = s.imageOffset = 0;
     s.width = 8;
     s.height = 4;
@@ -161,11 +188,16 @@ void Fire(EVENT_TYPE type, const void *data, std::size_t bytes)
     Push(kDev, type, data, bytes);
 }
 
+void LoseLocked()
+{
+    P().lost = true;
+    Push(kDev, 1004, "cable pulled", 13);
+}
+
 void Lose()
 {
     Lock lock(P().mutex);
-    P().lost = true;
-    Push(kDev, 1004, "cable pulled", 13);
+    LoseLocked();
 }
 
 int Deliver()
@@ -226,11 +258,45 @@ GC_ERROR Access(std::uint64_t address, std::size_t size)
 {
     Script &s = P().script;
     ++s.portAccesses;
+    if (s.loseAtAccess > 0 && --s.loseAtAccess == 0)
+        LoseLocked();
     if (P().lost)
         return GC_ERR_IO;
     if (s.portResult != GC_ERR_SUCCESS)
         return s.portResult;
     return address + size > P().memory.size() ? GC_ERR_INVALID_ADDRESS : GC_ERR_SUCCESS;
+}
+
+std::uint32_t InterfaceRegister(std::size_t address)
+{
+    std::uint32_t value = 0;
+    for (std::size_t i = 0; i < 4; ++i)
+        value = value << 8 | P().interfaceMemory[address + i];
+    return value;
+}
+
+GC_ERROR ReadInterface(std::uint64_t address, void *buffer, std::size_t size)
+{
+    auto &memory = P().interfaceMemory;
+    std::memcpy(&memory[0x200], InterfaceRegister(0x10) == 1 ? "cam0" : "cam5", 5);
+    if (address + size > memory.size())
+        return GC_ERR_INVALID_ADDRESS;
+    std::memcpy(buffer, &memory[address], size);
+    return GC_ERR_SUCCESS;
+}
+
+GC_ERROR WriteInterface(std::uint64_t address, const void *buffer, std::size_t size)
+{
+    std::memcpy(&P().interfaceMemory[address], buffer, size);
+    if (address != 0x40)
+        return GC_ERR_SUCCESS;
+    Script &s = P().script;
+    ++s.forces;
+    s.forcedDevice = InterfaceRegister(0x10);
+    s.forcedAddress = InterfaceRegister(0x20);
+    s.forcedMask = InterfaceRegister(0x24);
+    s.forcedGateway = InterfaceRegister(0x28);
+    return s.forceResult;
 }
 
 } // namespace
@@ -266,27 +332,35 @@ GC_ERROR GCGetLastError(GC_ERROR *code, char *text, size_t *size)
     *code = GC_ERR_SUCCESS;
     return Text("No Error", nullptr, text, size);
 }
-GC_ERROR GCReadPort(PORT_HANDLE, uint64_t address, void *buffer, size_t *size)
+GC_ERROR GCReadPort(PORT_HANDLE port, uint64_t address, void *buffer, size_t *size)
 {
     Lock lock(P().mutex);
+    if (port == kIf)
+        return ReadInterface(address, buffer, *size);
     const GC_ERROR result = Access(address, *size);
     if (result == GC_ERR_SUCCESS)
         std::memcpy(buffer, &P().memory[address], *size);
     return result;
 }
-GC_ERROR GCWritePort(PORT_HANDLE, uint64_t address, const void *buffer, size_t *size)
+GC_ERROR GCWritePort(PORT_HANDLE port, uint64_t address, const void *buffer, size_t *size)
 {
     Lock lock(P().mutex);
+    if (port == kIf)
+        return WriteInterface(address, buffer, *size);
     const GC_ERROR result = Access(address, *size);
     if (result == GC_ERR_SUCCESS)
         std::memcpy(&P().memory[address], buffer, *size);
     return result;
 }
-GC_ERROR GCGetPortURL(PORT_HANDLE, char *url, size_t *size)
+GC_ERROR GCGetPortURL(PORT_HANDLE port, char *url, size_t *size)
 {
+#ifdef SCRIPTED_FIRST_VERSION
+    if (port == kIf)
+        return GC_ERR_NOT_IMPLEMENTED;
+#endif
     char text[64];
     std::snprintf(text, sizeof text, "Local:cam.xml;%llX;%zX", static_cast<unsigned long long>(kXmlAddress),
-                  sizeof kXml - 1);
+                  port == kIf ? sizeof kInterfaceXml - 1 : sizeof kXml - 1);
     return Text(text, nullptr, url, size);
 }
 GC_ERROR GCGetPortInfo(PORT_HANDLE, PORT_INFO_CMD, INFO_DATATYPE *, void *, size_t *)
@@ -551,6 +625,10 @@ GC_ERROR DSStartAcquisition(DS_HANDLE, ACQ_START_FLAGS, uint64_t)
 }
 GC_ERROR DSStopAcquisition(DS_HANDLE, ACQ_STOP_FLAGS)
 {
+    if (P().script.loseAtStop != 0) {
+        Lose();
+        return GC_ERR_IO;
+    }
     return P().script.running.exchange(0) != 0 ? GC_ERR_SUCCESS : GC_ERR_RESOURCE_IN_USE;
 }
 GC_ERROR DSGetInfo(DS_HANDLE, STREAM_INFO_CMD command, INFO_DATATYPE *type, void *buffer, size_t *size)
@@ -559,6 +637,8 @@ GC_ERROR DSGetInfo(DS_HANDLE, STREAM_INFO_CMD command, INFO_DATATYPE *type, void
         return Number<bool8_t>(P().script.payload != 0, INFO_DATATYPE_BOOL8, type, buffer, size);
     if (command == STREAM_INFO_PAYLOAD_SIZE && P().script.payload != 0)
         return Size(P().script.payload, type, buffer, size);
+    if (P().script.tellsFigures != 0)
+        return Size(kScriptedFigure + static_cast<std::uint64_t>(command), type, buffer, size);
     return GC_ERR_NOT_IMPLEMENTED;
 }
 GC_ERROR DSGetBufferID(DS_HANDLE, uint32_t, BUFFER_HANDLE *)

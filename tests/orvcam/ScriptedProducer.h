@@ -25,9 +25,15 @@ struct Script {
     std::atomic<int> fewInfos;          ///< 1: only the frame ID is told
     std::atomic<std::uint64_t> payload; ///< of the stream info; 0: the stream does not define it
     std::atomic<int> losesKills;        ///< 1: EventKill wakes nobody
+    std::atomic<int> tellsFigures; ///< 1: each stream info that nothing else answers is kScriptedFigure + its number
+    std::atomic<int> loseAtAccess; ///< the camera goes with so many register accesses from now; 0: stays
+    std::atomic<int> loseAtStop;   ///< 1: the camera goes while the acquisition is being stopped
+    std::atomic<GC_ERROR> forceResult; ///< of the interface's command to force an address
     // Infos of the frames to come.
     std::atomic<std::uint64_t> width, height, pixelFormat, sizeFilled, dataSize, incomplete, xPadding, imageOffset;
     // Seen.
+    std::atomic<int> forces;
+    std::atomic<std::uint32_t> forcedDevice, forcedAddress, forcedMask, forcedGateway;
     std::atomic<int> devicesOpen, streamsOpen, announced, running, eventsRegistered, portAccesses, updates;
 
     int (*deliver)();                                    ///< fills the oldest queued buffer; 0 when there is none
@@ -36,6 +42,7 @@ struct Script {
     void (*fire)(EVENT_TYPE, const void *, std::size_t); ///< an event of the device module
 };
 
+constexpr std::uint64_t kScriptedFigure = 7000;
 /// Registers of the scripted camera.
 constexpr std::uint64_t kScriptedWidth = 0x100;
 constexpr std::uint64_t kScriptedPayload = 0x114;

@@ -1,5 +1,6 @@
 #include "ScriptedFixture.h"
 
+#include "gentl/NuvarkCustom.h"
 #include "orvcam/OrvStatus.h"
 #include "orvimage/PixelFormats.h"
 
@@ -132,6 +133,57 @@ TEST_P(Stream, FailingStreamDoesNotSpin)
     EXPECT_EQ(ORV_CAM_ERR_PRODUCER, status);
     script->eventResult = GC_ERR_SUCCESS;
     EXPECT_NE(nullptr, Next());
+}
+
+TEST_P(Stream, FiguresComeFromTheInfosTheyAreNamedAfter)
+{
+    using Statistics = OrvCam::StreamStatistics;
+    const bool isOurs = std::string(GetParam()) == "ScriptedOurs.cti";
+    const struct {
+        const char *name;
+        std::uint64_t Statistics::*figure;
+        int command;
+    } kRows[] = {
+        {"delivered", &Statistics::delivered, STREAM_INFO_NUM_DELIVERED},
+        {"underruns", &Statistics::underruns, STREAM_INFO_NUM_UNDERRUN},
+        {"started", &Statistics::started, STREAM_INFO_NUM_STARTED},
+        {"incomplete", &Statistics::incomplete, NUVARK_STREAM_INFO_NUM_INCOMPLETE},
+        {"packets", &Statistics::packets, NUVARK_STREAM_INFO_NUM_PACKETS},
+        {"requested", &Statistics::requested, NUVARK_STREAM_INFO_NUM_REQUESTED},
+        {"resent", &Statistics::resent, NUVARK_STREAM_INFO_NUM_RESENT},
+        {"missing", &Statistics::missing, NUVARK_STREAM_INFO_NUM_MISSING},
+        {"duplicates", &Statistics::duplicates, NUVARK_STREAM_INFO_NUM_DUPLICATES},
+        {"late", &Statistics::late, NUVARK_STREAM_INFO_NUM_LATE},
+        {"refused", &Statistics::refused, NUVARK_STREAM_INFO_NUM_REFUSED},
+        {"unusable", &Statistics::unusable, NUVARK_STREAM_INFO_NUM_UNUSABLE},
+        {"oversized", &Statistics::oversized, NUVARK_STREAM_INFO_NUM_OVERSIZED},
+        {"kernelDrops", &Statistics::kernelDrops, NUVARK_STREAM_INFO_KERNEL_DROPS},
+        {"receiveBuffer", &Statistics::receiveBuffer, NUVARK_STREAM_INFO_RECEIVE_BUFFER},
+        {"wantedReceiveBuffer", &Statistics::wantedReceiveBuffer, NUVARK_STREAM_INFO_WANTED_BUFFER},
+        {"packetSize", &Statistics::packetSize, NUVARK_STREAM_INFO_PACKET_SIZE},
+    };
+    const Statistics silent = stream->GetStatistics();
+    script->tellsFigures = 1;
+    const Statistics told = stream->GetStatistics();
+    for (const auto &row : kRows) {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(0u, silent.*row.figure);
+        const bool isAsked = isOurs || row.command < STREAM_INFO_CUSTOM_ID;
+        EXPECT_EQ(isAsked ? kScriptedFigure + static_cast<std::uint64_t>(row.command) : 0, told.*row.figure);
+    }
+}
+
+TEST_P(Stream, IncompleteFramesAreCountedWhereNobodyTells)
+{
+    Start();
+    script->incomplete = 1;
+    stream->QueueBuffer(Next());
+    script->incomplete = 0;
+    stream->QueueBuffer(Next());
+    EXPECT_EQ(1u, stream->GetStatistics().incomplete);
+    stream->StopAcquisition(1);
+    EXPECT_EQ(ORV_CAM_OK, stream->StartAcquisition(OrvCam::kInfinite, 0));
+    EXPECT_EQ(0u, stream->GetStatistics().incomplete) << "of this start";
 }
 
 TEST_P(Stream, StatesAndSizesAreChecked)

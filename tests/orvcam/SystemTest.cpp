@@ -147,6 +147,63 @@ TEST(System, SecondOpeningSaysWhy)
     second->Release();
 }
 
+TEST(System, ForcesAddressesThroughTheInterface)
+{
+    OrvCam::System *system = ScriptedSystem();
+    Script *script = ScriptOf("ScriptedOurs.cti");
+    const OrvCam::DeviceDescription good = ScriptedCamera("ScriptedOurs.cti");
+    OrvCam::DeviceDescription gone = good;
+    gone.id = "cam9";
+    OrvCam::DeviceDescription unloaded = good;
+    unloaded.interface.producer = "Other.cti";
+    const struct {
+        const char *rule;
+        const OrvCam::DeviceDescription &camera;
+        const char *address, *mask, *gateway;
+        GC_ERROR result;
+        int status;
+        int forces;
+    } kCases[] = {
+        {"taken", good, "192.168.10.20", "255.255.255.0", "192.168.10.1", GC_ERR_SUCCESS, ORV_CAM_OK, 1},
+        {"no gateway", good, "10.0.0.2", "255.0.0.0", "0.0.0.0", GC_ERR_SUCCESS, ORV_CAM_OK, 1},
+        {"no answer", good, "10.0.0.2", "255.0.0.0", "0.0.0.0", GC_ERR_TIMEOUT, ORV_CAM_ERR_TIMEOUT, 1},
+        {"refused", good, "10.0.0.2", "255.0.0.0", "0.0.0.0", GC_ERR_ACCESS_DENIED, ORV_CAM_ERR_ACCESS_DENIED, 1},
+        {"not listed", gone, "10.0.0.2", "255.0.0.0", "0.0.0.0", GC_ERR_SUCCESS, ORV_CAM_ERR_NOT_FOUND, 0},
+        {"no producer", unloaded, "10.0.0.2", "255.0.0.0", "", GC_ERR_SUCCESS, ORV_CAM_ERR_NO_PRODUCER, 0},
+        {"no address", good, "10.0.0", "255.0.0.0", "", GC_ERR_SUCCESS, ORV_CAM_ERR_INVALID_PARAMETER, 0},
+        {"the subnet itself", good, "10.0.0.0", "255.0.0.0", "", GC_ERR_SUCCESS, ORV_CAM_ERR_INVALID_PARAMETER, 0},
+        {"broadcast", good, "10.0.0.255", "255.255.255.0", "", GC_ERR_SUCCESS, ORV_CAM_ERR_INVALID_PARAMETER, 0},
+        {"a group", good, "239.0.0.1", "255.255.255.0", "", GC_ERR_SUCCESS, ORV_CAM_ERR_INVALID_PARAMETER, 0},
+        {"mask with holes", good, "10.0.0.2", "255.0.255.0", "", GC_ERR_SUCCESS, ORV_CAM_ERR_INVALID_PARAMETER, 0},
+        {"empty mask", good, "10.0.0.2", "0.0.0.0", "", GC_ERR_SUCCESS, ORV_CAM_ERR_INVALID_PARAMETER, 0},
+        {"gateway outside", good, "10.0.0.2", "255.255.255.0", "10.0.1.1", GC_ERR_SUCCESS,
+         ORV_CAM_ERR_INVALID_PARAMETER, 0},
+    };
+    for (const auto &row : kCases) {
+        SCOPED_TRACE(row.rule);
+        script->reset();
+        script->forceResult = row.result;
+        EXPECT_EQ(row.status, system->ForceAddress(row.camera, row.address, row.mask, row.gateway));
+        EXPECT_EQ(row.forces, script->forces);
+        std::string text;
+        if (row.status != ORV_CAM_OK) {
+            EXPECT_EQ(row.status, system->LastError(&text));
+            EXPECT_NE("", text);
+        }
+    }
+    script->reset();
+    ASSERT_EQ(ORV_CAM_OK, system->ForceAddress(good, "192.168.10.20", "255.255.255.0", "192.168.10.1"));
+    EXPECT_EQ(1u, script->forcedDevice) << "the camera is the second on the list";
+    EXPECT_EQ(0xc0a80a14u, script->forcedAddress);
+    EXPECT_EQ(0xffffff00u, script->forcedMask);
+    EXPECT_EQ(0xc0a80a01u, script->forcedGateway);
+    const int updates = script->updates;
+    system->ForceAddress(gone, "10.0.0.2", "255.0.0.0", "");
+    EXPECT_EQ(updates + 1, script->updates) << "looked for anew before giving up";
+    EXPECT_EQ(ORV_CAM_ERR_NOT_IMPLEMENTED,
+              system->ForceAddress(ScriptedCamera("ScriptedFirst.cti"), "10.0.0.2", "255.0.0.0", ""));
+}
+
 TEST(System, CameraWithoutAUsableDescriptionStillOpens)
 {
     Script *script = ScriptOf("ScriptedOurs.cti");
