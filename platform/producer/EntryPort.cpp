@@ -64,8 +64,11 @@ Result<InfoValue> UrlInfo(const DescriptionUrl &url, URL_INFO_CMD command)
     case URL_INFO_SCHEMA_VER_MINOR:
         return NumberOrUnknown(url.schemaMajor != 0, InfoValue::Int32(url.schemaMinor));
     case URL_INFO_FILE_VER_MAJOR:
+        return NumberOrUnknown(url.fileMajor != 0, InfoValue::Int32(url.fileMajor));
     case URL_INFO_FILE_VER_MINOR:
+        return NumberOrUnknown(url.fileMajor != 0, InfoValue::Int32(url.fileMinor));
     case URL_INFO_FILE_VER_SUBMINOR:
+        return NumberOrUnknown(url.fileMajor != 0, InfoValue::Int32(url.fileSubMinor));
     case URL_INFO_FILE_SHA1_HASH:
         return NumberOrUnknown(false, {});
     case URL_INFO_FILE_REGISTER_ADDRESS:

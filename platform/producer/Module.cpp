@@ -45,6 +45,7 @@ Result<std::vector<DescriptionUrl>> Module::Urls()
     url.size = registers->Description().size();
     url.schemaMajor = 1;
     url.schemaMinor = 1;
+    url.fileMajor = RegisterMap::kDescriptionMajor;
     char numbers[40];
     std::snprintf(numbers, sizeof numbers, ";%llx;%llx", static_cast<unsigned long long>(url.address),
                   static_cast<unsigned long long>(url.size));

@@ -43,6 +43,7 @@ public:
     const std::string &Description() const { return m_description; }
     std::string DescriptionFileName() const { return m_fileName; }
     static constexpr std::uint64_t kDescriptionAddress = 0x1000000;
+    static constexpr int kDescriptionMajor = 1; ///< version of the file, 1.0.0
 
 private:
     const std::string m_portName;

@@ -56,6 +56,9 @@ struct DescriptionUrl {
     std::uint64_t size = 0;    ///< only for URL_SCHEME_LOCAL
     int schemaMajor = 0;       ///< 0 when not known
     int schemaMinor = 0;
+    int fileMajor = 0; ///< 0 when not known
+    int fileMinor = 0;
+    int fileSubMinor = 0;
 };
 
 /// What is known of a frame when it is delivered. Sizes in bytes, dimensions in pixels and lines.

@@ -224,3 +224,50 @@ TEST_F(TrafficTest, AReaderIsToldNoEvents)
     EXPECT_EQ(Gc().GCRegisterEvent(device, EVENT_REMOTE_DEVICE, &event), GC_ERR_NOT_IMPLEMENTED);
     EXPECT_EQ(Gc().GCRegisterEvent(device, NUVARK_EVENT_CONTROL_TRAFFIC, &event), GC_ERR_SUCCESS);
 }
+
+TEST_F(TrafficTest, StreamPacketsAreShownAsTheyCame)
+{
+    StartCamera();
+    ASSERT_NO_FATAL_FAILURE(OpenDevice());
+    const EVENT_HANDLE traffic = Register(NUVARK_EVENT_STREAM_TRAFFIC);
+    const EVENT_HANDLE invalid = Register(EVENT_FEATURE_INVALIDATE);
+    size_t size = 0;
+    ASSERT_EQ(Gc().DevGetDataStreamID(device, 0, nullptr, &size), GC_ERR_SUCCESS);
+    std::string id(size, '\0');
+    ASSERT_EQ(Gc().DevGetDataStreamID(device, 0, id.data(), &size), GC_ERR_SUCCESS);
+    DS_HANDLE stream = nullptr;
+    ASSERT_EQ(Gc().DevOpenDataStream(device, id.c_str(), &stream), GC_ERR_SUCCESS) << LastError();
+    BUFFER_HANDLE buffer = nullptr;
+    ASSERT_EQ(Gc().DSAllocAndAnnounceBuffer(stream, 1 << 20, nullptr, &buffer), GC_ERR_SUCCESS);
+    ASSERT_EQ(Gc().DSQueueBuffer(stream, buffer), GC_ERR_SUCCESS);
+    EVENT_HANDLE newBuffer = nullptr;
+    ASSERT_EQ(Gc().GCRegisterEvent(stream, EVENT_NEW_BUFFER, &newBuffer), GC_ERR_SUCCESS);
+    ASSERT_EQ(Gc().DSStartAcquisition(stream, ACQ_START_FLAGS_DEFAULT, 1), GC_ERR_SUCCESS) << LastError();
+    Set("AcquisitionStart", "1");
+    EVENT_NEW_BUFFER_DATA data{};
+    size = sizeof data;
+    ASSERT_EQ(Gc().EventGetData(newBuffer, &data, &size, 3000), GC_ERR_SUCCESS) << LastError();
+    Set("AcquisitionStop", "1");
+    // The picture is in the packets: leader, payload, trailer of a camera with long or short ids.
+    std::vector<std::uint8_t> packet = Next(traffic);
+    ASSERT_GE(packet.size(), 8U);
+    const bool extended = (packet[4] & 0x80) != 0;
+    EXPECT_EQ(packet[4] & 0x0F, 1) << "a leader comes first";
+    std::vector<std::uint8_t> picture;
+    while ((packet = Next(traffic)).size() > 8 && (packet[4] & 0x0F) == 3)
+        picture.insert(picture.end(), packet.begin() + (extended ? 20 : 8), packet.end());
+    ASSERT_EQ(packet[4] & 0x0F, 2) << "and a trailer last";
+    const auto *base = AskFor<const std::uint8_t *>(
+        [&](auto... out) { return Gc().DSGetBufferInfo(stream, data.BufferHandle, BUFFER_INFO_BASE, out...); });
+    EXPECT_EQ(picture, std::vector<std::uint8_t>(base, base + picture.size()));
+    EXPECT_EQ(picture.size(), 64U * 48U);
+
+    const std::vector<std::uint8_t> feature = Next(invalid);
+    EXPECT_EQ(Ask([&](auto... out) {
+                  return Gc().EventGetDataInfo(invalid, feature.data(), feature.size(), EVENT_DATA_ID, out...);
+              }),
+              "GevSCPSPacketSize");
+    EXPECT_EQ(Gc().EventGetDataInfo(invalid, feature.data(), feature.size(), EVENT_DATA_VALUE, nullptr, nullptr, &size),
+              GC_ERR_NOT_AVAILABLE);
+    ASSERT_EQ(Gc().GCUnregisterEvent(device, NUVARK_EVENT_STREAM_TRAFFIC), GC_ERR_SUCCESS);
+}

@@ -405,6 +405,12 @@ void GigeDevice::ForgetPendingWrite(std::uint32_t address)
     m_openStreams.insert(address);
 }
 
+void GigeDevice::TellStreamRegistersWritten()
+{
+    for (const char *feature : {"GevSCPSPacketSize", "GevSCPHostPort", "GevSCDA"})
+        m_listener.OnFeatureInvalid(feature);
+}
+
 std::string GigeDevice::RegainControl()
 {
     {

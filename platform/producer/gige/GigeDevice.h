@@ -47,6 +47,8 @@ public:
     Status CheckConnection() const;
     /// Writes a stream's closing register, without waiting long: what does not get through is repeated later.
     void WriteWithoutWaiting(RegisterWrite write) EXCLUDES(m_channelMutex);
+    /// The application has not written a stream's registers itself, and may show what was in them before.
+    void TellStreamRegistersWritten();
     /// Forgets such a write that is still to come, since the channel is being opened again.
     void ForgetPendingWrite(std::uint32_t address) EXCLUDES(m_channelMutex);
 

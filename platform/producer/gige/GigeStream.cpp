@@ -35,6 +35,7 @@ Status GigeStream::Start(FrameSink &sink, std::size_t payloadSize)
     settings.cameraAddress = m_device.Address();
     settings.channel = static_cast<std::uint16_t>(m_index);
     settings.tap = &m_device.Traffic().stream;
+    settings.controlTap = &m_device.Traffic().control;
     settings.assembly.packetSize = known.packetSize;
     settings.assembly.bigEndianPixels = (packetSize.value & kPacketSizeBigEndian) != 0;
     settings.assembly.resend = Resend();
@@ -46,6 +47,8 @@ Status GigeStream::Start(FrameSink &sink, std::size_t payloadSize)
     if (!started.Ok())
         return started;
     closeChannel.Dismiss();
+    if (m_device.IsWritable())
+        m_device.TellStreamRegistersWritten();
     const orv::MutexLock lock(m_mutex);
     m_receiver = std::move(receiver);
     return {};

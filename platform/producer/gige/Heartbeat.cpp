@@ -79,7 +79,8 @@ void Heartbeat::EraseDeferred(std::uint32_t address)
 bool Heartbeat::WaitForNextBeat()
 {
     const orv::MutexLock lock(m_mutex);
-    while (!m_stopping && (m_deferred.empty() || !m_client.IsAnswering()) && Clock::now() < m_nextBeat)
+    // Writes that wait are not for a silent camera: one try after the other would keep everybody else from the channel.
+    while (!m_stopping && (m_deferred.empty() || !m_answered || !m_client.IsAnswering()) && Clock::now() < m_nextBeat)
         m_changed.WaitUntil(m_mutex, TimePoint(m_nextBeat));
     return !m_stopping;
 }
@@ -87,6 +88,7 @@ bool Heartbeat::WaitForNextBeat()
 void Heartbeat::ScheduleNextBeat(bool answered)
 {
     const orv::MutexLock lock(m_mutex);
+    m_answered = answered;
     m_nextBeat = Clock::now() + (answered ? Period() : kPeriodWhenSilent);
 }
 

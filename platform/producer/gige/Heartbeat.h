@@ -72,6 +72,7 @@ private:
     bool m_stopping GUARDED_BY(m_mutex) = false;
     std::chrono::milliseconds m_timeout GUARDED_BY(m_mutex);
     TimePoint m_nextBeat GUARDED_BY(m_mutex);
+    bool m_answered GUARDED_BY(m_mutex) = true; ///< the last beat was
     std::vector<RegisterWrite> m_deferred GUARDED_BY(m_mutex);
     bool m_writingDeferred GUARDED_BY(m_mutex) = false;
 

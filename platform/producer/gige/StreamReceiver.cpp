@@ -221,6 +221,8 @@ void StreamReceiver::SendRequests()
     for (const ResendRequest &request : m_requests) {
         m_requestId = m_requestId == 0xFFFF ? 1 : m_requestId + 1;
         const std::vector<std::uint8_t> command = MakeResendCommand(m_requestId, m_settings.channel, request);
+        if (m_settings.controlTap != nullptr)
+            m_settings.controlTap->Push({command.data(), command.size()});
         // What cannot be sent is asked for again with the next packet timeout.
         (void)m_socket.SendTo({m_settings.cameraAddress, kControlPort}, {command.data(), command.size()});
     }

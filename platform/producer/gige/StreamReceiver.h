@@ -24,8 +24,9 @@ public:
     struct Settings {
         std::uint32_t cameraAddress = 0;
         std::uint16_t channel = 0;
-        StreamCounters known; ///< what the counters show that does not change
-        const TrafficTap *tap = nullptr;
+        StreamCounters known;                   ///< what the counters show that does not change
+        const TrafficTap *tap = nullptr;        ///< for what is received
+        const TrafficTap *controlTap = nullptr; ///< for the requests that are sent
         FrameAssembler::Settings assembly;
     };
 
