@@ -1,0 +1,138 @@
+#include "CliFixture.h"
+
+namespace {
+
+using orvsim::ProgramRun;
+using testing::HasSubstr;
+using testing::Not;
+
+class Cameras : public CliTest {};
+
+TEST_F(Cameras, NoneIsAnExitCodeOfItsOwn)
+{
+    for (const char *command : {"list", "info", "features", "xml", "stream", "events", "doctor"}) {
+        SCOPED_TRACE(command);
+        const ProgramRun run = Orvcam({command});
+        EXPECT_EQ(4, run.exitCode);
+        EXPECT_EQ("", run.output);
+        EXPECT_THAT(run.errors, HasSubstr("no camera was found"));
+    }
+    EXPECT_EQ("[]\n", Orvcam({"list", "--json"}).output);
+}
+
+TEST_F(Cameras, WithoutAProducerTheReasonIsTold)
+{
+    // A copy of the program that no producer lies beside.
+    const std::string alone = testing::TempDir() + "orvcam-alone" + std::to_string(getpid());
+    const ProgramRun run = orvsim::RunForeignProgram({"sh", "-c",
+                                                      "mkdir " + alone + " && cp " ORVCAM_PROGRAM " " + alone +
+                                                          "/ && GENICAM_GENTL64_PATH= " + alone +
+                                                          "/orvcam list; code=$?; rm -r " + alone + "; exit $code"});
+    if (run.exitCode == 4)
+        GTEST_SKIP() << "a producer is installed on this computer";
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_THAT(run.errors, HasSubstr("Nuvark.cti"));
+}
+
+TEST_F(Cameras, AreMeantByAnyOfTheirNames)
+{
+    orvsim::CameraOptions options = Small("ONE");
+    options.userName = "left";
+    Open(options);
+    options = Small("TWO");
+    options.userName = "right \033[31m\"end\"";
+    options.model = "Other";
+    Open(options);
+    const ProgramRun list = Orvcam({"list", "--json"});
+    EXPECT_EQ(0, list.exitCode);
+    const std::string first = list.output.substr(list.output.find("\"ONE\""));
+    EXPECT_EQ("\"127.0.0.21\"", Member(first, "address"));
+    EXPECT_EQ("\"free\"", Member(first, "state"));
+    std::string mac = Member(first, "mac");
+    mac = mac.substr(1, mac.size() - 2);
+    EXPECT_THAT(list.output, HasSubstr("right \\u001b[31m\\\"end\\\""));
+    const ProgramRun table = Orvcam({"list"});
+    EXPECT_THAT(table.output, HasSubstr("127.0.0.22"));
+    EXPECT_THAT(table.output, Not(HasSubstr("\033"))) << "a name must not steer the terminal";
+    std::string upperMac = mac;
+    for (char &c : upperMac)
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    for (const std::string &name :
+         {std::string("ONE"), std::string("left"), std::string("Cam"), std::string("127.0.0.21"), mac, upperMac}) {
+        SCOPED_TRACE(name);
+        const ProgramRun info = Orvcam({"info", name, "--json"});
+        EXPECT_EQ(0, info.exitCode) << info.errors;
+        EXPECT_EQ("\"ONE\"", Member(info.output, "serial"));
+        EXPECT_EQ("64", Member(info.output, "Width"));
+    }
+    const ProgramRun none = Orvcam({"info", "THREE"});
+    EXPECT_EQ(4, none.exitCode);
+    EXPECT_THAT(none.errors, HasSubstr("\"THREE\""));
+    EXPECT_THAT(none.errors, HasSubstr("ONE"));
+    EXPECT_EQ(0, Orvcam({"stream", "--frames", "1"}).exitCode) << "the first that is free";
+}
+
+TEST_F(Cameras, AnAmbiguousNameListsTheMatches)
+{
+    Open(Small("ONE"));
+    Open(Small("TWO"));
+    const ProgramRun run = Orvcam({"xml", "Cam"});
+    EXPECT_EQ(7, run.exitCode);
+    EXPECT_EQ("", run.output);
+    EXPECT_THAT(run.errors, HasSubstr("ONE"));
+    EXPECT_THAT(run.errors, HasSubstr("TWO"));
+}
+
+TEST_F(Cameras, OneThatAnotherHoldsIsBusyAndCanStillBeRead)
+{
+    Open(Small("ONE"));
+    orvsim::ForeignProgram holder;
+    ASSERT_TRUE(holder.Start({ORVCAM_PROGRAM, "stream", "ONE"}));
+    const auto isHeld = [] { return Member(Orvcam({"list", "--json"}).output, "state") == "\"busy\""; };
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!isHeld() && std::chrono::steady_clock::now() < end) {
+    }
+    const struct {
+        std::vector<std::string> words;
+        int exitCode;
+    } kCases[] = {
+        {{"stream", "ONE", "--frames", "1"}, 5},
+        {{"features", "ONE", "--set", "Gain=1"}, 5},
+        {{"events", "ONE", "--seconds", "1"}, 5},
+        {{"features", "ONE", "--get", "Width"}, 0},
+        {{"info", "ONE"}, 0},
+        {{"doctor", "ONE"}, 3},
+    };
+    for (const auto &row : kCases) {
+        SCOPED_TRACE(row.words[0] + " " + row.words.back());
+        const ProgramRun run = Orvcam(row.words);
+        EXPECT_EQ(row.exitCode, run.exitCode) << run.errors;
+        if (row.exitCode == 5) {
+            EXPECT_THAT(run.errors, HasSubstr("in use by another program"));
+        }
+    }
+    EXPECT_EQ("\"held-by-another\"", Member(Orvcam({"doctor", "ONE", "--json"}).output, "cause"));
+    holder.Interrupt();
+    EXPECT_EQ(0, holder.Finish());
+    EXPECT_THAT(holder.Output(), HasSubstr(" frames, "));
+    EXPECT_EQ(0, Orvcam({"stream", "ONE", "--frames", "1"}).exitCode) << "free again";
+}
+
+TEST_F(Cameras, OfOthersAreListedReadSetAndStreamed)
+{
+    if (!ForeignCamera::Installed())
+        GTEST_SKIP() << "the software camera of others is not installed";
+    ForeignCamera camera;
+    ASSERT_TRUE(camera.Start("127.0.0.12", "ORV12"));
+    EXPECT_THAT(Orvcam({"list"}).output, HasSubstr("ORV12"));
+    const ProgramRun set =
+        Orvcam({"features", "ORV12", "--set", "Width=320", "--get", "Width", "--get", "PixelFormat"});
+    EXPECT_EQ(0, set.exitCode) << set.errors;
+    EXPECT_EQ("320\nMono8\n", set.output);
+    EXPECT_THAT(Orvcam({"xml", "ORV12"}).output, HasSubstr("</RegisterDescription>"));
+    const ProgramRun stream = Orvcam({"stream", "ORV12", "--frames", "10", "--json"});
+    EXPECT_EQ(0, stream.exitCode) << stream.errors;
+    EXPECT_EQ(10, Figure(stream.output, "frames"));
+}
+
+} // namespace

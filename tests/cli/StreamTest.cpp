@@ -1,0 +1,113 @@
+#include "CliFixture.h"
+
+#include <csignal>
+
+namespace {
+
+using orvsim::ProgramRun;
+using testing::HasSubstr;
+using testing::Not;
+
+class Streams : public CliTest {};
+
+TEST_F(Streams, FiguresAreThoseOfTheCamera)
+{
+    Open(Small("ONE"));
+    const ProgramRun run = Orvcam({"stream", "ONE", "--frames", "40", "--json"});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    EXPECT_EQ("", run.errors) << "no progress where there is no terminal";
+    EXPECT_EQ(40, Figure(run.output, "frames"));
+    EXPECT_EQ(0, Figure(run.output, "incomplete"));
+    EXPECT_EQ(0, Figure(run.output, "lost"));
+    EXPECT_EQ(0, Figure(run.output, "resent"));
+    EXPECT_EQ(40 * 64 * 48, Figure(run.output, "bytes"));
+    // The camera's clock gives 50 frames a second; a busy machine may bunch them.
+    EXPECT_NEAR(50, Figure(run.output, "fps"), 15);
+    EXPECT_NEAR(Figure(run.output, "fps") * 64 * 48 / 1e6, Figure(run.output, "mbPerSecond"), 1e-6);
+    EXPECT_GT(Figure(run.output, "cpuSeconds"), 0);
+    EXPECT_GE(Figure(run.output, "delivered"), 40);
+    EXPECT_EQ('{', run.output.front());
+    EXPECT_EQ(run.output.size() - 1, run.output.find('\n')) << "one object in one line";
+}
+
+TEST_F(Streams, LostAndIncompleteFramesAreCounted)
+{
+    orvsim::CameraOptions options = Small("ONE");
+    options.faults.skipIdRate = 1; // each frame leaves the number before it out
+    Open(options);
+    ProgramRun run = Orvcam({"stream", "--frames", "11", "--json"});
+    EXPECT_EQ(10, Figure(run.output, "lost")) << run.output << run.errors;
+    options = Small("TWO");
+    options.faults.dropPacket = 1;
+    options.faults.resendMode = 1; // and it is not sent again
+    Open(options);
+    run = Orvcam({"stream", "TWO", "--frames", "10", "--json"});
+    EXPECT_EQ(10, Figure(run.output, "incomplete")) << run.output << run.errors;
+}
+
+TEST_F(Streams, EndAfterTheirTimeAndOnRequest)
+{
+    Open(Small("ONE"));
+    EXPECT_EQ(0, Orvcam({"stream", "--seconds", "0.2"}).exitCode);
+    const std::uint64_t before = cameras[0]->Counts().frames;
+    orvsim::ForeignProgram program;
+    ASSERT_TRUE(program.Start({ORVCAM_PROGRAM, "stream", "--json"}));
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (cameras[0]->Counts().frames < before + 3 && std::chrono::steady_clock::now() < limit)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    program.Interrupt();
+    EXPECT_EQ(0, program.Finish());
+    EXPECT_GE(Figure(program.Output(), "frames"), 0);
+    const ProgramRun after = Orvcam({"features", "--set", "Width=32"});
+    EXPECT_EQ(0, after.exitCode) << "camera stopped, unlocked and let go: " << after.errors;
+}
+
+TEST_F(Streams, TwoAtOnce)
+{
+    Open(Small("ONE"));
+    Open(Small("TWO"));
+    orvsim::ForeignProgram one;
+    orvsim::ForeignProgram two;
+    ASSERT_TRUE(one.Start({ORVCAM_PROGRAM, "stream", "ONE", "--frames", "20", "--json"}));
+    ASSERT_TRUE(two.Start({ORVCAM_PROGRAM, "stream", "TWO", "--frames", "20", "--json"}));
+    EXPECT_EQ(0, one.Finish());
+    EXPECT_EQ(0, two.Finish());
+    EXPECT_EQ("\"ONE\"", Member(one.Output(), "camera"));
+    EXPECT_EQ("\"TWO\"", Member(two.Output(), "camera"));
+}
+
+TEST_F(Streams, ThatBringNothingEndWithAHint)
+{
+    orvsim::CameraOptions options = Small("ONE");
+    options.features["TriggerMode"] = "On";
+    Open(options);
+    const ProgramRun run = Orvcam({"stream", "--frames", "5", "--timeout", "0.3", "--json"});
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_THAT(run.errors, HasSubstr("orvcam doctor"));
+    EXPECT_EQ(0, Figure(run.output, "frames"));
+    const ProgramRun doctor = Orvcam({"doctor", "--seconds", "1.5"});
+    EXPECT_EQ(3, doctor.exitCode);
+    EXPECT_THAT(doctor.output, HasSubstr("trigger"));
+    const ProgramRun json = Orvcam({"doctor", "--seconds", "1.5", "--json"});
+    EXPECT_EQ(3, json.exitCode);
+    EXPECT_EQ("\"waits-for-trigger\"", Member(json.output, "cause"));
+    EXPECT_EQ(0, Orvcam({"features", "--set", "TriggerMode=Off"}).exitCode);
+    const ProgramRun well = Orvcam({"doctor", "--seconds", "1"});
+    EXPECT_EQ(0, well.exitCode) << well.output;
+}
+
+TEST_F(Streams, OfACameraThatGoesEndWithTheLoss)
+{
+    for (const char *command : {"stream", "events"}) {
+        SCOPED_TRACE(command);
+        orvsim::CameraOptions options = Small("ONE");
+        options.faults.vanishAfterMs = 1000;
+        Open(options);
+        const ProgramRun run = Orvcam({command, "--json"});
+        EXPECT_EQ(6, run.exitCode) << run.errors;
+        EXPECT_NE("", run.output);
+        cameras.clear();
+    }
+}
+
+} // namespace
