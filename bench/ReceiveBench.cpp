@@ -399,7 +399,10 @@ void Compare(std::uint32_t packetSize, double framesPerSecond)
 int main(int argc, char **argv)
 {
     const double framesPerSecond = argc > 1 ? std::atof(argv[1]) : 100;
-    Compare(1500, framesPerSecond);
-    Compare(9000, framesPerSecond);
+    const int only = argc > 2 ? std::atoi(argv[2]) : 0; // packet size; 0: both
+    for (const int packetSize : {1500, 9000}) {
+        if (only == 0 || only == packetSize)
+            Compare(static_cast<std::uint32_t>(packetSize), framesPerSecond);
+    }
     return 0;
 }
