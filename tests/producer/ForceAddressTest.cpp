@@ -90,13 +90,7 @@ private:
     void Answer(const sockaddr_in &peer, std::uint16_t status, std::uint16_t code, std::uint16_t id,
                 const std::vector<std::uint8_t> &payload)
     {
-        orv::ByteWriter out;
-        out.U16(status);
-        out.U16(code);
-        out.U16(static_cast<std::uint16_t>(payload.size()));
-        out.U16(id);
-        out.Bytes({payload.data(), payload.size()});
-        const auto bytes = out.Take();
+        const auto bytes = MakeAnswer(status, code, id, payload);
         UdpSocket mouth = UdpSocket::Open(*ParseAddress("127.0.0.25")).value;
         (void)mouth.SendVia(1, *ParseAddress("127.0.0.25"), {ntohl(peer.sin_addr.s_addr), ntohs(peer.sin_port)},
                             {bytes.data(), bytes.size()});

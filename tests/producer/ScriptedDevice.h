@@ -20,6 +20,18 @@
 
 constexpr char kScriptedAddress[] = "127.0.0.21";
 
+inline std::vector<std::uint8_t> MakeAnswer(std::uint16_t status, std::uint16_t code, std::uint16_t id,
+                                            const std::vector<std::uint8_t> &payload)
+{
+    orv::ByteWriter out;
+    out.U16(status);
+    out.U16(code);
+    out.U16(static_cast<std::uint16_t>(payload.size()));
+    out.U16(id);
+    out.Bytes({payload.data(), payload.size()});
+    return out.Take();
+}
+
 /// A device that answers as a test wants. The script gets each command and sends what it likes; on its own thread.
 class ScriptedDevice {
 public:
@@ -49,13 +61,7 @@ public:
 
     void Answer(std::uint16_t status, std::uint16_t code, std::uint16_t id, const std::vector<std::uint8_t> &payload)
     {
-        orv::ByteWriter out;
-        out.U16(status);
-        out.U16(code);
-        out.U16(static_cast<std::uint16_t>(payload.size()));
-        out.U16(id);
-        out.Bytes({payload.data(), payload.size()});
-        const auto datagram = out.Take();
+        const auto datagram = MakeAnswer(status, code, id, payload);
         sendto(m_fd, datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr *>(&m_peer), sizeof m_peer);
     }
     bool IsStopping() const { return m_stopping; }

@@ -27,7 +27,7 @@ constexpr std::uint32_t kRegMessageRepeats = 0x0B18;
 /// From here on the maker decides what is behind an address; writing there may store files or move a lens.
 constexpr std::uint32_t kFirstMakerRegister = 0xA000;
 
-constexpr std::uint32_t kCapabilityController = 0x08000000; ///< the two controller registers exist
+constexpr std::uint32_t kCapabilityController = 0x08000000;   ///< the two controller registers exist
 constexpr std::uint32_t kCapabilityStatusCodes1 = 0x00400000; ///< those of 1.1: why a packet is not sent again
 constexpr std::uint32_t kCapabilityStatusCodes2 = 0x00040000;
 constexpr std::uint32_t kCapabilityResend = 0x00000004;
