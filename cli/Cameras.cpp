@@ -129,6 +129,13 @@ Outcome OpenCamera(const OrvCam::DeviceDescription &camera, OrvCam::DeviceAccess
     return Fail(Printable(text), FailedWith(status, "").code);
 }
 
+Outcome FindAndOpen(const std::string &name, OrvCam::DeviceAccess access, OrvCam::DeviceDescription &camera,
+                    DevicePtr &device)
+{
+    const Outcome found = FindCamera(name, camera);
+    return found.IsOk() ? OpenCamera(camera, access, device) : found;
+}
+
 std::string NameOf(const OrvCam::DeviceDescription &camera)
 {
     std::string name = camera.model.empty() ? camera.id : camera.model;

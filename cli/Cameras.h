@@ -24,6 +24,9 @@ Outcome ChooseCamera(const Cameras &cameras, const std::string &name, OrvCam::De
 /// ListCameras and ChooseCamera.
 Outcome FindCamera(const std::string &name, OrvCam::DeviceDescription &camera);
 Outcome OpenCamera(const OrvCam::DeviceDescription &camera, OrvCam::DeviceAccess access, DevicePtr &device);
+/// FindCamera and OpenCamera.
+Outcome FindAndOpen(const std::string &name, OrvCam::DeviceAccess access, OrvCam::DeviceDescription &camera,
+                    DevicePtr &device);
 
 /// "OrvSim SIM0001 at 127.0.0.1", for a person.
 std::string NameOf(const OrvCam::DeviceDescription &camera);

@@ -211,9 +211,7 @@ Outcome RunEvents(const Options &options)
     WatchForInterrupt();
     OrvCam::DeviceDescription camera;
     DevicePtr device;
-    Outcome outcome = FindCamera(options.Word(0), camera);
-    if (outcome.IsOk())
-        outcome = OpenCamera(camera, OrvCam::ORV_ACCESS_CONTROL, device);
+    Outcome outcome = FindAndOpen(options.Word(0), OrvCam::ORV_ACCESS_CONTROL, camera, device);
     if (!outcome.IsOk())
         return outcome;
     OrvCam::FeatureArray *features = device->GetCameraParameters();

@@ -169,9 +169,8 @@ Outcome RunFeatures(const Options &options)
                                      [](const auto &action) { return action.kind != FeatureAction::Kind::Get; });
     OrvCam::DeviceDescription camera;
     DevicePtr device;
-    Outcome outcome = FindCamera(options.Word(0), camera);
-    if (outcome.IsOk())
-        outcome = OpenCamera(camera, changes ? OrvCam::ORV_ACCESS_CONTROL : OrvCam::ORV_ACCESS_READ_ONLY, device);
+    const Outcome outcome = FindAndOpen(
+        options.Word(0), changes ? OrvCam::ORV_ACCESS_CONTROL : OrvCam::ORV_ACCESS_READ_ONLY, camera, device);
     if (!outcome.IsOk())
         return outcome;
     FeatureArray *features = options.ofInterface ? device->GetInterfaceParameters() : device->GetCameraParameters();

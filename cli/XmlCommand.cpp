@@ -10,9 +10,7 @@ Outcome RunXml(const Options &options)
 {
     OrvCam::DeviceDescription camera;
     DevicePtr device;
-    Outcome outcome = FindCamera(options.Word(0), camera);
-    if (outcome.IsOk())
-        outcome = OpenCamera(camera, OrvCam::ORV_ACCESS_READ_ONLY, device);
+    const Outcome outcome = FindAndOpen(options.Word(0), OrvCam::ORV_ACCESS_READ_ONLY, camera, device);
     if (!outcome.IsOk())
         return outcome;
     std::string xml;

@@ -214,7 +214,8 @@ TEST_P(Stream, StatesAndSizesAreChecked)
     EXPECT_EQ(ORV_CAM_OK, stream->StopAcquisition(0));
     EXPECT_EQ(ORV_CAM_OK, stream->AllocBufferQueue(nullptr, 2));
     EXPECT_EQ(2, script->announced);
-    EXPECT_EQ(ORV_CAM_ERR_INVALID_PARAMETER, stream->QueueBuffer(lent)) << "of a queue that is gone";
+    // The address of one that is gone may be that of a new one, which is not lent: refused as well.
+    EXPECT_NE(ORV_CAM_OK, stream->QueueBuffer(lent)) << "of a queue that is gone";
     script->startResult = GC_ERR_INVALID_BUFFER;
     EXPECT_EQ(ORV_CAM_ERR_INVALID_STATE, stream->StartAcquisition(OrvCam::kInfinite, 0));
 }
