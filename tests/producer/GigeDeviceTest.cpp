@@ -209,6 +209,12 @@ TEST_F(GigeDeviceTest, TheHeartbeatFollowsItsRegister)
 
 TEST_F(GigeDeviceTest, AStreamThatCannotStartLeavesItsChannelClosed)
 {
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+    // Its companion looks whether memory can be read by means of a pipe, and takes every object for broken without one.
+    GTEST_SKIP() << "not without descriptors under this sanitizer";
+#endif
+#endif
     ASSERT_NO_FATAL_FAILURE(Open());
     OneBuffer sink(1000);
     const auto stream = device->MakeStream(0);
