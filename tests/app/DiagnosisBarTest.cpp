@@ -143,6 +143,8 @@ TEST_F(DiagnosisBarTest, IncompleteFramesAreCounted)
 {
     Play();
     Send(Hole());
+    // Later counts are compared with those of the start.
+    ASSERT_TRUE(WaitFor([&] { return device.stream.StatisticsWereAsked(); }));
     OrvCam::StreamStatistics counts;
     counts.delivered = counts.incomplete = 40;
     counts.packets = 4000;

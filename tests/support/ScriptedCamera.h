@@ -132,7 +132,13 @@ public:
     OrvCam::StreamStatistics GetStatistics() override
     {
         const orv::MutexLock lock(m_mutex);
+        m_statisticsWereAsked = true;
         return m_statistics;
+    }
+    bool StatisticsWereAsked()
+    {
+        const orv::MutexLock lock(m_mutex);
+        return m_statisticsWereAsked;
     }
     void SetStatistics(const OrvCam::StreamStatistics &statistics)
     {
@@ -217,6 +223,7 @@ private:
     std::size_t m_releasedFree GUARDED_BY(m_mutex) = 0;
     bool m_cancelled GUARDED_BY(m_mutex) = false;
     OrvCam::StreamStatistics m_statistics GUARDED_BY(m_mutex);
+    bool m_statisticsWereAsked GUARDED_BY(m_mutex) = false;
 };
 
 /// How long the camera takes for an answer.
