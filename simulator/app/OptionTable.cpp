@@ -185,6 +185,8 @@ std::vector<OptionRow> TransportRows()
     return {
         Switch("legacy", "GigE Vision 1.2: 16-bit frame ids only", true,
                [](CameraBlock &b) -> bool & { return b.gige.legacy; }),
+        Switch("multi-part", "frames of two parts: image and confidence plane (GevSCCFGMultiPart = 0 switches it off)",
+               true, [](CameraBlock &b) -> bool & { return b.gige.multiPart; }),
         Switch("plain-xml", "the description is not zipped", false,
                [](CameraBlock &b) -> bool & { return b.gige.zippedXml; }),
         Switch("read-gaps", "addresses without a register read as 0 instead of being refused", true,

@@ -4,6 +4,7 @@
 #include "simulator/core/CameraModel.h"
 #include "simulator/core/ChunkTable.h"
 #include "simulator/features/Description.h"
+#include "simulator/imaging/ConfidencePlane.h"
 
 #include "orvimage/PixelFormats.h"
 
@@ -55,8 +56,9 @@ struct Camera::Parts {
     orv::Mutex mutex;
     orv::ConditionVariable changed; // settings, acquisition, or the end
     CameraModel model GUARDED_BY(mutex);
-    FrameStore store;         // taken from by the stream thread only
-    bool isPreparing = false; // the store is; the stream thread's
+    FrameStore store;           // taken from by the stream thread only
+    bool isPreparing = false;   // the store is; the stream thread's
+    ConfidencePlane confidence; // the stream thread's
     std::string description;
     std::function<void(const DeviceEvent &)> sink GUARDED_BY(mutex);
     std::function<void()> resetHandler GUARDED_BY(mutex);
@@ -214,6 +216,12 @@ void Camera::SetWireBytes(std::function<std::uint64_t(std::size_t)> wireBytes)
     m_parts->model.wireBytes = std::move(wireBytes);
 }
 
+void Camera::SetConfidenceQuestion(std::function<bool()> sendsConfidence)
+{
+    orv::MutexLock lock(m_parts->mutex);
+    m_parts->model.sendsConfidence = std::move(sendsConfidence);
+}
+
 void Camera::SetEventSink(std::function<void(const DeviceEvent &)> sink)
 {
     orv::MutexLock lock(m_parts->mutex);
@@ -256,7 +264,8 @@ FrameJob Camera::Parts::MakeJob()
     FrameJob job;
     job.settings = model.state.frame;
     job.periodNs = model.Pace().periodNs;
-    job.withChunks = model.state.hasChunks;
+    job.withConfidence = model.sendsConfidence();
+    job.withChunks = model.state.hasChunks && !job.withConfidence;
     job.acquisition = model.acquisitionNumber;
     const FrameClock::Taken taken = model.TakeFrame(model.clock.Now());
     job.lossShare = model.LossShareOf(taken);
@@ -321,6 +330,10 @@ std::shared_ptr<Frame> Camera::TakeFrame(const FrameJob &job)
     std::shared_ptr<Frame> frame = m_parts->store.Take(job.settings, job.number, job.timestampNs);
     frame->payload.resize(frame->imageBytes);
     frame->hasChunks = job.withChunks;
+    if (job.withConfidence) {
+        m_parts->confidence.AppendTo(frame->payload, job.settings, job.number);
+        frame->confidenceBytes = frame->payload.size() - frame->imageBytes;
+    }
     if (!job.withChunks)
         return frame;
     orv::MutexLock lock(m_parts->mutex);

@@ -22,8 +22,9 @@ struct FrameJob {
     std::uint64_t number = 0;      ///< from 0 at the start of the acquisition
     std::uint64_t timestampNs = 0; ///< device clock
     bool withChunks = false;
-    double lossShare = 0; ///< share of the packets that the link cannot carry, 0 to below 1
-    double periodNs = 0;  ///< until the next frame is due at the earliest
+    bool withConfidence = false; ///< a second picture, instead of chunks
+    double lossShare = 0;        ///< share of the packets that the link cannot carry, 0 to below 1
+    double periodNs = 0;         ///< until the next frame is due at the earliest
 };
 
 /// Something a client may want to hear of.
@@ -79,6 +80,9 @@ public:
 
     /// What a payload costs on the wire, all packets' overhead included. The link's load follows from it.
     void SetWireBytes(std::function<std::uint64_t(std::size_t payloadBytes)> wireBytes);
+    /// Whether the transport sends a second picture behind each image: the confidence plane, see ConfidencePlane.
+    /// Chunks do not go with it. Runs with the camera's mutex held.
+    void SetConfidenceQuestion(std::function<bool()> sendsConfidence);
     void SetEventSink(std::function<void(const DeviceEvent &)> sink);
     /// Called when the device resets itself by its feature: the transport drops its connections.
     void SetResetHandler(std::function<void()> handler);

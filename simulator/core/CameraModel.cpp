@@ -1,6 +1,7 @@
 #include "simulator/core/CameraModel.h"
 
 #include "simulator/core/ChunkTable.h"
+#include "simulator/imaging/ConfidencePlane.h"
 
 #include "orvimage/PixelFormats.h"
 #include "orvimage/PixelLayout.h"
@@ -36,7 +37,7 @@ void CameraModel::Add(Feature feature)
 
 std::size_t CameraModel::PayloadBytes() const
 {
-    return ImageBytes(state.frame) + ChunkBytes(state);
+    return ImageBytes(state.frame) + (sendsConfidence() ? ConfidencePlane::Bytes(state.frame) : ChunkBytes(state));
 }
 
 SensorTiming CameraModel::Timing() const

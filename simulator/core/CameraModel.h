@@ -46,6 +46,9 @@ public:
     /// What the frame costs on the link; the transport replaces it.
     std::function<std::uint64_t(std::size_t)> wireBytes = [](std::size_t bytes) { return bytes; };
 
+    /// Whether a second picture goes with each image; the transport replaces it.
+    std::function<bool()> sendsConfidence = [] { return false; };
+
     std::size_t PayloadBytes() const;
     SensorTiming Timing() const;
     /// The period in force: the set rate where one is set and possible, else the shortest.

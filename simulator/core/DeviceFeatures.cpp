@@ -179,7 +179,7 @@ void AddDeviceFeatures(CameraModel &model)
 
 void AddTransportFeatures(CameraModel &model)
 {
-    Feature payload = FactRow("PayloadSize", kTransport, "Bytes of one frame, chunks included.", [&model] {
+    Feature payload = FactRow("PayloadSize", kTransport, "Bytes of one frame, with chunks or all its parts.", [&model] {
         const std::int64_t said = static_cast<std::int64_t>(model.PayloadBytes()) + model.faults.payloadSizeError;
         return std::max<std::int64_t>(0, said);
     });

@@ -34,6 +34,11 @@ const std::vector<FaultRow> &FaultRows()
                "Packet id that is missing from every frame until it is sent again; -1 for none."),
         Rate("SimDropLeaderRate", "drop-leader", &Faults::dropLeaderRate, "Share of the frames without a leader."),
         Rate("SimDropTrailerRate", "drop-trailer", &Faults::dropTrailerRate, "Share of the frames without a trailer."),
+        Number("SimPartTable", "part-table", &Faults::partTable, 0, 4, "",
+               "Part tables of multi-part leaders: 0 right, 1 cut, 2 with a part too many, 3 with a part far too long, "
+               "4 with a part too short."),
+        Number("SimPartOffsets", "part-offsets", &Faults::partOffsets, 0, 1, "",
+               "Offsets in a part's packets: 0 from the block's beginning, 1 from the part's. Devices differ."),
         Rate("SimRepeatIdRate", "repeat-id", &Faults::repeatIdRate,
              "Share of the frames that carry the block id of the frame before."),
         Rate("SimSkipIdRate", "skip-id", &Faults::skipIdRate,

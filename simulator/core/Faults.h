@@ -19,6 +19,8 @@ struct Faults {
     std::int64_t dropPacket = -1; ///< packet id that is dropped from every frame once (not when sent again); -1: none
     double dropLeaderRate = 0;    ///< per frame
     double dropTrailerRate = 0;
+    std::int64_t partTable = 0;   ///< how the part table of multi-part leaders lies, a PartTableLie
+    std::int64_t partOffsets = 0; ///< offsets in a part's packets count from 0 the block's, 1 the part's beginning
     // stream, per frame
     double repeatIdRate = 0;           ///< the frame carries the id of the one before
     double skipIdRate = 0;             ///< an id is left out
@@ -37,6 +39,15 @@ struct Faults {
     std::int64_t vanishForMs = 0;        ///< 0: for good
     std::int64_t loseControlAfterMs = 0; ///< control is taken away; 0: never
     std::int64_t commandMs = 0;          ///< user set commands take this long, told by PENDING_ACK
+};
+
+/// What is wrong with the part table of a multi-part leader.
+enum class PartTableLie : std::int64_t {
+    None,
+    Cut,         ///< it ends within the last part
+    PartTooMany, ///< a part is counted that it does not describe
+    LongPart,    ///< the first part is said to be of 2^40 bytes more than it is
+    ShortPart    ///< the first part is said to be half as long as it is
 };
 
 /// One fault: its member, its feature, its option and its range, said once.

@@ -44,7 +44,6 @@ constexpr ConstantRow kConstants[] = {
     {0x0958, 200, Since::Version2},            // ms, longest command without PENDING_ACK
     {0x0964, 1, Since::Version2},              // single link
     {0x0968, 0, Since::Version2},              //
-    {0x0D20, kStreamOptions, Since::Version2}, // SCC
 };
 
 struct WordRow {
@@ -114,7 +113,7 @@ Outcome SetTimestampControl(State &state, std::uint32_t value)
 
 Outcome SetStreamConfiguration(State &state, std::uint32_t value)
 {
-    if ((value & ~kStreamOptions) != 0)
+    if ((value & ~state.streamOptions) != 0)
         return Outcome::InvalidValue;
     state.streamConfiguration = value | kAlwaysOnOptions;
     state.changes |= kStreamChanged;
@@ -203,6 +202,7 @@ const WordRow kWords[] = {
     {0x0D18, &State::streamAddress,
      [](State &s, std::uint32_t v) { return SetDestination(s, &State::streamAddress, v, kStreamChanged); }},
     {0x0D1C, &State::streamSourcePort, nullptr, Since::Version2},
+    {0x0D20, &State::streamOptions, nullptr, Since::Version2},
     {0x0D24, &State::streamConfiguration, SetStreamConfiguration, Since::Version2},
     {0x9800, &State::actionGroupKey, SetMasked<&State::actionGroupKey>},
     {0x9804, &State::actionGroupMask, SetMasked<&State::actionGroupMask>},
@@ -233,7 +233,7 @@ std::uint64_t MacOf(const CameraOptions &camera, const GigeOptions &gige)
 
 Bootstrap::Bootstrap(const CameraOptions &camera, const GigeOptions &gige)
     : m_camera(camera), m_firstNetwork{gige.address, gige.subnetMask, 0}, m_firstPacketSize(gige.packetSize),
-      m_mac(MacOf(camera, gige)), m_isLegacy(gige.legacy)
+      m_mac(MacOf(camera, gige)), m_isLegacy(gige.legacy), m_hasParts(gige.multiPart && !gige.legacy)
 {
     SetNetwork(m_firstNetwork);
     ResetState();
@@ -272,7 +272,7 @@ void Bootstrap::AddConstants(RegisterSpace &space)
     for (const ConstantRow &row : kConstants)
         if (row.since == Since::Version1 || !m_isLegacy)
             add(row.address, row.value);
-    add(0x0000, m_isLegacy ? 0x00010002 : 0x00020000);
+    add(0x0000, m_isLegacy ? 0x00010002 : m_hasParts ? 0x00020001 : 0x00020000);
     add(0x0008, static_cast<std::uint32_t>(m_mac >> 32));
     add(0x000C, static_cast<std::uint32_t>(m_mac));
     add(0x0670, static_cast<std::uint32_t>(m_camera.linkMbps > 0 ? m_camera.linkMbps : 1000));
@@ -356,6 +356,8 @@ void Bootstrap::ResetState()
     for (const auto word : kLastingWords)
         fresh.*word = m_state.*word;
     fresh.isLegacy = m_isLegacy;
+    fresh.streamOptions = kStreamOptions | (m_hasParts ? kStreamMultiPart : 0);
+    fresh.streamConfiguration = kAlwaysOnOptions | (m_hasParts ? kStreamMultiPart : 0);
     fresh.caller = m_state.caller;
     fresh.changes = m_state.changes | kStreamChanged | kMessagesChanged;
     if (m_state.IsControlled())

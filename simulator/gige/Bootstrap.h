@@ -64,6 +64,7 @@ private:
     const std::uint32_t m_firstPacketSize;
     const std::uint64_t m_mac;
     const bool m_isLegacy;
+    const bool m_hasParts;
     mutable orv::Mutex m_mutex;
     std::string m_url GUARDED_BY(m_mutex);
     BootstrapState m_state GUARDED_BY(m_mutex);

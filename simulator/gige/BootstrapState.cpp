@@ -30,12 +30,19 @@ StreamTarget BootstrapState::Stream() const
     target.packetSize = streamPacketSize & 0xffff;
     target.dontFragment = (streamPacketSize & kDontFragment) != 0;
     target.packetDelayNs = streamDelay;
-    target.extendedIds = (gvspConfiguration & kExtendedIds) != 0;
+    target.isMultiPart = IsMultiPart();
+    // Only the extended header has room for the number of parts.
+    target.extendedIds = (gvspConfiguration & kExtendedIds) != 0 || target.isMultiPart;
     target.allIn = (streamConfiguration & kAllIn) != 0;
     target.extendedStatus = (gvcpConfiguration & kConfigStatusCodes1) != 0;
     target.oldChunkType = isLegacy;
     target.resendToRequester = (streamConfiguration & kResendDestination) != 0;
     return target;
+}
+
+bool BootstrapState::IsMultiPart() const
+{
+    return (streamConfiguration & kStreamMultiPart) != 0;
 }
 
 MessageTarget BootstrapState::Messages() const

@@ -22,6 +22,8 @@ constexpr std::uint32_t kConfigStatusCodes1 = 0x00000004; ///< extended status c
 constexpr std::uint32_t kConfigUnconditionalAction = 0x00000008;
 constexpr std::uint32_t kConfigStatusCodes2 = 0x00040000; ///< extended status codes of version 2.0
 
+constexpr std::uint32_t kStreamMultiPart = 0x40; ///< of the stream's capability and configuration
+
 /// Bounds of SCPS: the size of the whole IP packet, bytes.
 constexpr std::uint32_t kMinPacketSize = 220;
 constexpr std::uint32_t kMaxPacketSize = 16384;
@@ -90,7 +92,8 @@ struct BootstrapState {
     std::uint32_t streamDelay = 0;               ///< ticks, which are nanoseconds
     std::uint32_t streamAddress = 0;
     std::uint32_t streamSourcePort = 0;
-    std::uint32_t streamConfiguration = 0x1;
+    std::uint32_t streamOptions = 0; ///< that can be switched on in the configuration
+    std::uint32_t streamConfiguration = 0;
 
     std::uint32_t actionDeviceKey = 0;
     std::uint32_t actionGroupKey = 0;
@@ -106,6 +109,7 @@ struct BootstrapState {
     /// Takes control away: the channels close, and their addresses go, so that the next controller cannot send to the
     /// last one.
     void ReleaseControl();
+    bool IsMultiPart() const; ///< frames have a second part
     StreamTarget Stream() const;
     MessageTarget Messages() const;
 };

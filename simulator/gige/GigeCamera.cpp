@@ -95,8 +95,9 @@ void GigeCamera::Parts::AddRegisters()
         return features.SetText("DeviceUserID", name, ignored);
     };
     bootstrap.AddTo(camera.Registers(), userName);
+    camera.SetConfidenceQuestion([this] { return bootstrap.State().IsMultiPart(); });
     AddGigeFeatures(
-        features, [this](std::uint32_t changes) { bootstrap.Request(changes); }, options.legacy);
+        features, [this](std::uint32_t changes) { bootstrap.Request(changes); }, options);
 }
 
 /// Nobody else knows the camera yet, so its registers may still grow: the description exists only now.

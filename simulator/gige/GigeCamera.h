@@ -12,7 +12,8 @@ namespace orvsim {
 struct GigeOptions {
     std::uint32_t address = 0x7f000001; ///< host byte order; of this machine
     std::uint32_t subnetMask = 0xff000000;
-    bool legacy = false; ///< GigE Vision 1.2: 16-bit ids only, no stream capability registers
+    bool legacy = false;    ///< GigE Vision 1.2: 16-bit ids only, no stream capability registers
+    bool multiPart = false; ///< frames have a second part until a client switches it off; not of legacy cameras
     bool zippedXml = true;
     std::uint32_t pathMtu = 0;       ///< packets above it are lost; 0: no limit
     std::uint32_t packetSize = 1500; ///< first value of SCPS

@@ -18,13 +18,15 @@ const char *const kAction = "ActionControl";
 
 enum Trait : unsigned {
     kPlain = 0,
-    kVolatile = 1,    // changes by itself
-    kLockable = 2,    // while TLParamsLocked
-    kVersion2 = 4,    // not in legacy cameras
-    kOfAction = 8,    // belongs to ActionControl
-    kHidden = 16,     // only for formulas
-    kOfStream = 32,   // chosen by GevStreamChannelSelector
-    kOfInterface = 64 // chosen by GevInterfaceSelector
+    kVolatile = 1,     // changes by itself
+    kLockable = 2,     // while TLParamsLocked
+    kVersion2 = 4,     // not in legacy cameras
+    kOfAction = 8,     // belongs to ActionControl
+    kHidden = 16,      // only for formulas
+    kOfStream = 32,    // chosen by GevStreamChannelSelector
+    kOfInterface = 64, // chosen by GevInterfaceSelector
+    kOfParts = 128,    // only of cameras that send frames of two parts
+    kCustom = 256      // no name of the standard feature naming
 };
 
 /// A number in a bootstrap register of 4 bytes.
@@ -145,6 +147,9 @@ const SwitchRow kSwitches[] = {
      "Whether a frame that fits one packet is sent as one packet."},
     {"GevSCCFGPacketResendDestination", kReadWrite, kGuru, 0x0D24, 3, kVersion2 | kLockable | kOfStream,
      "Whether packets sent again go to the socket that asked for them, not to the stream's destination."},
+    {"GevSCCFGMultiPart", kReadWrite, kGuru, 0x0D24, 6, kVersion2 | kLockable | kOfStream | kOfParts | kCustom,
+     "Whether frames have two parts: the image, and how far each of its pixels can be trusted. Then ids are extended "
+     "and chunks do not go along."},
 };
 
 /// Some bits of a bootstrap register whose values have names.
@@ -209,15 +214,17 @@ const std::vector<ChoiceRow> &Choices()
 
 class Builder {
 public:
-    Builder(FeatureTable &table, bool isLegacy) : m_table(table), m_isLegacy(isLegacy) {}
+    /// \param missing  traits of rows that this camera does not have
+    Builder(FeatureTable &table, unsigned missing) : m_table(table), m_missing(missing) {}
 
     void Add(Feature feature, unsigned traits)
     {
-        if (m_isLegacy && (traits & kVersion2) != 0)
+        if ((traits & m_missing) != 0)
             return;
         feature.category = (traits & kOfAction) != 0 ? kAction : kTransport;
         feature.isVolatile = (traits & kVolatile) != 0;
         feature.isHidden = (traits & kHidden) != 0;
+        feature.isCustom = (traits & kCustom) != 0;
         if ((traits & kLockable) != 0)
             feature.isLocked = [&table = m_table] {
                 const Feature *lock = table.Find("TLParamsLocked");
@@ -235,7 +242,7 @@ public:
 
 private:
     FeatureTable &m_table;
-    const bool m_isLegacy;
+    const unsigned m_missing;
     std::vector<std::string> m_ofStream;
     std::vector<std::string> m_ofInterface;
 };
@@ -355,11 +362,11 @@ Feature Selector(const char *name, const char *toolTip, std::vector<std::string>
     return selector;
 }
 
-/// A limited link carries fewer frames when more of it goes into the packets' headers.
+/// A limited link carries fewer frames when they are larger or when more of it goes into the packets' headers.
 void AddToThePace(FeatureTable &table)
 {
     std::vector<std::string> packets;
-    for (const char *name : {"GevSCPSPacketSize", "GevGVSPExtendedIDMode"}) {
+    for (const char *name : {"GevSCPSPacketSize", "GevGVSPExtendedIDMode", "GevSCCFGMultiPart"}) {
         if (table.Find(name) != nullptr)
             packets.emplace_back(name);
     }
@@ -367,14 +374,17 @@ void AddToThePace(FeatureTable &table)
         if (table.Find(name) != nullptr)
             table.AddDependencies(name, packets);
     }
+    if (table.Find("GevSCCFGMultiPart") != nullptr && table.Find("PayloadSize") != nullptr)
+        table.AddDependencies("PayloadSize", {"GevSCCFGMultiPart"});
 }
 
 } // namespace
 
-void AddGigeFeatures(FeatureTable &table, std::function<void(std::uint32_t changes)> request, bool isLegacy)
+void AddGigeFeatures(FeatureTable &table, std::function<void(std::uint32_t changes)> request,
+                     const GigeOptions &options)
 {
-    Builder builder(table, isLegacy);
-    if (!isLegacy)
+    Builder builder(table, (options.legacy ? kVersion2 : 0U) | (options.multiPart ? 0U : kOfParts));
+    if (!options.legacy)
         table.SetEventForm("GevGVSPExtendedIDMode");
     AddNumbers(builder);
     AddSwitchesAndChoices(builder);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "simulator/features/FeatureTable.h"
+#include "simulator/gige/GigeCamera.h"
 
 #include <cstdint>
 #include <functional>
@@ -13,6 +14,7 @@ namespace orvsim {
 /// \param table     must outlive the rows' functions, that is itself
 /// \param request   takes Change bits of commands that have no register to be read back
 /// \param isLegacy  leave out what version 1.2 has no register for
-void AddGigeFeatures(FeatureTable &table, std::function<void(std::uint32_t changes)> request, bool isLegacy);
+void AddGigeFeatures(FeatureTable &table, std::function<void(std::uint32_t changes)> request,
+                     const GigeOptions &options);
 
 } // namespace orvsim

@@ -11,10 +11,13 @@ namespace {
 using namespace gvsp;
 
 constexpr std::uint64_t kIdsBeforeWrap = 0xffff;
-/// Preamble 8, header 14, check sequence 4, gap 12.
-constexpr std::uint64_t kEthernetOverhead = 38;
-/// Shorter packets are filled up.
-constexpr std::uint64_t kEthernetLeast = 46;
+
+// Part data types, and the GenICam components that the parts hold.
+constexpr std::uint32_t kPart2DImage = 0x0001;
+constexpr std::uint32_t kPartConfidenceMap = 0x0009;
+constexpr std::uint32_t kIntensity = 1;
+constexpr std::uint32_t kConfidence = 6;
+constexpr std::uint8_t kEndOfPart = 0x40;
 
 /// Appends big-endian fields to a packet's head, which has room for every packet of ours.
 class HeadWriter {
@@ -24,6 +27,7 @@ public:
     void U16(std::uint32_t value) { Write(value, 2); }
     void U24(std::uint32_t value) { Write(value, 3); }
     void U32(std::uint32_t value) { Write(value, 4); }
+    void U48(std::uint64_t value) { Write(value, 6); }
     void U64(std::uint64_t value) { Write(value, 8); }
 
 private:
@@ -42,6 +46,7 @@ struct Header {
     Format format = Format::Payload;
     std::uint64_t blockId = 0;
     std::uint32_t packetId = 0;
+    std::uint8_t parts = 0; ///< that a multi-part leader describes; extended ids only
 };
 
 void WriteHeader(HeadWriter &out, const Header &header, bool extendedIds)
@@ -56,31 +61,70 @@ void WriteHeader(HeadWriter &out, const Header &header, bool extendedIds)
     }
     out.U16(header.flags);
     out.U8(0x80 | format);
-    out.U24(0); // reserved; the last byte counts parts, of which an image has none
+    out.U16(0);
+    out.U8(header.parts);
     out.U64(header.blockId);
     out.U32(header.packetId);
 }
 
 std::uint16_t PayloadType(const Block &block)
 {
+    if (block.IsMultiPart())
+        return kPayloadMultiPart;
     if (!block.frame->hasChunks)
         return kPayloadImage;
     return block.oldChunkType ? kPayloadExtendedChunks : kPayloadImage | kPayloadChunksFollow;
 }
 
-void WriteLeader(HeadWriter &out, const Block &block)
+void WriteGeometry(HeadWriter &out, const FrameSettings &settings)
 {
-    const Frame &frame = *block.frame;
-    const FrameSettings &settings = frame.settings;
-    out.U16(0); // no interlaced fields
-    out.U16(PayloadType(block));
-    out.U64(frame.timestampNs);
-    out.U32(orv::WireFromPixelType(settings.pixelType));
     out.U32(static_cast<std::uint32_t>(settings.width));
     out.U32(static_cast<std::uint32_t>(settings.height));
     out.U32(static_cast<std::uint32_t>(settings.offsetX));
     out.U32(static_cast<std::uint32_t>(settings.offsetY));
     out.U32(0); // no padding of lines or image
+}
+
+/// One of the two pictures of a multi-part frame.
+struct Part {
+    std::uint32_t dataType;
+    std::uint32_t component;
+    std::uint32_t pixelType;
+    orv::ByteSpan data;
+};
+
+std::array<Part, kParts> PartsOf(const Block &block)
+{
+    const Frame &frame = *block.frame;
+    return {{{kPart2DImage, kIntensity, frame.settings.pixelType, {frame.payload.data(), frame.imageBytes}},
+             {kPartConfidenceMap,
+              kConfidence,
+              orv::kMono8,
+              {frame.payload.data() + frame.imageBytes, frame.confidenceBytes}}}};
+}
+
+void WriteLeader(HeadWriter &out, const Block &block)
+{
+    const FrameSettings &settings = block.frame->settings;
+    out.U16(0); // no interlaced fields
+    out.U16(PayloadType(block));
+    out.U64(block.frame->timestampNs);
+    if (!block.IsMultiPart()) {
+        out.U32(orv::WireFromPixelType(settings.pixelType));
+        WriteGeometry(out, settings);
+        return;
+    }
+    for (const Part &part : PartsOf(block)) {
+        out.U16(part.dataType);
+        out.U48(part.data.size);
+        out.U32(orv::WireFromPixelType(part.pixelType));
+        out.U32(0); // source
+        out.U32(0); // no zones
+        out.U16(part.component);
+        out.U16(0); // region
+        WriteGeometry(out, settings);
+        out.U32(0); // reserved
+    }
 }
 
 void WriteTrailer(HeadWriter &out, const Block &block)
@@ -90,6 +134,15 @@ void WriteTrailer(HeadWriter &out, const Block &block)
     const auto bytes = static_cast<std::uint32_t>(frame.payload.size());
     out.U16(0);
     out.U16(PayloadType(block));
+    if (block.IsMultiPart()) {
+        for (const Part &part : PartsOf(block)) {
+            out.U16(part.dataType);
+            out.U48(part.data.size);
+            out.U32(height);
+            out.U32(0); // reserved
+        }
+        return;
+    }
     if (!frame.hasChunks) {
         out.U32(height);
         return;
@@ -104,28 +157,15 @@ std::size_t TrailerBytes(const Frame &frame)
     return frame.hasChunks ? kChunkTrailerBytes : kTrailerBytes;
 }
 
-std::uint32_t Usable(std::uint32_t packetSize)
-{
-    return std::clamp(packetSize, kSmallestPacketSize, kLargestPacketSize);
-}
-
-std::uint32_t DataBytes(std::uint32_t packetSize, bool extendedIds)
-{
-    return Usable(packetSize) - static_cast<std::uint32_t>(kIpAndUdpBytes + HeaderBytes(extendedIds));
-}
-
-std::uint64_t OnEthernet(std::uint64_t ipBytes)
-{
-    return std::max(ipBytes, kEthernetLeast) + kEthernetOverhead;
-}
-
 Format FormatOf(const Block &block, std::uint32_t packetId)
 {
     if (block.isAllIn)
         return Format::AllIn;
     if (packetId == 0)
         return Format::Leader;
-    return packetId + 1 == block.packetCount ? Format::Trailer : Format::Payload;
+    if (packetId + 1 == block.packetCount)
+        return Format::Trailer;
+    return block.IsMultiPart() ? Format::PartPayload : Format::Payload;
 }
 
 orv::ByteSpan DataOf(const Block &block, std::uint32_t packetId)
@@ -133,6 +173,32 @@ orv::ByteSpan DataOf(const Block &block, std::uint32_t packetId)
     const std::vector<std::uint8_t> &payload = block.frame->payload;
     const std::size_t begin = std::size_t{packetId - 1} * block.dataBytes;
     return {payload.data() + begin, std::min<std::size_t>(block.dataBytes, payload.size() - begin)};
+}
+
+void WritePartPayload(HeadWriter &out, const Block &block, std::uint32_t packetId, Packet &packet)
+{
+    const std::uint8_t index = packetId > block.firstPartPackets ? 1 : 0;
+    const orv::ByteSpan data = PartsOf(block)[index].data;
+    const std::size_t offset = std::size_t{packetId - 1 - index * block.firstPartPackets} * block.dataBytes;
+    packet.body = {data.data + offset, std::min<std::size_t>(block.dataBytes, data.size - offset)};
+    out.U8(index);
+    out.U8(offset + packet.body.size == data.size ? kEndOfPart : 0);
+    out.U48(offset + (block.countsFromPart ? 0 : static_cast<std::size_t>(data.data - block.frame->payload.data())));
+}
+
+std::uint32_t PacketsFor(std::size_t bytes, std::uint32_t dataBytes)
+{
+    return static_cast<std::uint32_t>((bytes + dataBytes - 1) / dataBytes);
+}
+
+/// One part behind the other, each from a packet of its own on.
+void CutIntoParts(Block &block)
+{
+    block.extendedIds = true; // the only ones with room for the number of parts
+    block.packetSize = std::max(block.packetSize, kSmallestPartPacketSize);
+    block.dataBytes = PacketRoom(block.packetSize, true) - static_cast<std::uint32_t>(kPartHeaderBytes);
+    block.firstPartPackets = PacketsFor(block.frame->imageBytes, block.dataBytes);
+    block.packetCount = block.firstPartPackets + PacketsFor(block.frame->confidenceBytes, block.dataBytes) + 2;
 }
 
 } // namespace
@@ -145,12 +211,16 @@ Block MakeBlock(std::shared_ptr<const Frame> frame, const StreamTarget &target, 
     block.extendedStatus = target.extendedStatus;
     block.oldChunkType = target.oldChunkType;
     block.packetSize = Usable(target.packetSize);
-    block.dataBytes = DataBytes(target.packetSize, target.extendedIds);
-    const std::size_t allInBytes = kLeaderBytes + TrailerBytes(*frame) + frame->payload.size();
-    block.isAllIn = target.allIn && allInBytes <= block.dataBytes;
-    const std::size_t dataPackets = (frame->payload.size() + block.dataBytes - 1) / block.dataBytes;
-    block.packetCount = block.isAllIn ? 1 : static_cast<std::uint32_t>(dataPackets + 2);
+    block.dataBytes = PacketRoom(target.packetSize, target.extendedIds);
     block.frame = std::move(frame);
+    if (block.frame->confidenceBytes > 0) {
+        CutIntoParts(block);
+        return block;
+    }
+    const std::size_t payloadBytes = block.frame->payload.size();
+    const std::size_t allInBytes = kLeaderBytes + TrailerBytes(*block.frame) + payloadBytes;
+    block.isAllIn = target.allIn && allInBytes <= block.dataBytes;
+    block.packetCount = block.isAllIn ? 1 : PacketsFor(payloadBytes, block.dataBytes) + 2;
     return block;
 }
 
@@ -160,6 +230,8 @@ Packet MakePacket(const Block &block, std::uint32_t packetId, Sending sending)
     header.format = FormatOf(block, packetId);
     header.blockId = block.id;
     header.packetId = packetId;
+    if (block.IsMultiPart() && header.format == Format::Leader)
+        header.parts = kParts;
     if (sending == Sending::Again && block.extendedIds)
         header.flags = kFlagResent;
     else if (sending == Sending::Again && block.extendedStatus)
@@ -176,6 +248,8 @@ Packet MakePacket(const Block &block, std::uint32_t packetId, Sending sending)
         packet.body = {block.frame->payload.data(), block.frame->payload.size()};
     if (header.format == Format::Payload)
         packet.body = DataOf(block, packetId);
+    if (header.format == Format::PartPayload)
+        WritePartPayload(out, block, packetId, packet);
     return packet;
 }
 
@@ -202,15 +276,6 @@ std::vector<std::uint8_t> MakeTestPacket(const StreamTarget &target)
 std::uint64_t BlockIdOnWire(std::uint64_t count, bool extendedIds)
 {
     return extendedIds ? count : (count - 1) % kIdsBeforeWrap + 1;
-}
-
-std::uint64_t EthernetBytes(std::size_t payloadBytes, std::uint32_t packetSize, bool extendedIds)
-{
-    const std::uint64_t overhead = kIpAndUdpBytes + HeaderBytes(extendedIds);
-    const std::uint64_t dataBytes = DataBytes(packetSize, extendedIds);
-    const std::uint64_t rest = payloadBytes % dataBytes;
-    return OnEthernet(overhead + kLeaderBytes) + OnEthernet(overhead + kTrailerBytes) +
-           payloadBytes / dataBytes * OnEthernet(overhead + dataBytes) + (rest > 0 ? OnEthernet(overhead + rest) : 0);
 }
 
 } // namespace orvsim

@@ -4,6 +4,7 @@
 #include "simulator/gige/StreamTypes.h"
 #include "simulator/imaging/FrameStore.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -15,10 +16,11 @@
 namespace orvsim {
 
 namespace gvsp {
-enum class Format : std::uint8_t { Leader = 1, Trailer = 2, Payload = 3, AllIn = 4 };
+enum class Format : std::uint8_t { Leader = 1, Trailer = 2, Payload = 3, AllIn = 4, PartPayload = 7 };
 
 constexpr std::uint16_t kPayloadImage = 0x0001;
 constexpr std::uint16_t kPayloadExtendedChunks = 0x0005; ///< image and chunks before version 2.0
+constexpr std::uint16_t kPayloadMultiPart = 0x000a;      ///< since version 2.1
 constexpr std::uint16_t kPayloadChunksFollow = 0x4000;   ///< since version 2.0
 
 constexpr std::uint16_t kStatusResent = 0x0100;      ///< of a standard packet; an extended one has kFlagResent
@@ -32,19 +34,37 @@ constexpr std::size_t kExtendedHeaderBytes = 20;
 constexpr std::size_t kLeaderBytes = 36;
 constexpr std::size_t kTrailerBytes = 8;
 constexpr std::size_t kChunkTrailerBytes = 16;
+constexpr std::size_t kPartLeaderBytes = 12; ///< before the part table
+constexpr std::size_t kPartEntryBytes = 48;  ///< of that table
+constexpr std::size_t kPartTrailerBytes = 4;
+constexpr std::size_t kPartTrailerEntryBytes = 16;
+constexpr std::size_t kPartHeaderBytes = 8; ///< before the data of a part's packet
+constexpr std::size_t kParts = 2;           ///< of a multi-part frame
 
-constexpr std::uint32_t kSmallestPacketSize = 96; ///< room for every leader
+constexpr std::uint32_t kSmallestPacketSize = 96; ///< room for every leader but a multi-part one
+constexpr std::uint32_t kSmallestPartPacketSize = 156;
 constexpr std::uint32_t kLargestPacketSize = 65535;
 
 constexpr std::size_t HeaderBytes(bool extendedIds)
 {
     return extendedIds ? kExtendedHeaderBytes : kStandardHeaderBytes;
 }
+/// The packet size that is used when this one is asked for.
+constexpr std::uint32_t Usable(std::uint32_t packetSize)
+{
+    return std::clamp(packetSize, kSmallestPacketSize, kLargestPacketSize);
+}
+/// Bytes behind the header of a packet of that size.
+constexpr std::uint32_t PacketRoom(std::uint32_t packetSize, bool extendedIds)
+{
+    return Usable(packetSize) - static_cast<std::uint32_t>(kIpAndUdpBytes + HeaderBytes(extendedIds));
+}
 } // namespace gvsp
 
 /// A datagram in two pieces: what was written for it, and pixels that belong to a frame.
 struct Packet {
-    std::array<std::uint8_t, gvsp::kExtendedHeaderBytes + gvsp::kLeaderBytes + gvsp::kChunkTrailerBytes> head;
+    std::array<std::uint8_t, gvsp::kExtendedHeaderBytes + gvsp::kPartLeaderBytes + gvsp::kParts * gvsp::kPartEntryBytes>
+        head;
     std::size_t headBytes = 0;
     orv::ByteSpan body;
 
@@ -52,7 +72,8 @@ struct Packet {
 };
 
 /// A frame and how it is cut into packets. Packet ids run from 0 (leader) to packetCount - 1 (trailer); a frame that
-/// goes all-in is the one packet 0.
+/// goes all-in is the one packet 0. A frame with a second picture goes as two parts, each of which begins with a packet
+/// of its own, and always with extended ids.
 struct Block {
     std::shared_ptr<const Frame> frame;
     std::uint64_t id = 0; ///< as on the wire
@@ -63,6 +84,10 @@ struct Block {
     std::uint32_t packetSize = 0; ///< of a full IP packet
     std::uint32_t dataBytes = 0;  ///< of a full payload packet
     std::uint32_t packetCount = 0;
+    bool countsFromPart = false;        ///< offsets in packets of parts; else from the beginning of the block
+    std::uint32_t firstPartPackets = 0; ///< payload packets of the image; 0: the frame is not multi-part
+
+    bool IsMultiPart() const { return firstPartPackets > 0; }
 };
 Block MakeBlock(std::shared_ptr<const Frame> frame, const StreamTarget &target, std::uint64_t id);
 
@@ -79,5 +104,8 @@ std::uint64_t BlockIdOnWire(std::uint64_t count, bool extendedIds);
 
 /// Bytes that the payload takes on an Ethernet wire, from preamble to gap, in all packets of its block.
 std::uint64_t EthernetBytes(std::size_t payloadBytes, std::uint32_t packetSize, bool extendedIds);
+/// The same of a multi-part block. Both parts are taken to be of one length, which they are with 8 bits per pixel; with
+/// other formats the result can be a packet's overhead too low.
+std::uint64_t MultiPartEthernetBytes(std::size_t payloadBytes, std::uint32_t packetSize);
 
 } // namespace orvsim

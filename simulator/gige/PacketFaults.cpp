@@ -14,7 +14,7 @@ bool ConcernsPackets(const Faults &faults)
 {
     const double rates[] = {faults.dropRate,    faults.reorderRate, faults.duplicateRate,  faults.truncateRate,
                             faults.corruptRate, faults.foreignRate, faults.dropLeaderRate, faults.dropTrailerRate};
-    return faults.dropPacket >= 0 ||
+    return faults.dropPacket >= 0 || faults.partTable != 0 ||
            std::any_of(std::begin(rates), std::end(rates), [](double rate) { return rate > 0; });
 }
 
@@ -43,6 +43,7 @@ void PacketFaults::Pass(const Packet &packet, std::uint32_t packetId, PacketSink
     const std::optional<Packet> overtaken = std::exchange(m_overtaken, std::nullopt);
     if (!IsDropped(packetId)) {
         Packet changed = packet;
+        LieAboutParts(changed);
         if (m_dice.Falls(m_faults.corruptRate))
             Corrupt(changed);
         if (m_dice.Falls(m_faults.truncateRate))
@@ -94,6 +95,36 @@ void PacketFaults::Corrupt(Packet &packet)
     for (std::uint32_t i = 0; i < count; ++i) {
         const std::uint32_t bit = (first + i * 11) % bits;
         packet.head[bit / 8] ^= static_cast<std::uint8_t>(1U << (bit % 8));
+    }
+}
+
+/// Layout of GigE Vision 2.1: parts counted in byte 7 of the header; each described by 48 bytes behind the leader's
+/// first 12, of which bytes 2 to 7 are its length.
+void PacketFaults::LieAboutParts(Packet &packet) const
+{
+    constexpr std::size_t kCount = 7;
+    constexpr std::size_t kLength = gvsp::kExtendedHeaderBytes + gvsp::kPartLeaderBytes + 2;
+    const bool isMultiPart =
+        packet.head[4] == (0x80 | static_cast<int>(gvsp::Format::Leader)) && packet.head[kCount] > 0;
+    if (!isMultiPart)
+        return;
+    switch (static_cast<PartTableLie>(m_faults.partTable)) {
+    case PartTableLie::None:
+        break;
+    case PartTableLie::Cut:
+        packet.headBytes -= gvsp::kPartEntryBytes / 2;
+        break;
+    case PartTableLie::PartTooMany:
+        ++packet.head[kCount];
+        break;
+    case PartTableLie::LongPart:
+        ++packet.head[kLength];
+        break;
+    case PartTableLie::ShortPart:
+        for (std::size_t i = kLength + 5; i > kLength; --i)
+            packet.head[i] = static_cast<std::uint8_t>(packet.head[i] >> 1 | packet.head[i - 1] << 7);
+        packet.head[kLength] >>= 1;
+        break;
     }
 }
 

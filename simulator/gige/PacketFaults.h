@@ -40,6 +40,7 @@ public:
 private:
     bool IsDropped(std::uint32_t packetId);
     void PutForeign(PacketSink &sink);
+    void LieAboutParts(Packet &packet) const;
     void Corrupt(Packet &packet);
     void Truncate(Packet &packet);
 

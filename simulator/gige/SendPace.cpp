@@ -26,7 +26,10 @@ SendPace PaceOf(const Block &block, std::uint64_t packetDelayNs, std::uint64_t p
         const auto delayNs = static_cast<double>(packetDelayNs);
         return {Packets(kLongestGroupNs / delayNs), delayNs};
     }
-    const std::uint64_t wireBytes = EthernetBytes(block.frame->payload.size(), block.packetSize, block.extendedIds);
+    const std::size_t payloadBytes = block.frame->payload.size();
+    const std::uint64_t wireBytes = block.IsMultiPart()
+                                        ? MultiPartEthernetBytes(payloadBytes, block.packetSize)
+                                        : EthernetBytes(payloadBytes, block.packetSize, block.extendedIds);
     const double spreadNs =
         std::min(static_cast<double>(wireBytes) * kGigabitNsPerByte, static_cast<double>(periodNs) / 2);
     const double packetNs = spreadNs / block.packetCount;

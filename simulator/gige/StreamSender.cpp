@@ -112,7 +112,8 @@ StreamSender::StreamSender(std::shared_ptr<FrameSource> source, std::uint64_t se
 {
     m_parts->source->SetWireBytes([target = m_parts->target](std::size_t payloadBytes) {
         const StreamTarget now = target->Get();
-        return WireBytes(payloadBytes, now.packetSize, now.extendedIds);
+        return now.isMultiPart ? MultiPartEthernetBytes(payloadBytes, now.packetSize)
+                               : WireBytes(payloadBytes, now.packetSize, now.extendedIds);
     });
 }
 
@@ -270,6 +271,7 @@ std::shared_ptr<SentBlock> StreamSender::Parts::NextBlock(const FrameJob &job, c
     const std::uint64_t id = BlockIdOnWire(ids.Next(job.number, faults, sender->Dice()), now.extendedIds);
     auto sent = std::make_shared<SentBlock>();
     sent->block = MakeBlock(std::move(frame), now, id);
+    sent->block.countsFromPart = faults.partOffsets != 0;
     sent->isLinkFull = job.lossShare > 0;
     history.Add(sent);
     return sent;

@@ -13,7 +13,8 @@ struct StreamTarget {
     bool dontFragment = true;
     std::uint64_t packetDelayNs = 0; ///< between two packets' starts
     bool extendedIds = false;
-    bool allIn = false; ///< a frame that fits one packet goes as one
+    bool allIn = false;       ///< a frame that fits one packet goes as one
+    bool isMultiPart = false; ///< frames have a second picture; needs extended ids
     /// The host understands the status codes of GigE Vision 1.1: resent packets and those not sent yet are marked so.
     bool extendedStatus = true;
     bool oldChunkType = false;      ///< frames with chunks are of version 1.2's payload type

@@ -284,8 +284,9 @@ std::shared_ptr<Frame> FrameStore::Take(const FrameSettings &settings, std::uint
         RenderInto(*slot, m_parts->takers);
     }
     Frame &frame = slot->frame;
-    frame.payload.resize(frame.imageBytes); // without the chunks of its last use
+    frame.payload.resize(frame.imageBytes); // without what was added at its last use
     frame.hasChunks = false;
+    frame.confidenceBytes = 0;
     frame.number = number;
     frame.timestampNs = timestampNs;
     m_parts->takers.Stamp(settings, number, timestampNs, frame.payload.data());

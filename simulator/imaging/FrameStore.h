@@ -12,12 +12,13 @@ namespace orvsim {
 
 /// A frame ready to be sent. Whoever holds the pointer may read it; its memory is used again when nobody does.
 struct Frame {
-    std::vector<std::uint8_t> payload; ///< image, then chunks where asked for
+    std::vector<std::uint8_t> payload; ///< image, then chunks or a second picture where asked for
     std::size_t imageBytes = 0;
     FrameSettings settings;
     std::uint64_t number = 0; ///< from 0 at the start of the acquisition
     std::uint64_t timestampNs = 0;
     bool hasChunks = false;
+    std::size_t confidenceBytes = 0; ///< of the second picture, see ConfidencePlane; 0: there is none
 };
 
 /// Prepares frames ahead, so that handing one out costs no more than stamping its number.
@@ -38,7 +39,7 @@ public:
     FrameStore(const SensorTraits &sensor, std::uint64_t seed, std::size_t memoryLimitBytes);
     ~FrameStore();
 
-    /// A stamped frame without chunks. The caller may change it until it takes the next one.
+    /// A stamped frame, the image alone. The caller may change it until it takes the next one.
     std::shared_ptr<Frame> Take(const FrameSettings &settings, std::uint64_t number, std::uint64_t timestampNs);
 
     /// From now on the store's thread, at a lower priority than its user's, prepares frames. It idles when all are

@@ -19,7 +19,7 @@ struct Kind {
 };
 const Kind kKinds[] = {
     {"colour", true, TimingFamily::PixelClock, false},
-    {"mono by line time", false, TimingFamily::LineTime, false},
+    {"mono by line time, of two parts", false, TimingFamily::LineTime, false},
     {"legacy", true, TimingFamily::PixelClock, true},
 };
 
@@ -34,6 +34,7 @@ protected:
         options.family = GetParam().family;
         GigeOptions gige;
         gige.legacy = GetParam().isLegacy;
+        gige.multiPart = !GetParam().isColour;
         camera = std::make_unique<GigeCamera>(options, gige);
         const auto read = [this](std::uint32_t address, std::uint32_t size, std::uint8_t *bytes) {
             return camera->Core().Read(address, size, bytes);

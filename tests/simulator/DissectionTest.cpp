@@ -30,23 +30,28 @@ constexpr std::uint32_t kScps = 0x0D04;
 constexpr std::uint32_t kScda = 0x0D18;
 
 const std::vector<std::string> kFields = {
-    "frame.number",     "frame.protocols",    "ip.len",           "ip.src",         "_ws.malformed",
-    "_ws.short",        "_ws.expert.message", "gvcp.cmd.command", "gvcp.ack",       "gvcp.cmd.flag.64bitid",
-    "gvsp.format",      "gvsp.status",        "gvsp.blockid16",   "gvsp.blockid64", "gvsp.flag.packetresend",
-    "gvsp.payloadtype", "gvsp.pixel"};
+    "frame.number",     "frame.protocols",    "ip.len",           "ip.src",          "_ws.malformed",
+    "_ws.short",        "_ws.expert.message", "gvcp.cmd.command", "gvcp.ack",        "gvcp.cmd.flag.64bitid",
+    "gvsp.format",      "gvsp.status",        "gvsp.blockid16",   "gvsp.blockid64",  "gvsp.flag.packetresend",
+    "gvsp.payloadtype", "gvsp.pixel",         "gvsp.numparts",    "gvsp.partlength", "gvsp.partid"};
 
-/// One acquisition of kFrames frames.
+/// One acquisition of kFrames frames. Those of one image or of parts lose packets.
+enum class Kind { Image, Chunks, AllIn, Parts };
 struct Acquisition {
     const char *name;
     bool extendedIds;
-    bool hasChunks;
-    bool isAllIn;
-    bool losesPackets;
+    Kind kind;
+
+    bool LosesPackets() const { return kind == Kind::Image || kind == Kind::Parts; }
 };
 const Acquisition kAcquisitions[] = {
-    {"16-bit ids", false, false, false, true},         {"64-bit ids", true, false, false, true},
-    {"16-bit ids, chunks", false, true, false, false}, {"64-bit ids, chunks", true, true, false, false},
-    {"16-bit ids, all-in", false, false, true, false}, {"64-bit ids, all-in", true, false, true, false},
+    {"16-bit ids", false, Kind::Image},
+    {"64-bit ids", true, Kind::Image},
+    {"16-bit ids, chunks", false, Kind::Chunks},
+    {"64-bit ids, chunks", true, Kind::Chunks},
+    {"16-bit ids, all-in", false, Kind::AllIn},
+    {"64-bit ids, all-in", true, Kind::AllIn},
+    {"64-bit ids, multi-part", true, Kind::Parts},
 };
 
 class Dissection : public ::testing::Test {
@@ -117,6 +122,7 @@ protected:
     void SetUp() override
     {
         options.frameRate = 50;
+        gige.multiPart = true;
         options.features = {{"AcquisitionMode", "MultiFrame"}, {"AcquisitionFrameCount", std::to_string(kFrames)}};
         Open();
     }
@@ -151,10 +157,11 @@ protected:
     {
         SCOPED_TRACE(acquisition.name);
         Set("GevGVSPExtendedIDMode", acquisition.extendedIds ? "On" : "Off");
-        Set("ChunkModeActive", acquisition.hasChunks ? "1" : "0");
-        Set("GevSCCFGAllInTransmission", acquisition.isAllIn ? "1" : "0");
-        Set("SimDropPacket", acquisition.losesPackets ? std::to_string(kLostPacket) : "-1");
-        Write(kScps, 0x40000000 | (acquisition.isAllIn ? 9000 : 1000));
+        Set("ChunkModeActive", acquisition.kind == Kind::Chunks ? "1" : "0");
+        Set("GevSCCFGAllInTransmission", acquisition.kind == Kind::AllIn ? "1" : "0");
+        Set("GevSCCFGMultiPart", acquisition.kind == Kind::Parts ? "1" : "0");
+        Set("SimDropPacket", acquisition.LosesPackets() ? std::to_string(kLostPacket) : "-1");
+        Write(kScps, 0x40000000 | (acquisition.kind == Kind::AllIn ? 9000 : 1000));
         Set("AcquisitionStart", "1");
         ReceiveFrames(acquisition);
         AcknowledgeEvents();
@@ -165,18 +172,21 @@ protected:
     {
         std::size_t frames = 0;
         std::size_t answers = 0;
-        while (frames < kFrames || (acquisition.losesPackets && answers < kFrames + 1)) {
+        const std::size_t wanted =
+            !acquisition.LosesPackets() ? 0 : kFrames + (acquisition.kind == Kind::Image ? 1 : 0);
+        while (frames < kFrames || answers < wanted) {
             const std::optional<Datagram> packet = stream.Take();
             ASSERT_TRUE(packet.has_value()) << frames << " frames, " << answers << " answers";
             const PacketFields fields = Parse(*packet);
             const auto format = static_cast<gvsp::Format>(fields.format);
-            answers += format == gvsp::Format::Payload && fields.packetId == kLostPacket ? 1 : 0;
+            const bool isPayload = format == gvsp::Format::Payload || format == gvsp::Format::PartPayload;
+            answers += isPayload && fields.packetId == kLostPacket ? 1 : 0;
             if (format != gvsp::Format::Trailer && format != gvsp::Format::AllIn)
                 continue;
             ++frames;
-            if (acquisition.losesPackets)
+            if (acquisition.LosesPackets())
                 Tell(Resend(fields.blockId, acquisition.extendedIds));
-            if (acquisition.losesPackets && frames == kFrames)
+            if (acquisition.kind == Kind::Image && frames == kFrames)
                 Tell(Resend(999, acquisition.extendedIds));
         }
     }
@@ -224,6 +234,21 @@ protected:
         EXPECT_EQ(count('4', {{"gvsp.payloadtype", "0x0001"}, {"gvsp.pixel", kBayerRG8}}), kFrames);
     }
 
+    /// Two pictures of 3072 bytes with each frame, each in four packets of 1000.
+    void ExpectParts()
+    {
+        const DissectedPacket parts = {{"gvsp.payloadtype", "0x000a"}, {"gvsp.partlength", "0x0000000000000c00"}};
+        for (const char *format : {"0x81", "0x82"}) {
+            DissectedPacket values = parts;
+            values["gvsp.format"] = format;
+            EXPECT_EQ(Count(values), kFrames) << format;
+        }
+        EXPECT_EQ(Count({{"gvsp.format", "0x81"}, {"gvsp.numparts", "2"}}), kFrames);
+        for (const char *part : {"0x00", "0x01"})
+            EXPECT_EQ(Count({{"gvsp.format", "0x87"}, {"gvsp.partid", part}}), 4 * kFrames);
+        EXPECT_EQ(Count({{"gvsp.format", "0x87"}, {"gvsp.flag.packetresend", "0x0001"}}), kFrames);
+    }
+
     StreamReceiver stream;
     TestHost listener;
 };
@@ -242,14 +267,16 @@ TEST_F(DissectedSession, IsWellFormed)
         const auto count = [&](const char *command) {
             return Count({{"gvcp.cmd.command", command}, {"gvcp.cmd.flag.64bitid", isExtended}});
         };
-        EXPECT_EQ(count("0x0040"), kFrames + 1) << "requests for packets";
-        EXPECT_EQ(count("0x00c0"), 3) << "starts of three acquisitions";
-        EXPECT_EQ(count("0x00c2"), 3 * kFrames) << "their frames";
+        const std::size_t ofParts = *isExtended == '1' ? 1 : 0; // acquisitions beside the three of either form
+        EXPECT_EQ(count("0x0040"), kFrames + 1 + ofParts * kFrames) << "requests for packets";
+        EXPECT_EQ(count("0x00c0"), 3 + ofParts) << "starts of acquisitions";
+        EXPECT_EQ(count("0x00c2"), (3 + ofParts) * kFrames) << "their frames";
     }
-    EXPECT_EQ(Count({{"gvcp.ack", "0x00c1"}}), 6);
-    EXPECT_EQ(Count({{"gvcp.ack", "0x00c3"}}), 6 * kFrames);
+    EXPECT_EQ(Count({{"gvcp.ack", "0x00c1"}}), 7);
+    EXPECT_EQ(Count({{"gvcp.ack", "0x00c3"}}), 7 * kFrames);
     ExpectStream("0x0", {{"gvsp.status", "0x0100"}});
     ExpectStream("0x8", {{"gvsp.status", "0x0000"}, {"gvsp.flag.packetresend", "0x0001"}});
+    ExpectParts();
     for (DissectedPacket &packet : packets)
         EXPECT_LE(std::stoul(packet["ip.len"]), IsAllIn(packet) ? 9000U : 1000U) << packet["frame.number"];
 }

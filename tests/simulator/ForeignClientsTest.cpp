@@ -217,6 +217,7 @@ struct StreamCase {
     const char *name;
     const char *features;
     Words words;
+    bool isMultiPart = false;
 };
 void PrintTo(const StreamCase &streamCase, std::ostream *out)
 {
@@ -251,6 +252,7 @@ class ArvCameraTestStreams : public ArvCameraTest, public ::testing::WithParamIn
 
 TEST_P(ArvCameraTestStreams, WithoutLoss)
 {
+    gige.multiPart = GetParam().isMultiPart;
     Open();
     const bool takesPlainSocket = GetParam().words.back() == kPlainSocket;
     const std::string printed =
@@ -274,7 +276,8 @@ INSTANTIATE_TEST_SUITE_P(
         StreamCase{"RGB8InLargePackets", "PixelFormat=RGB8", {"--gv-packet-size=16000"}},
         StreamCase{"YUV422_8", "PixelFormat=YUV422_8 GevGVSPExtendedIDMode=On", {"--gv-packet-size=4000"}},
         StreamCase{"PacketSizeThatIsNegotiated", "", {"--packet-size-adjustment=always", kPlainSocket}},
-        StreamCase{"PacketDelay", "", {"--gv-packet-delay=20000"}}),
+        StreamCase{"PacketDelay", "", {"--gv-packet-delay=20000"}},
+        StreamCase{"TwoParts", "PixelFormat=Mono12p", {"--multipart", "--gv-packet-size=1500"}, true}),
     [](const auto &info) { return std::string(info.param.name); });
 
 TEST_F(ArvCameraTest, ReadsChunks)
