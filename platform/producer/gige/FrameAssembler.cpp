@@ -99,36 +99,55 @@ void FrameAssembler::OnPacket(orv::ByteSpan datagram, TimePoint now)
 {
     ++m_counters.packets;
     const std::optional<StreamPacket> packet = ParseStreamPacket(datagram);
-    if (!packet || packet->blockId == 0) {
+    if (packet && packet->blockId != 0)
+        Sort(*packet, datagram, now);
+    else
         ++m_counters.unusable; // block id 0: a test packet
+}
+
+void FrameAssembler::OnLandedPacket(orv::ByteSpan header, orv::ByteSpan content, TimePoint now)
+{
+    ++m_counters.packets;
+    std::optional<StreamPacket> packet = ParseStreamPacket(header);
+    if (!packet)
         return;
-    }
+    packet->content = content;
+    Sort(*packet, header, now);
+}
+
+std::optional<Landing> FrameAssembler::NextLanding() const
+{
+    return m_open.empty() ? std::nullopt : m_open.back().NextLanding();
+}
+
+void FrameAssembler::Sort(const StreamPacket &packet, orv::ByteSpan datagram, TimePoint now)
+{
     if (!m_kept.empty() && ++m_keptAge > kKeptPackets) {
         ++m_counters.unusable;
         m_kept.clear();
     }
     FrameBlock *block = nullptr;
-    const Kind kind = Classify(*packet, block);
+    const Kind kind = Classify(packet, block);
     if (kind == Kind::Late) {
         ++m_counters.late;
         return;
     }
-    if (packet->IsError()) {
+    if (packet.IsError()) {
         ++(block != nullptr ? m_counters.refused : m_counters.unusable);
         if (block != nullptr)
-            OnRefusal(*block, *packet, now);
+            OnRefusal(*block, packet, now);
         return;
     }
-    if (kind == Kind::Strange && !IsOfKeptBlock(packet->blockId, packet->extendedIds) && !IsWholeBlock(*packet)) {
-        Keep(*packet, datagram);
+    if (kind == Kind::Strange && !IsOfKeptBlock(packet.blockId, packet.extendedIds) && !IsWholeBlock(packet)) {
+        Keep(packet, datagram);
         return;
     }
     if (block == nullptr)
-        block = Begin(*packet, now);
+        block = Begin(packet, now);
     if (block == nullptr)
         return; // no buffer: the rest of the block comes as late and is dropped
     TakeKept(*block, now);
-    Take(*block, *packet, now);
+    Take(*block, packet, now);
     DeliverReady(now);
 }
 

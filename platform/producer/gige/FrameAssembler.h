@@ -46,6 +46,10 @@ public:
     FrameAssembler(FrameSink &sink, Settings settings);
 
     void OnPacket(orv::ByteSpan datagram, TimePoint now);
+    /// Where the packets that come next belong, if nothing of the running frame is lost; good until the next call.
+    std::optional<Landing> NextLanding() const;
+    /// A packet whose content is in the place that NextLanding() told.
+    void OnLandedPacket(orv::ByteSpan header, orv::ByteSpan content, TimePoint now);
     /// Delivers what has waited too long.
     void OnTime(TimePoint now);
     /// Adds what is to be asked for again now.
@@ -72,6 +76,7 @@ private:
     };
     Kind Classify(const StreamPacket &packet, FrameBlock *&block);
     std::int64_t Distance(const StreamPacket &packet) const;
+    void Sort(const StreamPacket &packet, orv::ByteSpan datagram, TimePoint now);
     bool IsOfKeptBlock(std::uint64_t id, bool extendedIds) const;
     void Keep(const StreamPacket &packet, orv::ByteSpan datagram);
     void TakeKept(FrameBlock &block, TimePoint now);

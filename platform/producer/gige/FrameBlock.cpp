@@ -297,9 +297,31 @@ void FrameBlock::Store(const Slot &slot, orv::ByteSpan data)
     const std::size_t size = std::min({data.size, slot.size, room});
     if (data.size > room)
         m_isClipped = true;
-    std::copy_n(data.data, size, m_target.data + slot.offset);
+    if (data.data != m_target.data + slot.offset)
+        std::copy_n(data.data, size, m_target.data + slot.offset);
     m_receivedBytes += size;
     m_end = std::max(m_end, slot.offset + size);
+}
+
+std::optional<Landing> FrameBlock::NextLanding() const
+{
+    // The parts of a multi-part block do not follow each other without gaps.
+    if (m_trailer || m_next == 0 || !m_parts.empty() || m_isBroken)
+        return std::nullopt;
+    const std::uint64_t image = m_leader && m_leader->CarriesChunks() ? 0 : ExpectedBytes(Leader::Packing::PerLine);
+    const std::uint64_t end = image != 0 ? std::min<std::uint64_t>(image, m_target.size) : m_target.size;
+    const std::uint64_t offset = std::uint64_t{m_next - 1} * m_dataPerPacket;
+    if (offset + m_dataPerPacket > end)
+        return std::nullopt;
+    Landing landing;
+    landing.begin = m_target.data + offset;
+    landing.headerSize = m_extendedIds ? kExtendedHeaderSize : kStandardHeaderSize;
+    landing.dataSize = m_dataPerPacket;
+    landing.packets = (end - offset) / m_dataPerPacket;
+    landing.extendedIds = m_extendedIds;
+    landing.blockId = m_id;
+    landing.firstPacket = m_next;
+    return landing;
 }
 
 bool FrameBlock::HasPacket(std::uint32_t id) const

@@ -16,11 +16,23 @@ inline std::uint64_t PacketsFor(std::uint64_t bytes, std::size_t dataPerPacket)
     return bytes / dataPerPacket + (bytes % dataPerPacket != 0 ? 1 : 0);
 }
 
+/// Where the data of a block's next packets belongs, were nothing lost: whole ones only, one behind the other.
+struct Landing {
+    std::uint8_t *begin = nullptr; ///< in the frame's buffer
+    std::size_t headerSize = 0;    ///< bytes before the data of each packet
+    std::size_t dataSize = 0;      ///< bytes of data in each
+    std::size_t packets = 0;       ///< that have room
+    bool extendedIds = false;
+    std::uint64_t blockId = 0;
+    std::uint32_t firstPacket = 0;
+};
+
 /// One frame being received: which packets of the block are there, and where their bytes go.
 ///
 /// Numbers of packets: 0 is the leader, then the payload from 1 on, then the trailer. Nothing a packet says is believed
-/// beyond what fits the buffer. Two copies of a packet that differ make neither believable: it is missing again. Parts
-/// of a multi-part block lie one behind the other in the buffer. One thread.
+/// beyond what fits the buffer. Content may lie in its place already (NextLanding()); then it is not copied. Two copies
+/// of a packet that differ make neither believable: it is missing again. Parts of a multi-part block lie one behind the
+/// other in the buffer. One thread.
 class FrameBlock {
 public:
     enum class Verdict {
@@ -46,6 +58,8 @@ public:
     std::size_t LearnedSize() const { return m_learnedSize; }
     bool IsLeaderAlone() const { return m_leader && m_highestPayload == 0 && !m_trailer; }
     std::vector<std::uint64_t> GiveBits() { return std::move(m_received); }
+    /// Behind the last packet that came. Until one of them has been taken, anything may be written there.
+    std::optional<Landing> NextLanding() const;
 
     /// All packets are there that the trailer counts.
     bool IsComplete() const;

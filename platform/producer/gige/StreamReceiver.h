@@ -2,6 +2,7 @@
 
 #include "base/Mutex.h"
 #include "producer/gige/FrameAssembler.h"
+#include "producer/gige/PacketBatch.h"
 #include "producer/gige/UdpSocket.h"
 #include "producer/Transport.h"
 
@@ -13,8 +14,9 @@ namespace nuvark::gige {
 
 /// Receives stream packets on a thread of its own and feeds them to a frame assembler.
 ///
-/// Life: Start() once, Stop() once. Packets are taken from the kernel in batches into a ring of slots, where the kernel
-/// can (UDP_GRO) many packets at a time; packets of other senders are dropped. So are packets of more than twice the
+/// Life: Start() once, Stop() once. Packets are taken from the kernel in batches, their payload straight into the
+/// running frame's buffer where they are the expected ones and nobody listens to the traffic; where the kernel can
+/// (UDP_GRO), many packets at a time. Packets of other senders are dropped. So are packets of more than twice the
 /// length agreed on, the first time they come. Missing packets are asked for from the stream's own socket, which keeps
 /// the way through a firewall open. Threads: Start() and Stop() from the owner's; AbandonFrames() and Counters() from
 /// any. The sink is called on the receiver's thread, in AbandonFrames() on the caller's. Lock order: m_mutex, then
@@ -41,14 +43,11 @@ public:
     StreamCounters Counters() const EXCLUDES(m_mutex);
 
 private:
-    struct Ring;
-
     void Run() EXCLUDES(m_mutex); // body of m_thread
     TimePoint NextWake() EXCLUDES(m_mutex);
-    /// Takes what is there. \return false when there was nothing.
+    /// \return false when there was nothing.
     bool TakeBatch() EXCLUDES(m_mutex);
-    void TakeMessage(std::size_t index, TimePoint now) REQUIRES(m_mutex);
-    void TakeDatagram(orv::ByteSpan datagram, TimePoint now) REQUIRES(m_mutex);
+    void TakePacket(const PacketBatch::Packet &packet, TimePoint now) REQUIRES(m_mutex);
     /// What is due by the clock: requests for missing packets, frames that have waited long enough.
     void OnTime() EXCLUDES(m_mutex);
     void SendRequests();
@@ -56,7 +55,7 @@ private:
 
     const Settings m_settings;
     UdpSocket m_socket;
-    std::unique_ptr<Ring> m_ring; ///< receiver's thread only
+    PacketBatch m_batch; ///< receiver's thread only
     WakeUp m_stop;
     std::size_t m_longest = 0;             ///< bytes of a datagram that is taken; receiver's thread only
     std::vector<ResendRequest> m_requests; ///< receiver's thread only
@@ -64,9 +63,9 @@ private:
     std::atomic<bool> m_realTime{false};
     std::atomic<StreamChannel::Stop> m_how{StreamChannel::Stop::AtOnce};
 
-    mutable orv::Mutex m_mutex; ///< held while a batch is put together, so frames can be taken away in between
+    mutable orv::Mutex m_mutex; ///< held while a batch is read and put together; frames are taken away in between
     FrameAssembler m_assembler GUARDED_BY(m_mutex);
-    std::uint64_t m_kernelDrops GUARDED_BY(m_mutex) = 0;
+    std::uint64_t m_kernelDrops GUARDED_BY(m_mutex) = 0; ///< the batch's count, for other threads
     std::uint64_t m_oversized GUARDED_BY(m_mutex) = 0;
     std::thread m_thread;
 };

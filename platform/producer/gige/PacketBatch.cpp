@@ -1,0 +1,206 @@
+#include "producer/gige/PacketBatch.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include <netinet/in.h>
+#include <netinet/udp.h>
+#include <sys/socket.h>
+
+namespace nuvark::gige {
+
+namespace {
+
+constexpr std::size_t kMostMessages = 32;
+constexpr std::size_t kLargestMessage = 65536;
+constexpr std::size_t kMostLanding = 128; ///< packets of one message that may land
+/// So many messages of one packet in a row: the kernel does not put packets together here.
+constexpr std::size_t kRunsAreOver = 16;
+/// Behind the frame's last packet a trailer and the next leader may wait; what comes then can land again.
+constexpr std::size_t kBetweenFrames = 2;
+
+} // namespace
+
+/// For one recvmmsg call: each message has memory of its own for all its bytes; of a message that may land, the pieces
+/// lead elsewhere for its first packets.
+struct PacketBatch::Messages {
+    struct Control {
+        alignas(cmsghdr) char bytes[CMSG_SPACE(sizeof(std::uint32_t)) + CMSG_SPACE(sizeof(int))];
+    };
+    struct Message {
+        std::array<iovec, 2 * kMostLanding + 1> pieces;
+        std::size_t landing = 0;     ///< packets whose data has a place in the frame
+        std::size_t landed = 0;      ///< those that are the right ones
+        std::size_t size = 0;        ///< bytes
+        std::size_t packetBytes = 0; ///< of each packet but the last
+        sockaddr_in sender{};
+        Control control;
+    };
+
+    Messages() : memory(kMostMessages * kLargestMessage), heads(kMostLanding * kExtendedHeaderSize) {}
+
+    std::uint8_t *MemoryOf(std::size_t index) { return memory.data() + index * kLargestMessage; }
+    bool IsCut(std::size_t index) const { return (headers[index].msg_hdr.msg_flags & MSG_TRUNC) != 0; }
+
+    std::vector<std::uint8_t> memory;
+    std::vector<std::uint8_t> heads; ///< headers of the packets that land
+    std::array<Message, kMostMessages> messages;
+    std::array<mmsghdr, kMostMessages> headers{};
+};
+
+PacketBatch::PacketBatch(int socket, std::uint32_t camera)
+    : m_socket(socket), m_camera(camera), m_messages(std::make_unique<Messages>()), m_sinceRun(kRunsAreOver)
+{
+}
+
+PacketBatch::~PacketBatch() = default;
+
+bool PacketBatch::Read(const std::optional<Landing> &landing)
+{
+    m_packets.clear();
+    m_cut = 0;
+    const std::size_t wanted = ChooseCount(landing ? landing->packets : 0);
+    Prepare(landing, wanted);
+    const int got =
+        recvmmsg(m_socket, m_messages->headers.data(), static_cast<unsigned>(wanted), MSG_DONTWAIT, nullptr);
+    if (got <= 0)
+        return false;
+    const auto count = static_cast<std::size_t>(got);
+    Settle(landing, count);
+    for (std::size_t i = 0; i < count; ++i)
+        AddPackets(i, landing);
+    return true;
+}
+
+/// A message whose packets are put together is long enough for a call of its own; and where it ends is known only
+/// afterwards, so that nothing behind it could land.
+std::size_t PacketBatch::ChooseCount(std::size_t landingPackets)
+{
+    const bool hasRuns = m_sinceRun < kRunsAreOver;
+    if (landingPackets != 0) {
+        m_withoutLanding = 0;
+        return hasRuns ? 1 : std::min(kMostMessages, landingPackets + kBetweenFrames);
+    }
+    // The more often in vain, the less likely is a leader among the next few.
+    const std::size_t count = std::min(kMostMessages, kBetweenFrames << m_withoutLanding);
+    m_withoutLanding += count < kMostMessages ? 1 : 0;
+    return count;
+}
+
+void PacketBatch::Prepare(const std::optional<Landing> &landing, std::size_t count)
+{
+    Messages &all = *m_messages;
+    const std::size_t packet = landing ? landing->headerSize + landing->dataSize : 0;
+    const std::size_t perMessage = landing && count == 1 ? std::min(kMostLanding, kLargestMessage / packet) : 1;
+    std::size_t next = 0; // of the packets that land
+    for (std::size_t i = 0; i < count; ++i) {
+        Messages::Message &message = all.messages[i];
+        message.landing = landing ? std::min(perMessage, landing->packets - std::min(next, landing->packets)) : 0;
+        iovec *piece = message.pieces.data();
+        for (std::size_t k = 0; k < message.landing; ++k, ++next) {
+            *piece++ = {all.heads.data() + next * landing->headerSize, landing->headerSize};
+            *piece++ = {landing->begin + next * landing->dataSize, landing->dataSize};
+        }
+        const std::size_t before = message.landing * packet;
+        *piece++ = {all.MemoryOf(i) + before, kLargestMessage - before};
+        msghdr &header = all.headers[i].msg_hdr;
+        header = {};
+        header.msg_name = &message.sender;
+        header.msg_namelen = sizeof message.sender;
+        header.msg_iov = message.pieces.data();
+        header.msg_iovlen = static_cast<std::size_t>(piece - message.pieces.data());
+        header.msg_control = &message.control;
+        header.msg_controllen = sizeof message.control;
+    }
+}
+
+/// Nothing is placed by hand before all is gathered that is out of its place: it may lie where that one belongs.
+void PacketBatch::Settle(const std::optional<Landing> &landing, std::size_t count)
+{
+    Messages &all = *m_messages;
+    bool isExpected = true;
+    std::uint32_t firstPacket = landing ? landing->firstPacket : 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        Messages::Message &message = all.messages[i];
+        message.size = all.headers[i].msg_len;
+        message.packetBytes = message.size;
+        msghdr &header = all.headers[i].msg_hdr;
+        for (cmsghdr *c = CMSG_FIRSTHDR(&header); c != nullptr; c = CMSG_NXTHDR(&header, c)) {
+            if (c->cmsg_level == SOL_SOCKET && c->cmsg_type == SO_RXQ_OVFL) {
+                std::uint32_t drops = 0;
+                std::memcpy(&drops, CMSG_DATA(c), sizeof drops);
+                m_kernelDrops = drops;
+            } else if (c->cmsg_level == SOL_UDP && c->cmsg_type == UDP_GRO) {
+                int bytes = 0;
+                std::memcpy(&bytes, CMSG_DATA(c), sizeof bytes);
+                message.packetBytes = bytes > 0 ? static_cast<std::size_t>(bytes) : message.size;
+            }
+        }
+        m_sinceRun = message.packetBytes < message.size ? 0 : m_sinceRun + 1;
+        message.landed = isExpected && message.landing != 0 ? CountLanded(i, *landing, firstPacket) : 0;
+        isExpected = message.landed * message.packetBytes == message.size;
+        firstPacket += static_cast<std::uint32_t>(message.landed);
+        if (!isExpected)
+            Gather(i, message.landed * message.packetBytes);
+    }
+}
+
+std::size_t PacketBatch::CountLanded(std::size_t index, const Landing &landing, std::uint32_t firstPacket)
+{
+    const Messages::Message &message = m_messages->messages[index];
+    const std::size_t packet = landing.headerSize + landing.dataSize;
+    if (message.packetBytes != packet || m_messages->IsCut(index) || ntohl(message.sender.sin_addr.s_addr) != m_camera)
+        return 0;
+    const std::size_t whole = std::min(message.landing, message.size / packet);
+    for (std::size_t k = 0; k < whole; ++k) {
+        const auto *head = static_cast<const std::uint8_t *>(message.pieces[2 * k].iov_base);
+        const std::optional<StreamPacket> parsed = ParseStreamPacket({head, landing.headerSize});
+        const bool isExpected = parsed && parsed->status == 0 &&
+                                parsed->format == static_cast<std::uint8_t>(PacketFormat::Payload) &&
+                                parsed->extendedIds == landing.extendedIds && parsed->blockId == landing.blockId &&
+                                parsed->packetId == firstPacket + k;
+        if (!isExpected)
+            return k;
+    }
+    return whole;
+}
+
+/// Brings what lies in the pieces from byte `from` of the message on to where the rest of it is.
+void PacketBatch::Gather(std::size_t index, std::size_t from)
+{
+    const Messages::Message &message = m_messages->messages[index];
+    std::uint8_t *memory = m_messages->MemoryOf(index);
+    std::size_t at = 0;
+    for (std::size_t i = 0; i < 2 * message.landing && at < message.size; ++i) {
+        const iovec &piece = message.pieces[i];
+        if (at >= from)
+            std::memcpy(memory + at, piece.iov_base, std::min(piece.iov_len, message.size - at));
+        at += piece.iov_len;
+    }
+}
+
+void PacketBatch::AddPackets(std::size_t index, const std::optional<Landing> &landing)
+{
+    const Messages::Message &message = m_messages->messages[index];
+    if (ntohl(message.sender.sin_addr.s_addr) != m_camera)
+        return;
+    if (m_messages->IsCut(index)) {
+        ++m_cut; // its rest is gone, and its length would teach a wrong packet size
+        return;
+    }
+    for (std::size_t k = 0; k < message.landed; ++k) {
+        const iovec &data = message.pieces[2 * k + 1];
+        m_packets.push_back({{static_cast<const std::uint8_t *>(message.pieces[2 * k].iov_base), landing->headerSize},
+                             {static_cast<const std::uint8_t *>(data.iov_base), data.iov_len}});
+    }
+    const std::uint8_t *memory = m_messages->MemoryOf(index);
+    std::size_t at = message.landed * message.packetBytes;
+    while (at < message.size) {
+        const std::size_t size = std::min(message.packetBytes, message.size - at);
+        m_packets.push_back({{memory + at, size}, {}});
+        at += size;
+    }
+}
+
+} // namespace nuvark::gige
