@@ -81,7 +81,7 @@ TEST_F(OneCamera, WhatIsLeftOfAnAcquisitionDoesNotHoldUpTheNext)
         for (const bool isAborted : {false, true}) {
             SCOPED_TRACE(std::string(isStalled ? "stalled" : "delayed") + (isAborted ? ", aborted" : ", stopped"));
             TestHost receiver;
-            StreamTo(receiver);
+            StreamTo(receiver.Port());
             slowDown(true);
             Set("AcquisitionStart", "1");
             ASSERT_TRUE(receiver.Receive()) << "the leader, then nothing for long";
@@ -100,7 +100,7 @@ TEST_F(OneCamera, AnAbortedFrameEndsAtOnceAndIsNotToBeHad)
     Open();
     TakeControl();
     TestHost receiver;
-    StreamTo(receiver);
+    StreamTo(receiver.Port());
     Set("SimStallEvery", "1");
     Set("SimStallTime", "60000");
     Set("AcquisitionStart", "1");
@@ -165,8 +165,7 @@ TEST_F(OneCamera, LiesAboutThePayloadAndSendsItWhole)
     const std::uint32_t size = RegisterOf(camera->Core().DescriptionXml(), "PayloadSize");
     EXPECT_EQ(host.Read(address, size), 64U * 48 - 100);
     StreamReceiver receiver;
-    host.Write(address, 0x0D18, kHostAddress);
-    host.Write(address, 0x0D00, receiver.Where().port);
+    StreamTo(receiver.Where().port);
     Set("AcquisitionMode", "SingleFrame");
     Set("AcquisitionStart", "1");
     EXPECT_EQ(Reassemble(receiver.Take(std::size_t{5}))[1].payload.size(), 64U * 48);
@@ -176,12 +175,7 @@ TEST_F(OneCamera, ForgetsAForcedAddressWithTheReset)
 {
     Open();
     const std::uint32_t forced = TestAddress(5);
-    std::vector<std::uint32_t> words(14, 0);
-    words[0] = host.Read(address, 0x0008);
-    words[1] = host.Read(address, 0x000C);
-    words[5] = forced;
-    words[9] = 0xff000000;
-    host.Ask(address, host.commands.Make(GvcpCommand::ForceIp, words));
+    host.Ask(address, ForceTo(forced));
     ASSERT_EQ(camera->Address(), forced);
     Set("DeviceReset", "1");
     EXPECT_TRUE(ComesTrue([this] { return camera->Address() == address; }));

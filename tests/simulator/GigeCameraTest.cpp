@@ -106,8 +106,7 @@ TEST_F(OneCamera, TestPacketComesInTheSizeThatWasAsked)
     Open();
     TakeControl();
     TestHost receiver;
-    host.Write(address, 0x0D18, kHostAddress);
-    host.Write(address, 0x0D00, receiver.Port());
+    StreamTo(receiver.Port());
     for (const std::uint32_t size : {1500U, 9000U}) {
         host.Write(address, 0x0D04, 0xC0000000 | size);
         const auto arrival = receiver.Receive();
@@ -122,8 +121,7 @@ TEST_F(OneCamera, SilenceEndsTheAcquisition)
     Open();
     TakeControl();
     TestHost receiver;
-    host.Write(address, 0x0D18, kHostAddress);
-    host.Write(address, 0x0D00, receiver.Port());
+    StreamTo(receiver.Port());
     Set("AcquisitionStart", "1");
     ASSERT_TRUE(receiver.Receive());
     EXPECT_EQ(host.Write(address, 0x0938, 500), 0);
@@ -166,12 +164,7 @@ TEST_F(OneCamera, ForceIpMovesIt)
 {
     Open();
     const std::uint32_t target = TestAddress(4);
-    std::vector<std::uint32_t> words(14, 0);
-    words[0] = host.Read(address, 0x0008);
-    words[1] = host.Read(address, 0x000C);
-    words[5] = target;
-    words[9] = 0xff000000;
-    host.Send(kEverybody, host.commands.Make(GvcpCommand::ForceIp, words));
+    host.Send(kEverybody, ForceTo(target));
     const auto answer = host.Receive();
     ASSERT_TRUE(answer);
     EXPECT_EQ(answer->from.address, target);
@@ -181,8 +174,7 @@ TEST_F(OneCamera, ForceIpMovesIt)
 
     ASSERT_EQ(host.Write(target, 0x0A00, 2), 0);
     TestHost receiver;
-    host.Write(target, 0x0D18, kHostAddress);
-    host.Write(target, 0x0D00, receiver.Port());
+    StreamTo(receiver.Port());
     host.Write(target, 0x0D04, 0xC0000400);
     const auto packet = receiver.Receive();
     ASSERT_TRUE(packet);

@@ -46,11 +46,20 @@ protected:
         EXPECT_EQ(camera->Core().SetFeature(name, text, problem), Outcome::Ok) << problem;
     }
     std::string Get(const std::string &name) { return camera->Core().GetFeature(name); }
-    /// Lets the stream go to a host's socket.
-    void StreamTo(const TestHost &receiver)
+    /// Lets the stream go to a port of the host's.
+    void StreamTo(std::uint16_t port)
     {
-        EXPECT_EQ(host.Write(address, 0x0D18, kHostAddress), 0);
-        EXPECT_EQ(host.Write(address, 0x0D00, receiver.Port()), 0);
+        EXPECT_EQ(host.Write(camera->Address(), 0x0D18, kHostAddress), 0);
+        EXPECT_EQ(host.Write(camera->Address(), 0x0D00, port), 0);
+    }
+    Datagram ForceTo(std::uint32_t wanted)
+    {
+        std::vector<std::uint32_t> words(14, 0);
+        words[0] = host.Read(address, 0x0008);
+        words[1] = host.Read(address, 0x000C);
+        words[5] = wanted;
+        words[9] = 0xff000000;
+        return host.commands.Make(GvcpCommand::ForceIp, words);
     }
     template <class Condition> static bool ComesTrue(Condition condition)
     {
