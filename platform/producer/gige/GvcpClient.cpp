@@ -17,7 +17,6 @@ constexpr milliseconds kTimeoutNotAnswering{100};
 constexpr milliseconds kQuickTimeout{60};
 constexpr int kLastTries = 2;
 constexpr int kBusyRepeats = 3;
-constexpr milliseconds kBusyPause{20};
 
 /// Releases a mutex that is held already.
 class SCOPED_CAPABILITY AdoptedLock {
@@ -123,7 +122,7 @@ Status GvcpClient::Transact(const Request &request, MakeDatagram make, std::vect
         const bool isRepeated = request.mayBeRepeated && request.effort == Effort::Normal && repeat < kBusyRepeats;
         if (wireStatus != kStatusBusy || !isRepeated)
             return StatusFromWire(wireStatus, IsWrite(request.command), request.context);
-        std::this_thread::sleep_for(kBusyPause);
+        std::this_thread::sleep_for(m_timing.busyPause);
     }
 }
 

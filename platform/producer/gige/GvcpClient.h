@@ -41,6 +41,7 @@ public:
         std::chrono::milliseconds total{2200};     ///< all tries of a command
         std::chrono::milliseconds slowTotal{10000}; ///< of one that writes to the maker's registers
         std::chrono::milliseconds pending{30000};   ///< a camera that says "pending" for longer does not answer
+        std::chrono::milliseconds busyPause{20};    ///< before a busy camera is asked again
     };
 
     /// \param local address of the host interface, \param remote of the camera.
