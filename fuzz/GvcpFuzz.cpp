@@ -1,14 +1,14 @@
 #include "fuzz/GvcpFuzz.h"
 
+#include "fuzz/Target.h"
 #include "tests/simulator/FakeDevice.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <initializer_list>
 
 namespace {
 
 using namespace orvsim;
+using orv::fuzz::Require;
 
 constexpr std::size_t kMaxAnswer = 548;     // of a GVCP packet
 constexpr std::size_t kMaxAnswers = 2;      // PENDING_ACK and the answer itself
@@ -16,14 +16,6 @@ constexpr std::uint8_t kByBroadcast = 0x04; // of the byte before each datagram
 constexpr std::uint8_t kTimePasses = 0x08;  // a second, before the datagram
 constexpr std::uint8_t kSenderMask = 0x03;  // three senders; 3 is the first again
 constexpr Endpoint kSenders[] = {{0xC0A80A01, 40000}, {0xC0A80A02, 40000}, {0x0A000001, 40000}, {0xC0A80A01, 40000}};
-
-void Require(bool isKept, const char *rule)
-{
-    if (isKept)
-        return;
-    std::fprintf(stderr, "broken: %s\n", rule);
-    std::abort();
-}
 
 bool IsAsked(orv::ByteSpan datagram)
 {
@@ -152,6 +144,11 @@ std::vector<std::vector<std::uint8_t>> GvcpSeeds()
         Append(seeds[4], 0, {0, 0, 0x00ffffff, 0, 1U + i}, GvcpCommand::PacketResend, 0x10, 3);
     Append(seeds[4], kTimePasses, {0, 0, 0x00ffffff, 0, 1}, GvcpCommand::PacketResend, 0x10, 3);
     return seeds;
+}
+
+std::vector<orv::fuzz::Bytes> orv::fuzz::Seeds()
+{
+    return GvcpSeeds();
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
