@@ -1,5 +1,6 @@
 // What comes of each fault of a camera, through the whole producer: the table that this prints is the promise.
 #include "faults/ProducerSession.h"
+#include "faults/TableRows.h"
 #include "simulator/gige/GigeCamera.h"
 #include "support/PrivateNetwork.h"
 
@@ -7,7 +8,6 @@
 
 #include <chrono>
 #include <cstdio>
-#include <functional>
 
 namespace {
 
@@ -21,10 +21,11 @@ constexpr char kInterface[] = "GEV:lo:127.0.0.1";
 constexpr int kWidth = 64;
 constexpr int kHeight = 64;
 constexpr std::size_t kBytes = kWidth * kHeight; // three packets of data, with leader and trailer five
+constexpr std::size_t kFrameIdInChunks = 8 + 16; // behind the image: its tail, the timestamp, then the number
 constexpr std::size_t kBuffers = 128;
 constexpr double kFramesPerSecond = 2000;
 
-orvsim::CameraOptions SmallFastCamera(const Faults &faults)
+orvsim::CameraOptions SmallFastCamera(const Faults &faults, Form form = Form::Image)
 {
     orvsim::CameraOptions options;
     options.serial = kSerial;
@@ -35,26 +36,33 @@ orvsim::CameraOptions SmallFastCamera(const Faults &faults)
     options.frameRate = kFramesPerSecond;
     options.frameMemory = 8 << 20;
     options.features = {{"ExposureTime", "50"}, {"TestPattern", "FrameCounter"}};
+    if (form == Form::Chunks)
+        options.features["ChunkModeActive"] = "1";
+    if (form == Form::AllIn)
+        options.features["GevSCCFGAllInTransmission"] = "1";
     options.faults = faults;
     return options;
 }
 
-orvsim::GigeOptions OnLoopback(bool legacy = false)
+orvsim::GigeOptions OnLoopback(Form form = Form::Image)
 {
     orvsim::GigeOptions options;
     options.address = kCameraAddress;
-    options.legacy = legacy;
+    options.legacy = form == Form::ShortIds;
+    options.multiPart = form == Form::Parts;
+    options.packetSize = form == Form::AllIn ? 9000 : 1500;
     options.resendFrames = 1024; // outlasts a pause of a loaded machine
     return options;
 }
 
-/// The pattern's picture has the value (x + y + number) in each pixel. What is missing is zero.
+/// The pattern's picture has the value (x + y + number) in each pixel, the second part 255 less that, and one chunk the
+/// number. What is missing is zero.
 struct Look {
     bool isWhole = true;    ///< every byte is the same frame's
     bool hasHoles = false;  ///< bytes are zero that ought not to be
     bool isForeign = false; ///< bytes that are neither
 };
-Look LookAt(const ProducerSession::Frame &frame)
+Look LookAt(const ProducerSession::Frame &frame, Form form)
 {
     // Of a frame with holes nobody knows which number it has: the most frequent one counts.
     std::vector<int> votes(256);
@@ -64,65 +72,46 @@ Look LookAt(const ProducerSession::Frame &frame)
     for (int i = 1; i < 256; ++i)
         number = votes[i] > votes[number] ? i : number;
     Look look;
-    for (std::size_t i = 0; i < kBytes; ++i) {
-        const auto right = static_cast<std::uint8_t>(i % kWidth + i / kWidth + static_cast<std::size_t>(number));
-        if (frame.data[i] == right)
-            continue;
+    const auto compare = [&](std::size_t place, std::size_t right) {
+        if (frame.data[place] == static_cast<std::uint8_t>(right))
+            return;
         look.isWhole = false;
-        (frame.data[i] == 0 ? look.hasHoles : look.isForeign) = true;
+        (frame.data[place] == 0 ? look.hasHoles : look.isForeign) = true;
+    };
+    for (std::size_t i = 0; i < kBytes; ++i) {
+        const std::size_t right = i % kWidth + i / kWidth + static_cast<std::size_t>(number);
+        compare(i, right);
+        if (form == Form::Parts)
+            compare(kBytes + i, 255 - right);
     }
+    if (form == Form::Chunks)
+        compare(kBytes + kFrameIdInChunks + 7, static_cast<std::size_t>(number));
     return look;
 }
 
-struct Result {
-    int complete = 0;
-    int incomplete = 0;
-    int wrong = 0;      ///< marked complete, but not every byte is right
-    int unharmed = 0;   ///< marked incomplete with every byte there: only a lost trailer explains that
-    int disordered = 0; ///< with a number not above its predecessor's
-    double seconds = 0;
-    std::int64_t requested = 0;
-    std::int64_t resent = 0;
-    std::int64_t refused = 0;
-    std::int64_t duplicates = 0;
-    std::int64_t late = 0;
-    std::int64_t unusable = 0;
-    std::int64_t missed = 0;
-    std::int64_t underruns = 0;
-    std::int64_t kernelDrops = 0;
+struct Counter {
+    const char *column;
+    const char *feature;
+    std::int64_t Result::*value;
+};
+const Counter kCounters[] = {
+    {"asked", "StreamRequestedPacketCount", &Result::requested},
+    {"resent", "StreamResentPacketCount", &Result::resent},
+    {"refus.", "StreamRefusedPacketCount", &Result::refused},
+    {"double", "StreamDuplicatePacketCount", &Result::duplicates},
+    {"late", "StreamLatePacketCount", &Result::late},
+    {"unus.", "StreamUnusablePacketCount", &Result::unusable},
+    {"missed", "StreamMissedFrameCount", &Result::missed},
+    {"under", "StreamLostFrameCount", &Result::underruns},
+    {"kern", "StreamKernelDropCount", &Result::kernelDrops},
 };
 
-struct Row {
-    const char *name;
-    int frames;
-    bool resend;
-    std::function<void(Faults &)> fault;
-    /// What the fault is to come to, besides that no frame marked complete has a wrong byte.
-    std::function<void(const Result &, int frames)> expect;
-    bool legacy = false;
-};
-
-void AllComplete(const Result &result, int frames)
-{
-    EXPECT_EQ(result.complete, frames);
-    EXPECT_EQ(result.incomplete, 0);
-}
-void SomeIncomplete(const Result &result, int)
-{
-    EXPECT_GT(result.incomplete, 0);
-    EXPECT_LE(result.unharmed, result.incomplete / 2) << "a third of the lost packets are neither leader nor data";
-    EXPECT_GT(result.complete, 0);
-}
-void Mostly(const Result &result, int frames)
-{
-    EXPECT_GT(result.complete, frames / 2);
-}
-
-Result RunRow(ProducerSession &session, orvsim::GigeCamera &camera, const Row &row)
+Result RunRow(ProducerSession &session, orvsim::GigeCamera &camera, const TableRow &row)
 {
     std::string problem;
     session.OpenDevice(kCameraText);
-    session.OpenStream(kBuffers, kBytes);
+    const std::size_t bytes = camera.Core().PayloadSize();
+    session.OpenStream(kBuffers, bytes);
     session.SetStreamFeature("StreamPacketResendEnable", row.resend ? 1 : 0);
     session.Start();
     EXPECT_EQ(camera.Core().SetFeature("AcquisitionStart", "1", problem), orvsim::Outcome::Ok) << problem;
@@ -133,37 +122,38 @@ Result RunRow(ProducerSession &session, orvsim::GigeCamera &camera, const Row &r
         const ProducerSession::Frame frame = session.Fetch(5000);
         if (frame.handle == nullptr)
             break;
-        const Look look = LookAt(frame);
+        const Look look = LookAt(frame, row.form);
         ++(frame.isIncomplete ? result.incomplete : result.complete);
         result.wrong += !frame.isIncomplete && !look.isWhole ? 1 : 0;
-        result.unharmed += frame.isIncomplete && frame.hasImage && look.isWhole && frame.bytes == kBytes ? 1 : 0;
+        result.unharmed += frame.isIncomplete && frame.hasImage && look.isWhole && frame.bytes == bytes ? 1 : 0;
         result.disordered += i > 0 && frame.id <= lastId && lastId != 0xFFFF ? 1 : 0;
         lastId = frame.id;
         session.GiveBack(frame);
     }
     result.seconds = std::chrono::duration<double>(Clock::now() - begin).count();
     camera.Core().SetFeature("AcquisitionStop", "1", problem);
-    result.requested = session.StreamFeature("StreamRequestedPacketCount");
-    result.resent = session.StreamFeature("StreamResentPacketCount");
-    result.refused = session.StreamFeature("StreamRefusedPacketCount");
-    result.duplicates = session.StreamFeature("StreamDuplicatePacketCount");
-    result.late = session.StreamFeature("StreamLatePacketCount");
-    result.unusable = session.StreamFeature("StreamUnusablePacketCount");
-    result.missed = session.StreamFeature("StreamMissedFrameCount");
-    result.underruns = session.StreamFeature("StreamLostFrameCount");
-    result.kernelDrops = session.StreamFeature("StreamKernelDropCount");
+    for (const Counter &counter : kCounters)
+        result.*counter.value = session.StreamFeature(counter.feature);
     session.Stop();
     session.CloseDevice();
     return result;
 }
 
-void Print(const Row &row, const Result &r)
+void PrintHead()
 {
-    std::printf("%-26s %-3s %6d %6d %6d %5d %6lld %6lld %6lld %6lld %6lld %6lld %6lld %5lld %5lld %6.0f\n", row.name,
-                row.resend ? "on" : "off", row.frames, r.complete, r.incomplete, r.wrong, (long long)r.requested,
-                (long long)r.resent, (long long)r.refused, (long long)r.duplicates, (long long)r.late,
-                (long long)r.unusable, (long long)r.missed, (long long)r.underruns, (long long)r.kernelDrops,
-                (r.complete + r.incomplete) / r.seconds);
+    std::printf("%-26s %-3s %6s %6s %6s %5s", "fault", "res", "frames", "compl.", "incom.", "wrong");
+    for (const Counter &counter : kCounters)
+        std::printf(" %6s", counter.column);
+    std::printf(" %6s\n", "fps");
+}
+
+void Print(const TableRow &row, const Result &r)
+{
+    std::printf("%-26s %-3s %6d %6d %6d %5d", row.name, row.resend ? "on" : "off", row.frames, r.complete, r.incomplete,
+                r.wrong);
+    for (const Counter &counter : kCounters)
+        std::printf(" %6lld", static_cast<long long>(r.*counter.value));
+    std::printf(" %6.0f\n", (r.complete + r.incomplete) / r.seconds);
     std::fflush(stdout);
 }
 
@@ -172,97 +162,13 @@ void Print(const Row &row, const Result &r)
 TEST(FaultTable, EachFaultHasItsOutcome)
 {
     (void)InPrivateNetwork();
-    const Row kRows[] = {
-        {"none", 2000, true, [](Faults &) {}, AllComplete},
-        {"1 % dropped", 10000, true, [](Faults &f) { f.dropRate = 0.01; },
-         [](const Result &r, int frames) {
-             AllComplete(r, frames);
-             EXPECT_GT(r.resent, 0);
-         }},
-        {"1 % dropped", 2000, false, [](Faults &f) { f.dropRate = 0.01; },
-         [](const Result &r, int frames) {
-             SomeIncomplete(r, frames);
-             EXPECT_EQ(r.requested, 0);
-         }},
-        {"one packet of each frame", 1000, true, [](Faults &f) { f.dropPacket = 2; }, AllComplete},
-        {"5 % leaders dropped", 1000, true, [](Faults &f) { f.dropLeaderRate = 0.05; }, AllComplete},
-        {"5 % leaders dropped", 1000, false, [](Faults &f) { f.dropLeaderRate = 0.05; }, SomeIncomplete},
-        {"5 % trailers dropped", 1000, true, [](Faults &f) { f.dropTrailerRate = 0.05; }, AllComplete},
-        {"5 % trailers dropped", 1000, false, [](Faults &f) { f.dropTrailerRate = 0.05; },
-         [](const Result &r, int) {
-             EXPECT_GT(r.incomplete, 0);
-             EXPECT_EQ(r.unharmed, r.incomplete) << "no byte of the picture is lost with it";
-         }},
-        {"1 % dropped, refused", 1000, true,
-         [](Faults &f) {
-             f.dropRate = 0.01;
-             f.resendMode = 1;
-         },
-         [](const Result &r, int frames) {
-             SomeIncomplete(r, frames);
-             EXPECT_GT(r.refused, 0);
-             EXPECT_EQ(r.resent, 0);
-         }},
-        {"1 % dropped, ignored", 1000, true,
-         [](Faults &f) {
-             f.dropRate = 0.01;
-             f.resendMode = 2;
-         },
-         [](const Result &r, int frames) {
-             SomeIncomplete(r, frames);
-             EXPECT_GT(r.requested, 0);
-             EXPECT_EQ(r.resent, 0);
-         }},
-        {"5 % reordered", 2000, true, [](Faults &f) { f.reorderRate = 0.05; }, AllComplete},
-        {"5 % reordered", 2000, false, [](Faults &f) { f.reorderRate = 0.05; }, AllComplete},
-        {"5 % duplicated", 2000, true, [](Faults &f) { f.duplicateRate = 0.05; },
-         [](const Result &r, int frames) {
-             AllComplete(r, frames);
-             EXPECT_GT(r.duplicates + r.late, 0);
-         }},
-        {"2 % truncated", 2000, true, [](Faults &f) { f.truncateRate = 0.02; }, AllComplete},
-        {"2 % truncated", 2000, false, [](Faults &f) { f.truncateRate = 0.02; }, SomeIncomplete},
-        {"1 % corrupted headers", 2000, true, [](Faults &f) { f.corruptRate = 0.01; }, Mostly},
-        {"1 % corrupted headers", 2000, false, [](Faults &f) { f.corruptRate = 0.01; }, Mostly},
-        {"5 % foreign packets", 2000, true, [](Faults &f) { f.foreignRate = 0.05; }, AllComplete},
-        {"numbers wrap", 1000, true, [](Faults &f) { f.firstBlockId = 65400; },
-         [](const Result &r, int frames) {
-             AllComplete(r, frames);
-             EXPECT_EQ(r.missed, 0);
-         },
-         true},
-        {"wrap, 1 % dropped", 1000, true,
-         [](Faults &f) {
-             f.firstBlockId = 65400;
-             f.dropRate = 0.01;
-         },
-         AllComplete, true},
-        {"5 % numbers repeated", 1000, true, [](Faults &f) { f.repeatIdRate = 0.05; },
-         [](const Result &r, int frames) {
-             Mostly(r, frames);
-             EXPECT_GT(r.late, 0) << "a frame under a number that is through";
-         }},
-        {"5 % numbers left out", 1000, true, [](Faults &f) { f.skipIdRate = 0.05; },
-         [](const Result &r, int frames) {
-             AllComplete(r, frames);
-             EXPECT_GT(r.missed, 0);
-         }},
-        {"every 100th stalls 250 ms", 500, true,
-         [](Faults &f) {
-             f.stallEvery = 100;
-             f.stallMs = 250;
-         },
-         SomeIncomplete},
-    };
     ProducerSession session(ORV_PRODUCER_FILE, kInterface);
-    std::printf("%-26s %-3s %6s %6s %6s %5s %6s %6s %6s %6s %6s %6s %6s %5s %5s %6s\n", "fault", "res", "frames",
-                "compl.", "incom.", "wrong", "asked", "resent", "refus.", "double", "late", "unus.", "missed", "under",
-                "kern", "fps");
-    for (const Row &row : kRows) {
+    PrintHead();
+    for (const TableRow &row : TableRows()) {
         SCOPED_TRACE(std::string(row.name) + (row.resend ? ", resend on" : ", resend off"));
         Faults faults;
         row.fault(faults);
-        orvsim::GigeCamera camera(SmallFastCamera(faults), OnLoopback(row.legacy));
+        orvsim::GigeCamera camera(SmallFastCamera(faults, row.form), OnLoopback(row.form));
         ASSERT_EQ(camera.Open(), "");
         const Result result = RunRow(session, camera, row);
         Print(row, result);

@@ -1,0 +1,158 @@
+#include "faults/TableRows.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using orvsim::Faults;
+
+void AllComplete(const Result &result, int frames)
+{
+    EXPECT_EQ(result.complete, frames);
+    EXPECT_EQ(result.incomplete, 0);
+}
+void SomeIncomplete(const Result &result, int)
+{
+    EXPECT_GT(result.incomplete, 0);
+    EXPECT_LE(result.unharmed, result.incomplete / 2) << "a third of the lost packets are neither leader nor data";
+    EXPECT_GT(result.complete, 0);
+}
+void NoneComplete(const Result &result, int frames)
+{
+    EXPECT_EQ(result.complete, 0);
+    EXPECT_EQ(result.incomplete, frames);
+}
+void Mostly(const Result &result, int frames)
+{
+    EXPECT_GT(result.complete, frames / 2);
+}
+
+/// A fault of one number.
+std::function<void(Faults &)> With(double Faults::*rate, double value)
+{
+    return [=](Faults &faults) { faults.*rate = value; };
+}
+std::function<void(Faults &)> With(std::int64_t Faults::*number, std::int64_t value)
+{
+    return [=](Faults &faults) { faults.*number = value; };
+}
+
+} // namespace
+
+const std::vector<TableRow> &TableRows()
+{
+    static const std::vector<TableRow> rows = {
+        {"none", 2000, true, [](Faults &) {}, AllComplete},
+        {"1 % dropped", 10000, true, With(&Faults::dropRate, 0.01),
+         [](const Result &r, int frames) {
+             AllComplete(r, frames);
+             EXPECT_GT(r.resent, 0);
+         }},
+        {"1 % dropped", 2000, false, With(&Faults::dropRate, 0.01),
+         [](const Result &r, int frames) {
+             SomeIncomplete(r, frames);
+             EXPECT_EQ(r.requested, 0);
+         }},
+        {"one packet of each frame", 1000, true, With(&Faults::dropPacket, 2), AllComplete},
+        {"5 % leaders dropped", 1000, true, With(&Faults::dropLeaderRate, 0.05), AllComplete},
+        {"5 % leaders dropped", 1000, false, With(&Faults::dropLeaderRate, 0.05), SomeIncomplete},
+        {"5 % trailers dropped", 1000, true, With(&Faults::dropTrailerRate, 0.05), AllComplete},
+        {"5 % trailers dropped", 1000, false, With(&Faults::dropTrailerRate, 0.05),
+         [](const Result &r, int) {
+             EXPECT_GT(r.incomplete, 0);
+             EXPECT_EQ(r.unharmed, r.incomplete) << "no byte of the picture is lost with it";
+         }},
+        {"1 % dropped, refused", 1000, true,
+         [](Faults &f) {
+             f.dropRate = 0.01;
+             f.resendMode = 1;
+         },
+         [](const Result &r, int frames) {
+             SomeIncomplete(r, frames);
+             EXPECT_GT(r.refused, 0);
+             EXPECT_EQ(r.resent, 0);
+         }},
+        {"1 % dropped, ignored", 1000, true,
+         [](Faults &f) {
+             f.dropRate = 0.01;
+             f.resendMode = 2;
+         },
+         [](const Result &r, int frames) {
+             SomeIncomplete(r, frames);
+             EXPECT_GT(r.requested, 0);
+             EXPECT_EQ(r.resent, 0);
+         }},
+        {"5 % reordered", 2000, true, With(&Faults::reorderRate, 0.05), AllComplete},
+        {"5 % reordered", 2000, false, With(&Faults::reorderRate, 0.05), AllComplete},
+        {"5 % duplicated", 2000, true, With(&Faults::duplicateRate, 0.05),
+         [](const Result &r, int frames) {
+             AllComplete(r, frames);
+             EXPECT_GT(r.duplicates + r.late, 0);
+         }},
+        {"2 % truncated", 2000, true, With(&Faults::truncateRate, 0.02), AllComplete},
+        {"2 % truncated", 2000, false, With(&Faults::truncateRate, 0.02), SomeIncomplete},
+        {"1 % corrupted headers", 2000, true, With(&Faults::corruptRate, 0.01), Mostly},
+        {"1 % corrupted headers", 2000, false, With(&Faults::corruptRate, 0.01), Mostly},
+        {"5 % foreign packets", 2000, true, With(&Faults::foreignRate, 0.05), AllComplete},
+        {"numbers wrap", 1000, true, With(&Faults::firstBlockId, 65400),
+         [](const Result &r, int frames) {
+             AllComplete(r, frames);
+             EXPECT_EQ(r.missed, 0);
+         },
+         Form::ShortIds},
+        {"wrap, 1 % dropped", 1000, true,
+         [](Faults &f) {
+             f.firstBlockId = 65400;
+             f.dropRate = 0.01;
+         },
+         AllComplete, Form::ShortIds},
+        {"5 % numbers repeated", 1000, true, With(&Faults::repeatIdRate, 0.05),
+         [](const Result &r, int frames) {
+             Mostly(r, frames);
+             EXPECT_GT(r.late, 0) << "a frame under a number that is through";
+         }},
+        {"5 % numbers left out", 1000, true, With(&Faults::skipIdRate, 0.05),
+         [](const Result &r, int frames) {
+             AllComplete(r, frames);
+             EXPECT_GT(r.missed, 0);
+         }},
+        {"every 100th stalls 250 ms", 500, true,
+         [](Faults &f) {
+             f.stallEvery = 100;
+             f.stallMs = 250;
+         },
+         SomeIncomplete},
+        {"chunks", 500, true, [](Faults &) {}, AllComplete, Form::Chunks},
+        {"chunks, 1 % dropped", 500, true, With(&Faults::dropRate, 0.01), AllComplete, Form::Chunks},
+        {"chunks, 1 % dropped", 500, false, With(&Faults::dropRate, 0.01), SomeIncomplete, Form::Chunks},
+        {"chunks, 2 % truncated", 500, true, With(&Faults::truncateRate, 0.02), AllComplete, Form::Chunks},
+        {"chunks, 2 % truncated", 500, false, With(&Faults::truncateRate, 0.02), SomeIncomplete, Form::Chunks},
+        // The one packet is the frame: when it is dropped there is nothing to mark, only a number that is missed.
+        {"all-in", 500, true, [](Faults &) {}, AllComplete, Form::AllIn},
+        {"all-in, 1 % dropped", 1000, true, With(&Faults::dropRate, 0.01), AllComplete, Form::AllIn},
+        {"all-in, 1 % dropped", 1000, false, With(&Faults::dropRate, 0.01),
+         [](const Result &r, int frames) {
+             AllComplete(r, frames);
+             EXPECT_GT(r.missed, 0);
+         },
+         Form::AllIn},
+        {"all-in, 2 % truncated", 500, true, With(&Faults::truncateRate, 0.02), Mostly, Form::AllIn},
+        {"all-in, 2 % truncated", 500, false, With(&Faults::truncateRate, 0.02), SomeIncomplete, Form::AllIn},
+        {"parts", 500, true, [](Faults &) {}, AllComplete, Form::Parts},
+        {"parts, own offsets", 500, true, With(&Faults::partOffsets, 1), AllComplete, Form::Parts},
+        {"parts, 1 % dropped", 500, true, With(&Faults::dropRate, 0.01), AllComplete, Form::Parts},
+        {"parts, 1 % dropped", 500, false, With(&Faults::dropRate, 0.01), SomeIncomplete, Form::Parts},
+        {"parts, 5 % of leaders", 500, true, With(&Faults::dropLeaderRate, 0.05), AllComplete, Form::Parts},
+        {"parts, 5 % of leaders", 500, false, With(&Faults::dropLeaderRate, 0.05), SomeIncomplete, Form::Parts},
+        {"parts, one of the second", 200, true, With(&Faults::dropPacket, 5), AllComplete, Form::Parts},
+        {"parts, one of the second", 200, false, With(&Faults::dropPacket, 5), NoneComplete, Form::Parts},
+        {"parts, 2 % truncated", 500, true, With(&Faults::truncateRate, 0.02), Mostly, Form::Parts},
+        {"parts, 2 % truncated", 500, false, With(&Faults::truncateRate, 0.02), SomeIncomplete, Form::Parts},
+        {"part table cut", 200, true, With(&Faults::partTable, 1), NoneComplete, Form::Parts},
+        {"part table cut", 200, false, With(&Faults::partTable, 1), NoneComplete, Form::Parts},
+        {"a part too many", 200, false, With(&Faults::partTable, 2), NoneComplete, Form::Parts},
+        {"a part too long", 200, false, With(&Faults::partTable, 3), NoneComplete, Form::Parts},
+        {"a part too short", 200, false, With(&Faults::partTable, 4), NoneComplete, Form::Parts},
+    };
+    return rows;
+}
