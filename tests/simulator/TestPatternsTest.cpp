@@ -1,3 +1,4 @@
+#include "simulator/imaging/ConfidencePlane.h"
 #include "simulator/ImagingFixture.h"
 
 #include <gtest/gtest.h>
@@ -146,6 +147,30 @@ TEST(TestPatterns, FrameCounterIsExactInEveryFormatAndFrame)
             }
         }
     }
+}
+
+TEST(ConfidencePlane, FallsFromTheMiddleToTheCornersOfTheRegionOrCounts)
+{
+    ConfidencePlane plane;
+    FrameSettings settings;
+    for (const auto &[width, height] : {std::pair{9, 5}, std::pair{1, 1}, std::pair{3, 7}}) {
+        settings.width = width;
+        settings.height = height;
+        std::vector<std::uint8_t> bytes{7};
+        plane.AppendTo(bytes, settings, 3);
+        ASSERT_EQ(bytes.size(), 1 + ConfidencePlane::Bytes(settings));
+        EXPECT_EQ(bytes[1 + bytes.size() / 2 - 1], 255) << "in the middle";
+        if (width > 1) {
+            EXPECT_EQ(bytes[1], 63);
+            EXPECT_EQ(bytes.back(), 63);
+        }
+    }
+    settings.testPattern = TestPattern::FrameCounter;
+    std::vector<std::uint8_t> bytes;
+    plane.AppendTo(bytes, settings, 256 + 250);
+    EXPECT_EQ(bytes[0], 5);
+    EXPECT_EQ(bytes[2], 3);
+    EXPECT_EQ(bytes.back(), 253) << "2 + 6 + 250, modulo 256";
 }
 
 } // namespace orvsim
