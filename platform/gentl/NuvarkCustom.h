@@ -22,9 +22,11 @@ enum {
 /// STREAM_INFO_CMD values.
 enum {
     NUVARK_STREAM_INFO_RECEIVE_BUFFER = STREAM_INFO_CUSTOM_ID + 0, ///< SIZET, bytes the kernel granted the socket
-    NUVARK_STREAM_INFO_KERNEL_DROPS = STREAM_INFO_CUSTOM_ID + 1,   ///< UINT64, packets the kernel dropped since start
+    NUVARK_STREAM_INFO_KERNEL_DROPS = STREAM_INFO_CUSTOM_ID + 1,   ///< UINT64, messages the kernel dropped since start;
+                                                                   ///< one may hold many packets
     NUVARK_STREAM_INFO_PACKET_SIZE = STREAM_INFO_CUSTOM_ID + 2,    ///< SIZET, IP packet size in use
-    NUVARK_STREAM_INFO_NUM_INCOMPLETE = STREAM_INFO_CUSTOM_ID + 3, ///< UINT64, frames delivered with holes since start
+    NUVARK_STREAM_INFO_NUM_INCOMPLETE = STREAM_INFO_CUSTOM_ID + 3, ///< UINT64, of the delivered frames, those with
+                                                                   ///< holes
     NUVARK_STREAM_INFO_NUM_PACKETS = STREAM_INFO_CUSTOM_ID + 4,    ///< UINT64, stream packets received since start
     NUVARK_STREAM_INFO_NUM_MISSING = STREAM_INFO_CUSTOM_ID + 5,    ///< UINT64, packets that never came since start
     NUVARK_STREAM_INFO_NUM_OVERSIZED =
@@ -35,7 +37,12 @@ enum {
     NUVARK_STREAM_INFO_NUM_LATE = STREAM_INFO_CUSTOM_ID + 10,      ///< UINT64, of frames that were through already
     NUVARK_STREAM_INFO_NUM_REFUSED = STREAM_INFO_CUSTOM_ID + 11,   ///< UINT64, that the camera cannot send
     NUVARK_STREAM_INFO_NUM_UNUSABLE = STREAM_INFO_CUSTOM_ID + 12,  ///< UINT64, malformed or foreign
-    NUVARK_STREAM_INFO_WANTED_BUFFER = STREAM_INFO_CUSTOM_ID + 13  ///< SIZET, bytes asked of the kernel for the socket
+    NUVARK_STREAM_INFO_WANTED_BUFFER = STREAM_INFO_CUSTOM_ID + 13, ///< SIZET, bytes asked of the kernel for the socket
+    NUVARK_STREAM_INFO_NUM_FULL = STREAM_INFO_CUSTOM_ID + 14, ///< UINT64, payload packets of full length since start
+    NUVARK_STREAM_INFO_NUM_WITHOUT_BUFFER =
+        STREAM_INFO_CUSTOM_ID + 15, ///< UINT64, packets of frames that had no buffer since start
+    NUVARK_STREAM_INFO_NUM_DROPPED_BY_CAMERA =
+        STREAM_INFO_CUSTOM_ID + 16 ///< UINT64, frames that the camera says it could not send, whole or in part
 };
 
 /// EVENT_INFO_CMD values.

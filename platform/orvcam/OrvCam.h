@@ -94,21 +94,25 @@ protected:
 /// Named figures of a stream since its last start; zero where the producer does not tell.
 struct StreamStatistics {
     // frames
-    std::uint64_t delivered = 0; ///< complete or not
-    std::uint64_t incomplete = 0;
-    std::uint64_t underruns = 0; ///< lost because no buffer was queued, since the stream was opened
-    std::uint64_t started = 0;   ///< since the stream was opened
+    std::uint64_t delivered = 0;       ///< fetched, complete or not
+    std::uint64_t incomplete = 0;      ///< of those
+    std::uint64_t underruns = 0;       ///< lost because no buffer was queued, since the stream was opened
+    std::uint64_t started = 0;         ///< since the stream was opened
+    std::uint64_t droppedByCamera = 0; ///< that the camera says it could not send, whole or in part
     // packets
-    std::uint64_t packets = 0;   ///< received, all kinds
-    std::uint64_t requested = 0; ///< asked for again
-    std::uint64_t resent = 0;    ///< that came after they had been asked for
-    std::uint64_t missing = 0;   ///< that never came
+    std::uint64_t packets = 0;     ///< received, all kinds
+    std::uint64_t fullPackets = 0; ///< of payload, at full length: zero where the path lets none of that length through
+    std::uint64_t requested = 0;   ///< asked for again
+    std::uint64_t resent = 0;      ///< that came after they had been asked for
+    std::uint64_t missing = 0;     ///< that never came
     std::uint64_t duplicates = 0;
-    std::uint64_t late = 0;        ///< of a frame that was through already
-    std::uint64_t refused = 0;     ///< that the camera said it cannot send
-    std::uint64_t unusable = 0;    ///< malformed, or of no stream of ours
-    std::uint64_t oversized = 0;   ///< longer than the packet size in use allows
-    std::uint64_t kernelDrops = 0; ///< thrown away by this host's kernel: the socket's buffer was full
+    std::uint64_t late = 0;          ///< of a frame that was through already
+    std::uint64_t withoutBuffer = 0; ///< of a frame for which no buffer was queued
+    std::uint64_t refused = 0;       ///< that the camera said it cannot send
+    std::uint64_t unusable = 0;      ///< malformed, or of no stream of ours
+    std::uint64_t oversized = 0;     ///< longer than the packet size in use allows
+    std::uint64_t kernelDrops = 0;   ///< messages, each of one or more packets, that this host's kernel threw away: the
+                                     ///< socket's buffer was full
     // transport
     std::uint64_t receiveBuffer = 0;       ///< bytes that the kernel granted the socket
     std::uint64_t wantedReceiveBuffer = 0; ///< bytes that were asked for

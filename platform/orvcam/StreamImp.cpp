@@ -379,6 +379,9 @@ OrvCam::StreamStatistics StreamImp::GetStatistics()
                                  {STREAM_INFO_NUM_STARTED, &Statistics::started}};
     constexpr Row kOurs[] = {{NUVARK_STREAM_INFO_NUM_INCOMPLETE, &Statistics::incomplete},
                              {NUVARK_STREAM_INFO_NUM_PACKETS, &Statistics::packets},
+                             {NUVARK_STREAM_INFO_NUM_FULL, &Statistics::fullPackets},
+                             {NUVARK_STREAM_INFO_NUM_WITHOUT_BUFFER, &Statistics::withoutBuffer},
+                             {NUVARK_STREAM_INFO_NUM_DROPPED_BY_CAMERA, &Statistics::droppedByCamera},
                              {NUVARK_STREAM_INFO_NUM_REQUESTED, &Statistics::requested},
                              {NUVARK_STREAM_INFO_NUM_RESENT, &Statistics::resent},
                              {NUVARK_STREAM_INFO_NUM_MISSING, &Statistics::missing},
@@ -394,9 +397,10 @@ OrvCam::StreamStatistics StreamImp::GetStatistics()
     Statistics statistics;
     statistics.incomplete = m_incomplete; // what we have seen ourselves, where the producer does not tell
     const auto take = [&](const Row &row) { statistics.*row.figure = StreamInfo(row.command, statistics.*row.figure); };
-    std::for_each(std::begin(kStandard), std::end(kStandard), take);
+    // A part before its whole, so that it is never more than that.
     if (m_isOurs)
         std::for_each(std::begin(kOurs), std::end(kOurs), take);
+    std::for_each(std::begin(kStandard), std::end(kStandard), take);
     return statistics;
 }
 

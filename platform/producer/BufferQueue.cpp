@@ -173,7 +173,7 @@ void BufferQueue::Begin(std::uint64_t count)
     const orv::MutexLock lock(m_mutex);
     m_grabbing = true;
     m_remaining = count;
-    m_counts.delivered = 0;
+    m_counts.delivered = m_counts.incomplete = 0;
 }
 
 void BufferQueue::End()
@@ -264,6 +264,8 @@ std::shared_ptr<Buffer> BufferQueue::TakeOutput()
     m_output.pop_front();
     buffer->m_state = Buffer::State::Idle;
     ++m_counts.delivered;
+    FrameInfo frame;
+    m_counts.incomplete += buffer->GetFrame(frame) && frame.isIncomplete ? 1 : 0;
     return buffer;
 }
 

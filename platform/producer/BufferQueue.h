@@ -73,9 +73,10 @@ private:
 class BufferQueue final : public FrameSink {
 public:
     struct Counts {
-        std::uint64_t delivered = 0; ///< since the last start
-        std::uint64_t underruns = 0; ///< since the stream was opened
-        std::uint64_t started = 0;   ///< since the stream was opened
+        std::uint64_t delivered = 0;  ///< fetched since the last start
+        std::uint64_t incomplete = 0; ///< of those
+        std::uint64_t underruns = 0;  ///< since the stream was opened
+        std::uint64_t started = 0;    ///< since the stream was opened
         std::size_t announced = 0;
         std::size_t queued = 0; ///< input pool and those being filled
         std::size_t awaiting = 0;

@@ -193,7 +193,7 @@ Result<InfoValue> StreamModule::Info(STREAM_INFO_CMD command)
     case NUVARK_STREAM_INFO_PACKET_SIZE:
         return InfoValue::Size(m_channel->Counters().packetSize);
     case NUVARK_STREAM_INFO_NUM_INCOMPLETE:
-        return InfoValue::UInt64(m_channel->Counters().incompleteFrames);
+        return InfoValue::UInt64(counts.incomplete);
     case NUVARK_STREAM_INFO_NUM_PACKETS:
         return InfoValue::UInt64(m_channel->Counters().packets);
     case NUVARK_STREAM_INFO_NUM_MISSING:
@@ -214,6 +214,12 @@ Result<InfoValue> StreamModule::Info(STREAM_INFO_CMD command)
         return InfoValue::UInt64(m_channel->Counters().unusablePackets);
     case NUVARK_STREAM_INFO_WANTED_BUFFER:
         return InfoValue::Size(m_channel->Counters().wantedReceiveBuffer);
+    case NUVARK_STREAM_INFO_NUM_FULL:
+        return InfoValue::UInt64(m_channel->Counters().fullPackets);
+    case NUVARK_STREAM_INFO_NUM_WITHOUT_BUFFER:
+        return InfoValue::UInt64(m_channel->Counters().withoutBuffer);
+    case NUVARK_STREAM_INFO_NUM_DROPPED_BY_CAMERA:
+        return InfoValue::UInt64(m_channel->Counters().droppedByCamera);
     default:
         return UnknownCommand("stream", command);
     }

@@ -111,16 +111,18 @@ public:
 /// Counts since the last start, for diagnosis.
 struct StreamCounters {
     std::uint64_t packets = 0;
-    std::uint64_t missingPackets = 0; ///< that never came
-    std::uint64_t incompleteFrames = 0;
+    std::uint64_t fullPackets = 0;      ///< of payload, as long as they are meant to be
+    std::uint64_t missingPackets = 0;   ///< that never came
     std::uint64_t missedFrames = 0;     ///< numbers between two frames of which no packet came
     std::uint64_t requestedPackets = 0; ///< asked for again, each time counted
     std::uint64_t resentPackets = 0;    ///< of those, that came
     std::uint64_t duplicatePackets = 0;
     std::uint64_t latePackets = 0;       ///< of frames that were through already
+    std::uint64_t withoutBuffer = 0;     ///< packets of frames that got no buffer, or had to give theirs back
+    std::uint64_t droppedByCamera = 0;   ///< frames that the camera says it could not send, whole or in part
     std::uint64_t refusedPackets = 0;    ///< that the camera said it cannot send
     std::uint64_t unusablePackets = 0;   ///< malformed, foreign, or contradicting others
-    std::uint64_t kernelDrops = 0;       ///< the socket's buffer was full
+    std::uint64_t kernelDrops = 0;       ///< messages of one or more packets; the socket's buffer was full
     std::uint64_t oversizedPackets = 0;  ///< dropped, since much longer than the packet size in use
     std::size_t receiveBuffer = 0;       ///< bytes granted by the kernel
     std::size_t wantedReceiveBuffer = 0; ///< bytes asked for

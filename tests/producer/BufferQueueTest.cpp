@@ -21,9 +21,9 @@ public:
     }
     ~QueueBench() { queue.RevokeAll(); }
 
-    /// "q0" queue buffer 0, "take" begin a frame, "fill" end the oldest one, "back" give it back, "get" fetch a filled
-    /// buffer, "f0" to "f4" the flush operations; as the stream does it, those that include frames being filled come
-    /// after giving these back.
+    /// "q0" queue buffer 0, "take" begin a frame, "fill" end the oldest one, "harm" end it with holes, "back" give it
+    /// back, "get" fetch a filled buffer, "f0" to "f4" the flush operations; as the stream does it, those that include
+    /// frames being filled come after giving these back.
     void Run(const std::string &script)
     {
         std::istringstream words(script);
@@ -33,8 +33,8 @@ public:
                 (void)queue.Queue(buffers[word[1] - '0']);
             else if (word == "take" && queue.TakeBuffer(target))
                 m_filling.push_back(target);
-            else if (word == "fill")
-                queue.Deliver(TakeFilling(), FrameInfo());
+            else if (word == "fill" || word == "harm")
+                Deliver(word == "harm");
             else if (word == "back")
                 queue.GiveBack(TakeFilling());
             else if (word == "get")
@@ -57,6 +57,12 @@ public:
     std::vector<std::shared_ptr<Buffer>> buffers;
 
 private:
+    void Deliver(bool isIncomplete)
+    {
+        FrameInfo info;
+        info.isIncomplete = isIncomplete;
+        queue.Deliver(TakeFilling(), info);
+    }
     FrameTarget TakeFilling()
     {
         const FrameTarget target = m_filling.front();
@@ -143,11 +149,15 @@ TEST(BufferQueue, CountsWhatIsLost)
     bench.Run("q0 take take fill take q0");
     EXPECT_EQ(bench.queue.GetCounts().underruns, 2U);
     EXPECT_EQ(bench.queue.GetCounts().started, 3U);
-    bench.Run("get q0");
+    bench.Run("get q0 q1 take harm");
+    EXPECT_EQ(bench.queue.GetCounts().incomplete, 0U) << "not fetched yet, and so not delivered either";
+    bench.Run("get");
+    EXPECT_EQ(bench.queue.GetCounts().incomplete, 1U);
+    EXPECT_EQ(bench.queue.GetCounts().delivered, 2U);
     bench.queue.Pause(true);
     bench.Run("take");
-    EXPECT_EQ(bench.States(), "I--") << "paused";
+    EXPECT_EQ(bench.States(), "-I-") << "paused";
     bench.queue.Pause(false);
     bench.Run("take");
-    EXPECT_EQ(bench.States(), "F--");
+    EXPECT_EQ(bench.States(), "-F-");
 }

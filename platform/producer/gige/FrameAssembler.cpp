@@ -185,6 +185,7 @@ void FrameAssembler::Take(FrameBlock &block, const StreamPacket &packet, TimePoi
     switch (block.Take(packet, now, now + m_settings.resend.initialTimeout)) {
     case FrameBlock::Verdict::Taken:
         m_counters.resent += wasRequested ? 1 : 0;
+        m_counters.fullPackets += block.IsFullPayload(packet) ? 1 : 0;
         break;
     case FrameBlock::Verdict::Duplicate:
         ++m_counters.duplicates;
@@ -318,7 +319,6 @@ void FrameAssembler::Deliver(FrameBlock &block)
 {
     const FrameInfo info = block.Describe(m_settings.bigEndianPixels);
     if (info.isIncomplete) {
-        ++m_counters.incompleteFrames;
         block.ZeroHoles(info.dataSize);
         m_counters.missing += block.MissingPackets(info.dataSize);
     }

@@ -32,14 +32,16 @@ public:
     };
     struct Counters {
         std::uint64_t packets = 0;
-        std::uint64_t unusable = 0; ///< malformed, foreign block or unknown format
+        std::uint64_t fullPackets = 0; ///< of payload, as long as they are meant to be
+        std::uint64_t unusable = 0;    ///< malformed, foreign block or unknown format
         std::uint64_t duplicates = 0;
-        std::uint64_t late = 0;    ///< of a block that is through already
-        std::uint64_t refused = 0; ///< error status instead of data
-        std::uint64_t missing = 0; ///< not there when their frame was given up, though there was room for them
+        std::uint64_t late = 0;            ///< of a block that is through already
+        std::uint64_t withoutBuffer = 0;   ///< of a block that got no buffer, or had to give it back
+        std::uint64_t droppedByCamera = 0; ///< blocks that the camera says it could not send, whole or in part
+        std::uint64_t refused = 0;         ///< error status instead of data
+        std::uint64_t missing = 0;         ///< not there when their frame was given up, though there was room for them
         std::uint64_t requested = 0;
-        std::uint64_t resent = 0; ///< of those requested, that came
-        std::uint64_t incompleteFrames = 0;
+        std::uint64_t resent = 0;       ///< of those requested, that came
         std::uint64_t missedFrames = 0; ///< ids between two blocks that never came
     };
 

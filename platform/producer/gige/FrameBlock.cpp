@@ -56,6 +56,13 @@ FrameBlock::Verdict FrameBlock::TakeContent(const StreamPacket &packet)
     }
 }
 
+bool FrameBlock::IsFullPayload(const StreamPacket &packet) const
+{
+    const auto format = static_cast<PacketFormat>(packet.format);
+    return (format == PacketFormat::Payload || format == PacketFormat::MultiPart) &&
+           packet.content.size >= m_dataPerPacket;
+}
+
 void FrameBlock::Reach(std::uint32_t id)
 {
     if (id > m_maxPayload + 1)

@@ -56,6 +56,7 @@ public:
     TimePoint LastPacket() const { return m_lastPacket; }
     /// Data bytes of a full packet as the packets showed, 0 when they did not.
     std::size_t LearnedSize() const { return m_learnedSize; }
+    bool IsFullPayload(const StreamPacket &packet) const;
     bool IsLeaderAlone() const { return m_leader && m_highestPayload == 0 && !m_trailer; }
     std::vector<std::uint64_t> GiveBits() { return std::move(m_received); }
     /// Behind the last packet that came. Until one of them has been taken, anything may be written there.

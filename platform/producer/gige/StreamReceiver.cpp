@@ -177,7 +177,9 @@ StreamCounters StreamReceiver::Counters() const
     StreamCounters counters = m_settings.known;
     counters.packets = count.packets;
     counters.missingPackets = count.missing;
-    counters.incompleteFrames = count.incompleteFrames;
+    counters.fullPackets = count.fullPackets;
+    counters.withoutBuffer = count.withoutBuffer;
+    counters.droppedByCamera = count.droppedByCamera;
     counters.missedFrames = count.missedFrames;
     counters.requestedPackets = count.requested;
     counters.resentPackets = count.resent;
