@@ -26,25 +26,31 @@ public:
     std::atomic<bool> isLost{false};
 };
 
+Result<std::unique_ptr<Camera>> OpenOnLoopback(const char *address, CameraAccess access, CameraListener &listener)
+{
+    NetworkInterface interface;
+    interface.name = "lo";
+    interface.index = 1;
+    interface.address = *ParseAddress("127.0.0.1");
+    interface.mask = 0xFF000000;
+    return GigeDevice::Open(interface, *ParseAddress(address), access, listener);
+}
+
+Status WriteWord(Camera &camera, std::uint32_t address, std::uint32_t value)
+{
+    const std::uint8_t bytes[4] = {std::uint8_t(value >> 24), std::uint8_t(value >> 16), std::uint8_t(value >> 8),
+                                   std::uint8_t(value)};
+    return camera.Write(address, bytes, sizeof bytes);
+}
+
 /// A camera of plain registers, opened for control.
 class GigeDeviceTest : public ::testing::Test {
 protected:
     void Open(const char *address = kScriptedAddress, CameraAccess access = CameraAccess::Control)
     {
-        NetworkInterface interface;
-        interface.name = "lo";
-        interface.index = 1;
-        interface.address = *ParseAddress("127.0.0.1");
-        interface.mask = 0xFF000000;
-        auto opened = GigeDevice::Open(interface, *ParseAddress(address), access, listener);
+        auto opened = OpenOnLoopback(address, access, listener);
         ASSERT_TRUE(opened.Ok()) << opened.status.Text();
         device = std::move(opened.value);
-    }
-    Status WriteWord(std::uint32_t address, std::uint32_t value)
-    {
-        const std::uint8_t bytes[4] = {std::uint8_t(value >> 24), std::uint8_t(value >> 16), std::uint8_t(value >> 8),
-                                       std::uint8_t(value)};
-        return device->Write(address, bytes, sizeof bytes);
     }
 
     RegisterCamera camera;
@@ -148,12 +154,90 @@ TEST_F(GigeDeviceTest, ACameraThatNothingCanBeSentToIsLost)
     EXPECT_NE(listener.text.find("not answered"), std::string::npos) << listener.text;
 }
 
+/// What goes on while a camera vanishes.
+enum class Busy { Idle, Reading, Writing, PutOff, Streaming };
+
+/// \return milliseconds from the camera's vanishing until the loss is told.
+double TimeUntilLoss(Busy busy, const char *address)
+{
+    constexpr std::uint32_t kMakers = 0xA000;
+    RegisterCamera camera(address);
+    Listener listener;
+    auto opened = OpenOnLoopback(address, CameraAccess::Control, listener);
+    EXPECT_TRUE(opened.Ok()) << opened.status.Text();
+    Camera &device = *opened.value;
+    OneBuffer sink(1000);
+    const auto stream = device.MakeStream(0);
+    EXPECT_TRUE(busy != Busy::Streaming || stream->Start(sink, 1000).Ok());
+    camera.SetHook([=](auto, auto at) {
+        return busy == Busy::PutOff && at == kMakers ? RegisterCamera::Reaction::PutOff
+                                                     : RegisterCamera::Reaction::Answer;
+    });
+    std::atomic<bool> isAtWork{busy == Busy::Idle || busy == Busy::Streaming};
+    std::thread worker([&] {
+        std::uint8_t bytes[4];
+        while (busy != Busy::Idle && busy != Busy::Streaming && !listener.isLost) {
+            const bool isReading = busy == Busy::Reading;
+            isAtWork = true;
+            (void)(isReading ? device.Read(kMakers, bytes, sizeof bytes) : WriteWord(device, kMakers, 1));
+        }
+    });
+    const auto beats = [&] { return camera.Count(RegisterCamera::kPrivilege); };
+    const std::size_t before = beats();
+    EXPECT_TRUE(Becomes([&] { return isAtWork && beats() >= before + 2; })) << "control is kept meanwhile";
+    camera.SetHook([](auto, auto) { return RegisterCamera::Reaction::Stay; });
+    const Stopwatch watch;
+    EXPECT_TRUE(Becomes([&] { return listener.isLost.load(); }, std::chrono::seconds(8)));
+    const double time = watch.Milliseconds();
+    worker.join();
+    std::uint8_t bytes[4];
+    EXPECT_EQ(device.Read(kMakers, bytes, sizeof bytes).Code(), GC_ERR_IO);
+    return time;
+}
+
+TEST(LossOfACamera, IsToldWithinThreeSecondsWhateverGoesOn)
+{
+    const struct {
+        Busy busy;
+        const char *name;
+        const char *address;
+    } kRows[] = {{Busy::Idle, "idle", "127.0.0.31"},
+                 {Busy::Reading, "a read under way", "127.0.0.32"},
+                 {Busy::Writing, "a write under way", "127.0.0.33"},
+                 {Busy::PutOff, "a command that the camera needs 10 s for", "127.0.0.34"},
+                 {Busy::Streaming, "a stream running", "127.0.0.35"}};
+    std::vector<std::future<double>> times;
+    for (const auto &row : kRows)
+        times.push_back(std::async(std::launch::async, TimeUntilLoss, row.busy, row.address));
+    for (std::size_t i = 0; i < times.size(); ++i) {
+        const double time = times[i].get();
+        EXPECT_LT(time, 3000) << kRows[i].name;
+        EXPECT_GT(time, 1400) << kRows[i].name << ": one or two lost packets are no loss";
+        std::printf("%s: told after %.2f s\n", kRows[i].name, time / 1000);
+    }
+}
+
+TEST_F(GigeDeviceTest, AReaderIsToldWhoHoldsTheCamera)
+{
+    camera.Set(RegisterCamera::kPrivilege, 1);
+    camera.Set(0x0A14, *ParseAddress("127.0.0.9"));
+    camera.SetHook([](auto, auto address) {
+        return address == 0x0A14 || address == 0x0A04 ? RegisterCamera::Reaction::Answer
+                                                      : RegisterCamera::Reaction::Deny;
+    });
+    const auto opened = OpenOnLoopback(kScriptedAddress, CameraAccess::ReadOnly, listener);
+    EXPECT_EQ(opened.status.Code(), GC_ERR_ACCESS_DENIED);
+    EXPECT_NE(opened.status.Text().find("held by another program at 127.0.0.9"), std::string::npos)
+        << opened.status.Text();
+}
+
 TEST_F(GigeDeviceTest, WhatCouldNotBeSentIsSentLater)
 {
     if (!SetSpareAddress(true))
         GTEST_SKIP() << "the loopback network is not ours to change";
     RegisterCamera spare(kSpareAddress);
     spare.Set(RegisterCamera::kStreamPort, 4711);
+    spare.Set(0x0938, 10000); // it must not be lost meanwhile
     ASSERT_NO_FATAL_FAILURE(Open(kSpareAddress));
     ASSERT_TRUE(SetSpareAddress(false));
     static_cast<GigeDevice &>(*device).WriteWithoutWaiting({RegisterCamera::kStreamPort, 0});
@@ -195,13 +279,13 @@ TEST_F(GigeDeviceTest, TheHeartbeatFollowsItsRegister)
 {
     constexpr std::uint32_t kTimeout = 0x0938;
     ASSERT_NO_FATAL_FAILURE(Open());
-    ASSERT_TRUE(WriteWord(kTimeout, 500).Ok());
+    ASSERT_TRUE(WriteWord(*device, kTimeout, 500).Ok());
     const std::size_t before = camera.Commands().size();
     const Stopwatch watch;
     EXPECT_TRUE(Becomes([&] { return camera.Commands().size() >= before + 6; }));
     EXPECT_LT(watch.Milliseconds(), 1500) << "three beats in each half second";
 
-    ASSERT_TRUE(WriteWord(kTimeout, 0xFFFFFFFF).Ok());
+    ASSERT_TRUE(WriteWord(*device, kTimeout, 0xFFFFFFFF).Ok());
     camera.SetHook([](auto, auto) { return RegisterCamera::Reaction::Stay; });
     EXPECT_TRUE(Becomes([&] { return listener.isLost.load(); }, std::chrono::seconds(8)))
         << "a heartbeat that was switched off does not hide the loss";

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <utility>
 
 #include <pthread.h>
 
@@ -65,7 +66,7 @@ TEST(GvcpClient, FindsTheRightAnswerAmongOthers)
          },
          GC_ERR_SUCCESS, 3},
         {"busy for good", [](auto &device, auto &got) { device.Answer(kStatusBusy, kReadAnswer, got.id, {}); },
-         GC_ERR_BUSY, 4},
+         GC_ERR_BUSY, 6},
         {"refused without a payload", [](auto &device, auto &got) { device.Answer(0x8003, kReadAnswer, got.id, {}); },
          GC_ERR_INVALID_ADDRESS, 1},
         {"too short an answer",
@@ -125,7 +126,7 @@ TEST(GvcpClient, OneLostTryIsNoSilenceAndALateAnswerEndsIt)
     timing.total = std::chrono::milliseconds(250);
     const auto client = Connect(timing);
     std::uint32_t value = 0;
-    EXPECT_EQ(client->ReadRegister(0x100, value, Effort::Once).Code(), GC_ERR_TIMEOUT);
+    EXPECT_EQ(client->ReadRegister(0x100, value, Effort::Beat).Code(), GC_ERR_TIMEOUT);
     EXPECT_EQ(client->ReadRegister(0x100, value, Effort::Quick).Code(), GC_ERR_TIMEOUT);
     EXPECT_TRUE(client->IsAnswering()) << "a heartbeat or a closing write may get lost";
     mode = Mode::LoseOne;
@@ -171,6 +172,60 @@ TEST(GvcpClient, WaitsForSlowWritesAsLongAsTheCameraShowsThatItIsThere)
     EXPECT_EQ(client->WriteRegister(kMakers, 1).Code(), GC_ERR_TIMEOUT);
     EXPECT_GE(silent.Milliseconds(), 1100);
     EXPECT_LT(silent.Milliseconds(), 2500) << "a silent camera is given up after the limit";
+}
+
+TEST(GvcpClient, ASlowWriteIsRepeatedOnlyWhenItIsLost)
+{
+    const struct {
+        const char *name;
+        bool isFirstLost;
+        std::chrono::milliseconds takes; // and meanwhile the camera is deaf
+        std::size_t writes;
+    } kRows[] = {{"lost on the way", true, std::chrono::milliseconds(0), 2},
+                 {"carried out for longer than many tries", false, std::chrono::milliseconds(1500), 1}};
+    for (const auto &row : kRows) {
+        bool isLost = row.isFirstLost;
+        ScriptedDevice device([&](ScriptedDevice &self, const ScriptedDevice::Received &got) {
+            if (got.command == static_cast<std::uint16_t>(Command::ReadRegister))
+                self.Answer(0, kReadAnswer, got.id, kValue);
+            else if (!std::exchange(isLost, false)) {
+                std::this_thread::sleep_for(row.takes);
+                self.Answer(0, kReadAnswer + 2, got.id, {0, 0, 0, 1});
+            }
+        });
+        GvcpClient::Timing timing;
+        timing.firstTry = timing.furtherTry = std::chrono::milliseconds(100);
+        const auto client = Connect(timing);
+        EXPECT_TRUE(client->WriteRegister(0xA000, 1).Ok()) << row.name;
+        std::uint32_t value = 0;
+        EXPECT_TRUE(client->ReadRegister(0x100, value).Ok()) << row.name << ": what has piled up is through";
+        std::vector<std::uint16_t> ids;
+        for (const auto &got : device.Commands()) {
+            if (got.command == static_cast<std::uint16_t>(Command::WriteRegister))
+                ids.push_back(got.id);
+        }
+        ASSERT_EQ(ids.size(), row.writes) << row.name;
+        EXPECT_EQ(ids.front(), ids.back()) << row.name;
+    }
+}
+
+TEST(Silence, CountsQuestionsRatherThanTime)
+{
+    using std::chrono::seconds;
+    const TimePoint start = Clock::now();
+    Silence silence;
+    EXPECT_EQ(silence.InVain(start + seconds(60)).count(), 0) << "nobody has asked";
+    for (int i = 0; i < 3; ++i)
+        silence.OnAsked(start + seconds(1));
+    EXPECT_EQ(silence.InVain(start + seconds(60)).count(), 0) << "this program may have been stopped";
+    silence.OnAsked(start + seconds(2));
+    EXPECT_EQ(silence.InVain(start + seconds(3)), seconds(2));
+    silence.Excuse(start + seconds(5));
+    EXPECT_EQ(silence.InVain(start + seconds(4)).count(), 0);
+    EXPECT_EQ(silence.InVain(start + seconds(5)), seconds(4));
+    silence.OnHeard(start + seconds(6));
+    EXPECT_EQ(silence.InVain(start + seconds(9)).count(), 0);
+    EXPECT_GE(silence.LongestGap(), seconds(5));
 }
 
 TEST(GvcpClient, PutOffForeverIsNoAnswer)

@@ -107,7 +107,8 @@ private:
 /// A scripted device with plain registers. Test packets are never sent, and the bit that asks for them falls back.
 class RegisterCamera {
 public:
-    enum class Reaction { Answer, Stay, Refuse };
+    enum class Reaction { Answer, Stay, Refuse, Deny, PutOff };
+    static constexpr std::uint16_t kPutOffMs = 10000; ///< that it says to need then
     /// What to do with a command; on the device's thread.
     using Hook = std::function<Reaction(std::uint16_t command, std::uint32_t address)>;
 
@@ -135,6 +136,14 @@ public:
         m_registers[address] = value;
     }
     std::vector<ScriptedDevice::Received> Commands() { return m_device->Commands(); }
+    /// Commands that begin at that address.
+    std::size_t Count(std::uint32_t address)
+    {
+        std::size_t count = 0;
+        for (const ScriptedDevice::Received &got : Commands())
+            count += got.payload.size() >= 4 && Word(got.payload, 0) == address ? 1 : 0;
+        return count;
+    }
 
     static constexpr std::uint32_t kPrivilege = 0x0A00;
     static constexpr std::uint32_t kStreamPort = 0x0D00;
@@ -160,13 +169,18 @@ private:
         const auto code = static_cast<std::uint16_t>(got.command + 1);
         if (reaction == Reaction::Stay)
             return;
-        if (reaction == Reaction::Refuse) {
-            device.Answer(0x8003, code, got.id, {});
+        if (reaction == Reaction::Refuse || reaction == Reaction::Deny) {
+            device.Answer(reaction == Reaction::Deny ? nuvark::gige::kStatusAccessDenied : 0x8003, code, got.id, {});
+            return;
+        }
+        if (reaction == Reaction::PutOff) {
+            device.Answer(0, nuvark::gige::kPendingAcknowledge, got.id, {0, 0, kPutOffMs >> 8, kPutOffMs & 0xFF});
             return;
         }
         orv::ByteWriter out;
         if (got.command == static_cast<std::uint16_t>(Command::ReadRegister)) {
-            out.U32(Get(address));
+            for (std::size_t i = 0; i + 4 <= got.payload.size(); i += 4)
+                out.U32(Get(Word(got.payload, i)));
         } else if (got.command == static_cast<std::uint16_t>(Command::WriteRegister)) {
             Set(address, address == kPacketSize ? Word(got.payload, 4) & 0x7FFFFFFF : Word(got.payload, 4));
             out.U32(1);

@@ -17,23 +17,13 @@ constexpr std::uint32_t kMaxStreams = 512;
 constexpr std::uint32_t kMessageTimeoutMs = 200;
 constexpr std::uint32_t kMessageRepeats = 3;
 
-std::uint32_t BigEndianWord(const std::uint8_t *bytes)
-{
-    return orv::ByteReader({bytes, 4}).U32();
-}
-
-void StoreBigEndian(std::uint32_t value, std::uint8_t *bytes)
-{
-    for (int i = 0; i < 4; ++i)
-        bytes[i] = static_cast<std::uint8_t>(value >> (24 - 8 * i));
-}
-
 } // namespace
 
 GigeDevice::GigeDevice(NetworkInterface interface, std::uint32_t address, CameraAccess access, CameraListener &listener,
                        std::unique_ptr<GvcpClient> client)
     : m_interface(std::move(interface)), m_address(address), m_access(access), m_listener(listener),
-      m_client(std::move(client))
+      m_client(std::move(client)),
+      m_registers(*m_client, [this](std::uint64_t written, std::size_t size) { OnWritten(written, size); })
 {
     m_client->SetTap(&m_traffic.control);
 }
@@ -45,11 +35,9 @@ Result<std::unique_ptr<Camera>> GigeDevice::Open(const NetworkInterface &interfa
     if (!client.Ok())
         return client.status;
     std::unique_ptr<GigeDevice> device(new GigeDevice(interface, address, access, listener, std::move(client.value)));
-    if (access != CameraAccess::ReadOnly) {
-        const Status taken = device->TakeControl();
-        if (!taken.Ok())
-            return Outward(taken);
-    }
+    const Status admitted = access == CameraAccess::ReadOnly ? device->CheckReadable() : device->TakeControl();
+    if (!admitted.Ok())
+        return Outward(admitted);
     device->ReadFacts();
     device->m_heartbeat =
         std::make_unique<Heartbeat>(*device->m_client, device->HeartbeatSettings(),
@@ -79,6 +67,17 @@ Status GigeDevice::TakeControl()
     return {};
 }
 
+/// Under exclusive control of somebody else not even reading is allowed.
+Status GigeDevice::CheckReadable()
+{
+    std::uint32_t present = 0;
+    Status read = m_client->ReadRegister(kRegControlPrivilege, present);
+    // Some cameras let this one register be read all the same.
+    if (read.Code() == GC_ERR_ACCESS_DENIED || (read.Ok() && (present & kPrivilegeExclusive) != 0))
+        return RefuseBecauseHeld();
+    return read;
+}
+
 Status GigeDevice::RefuseBecauseHeld()
 {
     const std::uint32_t holder = ReadOptional(kRegControllerAddress, 0);
@@ -103,10 +102,15 @@ void GigeDevice::ReadFacts()
     const std::uint64_t high = ReadOptional(kRegTickFrequencyHigh, 0);
     m_tickFrequency = high << 32 | ReadOptional(kRegTickFrequencyLow, 0);
     m_streamCount = std::min(ReadOptional(kRegStreamChannels, 1), kMaxStreams);
-    m_bigEndian = (ReadOptional(kRegDeviceMode, 0) & kDeviceModeBigEndian) != 0;
+    RegisterAccess::Facts facts;
+    facts.writesMemory = (m_capability & kCapabilityWriteMemory) != 0;
+    facts.concatenates = (m_capability & kCapabilityConcatenation) != 0;
+    facts.bigEndian = (ReadOptional(kRegDeviceMode, 0) & kDeviceModeBigEndian) != 0;
+    m_registers.Learn(facts);
     m_hasMessages = IsWritable() && ReadOptional(kRegMessageChannels, 0) != 0;
     EnablePending();
-    NoticeLegacyDescription();
+    facts.legacyDescription = HasLegacyDescription();
+    m_registers.Learn(facts);
 }
 
 void GigeDevice::EnablePending()
@@ -124,6 +128,7 @@ Heartbeat::Settings GigeDevice::HeartbeatSettings()
     settings.privilege = m_privilege;
     settings.timeout = ReadHeartbeatTimeout();
     settings.regain = [this] { return RegainControl(); };
+    settings.concatenates = (m_capability & kCapabilityConcatenation) != 0;
     if (m_privilege != 0 && (m_capability & kCapabilityController) != 0) {
         // Compared with what the camera shows now, not with our own address: there may be a translator in between.
         settings.controllerAddress = ReadOptional(kRegControllerAddress, 0);
@@ -136,10 +141,8 @@ Heartbeat::Settings GigeDevice::HeartbeatSettings()
 std::chrono::milliseconds GigeDevice::ReadHeartbeatTimeout()
 {
     const std::uint32_t told = ReadOptional(kRegHeartbeatTimeout, kDefaultHeartbeatMs);
-    const std::chrono::milliseconds timeout(told == 0 ? kDefaultHeartbeatMs
-                                                      : std::clamp(told, kMinHeartbeatMs, kMaxHeartbeatMs));
-    m_client->SetSilenceLimit(timeout);
-    return timeout;
+    return std::chrono::milliseconds(told == 0 ? kDefaultHeartbeatMs
+                                               : std::clamp(told, kMinHeartbeatMs, kMaxHeartbeatMs));
 }
 
 void GigeDevice::OnWritten(std::uint64_t address, std::size_t size)
@@ -148,25 +151,25 @@ void GigeDevice::OnWritten(std::uint64_t address, std::size_t size)
         m_heartbeat->SetTimeout(ReadHeartbeatTimeout());
 }
 
-void GigeDevice::NoticeLegacyDescription()
+bool GigeDevice::HasLegacyDescription()
 {
     constexpr std::size_t kHead = 4 * kMemoryChunk;
     const std::vector<DescriptionUrl> urls = DescriptionUrls();
     if (urls.empty() || urls.front().scheme != URL_SCHEME_LOCAL)
-        return;
+        return false;
     SchemaVersion version{urls.front().schemaMajor, urls.front().schemaMinor};
     if (version.major == 0) {
         std::vector<std::uint8_t> head(std::min<std::uint64_t>(kHead, urls.front().size));
         if (!Read(urls.front().address, head.data(), head.size()).Ok())
-            return;
+            return false;
         version = FindSchemaVersion({head.data(), head.size()}).value_or(SchemaVersion{1, 1});
     }
-    m_legacyDescription = version.major == 1 && version.minor == 0;
     const orv::MutexLock lock(m_urlMutex);
     if (m_urls) {
         m_urls->front().schemaMajor = version.major;
         m_urls->front().schemaMinor = version.minor;
     }
+    return version.major == 1 && version.minor == 0;
 }
 
 std::vector<DescriptionUrl> GigeDevice::DescriptionUrls()
@@ -204,178 +207,46 @@ Status GigeDevice::CheckConnection() const
     return {};
 }
 
+Status GigeDevice::CheckWritable() const
+{
+    Status connection = CheckConnection();
+    if (connection.Ok() && !IsWritable())
+        return {GC_ERR_ACCESS_DENIED, "the camera is open for reading only"};
+    return connection;
+}
+
+/// Whoever was waiting when the camera was lost is to hear that.
+Status GigeDevice::Told(Status status) const
+{
+    if (status.Code() == GC_ERR_ABORT && m_lost)
+        return CheckConnection();
+    return Outward(std::move(status));
+}
+
 Status GigeDevice::Read(std::uint64_t address, void *data, std::size_t size)
 {
-    const Status connection = CheckConnection();
-    if (!connection.Ok() || size == 0)
-        return connection;
-    if (address + size > (std::uint64_t{1} << 32) || address + size < address)
-        return {GC_ERR_INVALID_ADDRESS, "address " + Hex(address) + " is beyond the camera's register space"};
-    auto *target = static_cast<std::uint8_t *>(data);
-    if (m_legacyDescription && size == 4 && address % 4 == 0) {
-        std::uint32_t value = 0;
-        const Status status = m_client->ReadRegister(static_cast<std::uint32_t>(address), value);
-        StoreBigEndian(value, target);
-        return Outward(status);
-    }
-    std::uint8_t chunk[kMemoryChunk];
-    for (std::size_t done = 0; done < size;) {
-        const auto aligned = static_cast<std::uint32_t>((address + done) & ~std::uint64_t{3});
-        const std::size_t lead = (address + done) - aligned;
-        const std::size_t take = std::min(kMemoryChunk - lead, size - done);
-        const Status status = m_client->ReadMemory(aligned, chunk, (lead + take + 3) / 4 * 4);
-        if (!status.Ok())
-            return Outward(status);
-        std::memcpy(target + done, chunk + lead, take);
-        done += take;
-    }
-    return {};
+    Status connection = CheckConnection();
+    return connection.Ok() ? Told(m_registers.Read(address, data, size)) : connection;
 }
 
 Status GigeDevice::Write(std::uint64_t address, const void *data, std::size_t size)
 {
-    const Status connection = CheckConnection();
-    if (!connection.Ok() || size == 0)
-        return connection;
-    if (!IsWritable())
-        return {GC_ERR_ACCESS_DENIED, "the camera is open for reading only"};
-    if (address + size > (std::uint64_t{1} << 32) || address + size < address)
-        return {GC_ERR_INVALID_ADDRESS, "address " + Hex(address) + " is beyond the camera's register space"};
-    const auto *source = static_cast<const std::uint8_t *>(data);
-    const orv::MutexLock lock(m_writeMutex);
-    for (std::size_t done = 0; done < size;) {
-        const std::size_t lead = (address + done) % 4;
-        const std::size_t take = std::min(kMemoryChunk - lead, size - done);
-        const Status status = WriteChunk(address + done, source + done, take);
-        if (!status.Ok())
-            return Outward(status);
-        done += take;
-    }
-    OnWritten(address, size);
-    return {};
-}
-
-std::size_t GigeDevice::CountTogether(const std::vector<PortAccess> &accesses, std::size_t first,
-                                      std::size_t limit) const
-{
-    // On others the same four bytes would come in another order than Read() and Write() have them.
-    if ((m_capability & kCapabilityConcatenation) == 0 || !(m_bigEndian || m_legacyDescription))
-        return 0;
-    std::size_t count = 0;
-    for (; first + count < accesses.size() && count < limit; ++count) {
-        const PortAccess &access = accesses[first + count];
-        if (access.size != 4 || access.address % 4 != 0 || access.address > 0xFFFFFFFC)
-            break;
-    }
-    return count;
+    Status writable = CheckWritable();
+    return writable.Ok() ? Told(m_registers.Write(address, data, size)) : writable;
 }
 
 Status GigeDevice::ReadAll(const std::vector<PortAccess> &accesses, std::size_t &done)
 {
-    for (done = 0; done < accesses.size();) {
-        const std::size_t count = CountTogether(accesses, done, kMaxReads);
-        if (count > 1 && CheckConnection().Ok() && ReadTogether(accesses, done, count)) {
-            done += count;
-            continue;
-        }
-        // What failed together shows one by one where it fails.
-        for (const std::size_t end = done + std::max<std::size_t>(count, 1); done < end; ++done) {
-            Status status = Read(accesses[done].address, accesses[done].data, accesses[done].size);
-            if (!status.Ok())
-                return status;
-        }
-    }
-    return {};
-}
-
-bool GigeDevice::ReadTogether(const std::vector<PortAccess> &accesses, std::size_t first, std::size_t count)
-{
-    std::vector<std::uint32_t> addresses;
-    for (std::size_t i = first; i < first + count; ++i)
-        addresses.push_back(static_cast<std::uint32_t>(accesses[i].address));
-    std::vector<std::uint32_t> values;
-    if (!m_client->ReadRegisters(addresses, values).Ok())
-        return false;
-    for (std::size_t i = 0; i < count; ++i)
-        StoreBigEndian(values[i], accesses[first + i].data);
-    return true;
+    done = 0;
+    Status connection = CheckConnection();
+    return connection.Ok() ? Told(m_registers.ReadAll(accesses, done)) : connection;
 }
 
 Status GigeDevice::WriteAll(const std::vector<PortAccess> &accesses, std::size_t &done)
 {
-    for (done = 0; done < accesses.size();) {
-        const std::size_t count = CountTogether(accesses, done, kMaxWrites);
-        if (count > 1 && CheckConnection().Ok() && IsWritable()) {
-            Status status = WriteTogether(accesses, count, done);
-            if (!status.Ok())
-                return Outward(status);
-            continue;
-        }
-        Status status = Write(accesses[done].address, accesses[done].data, accesses[done].size);
-        if (!status.Ok())
-            return status;
-        ++done;
-    }
-    return {};
-}
-
-Status GigeDevice::WriteTogether(const std::vector<PortAccess> &accesses, std::size_t count, std::size_t &done)
-{
-    std::vector<RegisterWrite> writes;
-    for (std::size_t i = done; i < done + count; ++i)
-        writes.push_back({static_cast<std::uint32_t>(accesses[i].address), BigEndianWord(accesses[i].data)});
-    std::optional<std::size_t> written;
-    Status status;
-    {
-        const orv::MutexLock lock(m_writeMutex);
-        status = m_client->WriteRegisters(writes, written);
-    }
-    // Where the camera does not say how far it got nothing counts as written, and nothing is written twice.
-    for (std::size_t i = 0; i < written.value_or(0); ++i)
-        OnWritten(accesses[done + i].address, accesses[done + i].size);
-    done += written.value_or(0);
-    if (status.Code() != GC_ERR_BUSY || !written || *written >= count)
-        return status;
-    // The one that it was too busy for may be asked for again, alone.
-    status = Write(accesses[done].address, accesses[done].data, accesses[done].size);
-    if (status.Ok())
-        ++done;
-    return status;
-}
-
-Status GigeDevice::WriteChunk(std::uint64_t address, const std::uint8_t *data, std::size_t size)
-{
-    const auto aligned = static_cast<std::uint32_t>(address & ~std::uint64_t{3});
-    const std::size_t lead = address - aligned;
-    const std::size_t padded = (lead + size + 3) / 4 * 4;
-    std::uint8_t chunk[kMemoryChunk];
-    // The words at the two ends keep the bytes that are not written.
-    if (lead != 0) {
-        const Status status = m_client->ReadMemory(aligned, chunk, 4);
-        if (!status.Ok())
-            return status;
-    }
-    if (lead + size != padded && (lead == 0 || padded > 4)) {
-        const Status status =
-            m_client->ReadMemory(static_cast<std::uint32_t>(aligned + padded - 4), chunk + padded - 4, 4);
-        if (!status.Ok())
-            return status;
-    }
-    std::memcpy(chunk + lead, data, size);
-    return WriteWords(aligned, chunk, padded);
-}
-
-Status GigeDevice::WriteWords(std::uint32_t address, const std::uint8_t *data, std::size_t size)
-{
-    const bool byRegister = (m_capability & kCapabilityWriteMemory) == 0 || (m_legacyDescription && size == 4);
-    if (!byRegister)
-        return m_client->WriteMemory(address, {data, size});
-    for (std::size_t i = 0; i < size; i += 4) {
-        Status status = m_client->WriteRegister(static_cast<std::uint32_t>(address + i), BigEndianWord(data + i));
-        if (!status.Ok())
-            return status;
-    }
-    return {};
+    done = 0;
+    Status writable = CheckWritable();
+    return writable.Ok() ? Told(m_registers.WriteAll(accesses, done)) : writable;
 }
 
 std::unique_ptr<StreamChannel> GigeDevice::MakeStream(std::uint32_t index)
@@ -451,8 +322,11 @@ Status GigeDevice::OpenMessages()
         return channel.status;
     ForgetPendingWrite(kRegMessagePort);
     const Status named = NameMessagePort(channel.value->Port());
-    if (!named.Ok())
+    if (!named.Ok()) {
+        // Some of it may have got through, with the acknowledge lost.
+        WriteWithoutWaiting({kRegMessagePort, 0});
         return Outward(named);
+    }
     m_messages = std::move(channel.value);
     return {};
 }

@@ -4,6 +4,7 @@
 #include "producer/gige/Heartbeat.h"
 #include "producer/gige/MessageChannel.h"
 #include "producer/gige/NetworkInterfaces.h"
+#include "producer/gige/RegisterAccess.h"
 #include "producer/Transport.h"
 
 #include <atomic>
@@ -25,9 +26,9 @@ public:
     ~GigeDevice() override { Close(); }
 
     Status Read(std::uint64_t address, void *data, std::size_t size) override;
-    Status Write(std::uint64_t address, const void *data, std::size_t size) override EXCLUDES(m_writeMutex);
+    Status Write(std::uint64_t address, const void *data, std::size_t size) override;
     Status ReadAll(const std::vector<PortAccess> &accesses, std::size_t &done) override;
-    Status WriteAll(const std::vector<PortAccess> &accesses, std::size_t &done) override EXCLUDES(m_writeMutex);
+    Status WriteAll(const std::vector<PortAccess> &accesses, std::size_t &done) override;
     std::vector<DescriptionUrl> DescriptionUrls() override EXCLUDES(m_urlMutex);
     bool IsLittleEndian() const override { return false; }
     bool IsWritable() const override { return m_access != CameraAccess::ReadOnly; }
@@ -57,6 +58,9 @@ private:
                std::unique_ptr<GvcpClient> client);
 
     Status TakeControl();
+    Status CheckReadable();
+    Status CheckWritable() const;
+    Status Told(Status status) const;
     Status RefuseBecauseHeld();
     Heartbeat::Settings HeartbeatSettings();
     std::chrono::milliseconds ReadHeartbeatTimeout();
@@ -64,14 +68,8 @@ private:
     void OnWritten(std::uint64_t address, std::size_t size);
     void ReadFacts();
     std::uint32_t ReadOptional(std::uint32_t address, std::uint32_t fallback);
-    void NoticeLegacyDescription();
+    bool HasLegacyDescription();
     std::vector<DescriptionUrl> ReadUrls();
-    /// How many accesses from `first` on can go into one register command, 0 or 1 when none can.
-    std::size_t CountTogether(const std::vector<PortAccess> &accesses, std::size_t first, std::size_t limit) const;
-    bool ReadTogether(const std::vector<PortAccess> &accesses, std::size_t first, std::size_t count);
-    /// \param done counts on.
-    Status WriteTogether(const std::vector<PortAccess> &accesses, std::size_t count, std::size_t &done)
-        EXCLUDES(m_writeMutex);
     void OnLost(const std::string &reason);
     Status OpenMessages() REQUIRES(m_messageMutex);
     Status NameMessagePort(std::uint16_t port);
@@ -79,15 +77,13 @@ private:
     std::string RegainControl() EXCLUDES(m_messageMutex, m_channelMutex);
     void EnablePending();
 
-    Status WriteWords(std::uint32_t address, const std::uint8_t *data, std::size_t size);
-    Status WriteChunk(std::uint64_t address, const std::uint8_t *data, std::size_t size);
-
     const NetworkInterface m_interface;
     const std::uint32_t m_address;
     const CameraAccess m_access;
     CameraListener &m_listener;
     CameraTraffic m_traffic; ///< outlives all that pushes into it
     const std::unique_ptr<GvcpClient> m_client;
+    RegisterAccess m_registers;
     std::unique_ptr<Heartbeat> m_heartbeat; ///< set while opening, then constant
 
     // Read while opening, then constant.
@@ -96,12 +92,8 @@ private:
     std::uint32_t m_streamCount = 0;
     std::uint64_t m_tickFrequency = 0;
     bool m_hasMessages = false;
-    bool m_bigEndian = false; ///< memory holds registers as the register commands carry them
-    /// Descriptions before schema 1.1 declare 4-byte registers as the register commands carry them.
-    bool m_legacyDescription = false;
 
-    orv::Mutex m_writeMutex; ///< makes reading and writing back the rest of a word one step; held for its round trips
-    orv::Mutex m_urlMutex;   ///< held while the URLs are read the first time
+    orv::Mutex m_urlMutex; ///< held while the URLs are read the first time
     std::optional<std::vector<DescriptionUrl>> m_urls GUARDED_BY(m_urlMutex);
 
     orv::Mutex m_messageMutex; ///< one opening or closing of the message channel; held for its round trips

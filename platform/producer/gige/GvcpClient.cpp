@@ -3,7 +3,7 @@
 #include "producer/gige/Bootstrap.h"
 #include "producer/gige/Text.h"
 
-#include <thread>
+#include <limits>
 
 namespace nuvark::gige {
 
@@ -16,16 +16,20 @@ constexpr milliseconds kLongestTry{1000};
 constexpr milliseconds kTimeoutNotAnswering{100};
 constexpr milliseconds kQuickTimeout{60};
 constexpr int kLastTries = 2;
-constexpr int kBusyRepeats = 3;
+constexpr int kBusyRepeats = 5;
+/// How long a beat waits for its turn before, and then after, it has sent a question beside the command under way.
+constexpr milliseconds kBeatTurn{100};
+/// Datagrams of a camera may overtake each other by so much.
+constexpr milliseconds kOvertaking{50};
 
-/// Releases a mutex that is held already.
-class SCOPED_CAPABILITY AdoptedLock {
+/// Ends a turn that was taken.
+class SCOPED_CAPABILITY TurnEnd {
 public:
-    explicit AdoptedLock(orv::Mutex &mutex) REQUIRES(mutex) : m_mutex(mutex) {}
-    ~AdoptedLock() RELEASE() { m_mutex.unlock(); }
+    explicit TurnEnd(Turn &turn) REQUIRES(turn) : m_turn(turn) {}
+    ~TurnEnd() RELEASE() { m_turn.GiveBack(); }
 
 private:
-    orv::Mutex &m_mutex;
+    Turn &m_turn;
 };
 
 } // namespace
@@ -67,51 +71,79 @@ bool GvcpClient::IsWrite(Command command)
     return command == Command::WriteRegister || command == Command::WriteMemory;
 }
 
+Clock::duration GvcpClient::AskedInVain() const
+{
+    // What lies unread tells that not the camera is late but who reads it.
+    return m_socket.HasDatagram() ? Clock::duration(0) : m_silence.InVain(Clock::now());
+}
+
 GvcpClient::Plan GvcpClient::PlanFor(const Request &request) const
 {
     const milliseconds stated(m_statedMs);
     const milliseconds silence(m_silenceLimitMs);
-    Plan plan{1, std::clamp(stated, m_timing.firstTry, kLongestTry),
-              std::clamp(stated, m_timing.furtherTry, kLongestTry), silence};
-    if (request.effort == Effort::Once)
-        return plan;
+    const auto shortTries = [&](int tries, milliseconds each) {
+        return Plan{tries, each, each, tries * each, silence};
+    };
+    const auto triesFor = [](milliseconds time, milliseconds each) {
+        return static_cast<int>((time + each - milliseconds(1)) / each);
+    };
+    const milliseconds first = std::clamp(stated, m_timing.firstTry, kLongestTry);
+    if (request.effort == Effort::Beat)
+        return shortTries(triesFor(first, m_timing.firstTry), m_timing.firstTry);
     if (request.effort == Effort::Quick)
-        return {1, kQuickTimeout, kQuickTimeout, silence};
+        return shortTries(1, kQuickTimeout);
     if (request.effort == Effort::Last)
-        return {kLastTries, kQuickTimeout, kQuickTimeout, silence};
+        return shortTries(kLastTries, kQuickTimeout);
     if (!m_answering)
-        return {1, kTimeoutNotAnswering, kTimeoutNotAnswering, silence};
-    milliseconds total = std::max(m_timing.total, stated);
+        return shortTries(1, kTimeoutNotAnswering);
+    Plan plan{1, first, std::clamp(stated, m_timing.furtherTry, kLongestTry), std::max(m_timing.total, stated),
+              silence};
     if (IsWrite(request.command) && request.address >= kFirstMakerRegister) {
         plan.isSlow = true;
+        plan.tries = std::numeric_limits<int>::max();
         plan.furtherTry = kLongestTry; // each may be carried out again by a camera that does not know repeats
         plan.patience = std::max(silence, stated);
-        total = std::max(m_timing.slowTotal, stated);
+        plan.total = std::max(m_timing.slowTotal, stated);
+    } else {
+        plan.tries += triesFor(std::max(plan.total - first, milliseconds(0)), plan.furtherTry);
     }
-    const milliseconds rest = std::max(total - plan.firstTry, milliseconds(0));
-    plan.tries += static_cast<int>((rest + plan.furtherTry - milliseconds(1)) / plan.furtherTry);
     return plan;
 }
 
 std::uint16_t GvcpClient::NextId()
 {
-    m_lastId = m_lastId == 0xFFFF ? 1 : m_lastId + 1;
-    return m_lastId;
+    std::uint16_t id = ++m_lastId;
+    while (id == 0)
+        id = ++m_lastId;
+    return id;
 }
 
-template <class MakeDatagram>
-Status GvcpClient::Transact(const Request &request, MakeDatagram make, std::vector<std::uint8_t> &payload)
+bool GvcpClient::TakeTurn(Effort effort)
 {
-    for (int repeat = 0;; ++repeat) {
+    if (effort == Effort::Quick)
+        return m_turn.TakeAtOnce();
+    if (effort != Effort::Beat) {
+        m_turn.Take(effort == Effort::Last ? Turn::Rank::Urgent : Turn::Rank::Ordinary);
+        return true;
+    }
+    if (m_turn.TakeUntil(Clock::now() + kBeatTurn))
+        return true;
+    // The camera's heartbeat timer goes on while it carries out a long command.
+    AskWhetherThere();
+    return m_turn.TakeUntil(Clock::now() + kBeatTurn);
+}
+
+Status GvcpClient::Transact(const Request &request, const MakeDatagram &make, std::vector<std::uint8_t> &payload)
+{
+    milliseconds pause = m_timing.busyPause;
+    for (int repeat = 0;; ++repeat, pause *= 2) {
         std::uint16_t wireStatus = kStatusSuccess;
         {
-            if (request.effort != Effort::Quick)
-                m_mutex.lock();
-            else if (!m_mutex.try_lock())
+            if (!TakeTurn(request.effort))
                 return {GC_ERR_BUSY, request.context + ": the control channel is in use"};
-            const AdoptedLock lock(m_mutex);
+            const TurnEnd end(m_turn);
             const std::uint16_t id = NextId();
-            Exchange exchange{request, id, make(id), {}, {}, kStatusSuccess};
+            Exchange exchange{request, id, make(id)};
             Status status = TransactOnce(exchange);
             if (!status.Ok())
                 return status;
@@ -122,8 +154,31 @@ Status GvcpClient::Transact(const Request &request, MakeDatagram make, std::vect
         const bool isRepeated = request.mayBeRepeated && request.effort == Effort::Normal && repeat < kBusyRepeats;
         if (wireStatus != kStatusBusy || !isRepeated)
             return StatusFromWire(wireStatus, IsWrite(request.command), request.context);
-        std::this_thread::sleep_for(m_timing.busyPause);
+        if (m_interrupt.WaitUntil(Clock::now() + pause))
+            return {GC_ERR_ABORT, request.context + ": the connection is being closed"};
     }
+}
+
+TimePoint GvcpClient::GiveUpTime(const Request &request, const Plan &plan, TimePoint start) const
+{
+    const TimePoint silent = LastAnswer() + plan.patience;
+    if (request.effort == Effort::Beat)
+        return std::max(start + plan.firstTry, std::min(start + plan.total, silent));
+    if (plan.isSlow)
+        return std::min(start + plan.total, std::max(start + m_timing.total, silent));
+    return std::max(start + plan.total, silent);
+}
+
+Status GvcpClient::SendTry(Exchange &exchange, const Plan &plan, int attempt)
+{
+    if (plan.isSlow && attempt != 0 && !exchange.isOvertaken) {
+        AskWhetherThere();
+        return {};
+    }
+    exchange.isOvertaken = false;
+    exchange.lastIdBefore = m_lastId;
+    exchange.repeatAfter = Clock::now() + (attempt == 0 ? plan.firstTry : plan.furtherTry);
+    return Send(exchange.datagram);
 }
 
 Status GvcpClient::TransactOnce(Exchange &exchange)
@@ -132,17 +187,17 @@ Status GvcpClient::TransactOnce(Exchange &exchange)
     const Plan plan = PlanFor(exchange.request);
     const TimePoint start = Clock::now();
     std::string reason = "the camera does not answer";
+    if (plan.isSlow && plan.patience.count() > m_silenceLimitMs)
+        m_silence.Excuse(start + plan.patience + kLongestTry);
     for (int attempt = 0; attempt < plan.tries; ++attempt) {
         if (m_interrupted && exchange.request.effort != Effort::Last)
             return {GC_ERR_ABORT, context + ": the connection is being closed"};
-        const TimePoint giveUp = std::max(start + m_timing.total, LastAnswer() + plan.patience);
+        const TimePoint giveUp = GiveUpTime(exchange.request, plan, start);
         if (attempt != 0 && Clock::now() >= giveUp)
             break;
-        const Status sent = Send(exchange.datagram);
+        const Status sent = SendTry(exchange, plan, attempt);
         if (!sent.Ok())
             reason = sent.Text(); // a link may come back
-        if (attempt != 0 && plan.isSlow)
-            AskWhetherThere();
         const milliseconds wait = attempt == 0 ? plan.firstTry : plan.furtherTry;
         const Outcome outcome = Await(exchange, plan, std::min(Clock::now() + wait, giveUp));
         if (outcome == Outcome::Answered)
@@ -182,16 +237,19 @@ bool GvcpClient::TakeAcknowledge(Exchange &exchange, const Plan &plan, TimePoint
     const std::optional<Acknowledge> acknowledge = ParseAcknowledge({buffer, size});
     if (!acknowledge)
         return false;
-    Touch();
+    m_silence.OnHeard(Clock::now());
     m_answering = true;
-    if (acknowledge->requestId != exchange.id)
-        return false; // a late answer to an earlier command, but a sign of life
+    if (acknowledge->requestId != exchange.id) {
+        // A late answer to an earlier command is a sign of life; one to a later question says that this one is lost.
+        const auto later = static_cast<std::int16_t>(acknowledge->requestId - exchange.lastIdBefore);
+        if (plan.isSlow && !exchange.pendingUntil && !exchange.isOvertaken && later > 0) {
+            exchange.isOvertaken = true;
+            deadline = std::min(deadline, std::max(Clock::now() + kOvertaking, exchange.repeatAfter));
+        }
+        return false;
+    }
     if (acknowledge->code == kPendingAcknowledge) {
-        const TimePoint now = Clock::now();
-        if (!exchange.pendingUntil)
-            exchange.pendingUntil = now + m_timing.pending;
-        const milliseconds more(ParsePending(acknowledge->payload).value_or(0));
-        deadline = std::min(now + more + plan.furtherTry, *exchange.pendingUntil);
+        TakePending(exchange, plan, acknowledge->payload, deadline);
         return false;
     }
     if (acknowledge->code != AcknowledgeOf(exchange.request.command))
@@ -201,10 +259,29 @@ bool GvcpClient::TakeAcknowledge(Exchange &exchange, const Plan &plan, TimePoint
     return true;
 }
 
-/// Nobody waits for the answer: that one comes is enough.
+void GvcpClient::TakePending(Exchange &exchange, const Plan &plan, orv::ByteSpan payload, TimePoint &deadline)
+{
+    const TimePoint now = Clock::now();
+    if (!exchange.pendingUntil)
+        exchange.pendingUntil = now + m_timing.pending;
+    const milliseconds more(ParsePending(payload).value_or(0));
+    deadline = std::min(now + more + plan.furtherTry, *exchange.pendingUntil);
+    if (more <= kLongestTry)
+        return;
+    // It may do nothing else until then. One that answers others meanwhile need not be waited for when it vanishes.
+    m_silence.Excuse(deadline + kLongestTry);
+    AskWhetherThere();
+}
+
 void GvcpClient::AskWhetherThere()
 {
     (void)Send(MakeReadRegister(NextId(), {kRegControlPrivilege}));
+}
+
+Status GvcpClient::Send(const Datagram &datagram)
+{
+    m_silence.OnAsked(Clock::now());
+    return SendUnanswered({datagram.data(), datagram.size()});
 }
 
 Status GvcpClient::SendUnanswered(orv::ByteSpan datagram)
@@ -212,86 +289,6 @@ Status GvcpClient::SendUnanswered(orv::ByteSpan datagram)
     if (m_tap != nullptr)
         m_tap->Push(datagram);
     return m_socket.Send(datagram);
-}
-
-Status GvcpClient::ReadRegister(std::uint32_t address, std::uint32_t &value, Effort effort)
-{
-    std::vector<std::uint8_t> payload;
-    const std::string context = "read register " + Hex(address);
-    Status status = Transact(
-        {Command::ReadRegister, address, effort, context},
-        [&](std::uint16_t id) { return MakeReadRegister(id, {address}); }, payload);
-    if (!status.Ok())
-        return status;
-    const auto values = ParseReadRegister({payload.data(), payload.size()}, 1);
-    if (!values)
-        return {GC_ERR_IO, context + ": the camera's answer is too short"};
-    value = values->front();
-    return {};
-}
-
-Status GvcpClient::WriteRegister(std::uint32_t address, std::uint32_t value, Effort effort)
-{
-    std::vector<std::uint8_t> payload;
-    const auto make = [&](std::uint16_t id) { return MakeWriteRegister(id, {{address, value}}); };
-    return Transact({Command::WriteRegister, address, effort, "write register " + Hex(address)}, make, payload);
-}
-
-Status GvcpClient::ReadRegisters(const std::vector<std::uint32_t> &addresses, std::vector<std::uint32_t> &values)
-{
-    std::vector<std::uint8_t> payload;
-    const std::string context = "read " + std::to_string(addresses.size()) + " registers from " + Hex(addresses[0]);
-    Status status = Transact(
-        {Command::ReadRegister, addresses[0], Effort::Normal, context},
-        [&](std::uint16_t id) { return MakeReadRegister(id, addresses); }, payload);
-    if (!status.Ok())
-        return status;
-    auto read = ParseReadRegister({payload.data(), payload.size()}, addresses.size());
-    if (!read)
-        return {GC_ERR_IO, context + ": the camera's answer is too short"};
-    values = std::move(*read);
-    return {};
-}
-
-Status GvcpClient::WriteRegisters(const std::vector<RegisterWrite> &writes, std::optional<std::size_t> &done)
-{
-    std::vector<std::uint8_t> payload;
-    std::uint32_t highest = 0; // decides how long the camera may take
-    for (const RegisterWrite &write : writes)
-        highest = std::max(highest, write.address);
-    const std::string context = "write " + std::to_string(writes.size()) + " registers from " + Hex(writes[0].address);
-    Status status = Transact(
-        {Command::WriteRegister, highest, Effort::Normal, context, false},
-        [&](std::uint16_t id) { return MakeWriteRegister(id, writes); }, payload);
-    if (status.Ok())
-        done = writes.size();
-    else if (const auto written = ParseWritten({payload.data(), payload.size()}))
-        done = std::min<std::size_t>(*written, writes.size());
-    return status;
-}
-
-Status GvcpClient::ReadMemory(std::uint32_t address, std::uint8_t *data, std::size_t count)
-{
-    std::vector<std::uint8_t> payload;
-    const std::string context = "read " + std::to_string(count) + " bytes at " + Hex(address);
-    const auto make = [&](std::uint16_t id) { return MakeReadMemory(id, address, static_cast<std::uint16_t>(count)); };
-    Status status = Transact({Command::ReadMemory, address, Effort::Normal, context}, make, payload);
-    if (!status.Ok())
-        return status;
-    const auto bytes = ParseReadMemory({payload.data(), payload.size()}, address, count);
-    if (!bytes)
-        return {GC_ERR_IO, context + ": the camera's answer is too short or for another address"};
-    std::memcpy(data, bytes->data, count);
-    return {};
-}
-
-Status GvcpClient::WriteMemory(std::uint32_t address, orv::ByteSpan data)
-{
-    std::vector<std::uint8_t> payload;
-    const std::string context = "write " + std::to_string(data.size) + " bytes at " + Hex(address);
-    return Transact(
-        {Command::WriteMemory, address, Effort::Normal, context},
-        [&](std::uint16_t id) { return MakeWriteMemory(id, address, data); }, payload);
 }
 
 } // namespace nuvark::gige

@@ -2,10 +2,13 @@
 
 #include "base/Mutex.h"
 #include "producer/gige/Gvcp.h"
+#include "producer/gige/Silence.h"
+#include "producer/gige/Turn.h"
 #include "producer/gige/UdpSocket.h"
 #include "producer/TrafficTap.h"
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -14,9 +17,10 @@ namespace nuvark::gige {
 /// How hard a command tries before it gives up.
 enum class Effort {
     Normal, ///< all tries; one short one while the camera is not answering
-    Once,   ///< one try of the full acknowledge time
-    Quick,  ///< one short try, and none at all while another thread uses the channel; for closing sequences
-    Last    ///< two short tries, also after an interrupt, which has sent everybody else away
+    Beat,  ///< short tries for the acknowledge time, before all others that wait. GC_ERR_BUSY when the channel does not
+           ///< become free soon: then a question has been sent beside the command under way
+    Quick, ///< one short try, and none at all while another thread uses the channel; for closing sequences
+    Last   ///< two short tries, also after an interrupt, which has sent everybody else away
 };
 
 /// A control status as the consumer is to see it: inside, no answer is a time-out; outside, talking to the camera
@@ -25,14 +29,14 @@ Status Outward(Status status);
 
 /// The control channel to one camera: register and memory accesses over one UDP socket.
 ///
-/// One command is under way at a time; further callers queue on a mutex, which is therefore held while waiting for the
-/// camera. When a command of normal effort has had no answer to all of its tries the channel counts as not answering:
-/// commands then make one short try until anything comes from the camera, if only a late answer, so callers in a row do
-/// not wait for a sum of time-outs. A datagram that the host itself cannot send counts as lost on the way.
-/// Writes to the maker's registers may take seconds. They are waited for as long as the camera answers meanwhile
-/// whether it is still there; a silent camera is given up after the silence limit, or the time that it states to need.
-/// No answer gives GC_ERR_TIMEOUT, an interrupted wait GC_ERR_ABORT.
-/// Threads: any. Lock order: with m_mutex held nothing is called but the tap.
+/// One command is under way at a time; further callers wait for their turn. When a command of normal effort has had no
+/// answer to all of its tries the channel counts as not answering: commands then make one short try until anything
+/// comes from the camera, if only a late answer, so callers in a row do not wait for a sum of time-outs. A datagram
+/// that the host itself cannot send counts as lost on the way. Writes to the maker's registers may take seconds, and a
+/// camera that forgets a command over the next one would carry out a repeat once more. They are repeated only when the
+/// camera has answered a question that was sent behind them, so that they are lost, and waited for as long as it
+/// answers; a silent camera is given up after the silence limit, or the time that it states to need. No answer gives
+/// GC_ERR_TIMEOUT, an interrupted wait GC_ERR_ABORT. Threads: any. With the turn nothing is called but the tap.
 class GvcpClient {
 public:
     struct Timing {
@@ -41,7 +45,7 @@ public:
         std::chrono::milliseconds total{2200};     ///< all tries of a command
         std::chrono::milliseconds slowTotal{10000}; ///< of one that writes to the maker's registers
         std::chrono::milliseconds pending{30000};   ///< a camera that says "pending" for longer does not answer
-        std::chrono::milliseconds busyPause{20};    ///< before a busy camera is asked again
+        std::chrono::milliseconds busyPause{20};    ///< before a busy camera is asked again; doubled each time
     };
 
     /// \param local address of the host interface, \param remote of the camera.
@@ -52,17 +56,17 @@ public:
         return Open(local, remote, Timing());
     }
 
-    Status ReadRegister(std::uint32_t address, std::uint32_t &value, Effort effort = Effort::Normal) EXCLUDES(m_mutex);
-    Status WriteRegister(std::uint32_t address, std::uint32_t value, Effort effort = Effort::Normal) EXCLUDES(m_mutex);
+    Status ReadRegister(std::uint32_t address, std::uint32_t &value, Effort effort = Effort::Normal) EXCLUDES(m_turn);
+    Status WriteRegister(std::uint32_t address, std::uint32_t value, Effort effort = Effort::Normal) EXCLUDES(m_turn);
     /// Several in one command, at most kMaxReads and kMaxWrites; only for cameras with the concatenation capability.
     /// The values are those of all the addresses or, on failure, none.
-    Status ReadRegisters(const std::vector<std::uint32_t> &addresses, std::vector<std::uint32_t> &values)
-        EXCLUDES(m_mutex);
+    Status ReadRegisters(const std::vector<std::uint32_t> &addresses, std::vector<std::uint32_t> &values,
+                         Effort effort = Effort::Normal) EXCLUDES(m_turn);
     /// \param done how many were written, also on failure; unset when the camera does not say.
-    Status WriteRegisters(const std::vector<RegisterWrite> &writes, std::optional<std::size_t> &done) EXCLUDES(m_mutex);
+    Status WriteRegisters(const std::vector<RegisterWrite> &writes, std::optional<std::size_t> &done) EXCLUDES(m_turn);
     /// Address and count are multiples of 4, count at most kMemoryChunk.
-    Status ReadMemory(std::uint32_t address, std::uint8_t *data, std::size_t count) EXCLUDES(m_mutex);
-    Status WriteMemory(std::uint32_t address, orv::ByteSpan data) EXCLUDES(m_mutex);
+    Status ReadMemory(std::uint32_t address, std::uint8_t *data, std::size_t count) EXCLUDES(m_turn);
+    Status WriteMemory(std::uint32_t address, orv::ByteSpan data) EXCLUDES(m_turn);
 
     /// Longest time the camera needs for a command without saying so, believed up to ten seconds.
     void SetPendingTimeout(std::chrono::milliseconds time);
@@ -71,7 +75,12 @@ public:
 
     bool IsAnswering() const { return m_answering; }
     /// When the camera last answered anything.
-    TimePoint LastAnswer() const { return TimePoint(Clock::duration(m_lastAnswer)); }
+    TimePoint LastAnswer() const { return m_silence.LastAnswer(); }
+    /// For how long the camera has been asked without answering anything; 0 as long as that may have another reason.
+    Clock::duration AskedInVain() const;
+    /// The longest time between two answers since the last ForgetGaps().
+    Clock::duration LongestGap() const { return m_silence.LongestGap(); }
+    void ForgetGaps() { m_silence.ForgetGaps(); }
 
     /// Ends the command under way and refuses new ones from now on, except for Effort::Last.
     void Interrupt();
@@ -84,7 +93,7 @@ public:
     Status SendUnanswered(orv::ByteSpan datagram);
 
 private:
-    GvcpClient(UdpSocket socket, const Timing &timing) : m_timing(timing), m_socket(std::move(socket)) { Touch(); }
+    GvcpClient(UdpSocket socket, const Timing &timing) : m_timing(timing), m_socket(std::move(socket)) {}
 
     struct Request {
         Command command;
@@ -97,44 +106,52 @@ private:
         int tries;
         std::chrono::milliseconds firstTry;
         std::chrono::milliseconds furtherTry;
+        std::chrono::milliseconds total;    ///< for all tries of a slow one
         std::chrono::milliseconds patience; ///< silence of the camera that ends it before its tries are used up
-        bool isSlow = false;                ///< asks between the tries whether the camera is still there
+        bool isSlow = false;                ///< asks whether the camera is still there before it is repeated
     };
     /// A command under way.
     struct Exchange {
         const Request &request;
         const std::uint16_t id;
         const Datagram datagram;
-        std::optional<TimePoint> pendingUntil; ///< set once the camera has said "pending"
-        std::vector<std::uint8_t> payload;     ///< of the answer
+        std::optional<TimePoint> pendingUntil{}; ///< set once the camera has said "pending"
+        std::uint16_t lastIdBefore = 0;          ///< when it was sent (again)
+        TimePoint repeatAfter{};                 ///< not sent again before
+        bool isOvertaken = false;                ///< the camera has answered what was sent later
+        std::vector<std::uint8_t> payload{};     ///< of the answer
         std::uint16_t wireStatus = 0;
     };
     enum class Outcome { Answered, NoAnswer, Interrupted };
 
     static bool IsWrite(Command command);
     Plan PlanFor(const Request &request) const;
-    void Touch() { m_lastAnswer = Clock::now().time_since_epoch().count(); }
+    bool TakeTurn(Effort effort) TRY_ACQUIRE(true, m_turn);
 
-    /// \param make gives the command's datagram for a request id.
-    template <class MakeDatagram>
-    Status Transact(const Request &request, MakeDatagram make, std::vector<std::uint8_t> &payload) EXCLUDES(m_mutex);
-    Status TransactOnce(Exchange &exchange) REQUIRES(m_mutex);
-    Outcome Await(Exchange &exchange, const Plan &plan, TimePoint deadline) REQUIRES(m_mutex);
+    using MakeDatagram = std::function<Datagram(std::uint16_t requestId)>;
+    Status Transact(const Request &request, const MakeDatagram &make, std::vector<std::uint8_t> &payload)
+        EXCLUDES(m_turn);
+    Status TransactOnce(Exchange &exchange) REQUIRES(m_turn);
+    TimePoint GiveUpTime(const Request &request, const Plan &plan, TimePoint start) const;
+    Status SendTry(Exchange &exchange, const Plan &plan, int attempt) REQUIRES(m_turn);
+    Outcome Await(Exchange &exchange, const Plan &plan, TimePoint deadline) REQUIRES(m_turn);
     /// Takes one datagram in. \return whether it is the answer.
-    bool TakeAcknowledge(Exchange &exchange, const Plan &plan, TimePoint &deadline) REQUIRES(m_mutex);
-    void AskWhetherThere() REQUIRES(m_mutex);
-    Status Send(const Datagram &datagram) { return SendUnanswered({datagram.data(), datagram.size()}); }
-    std::uint16_t NextId() REQUIRES(m_mutex);
+    bool TakeAcknowledge(Exchange &exchange, const Plan &plan, TimePoint &deadline) REQUIRES(m_turn);
+    void TakePending(Exchange &exchange, const Plan &plan, orv::ByteSpan payload, TimePoint &deadline) REQUIRES(m_turn);
+    /// Nobody waits for the answer: that one comes is enough. Also while a command is under way.
+    void AskWhetherThere();
+    Status Send(const Datagram &datagram);
+    std::uint16_t NextId();
 
     const Timing m_timing;
-    orv::Mutex m_mutex;                ///< the channel: one command at a time
-    UdpSocket m_socket;                ///< receiving under m_mutex; the descriptor itself never changes
+    Turn m_turn;                       ///< one command at a time; kept while waiting for the camera
+    UdpSocket m_socket;                ///< received from by whose turn it is; the descriptor itself never changes
     const TrafficTap *m_tap = nullptr; ///< constant after opening
-    std::uint16_t m_lastId GUARDED_BY(m_mutex) = 0;
+    std::atomic<std::uint16_t> m_lastId{0};
+    Silence m_silence;
     WakeUp m_interrupt;
     std::atomic<bool> m_interrupted{false};
     std::atomic<bool> m_answering{true};
-    std::atomic<Clock::rep> m_lastAnswer{0};
     std::atomic<int> m_statedMs{0}; ///< what the camera may need for a command without saying so
     std::atomic<int> m_silenceLimitMs{3000};
 };

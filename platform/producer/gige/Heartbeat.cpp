@@ -12,15 +12,20 @@ namespace {
 
 constexpr std::chrono::milliseconds kLongestPeriod{1000};
 constexpr std::chrono::milliseconds kPeriodWhenSilent{50};
-/// A beat may take so long with its waiting; what goes beyond is our own standing still.
-constexpr std::chrono::milliseconds kLongestBeat{1000};
-constexpr int kFewestUnanswered = 2;
+constexpr std::chrono::milliseconds kLongestMargin{500};
+
+/// Silence of the camera after which it is lost.
+std::chrono::milliseconds SilenceLimit(std::chrono::milliseconds timeout)
+{
+    return timeout - std::min(kLongestMargin, timeout / 6);
+}
 
 } // namespace
 
 Heartbeat::Heartbeat(GvcpClient &client, Settings settings, std::function<void(const std::string &)> onLost)
     : m_client(client), m_settings(settings), m_onLost(std::move(onLost)), m_timeout(settings.timeout)
 {
+    m_client.SetSilenceLimit(SilenceLimit(settings.timeout));
 }
 
 void Heartbeat::Start()
@@ -44,6 +49,7 @@ void Heartbeat::SetTimeout(std::chrono::milliseconds timeout)
 {
     const orv::MutexLock lock(m_mutex);
     m_timeout = timeout;
+    m_client.SetSilenceLimit(SilenceLimit(timeout));
     m_nextBeat = std::min(m_nextBeat, Clock::now() + Period());
     m_changed.NotifyAll();
 }
@@ -116,8 +122,8 @@ void Heartbeat::WriteDeferred()
         m_writingDeferred = true;
     }
     for (const RegisterWrite &write : writes) {
-        const Status status = m_client.WriteRegister(write.address, write.value, Effort::Once);
-        if (status.Code() == GC_ERR_TIMEOUT)
+        const Status status = m_client.WriteRegister(write.address, write.value, Effort::Beat);
+        if (status.Code() == GC_ERR_TIMEOUT || status.Code() == GC_ERR_BUSY)
             Defer(write);
     }
     const orv::MutexLock lock(m_mutex);
@@ -125,68 +131,76 @@ void Heartbeat::WriteDeferred()
     m_changed.NotifyAll();
 }
 
+Status Heartbeat::ReadState(std::vector<std::uint32_t> &values)
+{
+    std::vector<std::uint32_t> addresses = {kRegControlPrivilege};
+    if (m_settings.watchController)
+        addresses.insert(addresses.end(), {kRegControllerAddress, kRegControllerPort});
+    if (m_settings.concatenates) {
+        Status status = m_client.ReadRegisters(addresses, values, Effort::Beat);
+        if (status.Ok() || status.Code() == GC_ERR_TIMEOUT || status.Code() == GC_ERR_BUSY)
+            return status;
+    }
+    for (std::uint32_t address : addresses) {
+        std::uint32_t value = 0;
+        Status status = m_client.ReadRegister(address, value, Effort::Beat);
+        if (!status.Ok())
+            return status;
+        values.push_back(value);
+    }
+    return {};
+}
+
 std::string Heartbeat::Beat(bool &answered)
 {
-    std::uint32_t privilege = 0;
+    std::vector<std::uint32_t> values;
     const TimePoint before = m_client.LastAnswer();
-    const Status status = m_client.ReadRegister(kRegControlPrivilege, privilege, Effort::Once);
+    const Status status = ReadState(values);
     answered = m_client.LastAnswer() != before;
     if (status.Code() == GC_ERR_ABORT)
         return {};
     if (!answered)
         return JudgeSilence();
-    m_unanswered = 0;
     if (m_settings.privilege == 0)
         return {};
-    if (status.Code() == GC_ERR_ACCESS_DENIED)
-        return "somebody else has taken exclusive control of the camera";
-    if (!status.Ok())
-        return {}; // an odd answer is an answer, and so is a late one
-    if ((privilege & kPrivilegeMask) == 0)
-        return JudgeWithdrawal(before);
-    if ((privilege & kPrivilegeMask) != m_settings.privilege)
+    if (values.empty()) { // an odd answer is an answer, and so is a late one
+        const bool isDenied = status.Code() == GC_ERR_ACCESS_DENIED;
+        return isDenied ? "somebody else has taken exclusive control of the camera" : "";
+    }
+    const std::uint32_t privilege = values[0] & kPrivilegeMask;
+    if (privilege == 0)
+        return JudgeWithdrawal();
+    if (privilege != m_settings.privilege)
         return "somebody else has taken control of the camera";
-    return CheckController();
+    m_client.ForgetGaps();
+    return values.size() == 3 ? CheckController(values[1], values[2]) : "";
 }
 
 std::string Heartbeat::JudgeSilence()
 {
     const orv::MutexLock lock(m_mutex);
-    const TimePoint now = Clock::now();
-    if (m_unanswered == 0 || m_client.LastAnswer() > m_lastLook) {
-        m_silence = {};
-        m_unanswered = 0;
-        m_lastLook = m_client.LastAnswer();
-    }
-    ++m_unanswered;
-    m_silence += std::min<Clock::duration>(now - m_lastLook, Period() + kLongestBeat);
-    m_lastLook = now;
-    if (m_silence < m_timeout || m_unanswered < kFewestUnanswered)
+    const auto silence = Clock::now() - m_client.LastAnswer();
+    if (silence < SilenceLimit(m_timeout) || m_client.AskedInVain() < m_timeout / 2)
         return {};
-    const auto silence = std::chrono::duration_cast<std::chrono::milliseconds>(now - m_client.LastAnswer());
-    return "the camera has not answered for " + std::to_string(silence.count()) + " ms";
+    return "the camera has not answered for " +
+           std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(silence).count()) + " ms";
 }
 
-std::string Heartbeat::JudgeWithdrawal(TimePoint heard)
+std::string Heartbeat::JudgeWithdrawal()
 {
     const std::string reason = "the camera has withdrawn control, its heartbeat time has run out";
-    const auto silence = Clock::now() - heard;
     {
         const orv::MutexLock lock(m_mutex);
-        if (silence < m_timeout || m_settings.regain == nullptr)
+        if (m_client.LongestGap() < m_timeout || m_settings.regain == nullptr)
             return reason; // we had talked to it in time, so it has been switched off and on, or somebody took it
     }
+    m_client.ForgetGaps();
     const std::string problem = m_settings.regain();
     return problem.empty() ? "" : reason + ": " + problem;
 }
 
-std::string Heartbeat::CheckController()
+std::string Heartbeat::CheckController(std::uint32_t address, std::uint32_t port) const
 {
-    std::uint32_t address = 0;
-    std::uint32_t port = 0;
-    if (!m_settings.watchController || !m_client.ReadRegister(kRegControllerAddress, address, Effort::Once).Ok() ||
-        !m_client.ReadRegister(kRegControllerPort, port, Effort::Once).Ok())
-        return {};
     if (address == m_settings.controllerAddress && port == m_settings.controllerPort)
         return {};
     return AddressText(address) + " has taken control of the camera";

@@ -13,19 +13,21 @@ namespace nuvark::gige {
 /// Keeps the control of a camera alive and notices when it is gone.
 ///
 /// Reads the privilege register at least three times per heartbeat time; that is also the traffic which the camera
-/// wants to see. The camera is lost when nothing has come from it for the heartbeat time, whatever keeps it from
-/// answering, or when the register no longer shows the privilege that was taken. Delivers register writes that a
-/// closing sequence had no time to wait for.
+/// wants to see. The camera is lost when it has answered nothing for a little less than the heartbeat time (its own
+/// timer began with the last packet that it got from us) and has been asked in vain for half of it, by whatever
+/// command; or when the register no longer shows the privilege that was taken. Delivers register writes that a closing
+/// sequence had no time to wait for.
 ///
-/// A program that was itself stopped, or starved, has not listened meanwhile: only time in which the camera could have
-/// answered counts as its silence, and never a single unanswered beat. Control that the camera has withdrawn after such
-/// a time is taken again where that is all that was lost. Threads: Start() and Stop() from the owner's; the rest from
-/// any. `onLost` runs on the heartbeat thread, once at most, with no lock held.
+/// A program that was itself stopped, or starved, has not asked meanwhile, so its own standing still is no silence of
+/// the camera. Control that the camera has withdrawn after such a time is taken again where that is all that was lost.
+/// Threads: Start() and Stop() from the owner's; the rest from any. `onLost` runs on the heartbeat thread, once at
+/// most, with no lock held.
 class Heartbeat {
 public:
     struct Settings {
         std::uint32_t privilege = 0;             ///< bits that the register must show; 0 when opened for reading only
         std::chrono::milliseconds timeout{3000}; ///< in the beginning
+        bool concatenates = false;               ///< the camera takes several registers in one command
         bool watchController = false;            ///< the camera tells who controls it: these two must not change
         std::uint32_t controllerAddress = 0;
         std::uint32_t controllerPort = 0;
@@ -56,12 +58,13 @@ private:
     std::chrono::milliseconds Period() const REQUIRES(m_mutex);
     /// \return why the camera is lost when it has been silent for too long, or "".
     std::string JudgeSilence() EXCLUDES(m_mutex);
-    /// \param heard when it last told anything before it told that control is gone.
-    std::string JudgeWithdrawal(TimePoint heard) EXCLUDES(m_mutex);
+    std::string JudgeWithdrawal() EXCLUDES(m_mutex);
     void WriteDeferred() EXCLUDES(m_mutex);
     /// One look at the camera. \return why it is lost, or "".
     std::string Beat(bool &answered);
-    std::string CheckController();
+    /// The privilege and, where they are to be watched, the controller's address and port.
+    Status ReadState(std::vector<std::uint32_t> &values);
+    std::string CheckController(std::uint32_t address, std::uint32_t port) const;
 
     GvcpClient &m_client;
     const Settings m_settings;
@@ -76,10 +79,6 @@ private:
     std::vector<RegisterWrite> m_deferred GUARDED_BY(m_mutex);
     bool m_writingDeferred GUARDED_BY(m_mutex) = false;
 
-    // The heartbeat thread's own.
-    TimePoint m_lastLook{};       ///< when silence was counted last
-    Clock::duration m_silence{0}; ///< counted since the camera's last answer
-    int m_unanswered = 0;         ///< beats since then
     std::thread m_thread;
 };
 

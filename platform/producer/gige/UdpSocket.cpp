@@ -28,6 +28,18 @@ Status SystemError(const char *what)
     return {GC_ERR_IO, std::string(what) + ": " + std::strerror(errno)};
 }
 
+/// poll() that signals do not end.
+int PollUntil(pollfd *fds, nfds_t count, TimePoint deadline)
+{
+    int ready = 0;
+    do {
+        // Rounded up, so the caller does not come back a moment too early and spin.
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        ready = poll(fds, count, left > 0 ? static_cast<int>(left) : 0);
+    } while (ready < 0 && errno == EINTR);
+    return ready;
+}
+
 } // namespace
 
 Descriptor &Descriptor::operator=(Descriptor &&other) noexcept
@@ -54,6 +66,12 @@ void WakeUp::Set()
     const std::uint64_t one = 1;
     // Fails only when the counter is full, and then the descriptor is readable anyway.
     [[maybe_unused]] const ssize_t written = write(m_event.Get(), &one, sizeof one);
+}
+
+bool WakeUp::WaitUntil(TimePoint deadline) const
+{
+    pollfd fd{Fd(), POLLIN, 0};
+    return PollUntil(&fd, 1, deadline) > 0;
 }
 
 Result<UdpSocket> UdpSocket::Open(std::uint32_t address)
@@ -129,13 +147,7 @@ Status UdpSocket::SendVia(int interfaceIndex, std::uint32_t source, Endpoint pee
 UdpSocket::Wait UdpSocket::WaitReadable(TimePoint deadline, const WakeUp *wakeUp) const
 {
     pollfd fds[2] = {{Fd(), POLLIN, 0}, {wakeUp != nullptr ? wakeUp->Fd() : -1, POLLIN, 0}};
-    int ready = 0;
-    do {
-        const auto left = deadline - Clock::now();
-        // Rounded up, so the caller does not come back a moment too early and spin.
-        const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(left).count();
-        ready = poll(fds, 2, milliseconds > 0 ? static_cast<int>(milliseconds) : 0);
-    } while (ready < 0 && errno == EINTR);
+    const int ready = PollUntil(fds, 2, deadline);
     if (ready > 0 && fds[1].revents != 0)
         return Wait::Interrupted;
     return ready > 0 ? Wait::Readable : Wait::TimedOut;
@@ -151,6 +163,12 @@ std::size_t UdpSocket::Receive(std::uint8_t *buffer, std::size_t capacity, Endpo
     if (sender != nullptr)
         *sender = {ntohl(remote.sin_addr.s_addr), ntohs(remote.sin_port)};
     return static_cast<std::size_t>(size);
+}
+
+bool UdpSocket::HasDatagram() const
+{
+    std::uint8_t byte = 0;
+    return recv(Fd(), &byte, sizeof byte, MSG_PEEK | MSG_DONTWAIT) >= 0;
 }
 
 std::uint16_t UdpSocket::LocalPort() const

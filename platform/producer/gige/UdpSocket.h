@@ -36,6 +36,8 @@ public:
     /// False when the process had no descriptor left: then it wakes nobody.
     bool IsOpen() const { return m_event.IsOpen(); }
     int Fd() const { return m_event.Get(); }
+    /// \return whether it was set before the deadline.
+    bool WaitUntil(TimePoint deadline) const;
 
 private:
     Descriptor m_event;
@@ -67,6 +69,9 @@ public:
     Wait WaitReadable(TimePoint deadline, const WakeUp *wakeUp) const;
     /// \return bytes stored, 0 when there was nothing or the peer's port is closed. A longer datagram is cut.
     std::size_t Receive(std::uint8_t *buffer, std::size_t capacity, Endpoint *sender = nullptr);
+
+    /// Whether a datagram waits to be read. Any thread.
+    bool HasDatagram() const;
 
     std::uint16_t LocalPort() const;
     int Fd() const { return m_fd.Get(); }
