@@ -22,12 +22,14 @@ LibraryState &Library()
     return *state;
 }
 
-void CloseSystem()
+/// \param only  null, or leaves any other system open: it may have been opened since.
+void CloseSystem(const SystemModule *only)
 {
     std::shared_ptr<SystemModule> system;
     {
         const orv::MutexLock lock(Library().mutex);
-        system.swap(Library().system);
+        if (only == nullptr || Library().system.get() == only)
+            system.swap(Library().system);
     }
     if (system != nullptr)
         system->Close();
@@ -80,7 +82,7 @@ Status GCInitLib()
 Status GCCloseLib()
 {
     for (;;) {
-        CloseSystem();
+        CloseSystem(nullptr);
         const orv::MutexLock lock(Library().mutex);
         if (Library().system == nullptr) { // not opened again meanwhile
             Library().initialised = false;
@@ -122,7 +124,7 @@ Status TLClose(TL_HANDLE hSystem)
 {
     const auto system = GetSystem(hSystem);
     if (system.Ok())
-        CloseSystem();
+        CloseSystem(system.value.get());
     return system.status;
 }
 

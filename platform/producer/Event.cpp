@@ -198,8 +198,10 @@ Status Event::GetData(void *buffer, std::size_t *size, std::uint64_t timeoutMs)
         const EventSource::Pop pop = m_source->TakeOldest(buffer, size);
         if (pop == EventSource::Pop::Done)
             return {};
-        if (pop == EventSource::Pop::TooSmall)
+        if (pop == EventSource::Pop::TooSmall) {
+            m_changed.NotifyOne(); // the data are still there for another waiter, who was not woken for them
             return {GC_ERR_BUFFER_TOO_SMALL, "the event's data do not fit the buffer"};
+        }
         if (timedOut)
             return {GC_ERR_TIMEOUT, "no event in time"};
         if (endless)

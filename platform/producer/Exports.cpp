@@ -35,6 +35,15 @@ GC_ERROR Report(const char *name, const Status &status) noexcept
     return status.Code();
 }
 
+GC_ERROR Report(const char *name, GC_ERROR code, const char *text) noexcept
+{
+    try {
+        return Report(name, Status(code, text));
+    } catch (...) {
+        return code;
+    }
+}
+
 template <class Function> GC_ERROR Guard(const char *name, Function function) noexcept
 {
     try {
@@ -42,11 +51,11 @@ template <class Function> GC_ERROR Guard(const char *name, Function function) no
             return Report(name, Status(GC_ERR_NOT_INITIALIZED, "GCInitLib has not been called"));
         return Report(name, function());
     } catch (const std::bad_alloc &) {
-        return Report(name, Status(GC_ERR_OUT_OF_MEMORY, {}));
+        return Report(name, GC_ERR_OUT_OF_MEMORY, "");
     } catch (const std::exception &failure) {
-        return Report(name, Status(GC_ERR_ERROR, failure.what()));
+        return Report(name, GC_ERR_ERROR, failure.what());
     } catch (...) {
-        return Report(name, Status(GC_ERR_ERROR, {}));
+        return Report(name, GC_ERR_ERROR, "");
     }
 }
 

@@ -76,7 +76,7 @@ Result<void *> Module::RegisterEvent(EVENT_TYPE type)
     }
     Status begun = OnEventRegistered(type, *source);
     if (!begun.Ok()) {
-        (void)UnregisterEvent(type);
+        (void)EndRegistration(type, event.get());
         return begun;
     }
     return event->Handle();
@@ -84,11 +84,16 @@ Result<void *> Module::RegisterEvent(EVENT_TYPE type)
 
 Status Module::UnregisterEvent(EVENT_TYPE type)
 {
+    return EndRegistration(type, nullptr);
+}
+
+Status Module::EndRegistration(EVENT_TYPE type, const Event *only)
+{
     std::shared_ptr<Event> event;
     {
         const orv::MutexLock lock(m_eventMutex);
         const auto found = m_events.find(type);
-        if (found == m_events.end())
+        if (found == m_events.end() || (only != nullptr && found->second.get() != only))
             return {GC_ERR_NOT_INITIALIZED, "events of type " + std::to_string(type) + " are not registered"};
         event = std::move(found->second);
         m_events.erase(found);

@@ -25,6 +25,7 @@ struct PortFacts {
     std::string portName; ///< as in its description
     std::string version;
     bool littleEndian = true;
+    bool accessible = true; ///< false once nothing answers any more
     bool readable = true;
     bool writable = true;
 };
@@ -78,6 +79,8 @@ protected:
 
 private:
     std::shared_ptr<Event> FindEvent(EVENT_TYPE type) EXCLUDES(m_eventMutex);
+    /// \param only  null, or leaves any other event of that type alone: it may be a later registration's.
+    Status EndRegistration(EVENT_TYPE type, const Event *only) EXCLUDES(m_eventMutex);
     static void EndEvent(Event &event);
 
     std::map<EVENT_TYPE, std::shared_ptr<Event>> m_events GUARDED_BY(m_eventMutex);
