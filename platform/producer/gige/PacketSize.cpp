@@ -21,7 +21,8 @@ class Negotiation {
 public:
     Negotiation(GigeDevice &device, std::uint32_t streamIndex, UdpSocket &socket)
         : m_client(device.Client()), m_register(StreamRegister(streamIndex, kStreamPacketSize)), m_socket(socket),
-          m_limit(std::min(device.Interface().mtu & ~(kStep - 1), kLargest)), m_buffer(65536)
+          m_tap(device.Traffic().stream), m_limit(std::min(device.Interface().mtu & ~(kStep - 1), kLargest)),
+          m_buffer(65536)
     {
     }
 
@@ -67,15 +68,23 @@ private:
     void ForgetLatePackets()
     {
         const TimePoint deadline = Clock::now() + kTestWait;
-        while (m_socket.Receive(m_buffer.data(), m_buffer.size()) != 0 && Clock::now() < deadline) {
+        while (Receive() != 0 && Clock::now() < deadline) {
         }
+    }
+
+    std::size_t Receive()
+    {
+        const std::size_t size = m_socket.Receive(m_buffer.data(), m_buffer.size());
+        if (size != 0)
+            m_tap.Push({m_buffer.data(), size});
+        return size;
     }
 
     bool Arrives(std::uint32_t size)
     {
         const TimePoint deadline = Clock::now() + kTestWait;
         while (m_socket.WaitReadable(deadline, nullptr) == UdpSocket::Wait::Readable && Clock::now() < deadline) {
-            if (m_socket.Receive(m_buffer.data(), m_buffer.size()) + kIpUdpHeaders == size)
+            if (Receive() + kIpUdpHeaders == size)
                 return true;
         }
         return false;
@@ -97,6 +106,7 @@ private:
     GvcpClient &m_client;
     const std::uint32_t m_register;
     UdpSocket &m_socket;
+    const TrafficTap &m_tap;
     const std::uint32_t m_limit;
     std::vector<std::uint8_t> m_buffer;
     std::uint32_t m_initial = 0;
