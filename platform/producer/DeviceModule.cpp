@@ -5,6 +5,15 @@
 
 namespace nuvark {
 
+namespace {
+
+std::string LossText(const std::string &reason)
+{
+    return "connection lost: " + reason;
+}
+
+} // namespace
+
 DeviceModule::DeviceModule(std::shared_ptr<InterfaceModule> parent, DeviceRecord record, CameraAccess access)
     : Module(Kind::Device), m_parent(std::move(parent)), m_record(std::move(record)), m_access(access),
       m_registers("device", "DevicePort", Features())
@@ -48,7 +57,11 @@ PortFacts DeviceModule::Facts()
 
 DeviceRecord DeviceModule::Record() const
 {
-    DeviceRecord record = m_record;
+    return WithOpening(m_parent->Listed(m_record.id).value_or(m_record));
+}
+
+DeviceRecord DeviceModule::WithOpening(DeviceRecord record) const
+{
     record.accessStatus =
         m_access == CameraAccess::ReadOnly ? DEVICE_ACCESS_STATUS_OPEN_READONLY : DEVICE_ACCESS_STATUS_OPEN_READWRITE;
     if (m_camera != nullptr && m_camera->TickFrequency() != 0)
@@ -63,7 +76,7 @@ std::vector<ModuleFeature> DeviceModule::Features()
     const std::string by = "StreamSelector";
     const auto last = [this] { return std::max<std::int64_t>(1, m_camera->StreamCount()) - 1; };
     const auto text = [&](const char *name, const char *toolTip, std::string DeviceRecord::*field) {
-        return TextFeature(name, about, toolTip, [this, field] { return m_record.*field; });
+        return TextFeature(name, about, toolTip, [this, field] { return Record().*field; });
     };
     return {
         text("DeviceID", "Identifier of the camera", &DeviceRecord::id),
@@ -81,15 +94,15 @@ std::vector<ModuleFeature> DeviceModule::Features()
         ChoiceFeature("DeviceEndianessMechanism", about, "How the camera's registers are read",
                       {{"Legacy", 0}, {"Standard", 1}}, [] { return 1; }),
         NumberFeature(
-            "GevDeviceIPAddress", about, "IP address of the camera", [this] { return m_record.address; }, {},
+            "GevDeviceIPAddress", about, "IP address of the camera", [this] { return Record().address; }, {},
             "IPV4Address"),
         NumberFeature(
-            "GevDeviceSubnetMask", about, "Subnet mask of the camera", [this] { return m_record.mask; }, {},
+            "GevDeviceSubnetMask", about, "Subnet mask of the camera", [this] { return Record().mask; }, {},
             "IPV4Address"),
         NumberFeature(
-            "GevDeviceGateway", about, "Gateway of the camera", [this] { return m_record.gateway; }, {}, "IPV4Address"),
+            "GevDeviceGateway", about, "Gateway of the camera", [this] { return Record().gateway; }, {}, "IPV4Address"),
         NumberFeature(
-            "GevDeviceMACAddress", about, "MAC address of the camera", [this] { return m_record.mac; }, {},
+            "GevDeviceMACAddress", about, "MAC address of the camera", [this] { return Record().mac; }, {},
             "MACAddress"),
         SelectorFeature(by, streams, "Stream that the following features tell about", m_selector, last),
         TextFeature(
@@ -141,6 +154,7 @@ void DeviceModule::Forget(const std::string &streamId)
 
 void DeviceModule::Close()
 {
+    const orv::MutexLock closing(m_closeMutex);
     std::map<std::string, std::shared_ptr<StreamModule>> open;
     std::shared_ptr<RemotePort> remotePort;
     {
@@ -183,10 +197,14 @@ std::shared_ptr<EventSource> DeviceModule::MakeEventSource(EVENT_TYPE type)
 
 Status DeviceModule::OnEventRegistered(EVENT_TYPE type, EventSource &source)
 {
-    if (type != NUVARK_EVENT_DEVICE_LOST)
+    if (type != NUVARK_EVENT_DEVICE_LOST && type != EVENT_ERROR)
         return FollowRegistrations();
     const orv::MutexLock lock(m_lossMutex);
-    if (m_lossReason && source.Fired() == 0)
+    if (!m_lossReason || source.Fired() != 0)
+        return {};
+    if (type == EVENT_ERROR)
+        FireError(GC_ERR_IO, LossText(*m_lossReason));
+    else
         Fire(type, TextEvents::Encode(*m_lossReason));
     return {};
 }
@@ -203,7 +221,12 @@ Status DeviceModule::FollowRegistrations()
     traffic.control.Switch(IsRegistered(NUVARK_EVENT_CONTROL_TRAFFIC));
     traffic.stream.Switch(IsRegistered(NUVARK_EVENT_STREAM_TRAFFIC));
     traffic.messages.Switch(IsRegistered(NUVARK_EVENT_EVENT_TRAFFIC));
-    return m_camera->ListenToMessages(IsRegistered(NUVARK_EVENT_EVENT_TRAFFIC) || IsRegistered(EVENT_REMOTE_DEVICE));
+    Status listens =
+        m_camera->ListenToMessages(IsRegistered(NUVARK_EVENT_EVENT_TRAFFIC) || IsRegistered(EVENT_REMOTE_DEVICE));
+    if (listens.Ok() || listens.Code() == GC_ERR_INVALID_HANDLE || listens.Code() == GC_ERR_ABORT || IsLost())
+        return listens;
+    // To the consumer it is a camera without events: that it can live with, unlike with any other failure.
+    return {GC_ERR_NOT_IMPLEMENTED, "the camera does not open its message channel: " + listens.Text()};
 }
 
 void DeviceModule::OnCameraEvent(std::vector<std::uint8_t> packet)
@@ -218,54 +241,25 @@ void DeviceModule::OnFeatureInvalid(const std::string &feature)
 
 void DeviceModule::OnCameraLost(const std::string &reason)
 {
+    {
+        const orv::MutexLock lock(m_lossMutex);
+        m_lossReason = reason;
+        Fire(NUVARK_EVENT_DEVICE_LOST, TextEvents::Encode(reason));
+        FireError(GC_ERR_IO, LossText(reason));
+    }
+    std::map<std::string, std::shared_ptr<StreamModule>> open;
+    {
+        const orv::MutexLock lock(m_mutex);
+        open = m_open;
+    }
+    for (const auto &[id, stream] : open)
+        stream->OnCameraLost(LossText(reason));
+}
+
+bool DeviceModule::IsLost() const
+{
     const orv::MutexLock lock(m_lossMutex);
-    m_lossReason = reason;
-    Fire(NUVARK_EVENT_DEVICE_LOST, TextEvents::Encode(reason));
-    FireError(GC_ERR_IO, "connection lost: " + reason);
-}
-
-Status RemotePort::ReadPort(std::uint64_t address, void *data, std::size_t size)
-{
-    return m_device->GetCamera().Read(address, data, size);
-}
-
-Status RemotePort::WritePort(std::uint64_t address, const void *data, std::size_t size)
-{
-    return m_device->GetCamera().Write(address, data, size);
-}
-
-Status RemotePort::ReadPorts(const std::vector<PortAccess> &accesses, std::size_t &done)
-{
-    return m_device->GetCamera().ReadAll(accesses, done);
-}
-
-Status RemotePort::WritePorts(const std::vector<PortAccess> &accesses, std::size_t &done)
-{
-    return m_device->GetCamera().WriteAll(accesses, done);
-}
-
-PortFacts RemotePort::Facts()
-{
-    const DeviceRecord record = m_device->Record();
-    PortFacts facts;
-    facts.id = record.id;
-    facts.vendor = record.vendor;
-    facts.model = record.model;
-    facts.tlType = TLTypeGEVName;
-    facts.module = "Device";
-    facts.portName = "Device";
-    facts.version = record.version;
-    facts.littleEndian = m_device->GetCamera().IsLittleEndian();
-    facts.writable = m_device->GetCamera().IsWritable();
-    return facts;
-}
-
-Result<std::vector<DescriptionUrl>> RemotePort::Urls()
-{
-    std::vector<DescriptionUrl> urls = m_device->GetCamera().DescriptionUrls();
-    if (urls.empty())
-        return Status(GC_ERR_IO, "the camera gives no address of its description");
-    return urls;
+    return m_lossReason.has_value();
 }
 
 } // namespace nuvark

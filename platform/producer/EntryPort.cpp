@@ -35,6 +35,7 @@ Result<InfoValue> PortInfo(const PortFacts &facts, PORT_INFO_CMD command)
     case PORT_INFO_ACCESS_WRITE:
         return InfoValue::Bool(facts.writable);
     case PORT_INFO_ACCESS_NA:
+        return InfoValue::Bool(!facts.accessible);
     case PORT_INFO_ACCESS_NI:
         return InfoValue::Bool(false);
     case PORT_INFO_VERSION:

@@ -1,5 +1,6 @@
 #include "producer/ChunkLayout.h"
 #include "producer/Entry.h"
+#include "producer/FrameFacts.h"
 
 // Data stream and buffer functions.
 
@@ -24,13 +25,27 @@ Result<StreamBuffer> GetBuffer(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer)
     return StreamBuffer{std::move(stream.value), std::move(buffer)};
 }
 
-Status NoParts()
-{
-    return {GC_ERR_NO_DATA, "the buffer holds no multi-part payload"};
-}
 Status NoFlows()
 {
     return {GC_ERR_NOT_IMPLEMENTED, "GigE Vision streams have no flows"};
+}
+
+/// Answers a list of questions, each with a result of its own.
+template <class Item, class Answer> Status AnswerStacked(Item *pItems, size_t count, Answer answer)
+{
+    if (IsInvalidPointer(pItems) || count == 0)
+        return InvalidPointer("pInfoStacked");
+    for (std::size_t i = 0; i < count; ++i) {
+        Item item; // packed: every second element is unaligned
+        std::memcpy(&item, pItems + i, sizeof item);
+        INFO_DATATYPE type = item.iType;
+        std::size_t size = item.iSize;
+        item.iResult = GiveInfo(answer(item), &type, item.pBuffer, &size).Code();
+        item.iType = type;
+        item.iSize = size;
+        std::memcpy(pItems + i, &item, sizeof item);
+    }
+    return {};
 }
 
 Status AnnounceBuffer(StreamModule &stream, std::shared_ptr<Buffer> buffer, BUFFER_HANDLE *phBuffer)
@@ -74,7 +89,7 @@ Status DSAnnounceBuffer(DS_HANDLE hDataStream, void *pBuffer, size_t iSize, void
     const auto stream = GetStream(hDataStream);
     if (!stream.Ok())
         return stream.status;
-    if (IsInvalidPointer(pBuffer) || IsInvalidPointer(phBuffer) || iSize == 0)
+    if (IsInvalidPointer(pBuffer) || IsInvalidPointer(phBuffer) || iSize == 0 || iSize > PTRDIFF_MAX)
         return {GC_ERR_INVALID_PARAMETER, "pBuffer, iSize or phBuffer is invalid"};
     return AnnounceBuffer(*stream.value,
                           std::make_shared<Buffer>(hDataStream, static_cast<std::uint8_t *>(pBuffer), iSize, pPrivate),
@@ -174,20 +189,10 @@ Status DSGetBufferInfoStacked(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, DS_B
     const auto found = GetBuffer(hDataStream, hBuffer);
     if (!found.Ok())
         return found.status;
-    if (IsInvalidPointer(pInfoStacked) || iNumInfos == 0)
-        return InvalidPointer("pInfoStacked");
-    for (std::size_t i = 0; i < iNumInfos; ++i) {
-        DS_BUFFER_INFO_STACKED item; // packed: every second element is unaligned
-        std::memcpy(&item, pInfoStacked + i, sizeof item);
-        INFO_DATATYPE type = INFO_DATATYPE_UNKNOWN;
-        std::size_t size = item.iSize;
-        const auto value = found.value.stream->BufferInfo(*found.value.buffer, item.iInfoCmd);
-        item.iResult = GiveInfo(value, &type, item.pBuffer, &size).Code();
-        item.iType = type;
-        item.iSize = size;
-        std::memcpy(pInfoStacked + i, &item, sizeof item);
-    }
-    return {};
+    const std::optional<FrameInfo> frame = FrameOf(*found.value.buffer);
+    return AnswerStacked(pInfoStacked, iNumInfos, [&](const DS_BUFFER_INFO_STACKED &item) {
+        return found.value.stream->BufferInfo(*found.value.buffer, frame, item.iInfoCmd);
+    });
 }
 
 Status DSGetBufferChunkData(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, SINGLE_CHUNK_DATA *pChunkData,
@@ -198,10 +203,10 @@ Status DSGetBufferChunkData(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, SINGLE
         return found.status;
     if (IsInvalidPointer(piNumChunks) || (pChunkData != nullptr && IsInvalidPointer(pChunkData)))
         return InvalidPointer("pChunkData or piNumChunks");
-    FrameInfo frame;
-    if (!found.value.buffer->GetFrame(frame) || !frame.hasChunks)
+    const std::optional<FrameInfo> frame = FrameOf(*found.value.buffer);
+    if (!frame || !frame->hasChunks)
         return {GC_ERR_NO_DATA, "the buffer holds no chunks"};
-    const auto chunks = ParseChunks({found.value.buffer->Base(), frame.chunkPayloadSize});
+    const auto chunks = ParseChunks({found.value.buffer->Base(), frame->chunkPayloadSize}, frame->imageBytes);
     if (!chunks)
         return {GC_ERR_PARSING_CHUNK_DATA, "the chunks' lengths do not fit the payload"};
     if (pChunkData != nullptr && *piNumChunks < chunks->size())
@@ -218,30 +223,50 @@ Status DSGetParentDev(DS_HANDLE hDataStream, DEV_HANDLE *phDevice)
     return stream.Ok() ? Give(stream.value->Parent()->Handle(), phDevice, "phDevice") : stream.status;
 }
 
-// Success here would be taken for a multi-part payload by consumers, whatever the number.
-Status DSGetNumBufferParts(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, uint32_t *)
+Status DSGetNumBufferParts(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, uint32_t *piNumParts)
 {
     const auto found = GetBuffer(hDataStream, hBuffer);
-    return found.Ok() ? NoParts() : found.status;
+    if (!found.Ok())
+        return found.status;
+    if (IsInvalidPointer(piNumParts))
+        return InvalidPointer("piNumParts");
+    const std::optional<FrameInfo> frame = FrameOf(*found.value.buffer);
+    const Status hasParts = CheckHasParts(frame);
+    return hasParts.Ok() ? Give(frame->parts.size(), piNumParts, "piNumParts") : hasParts;
 }
 
-Status DSGetBufferPartInfo(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, uint32_t, BUFFER_PART_INFO_CMD,
-                           INFO_DATATYPE *, void *, size_t *)
+Status DSGetBufferPartInfo(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, uint32_t iPartIndex,
+                           BUFFER_PART_INFO_CMD iInfoCmd, INFO_DATATYPE *piType, void *pBuffer, size_t *piSize)
 {
     const auto found = GetBuffer(hDataStream, hBuffer);
-    return found.Ok() ? NoParts() : found.status;
+    if (!found.Ok())
+        return found.status;
+    const Buffer &buffer = *found.value.buffer;
+    return GiveInfo(PartFact(buffer, FrameOf(buffer), iPartIndex, iInfoCmd), piType, pBuffer, piSize);
 }
 
-Status DSGetBufferPartInfoStacked(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, DS_BUFFER_PART_INFO_STACKED *, size_t)
+Status DSGetBufferPartInfoStacked(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer,
+                                  DS_BUFFER_PART_INFO_STACKED *pInfoStacked, size_t iNumInfos)
 {
     const auto found = GetBuffer(hDataStream, hBuffer);
-    return found.Ok() ? NoParts() : found.status;
+    if (!found.Ok())
+        return found.status;
+    const Buffer &buffer = *found.value.buffer;
+    const std::optional<FrameInfo> frame = FrameOf(buffer);
+    const Status hasParts = CheckHasParts(frame);
+    if (!hasParts.Ok())
+        return hasParts;
+    return AnswerStacked(pInfoStacked, iNumInfos, [&](const DS_BUFFER_PART_INFO_STACKED &item) {
+        return PartFact(buffer, frame, item.iPartIndex, item.iInfoCmd);
+    });
 }
 
-Status DSGetNumFlows(DS_HANDLE hDataStream, uint32_t *)
+Status DSGetNumFlows(DS_HANDLE hDataStream, uint32_t *piNumFlows)
 {
     const auto stream = GetStream(hDataStream);
-    return stream.Ok() ? NoFlows() : stream.status;
+    if (!stream.Ok())
+        return stream.status;
+    return IsInvalidPointer(piNumFlows) ? InvalidPointer("piNumFlows") : NoFlows();
 }
 
 Status DSGetFlowInfo(DS_HANDLE hDataStream, uint32_t, FLOW_INFO_CMD, INFO_DATATYPE *, void *, size_t *)

@@ -1,4 +1,3 @@
-#include "producer/ModuleFeatures.h"
 #include "producer/Modules.h"
 #include "producer/Rollback.h"
 
@@ -28,6 +27,16 @@ bool IsIdentifiedBy(const DeviceRecord &record, const std::string &name)
 {
     // Software cameras have no MAC, which is then the same for all.
     return record.id == name || record.addressText == name || (record.mac != 0 && record.macText == name);
+}
+
+/// A listed camera that could not be opened: it may have got another address since it was listed.
+bool MayHaveMoved(const Status &opened, const DeviceRecord &record)
+{
+    if (record.mac == 0)
+        return false; // it is its address that is its identifier
+    const bool wasOutOfReach =
+        opened.Code() == GC_ERR_ACCESS_DENIED && record.accessStatus == DEVICE_ACCESS_STATUS_NOACCESS;
+    return opened.Code() == GC_ERR_IO || opened.Code() == GC_ERR_TIMEOUT || wasOutOfReach;
 }
 
 /// By something that people or makers gave out, maybe twice.
@@ -95,106 +104,34 @@ PortFacts InterfaceModule::Facts()
     return facts;
 }
 
-DeviceRecord InterfaceModule::Selected() const
+void InterfaceModule::Refresh(const DeviceRecord &record)
 {
     const orv::MutexLock lock(m_mutex);
-    return m_selector < m_devices.size() ? WithStatus(m_devices[m_selector]) : DeviceRecord();
+    for (DeviceRecord &listed : m_devices) {
+        if (listed.id == record.id)
+            listed = record;
+    }
 }
 
-std::vector<ModuleFeature> InterfaceModule::Features()
+std::optional<DeviceRecord> InterfaceModule::Listed(const std::string &deviceId) const
 {
-    const std::string about = "InterfaceInformation";
-    const std::string list = "DeviceEnumeration";
-    const std::string by = "DeviceSelector";
-    const auto last = [this] { return std::max<std::int64_t>(1, std::int64_t(Devices().size())) - 1; };
-    const auto update = [this] {
-        UpdateDevices(GENTL_INFINITE);
-        return Status();
-    };
-    return {
-        TextFeature("InterfaceID", about, "Identifier of the interface", [this] { return Record().id; }),
-        TextFeature("InterfaceDisplayName", about, "Name of the interface for people",
-                    [this] { return Record().displayName; }),
-        TransportTypeFeature("InterfaceType", about),
-        NumberFeature("InterfaceTLVersionMajor", about, "GigE Vision version", [] { return 2; }),
-        NumberFeature("InterfaceTLVersionMinor", about, "GigE Vision version", [] { return 0; }),
-        NumberFeature(
-            "GevInterfaceMACAddress", about, "MAC address of the interface", [this] { return Record().mac; }, {},
-            "MACAddress"),
-        SelectorFeature("GevInterfaceSubnetSelector", about,
-                        "Subnet of the interface; each has an interface of its own", m_subnetSelector,
-                        [] { return 0; }),
-        NumberFeature(
-            "GevInterfaceSubnetIPAddress", about, "IP address of the interface", [this] { return Record().address; },
-            "GevInterfaceSubnetSelector", "IPV4Address"),
-        NumberFeature(
-            "GevInterfaceSubnetMask", about, "Subnet mask of the interface", [this] { return Record().mask; },
-            "GevInterfaceSubnetSelector", "IPV4Address"),
-        SelectorFeature("GevInterfaceGatewaySelector", about, "Gateway of the interface", m_gatewaySelector,
-                        [] { return 0; }),
-        NumberFeature(
-            "GevInterfaceGateway", about, "Gateway of the default route through the interface",
-            [this] { return Record().gateway; }, "GevInterfaceGatewaySelector", "IPV4Address"),
-        CommandFeature("DeviceUpdateList", list, "Looks for cameras anew", update),
-        SelectorFeature(by, list, "Camera that the following features tell about", m_selector, last),
-        TextFeature(
-            "DeviceID", list, "Identifier of the camera", [this] { return Selected().id; }, by),
-        TextFeature(
-            "DeviceVendorName", list, "Maker of the camera", [this] { return Selected().vendor; }, by),
-        TextFeature(
-            "DeviceModelName", list, "Model of the camera", [this] { return Selected().model; }, by),
-        TextFeature(
-            "DeviceSerialNumber", list, "Serial number of the camera", [this] { return Selected().serial; }, by),
-        TextFeature(
-            "DeviceUserID", list, "Name the user gave the camera", [this] { return Selected().userName; }, by),
-        AccessStatusFeature(
-            list, [this] { return Selected().accessStatus; }, by),
-        NumberFeature(
-            "DeviceTLVersionMajor", list, "GigE Vision version of the camera", [] { return 2; }, by),
-        NumberFeature(
-            "DeviceTLVersionMinor", list, "GigE Vision version of the camera", [] { return 0; }, by),
-        NumberFeature(
-            "GevDeviceIPAddress", list, "IP address of the camera", [this] { return Selected().address; }, by,
-            "IPV4Address"),
-        NumberFeature(
-            "GevDeviceSubnetMask", list, "Subnet mask of the camera", [this] { return Selected().mask; }, by,
-            "IPV4Address"),
-        NumberFeature(
-            "GevDeviceGateway", list, "Gateway of the camera", [this] { return Selected().gateway; }, by,
-            "IPV4Address"),
-        NumberFeature(
-            "GevDeviceMACAddress", list, "MAC address of the camera", [this] { return Selected().mac; }, by,
-            "MACAddress"),
-        AddressSetting("GevDeviceForceIPAddress", list, "IP address that GevDeviceForceIP gives the camera",
-                       m_forcedAddress, by),
-        AddressSetting("GevDeviceForceSubnetMask", list, "Subnet mask that GevDeviceForceIP gives the camera",
-                       m_forcedMask, by),
-        AddressSetting("GevDeviceForceGateway", list, "Gateway that GevDeviceForceIP gives the camera", m_forcedGateway,
-                       by),
-        CommandFeature(
-            "GevDeviceForceIP", list, "Gives the camera that address until it is switched off",
-            [this] { return ForceAddress(); }, by),
-    };
-}
-
-Status InterfaceModule::ForceAddress()
-{
-    const DeviceRecord device = Selected();
-    if (device.id.empty())
-        return {GC_ERR_NOT_AVAILABLE, "there is no camera in the list to give an address"};
-    if (device.accessStatus == DEVICE_ACCESS_STATUS_OPEN_READWRITE ||
-        device.accessStatus == DEVICE_ACCESS_STATUS_OPEN_READONLY)
-        return {GC_ERR_ACCESS_DENIED, "the camera is open here, and keeps its address until it is closed"};
-    return m_host->ForceAddress(device, m_forcedAddress, m_forcedMask, m_forcedGateway);
+    const orv::MutexLock lock(m_mutex);
+    for (const DeviceRecord &record : m_devices) {
+        if (record.id == deviceId)
+            return record;
+    }
+    return std::nullopt;
 }
 
 bool InterfaceModule::UpdateDevices(std::uint64_t timeoutMs)
 {
     const orv::MutexLock update(m_updateMutex);
     std::vector<DeviceRecord> found = m_host->Discover(WindowFor(timeoutMs));
-    const auto sameId = [](const DeviceRecord &a, const DeviceRecord &b) { return a.id == b.id; };
+    const auto same = [](const DeviceRecord &a, const DeviceRecord &b) {
+        return a.id == b.id && a.address == b.address && a.mask == b.mask && a.userName == b.userName;
+    };
     const orv::MutexLock lock(m_mutex);
-    const bool changed = !std::equal(found.begin(), found.end(), m_devices.begin(), m_devices.end(), sameId);
+    const bool changed = !std::equal(found.begin(), found.end(), m_devices.begin(), m_devices.end(), same);
     m_devices = std::move(found);
     return changed;
 }
@@ -203,7 +140,7 @@ DeviceRecord InterfaceModule::WithStatus(DeviceRecord record) const
 {
     const auto open = m_open.find(record.id);
     if (open != m_open.end() && open->second != nullptr)
-        record.accessStatus = open->second->Record().accessStatus;
+        return open->second->WithOpening(std::move(record));
     return record;
 }
 
@@ -225,7 +162,7 @@ std::vector<DeviceRecord> InterfaceModule::KnownDevices() const
     for (const auto &[id, device] : m_open) {
         const auto isIt = [&id = id](const DeviceRecord &record) { return record.id == id; };
         if (device != nullptr && std::none_of(known.begin(), known.end(), isIt))
-            known.push_back(device->Record());
+            known.push_back(device->Opened());
     }
     return known;
 }
@@ -247,21 +184,38 @@ Result<DeviceRecord> InterfaceModule::FindDevice(const std::string &name)
 
 Result<std::shared_ptr<DeviceModule>> InterfaceModule::OpenDevice(const std::string &name, CameraAccess access)
 {
+    if (name.empty())
+        return Status(GC_ERR_INVALID_ID, "no camera is called \"\"");
     Result<DeviceRecord> found = FindDevice(name);
+    const bool wasListed = found.Ok();
     if (found.status.Code() == GC_ERR_INVALID_ID)
         found = m_host->Find(name); // an identifier is good without the list, too
     if (!found.Ok())
         return found.status;
-    const std::string id = found.value.id;
+    Result<std::shared_ptr<DeviceModule>> opened = OpenFound(found.value, access);
+    if (!wasListed || !MayHaveMoved(opened.status, found.value))
+        return opened;
+    const Result<DeviceRecord> moved = m_host->Find(found.value.id);
+    if (!moved.Ok() || moved.value.address == found.value.address)
+        return opened;
+    Refresh(moved.value);
+    return OpenFound(moved.value, access);
+}
+
+Result<std::shared_ptr<DeviceModule>> InterfaceModule::OpenFound(DeviceRecord record, CameraAccess access)
+{
+    const std::string id = record.id;
     {
         const orv::MutexLock lock(m_mutex);
         if (m_closed)
             return Status(GC_ERR_INVALID_HANDLE, "the interface has been closed");
         if (!m_open.emplace(id, nullptr).second)
             return Status(GC_ERR_RESOURCE_IN_USE, "the camera \"" + id + "\" is open in this process already");
+        ++m_opening;
     }
+    const Rollback done([this] { EndOpening(); });
     Rollback giveUpPlace([&] { Forget(id); });
-    auto module = std::make_shared<DeviceModule>(shared_from_this(), std::move(found.value), access);
+    auto module = std::make_shared<DeviceModule>(shared_from_this(), std::move(record), access);
     giveUpPlace.Dismiss(); // from here on the module does it itself
     Rollback close([&] { module->Close(); });
     const Status connected = module->Connect(*m_host);
@@ -276,6 +230,13 @@ Result<std::shared_ptr<DeviceModule>> InterfaceModule::OpenDevice(const std::str
     return module;
 }
 
+void InterfaceModule::EndOpening()
+{
+    const orv::MutexLock lock(m_mutex);
+    --m_opening;
+    m_openingDone.NotifyAll();
+}
+
 void InterfaceModule::Forget(const std::string &deviceId)
 {
     const orv::MutexLock lock(m_mutex);
@@ -284,6 +245,7 @@ void InterfaceModule::Forget(const std::string &deviceId)
 
 void InterfaceModule::Close()
 {
+    const orv::MutexLock closing(m_closeMutex);
     std::map<std::string, std::shared_ptr<DeviceModule>> open;
     {
         const orv::MutexLock lock(m_mutex);
@@ -296,6 +258,11 @@ void InterfaceModule::Close()
     for (auto &[id, device] : open) {
         if (device != nullptr)
             device->Close();
+    }
+    {
+        const orv::MutexLock lock(m_mutex);
+        while (m_opening > 0)
+            m_openingDone.Wait(m_mutex);
     }
     m_parent->Forget(Record().id);
 }

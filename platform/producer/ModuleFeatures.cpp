@@ -28,28 +28,27 @@ ModuleFeature NumberFeature(std::string name, std::string category, std::string 
     return feature;
 }
 
-ModuleFeature SelectorFeature(std::string name, std::string category, std::string toolTip,
-                              std::atomic<std::uint32_t> &index, std::function<std::int64_t()> maximum)
+ModuleFeature SettingFeature(std::string name, std::string category, std::string toolTip,
+                             std::function<std::int64_t()> value, std::function<Status(std::int64_t)> write,
+                             std::function<std::int64_t()> maximum, std::string selector)
 {
-    ModuleFeature feature = NumberFeature(std::move(name), std::move(category), std::move(toolTip),
-                                          [&index] { return std::int64_t{index}; });
+    ModuleFeature feature =
+        NumberFeature(std::move(name), std::move(category), std::move(toolTip), std::move(value), std::move(selector));
+    feature.write = std::move(write);
     feature.maximum = std::move(maximum);
-    feature.write = [&index](std::int64_t value) {
-        index = static_cast<std::uint32_t>(value);
-        return Status();
-    };
     return feature;
 }
 
-ModuleFeature AddressSetting(std::string name, std::string category, std::string toolTip,
-                             std::atomic<std::uint32_t> &address, std::string selector)
+ModuleFeature SelectorFeature(std::string name, std::string category, std::string toolTip,
+                              std::atomic<std::uint32_t> &index, std::function<std::int64_t()> maximum)
 {
-    constexpr std::int64_t kLast = 0xFFFFFFFF;
-    ModuleFeature feature =
-        SelectorFeature(std::move(name), std::move(category), std::move(toolTip), address, [] { return kLast; });
-    feature.selector = std::move(selector);
-    feature.representation = "IPV4Address";
-    return feature;
+    const auto write = [&index](std::int64_t value) {
+        index = static_cast<std::uint32_t>(value);
+        return Status();
+    };
+    return SettingFeature(
+        std::move(name), std::move(category), std::move(toolTip), [&index] { return std::int64_t{index}; }, write,
+        std::move(maximum));
 }
 
 ModuleFeature CommandFeature(std::string name, std::string category, std::string toolTip,
@@ -76,10 +75,23 @@ ModuleFeature ChoiceFeature(std::string name, std::string category, std::string 
     return feature;
 }
 
+ModuleFeature YesNoFeature(std::string name, std::string category, std::string toolTip, std::function<bool()> value,
+                           std::function<Status(bool)> write)
+{
+    ModuleFeature feature = NumberFeature(std::move(name), std::move(category), std::move(toolTip),
+                                          [value = std::move(value)] { return value() ? 1 : 0; });
+    feature.type = ModuleFeature::Type::Boolean;
+    if (write != nullptr)
+        feature.write = [write = std::move(write)](std::int64_t number) { return write(number != 0); };
+    return feature;
+}
+
 ModuleFeature TransportTypeFeature(std::string name, std::string category)
 {
-    return ChoiceFeature(std::move(name), std::move(category), "Transport technology",
-                         {{"Mixed", 0}, {"Custom", 1}, {"GigEVision", 2}, {"USB3Vision", 3}}, [] { return 2; });
+    return ChoiceFeature(
+        std::move(name), std::move(category), "Transport technology",
+        {{"Custom", 1}, {"GigEVision", 2}, {"USB3Vision", 3}, {"CameraLink", 4}, {"CameraLinkHS", 5}, {"CoaXPress", 6}},
+        [] { return 2; });
 }
 
 ModuleFeature AccessStatusFeature(std::string category, std::function<std::int64_t()> value, std::string selector)

@@ -71,31 +71,54 @@ public:
     /// Blocks for the camera's answers.
     Result<std::shared_ptr<DeviceModule>> OpenDevice(const std::string &name, CameraAccess access) EXCLUDES(m_mutex);
     void Forget(const std::string &deviceId) EXCLUDES(m_mutex);
-    void Close() EXCLUDES(m_mutex);
+    /// The list's entry of a camera as the last look found it.
+    std::optional<DeviceRecord> Listed(const std::string &deviceId) const EXCLUDES(m_mutex);
+    /// Waits for openings under way, so that nothing of them comes after it.
+    void Close() EXCLUDES(m_closeMutex, m_mutex);
 
 private:
     const RegisterMap *Registers() const override { return &m_registers; }
     std::vector<ModuleFeature> Features();
+    std::vector<ModuleFeature> SelectedDeviceFeatures(const std::string &category);
+    std::vector<ModuleFeature> ForceAddressFeatures(const std::string &category);
+    /// What GevDeviceForceIP gives a camera, IPv4 in host byte order.
+    struct ForcedAddress {
+        std::uint32_t address = 0;
+        std::uint32_t mask = 0;
+        std::uint32_t gateway = 0;
+    };
+    void Select(std::int64_t index) EXCLUDES(m_mutex);
+    std::int64_t SelectedIndex() const EXCLUDES(m_mutex);
     DeviceRecord Selected() const EXCLUDES(m_mutex);
+    ForcedAddress Forced() const EXCLUDES(m_mutex);
+    void SetForced(std::uint32_t ForcedAddress::*field, std::int64_t value) EXCLUDES(m_mutex);
     Status ForceAddress() EXCLUDES(m_mutex);
+    std::vector<DeviceRecord>::const_iterator FindSelected() const REQUIRES(m_mutex);
+    Result<std::shared_ptr<DeviceModule>> OpenFound(DeviceRecord record, CameraAccess access) EXCLUDES(m_mutex);
+    /// Replaces the list's entry of that camera, if it has one.
+    void Refresh(const DeviceRecord &record) EXCLUDES(m_mutex);
+    void EndOpening() EXCLUDES(m_mutex);
     DeviceRecord WithStatus(DeviceRecord record) const REQUIRES(m_mutex);
     /// Those listed and those open.
     std::vector<DeviceRecord> KnownDevices() const EXCLUDES(m_mutex);
 
     const std::shared_ptr<SystemModule> m_parent;
     const std::shared_ptr<HostInterface> m_host;
+    orv::Mutex m_closeMutex;  ///< a second closing waits for the first; taken before all others
     orv::Mutex m_updateMutex; ///< one discovery at a time; held for its window, before m_mutex
     mutable orv::Mutex m_mutex;
     std::vector<DeviceRecord> m_devices GUARDED_BY(m_mutex);
     /// A null entry stands for a device that is being opened.
     std::map<std::string, std::shared_ptr<DeviceModule>> m_open GUARDED_BY(m_mutex);
+    int m_opening GUARDED_BY(m_mutex) = 0; ///< calls of OpenDevice() that have a place in m_open
+    orv::ConditionVariable m_openingDone;
     bool m_closed GUARDED_BY(m_mutex) = false;
-    std::atomic<std::uint32_t> m_selector{0};
+    std::size_t m_selector GUARDED_BY(m_mutex) = 0;
+    /// The camera that was selected: others may come to its place in the list. "" as long as nothing was selected.
+    std::string m_selectedId GUARDED_BY(m_mutex);
+    std::map<std::string, ForcedAddress> m_forced GUARDED_BY(m_mutex); ///< by camera
     std::atomic<std::uint32_t> m_subnetSelector{0};
     std::atomic<std::uint32_t> m_gatewaySelector{0};
-    std::atomic<std::uint32_t> m_forcedAddress{0}; ///< what the next forcing gives
-    std::atomic<std::uint32_t> m_forcedMask{0};
-    std::atomic<std::uint32_t> m_forcedGateway{0};
     const RegisterMap m_registers;
 };
 
@@ -126,16 +149,21 @@ public:
     Status Connect(HostInterface &host);
 
     PortFacts Facts() override;
+    /// As the interface's list has it by now, else as it was when it was opened.
     DeviceRecord Record() const;
+    /// The record it was opened by, with what only the opening tells.
+    DeviceRecord Opened() const { return WithOpening(m_record); }
+    DeviceRecord WithOpening(DeviceRecord record) const;
+    bool IsLost() const EXCLUDES(m_lossMutex);
     const std::shared_ptr<InterfaceModule> &Parent() const { return m_parent; }
     Camera &GetCamera() const { return *m_camera; }
     std::shared_ptr<RemotePort> GetRemotePort() EXCLUDES(m_mutex);
     std::string StreamId(std::uint32_t index) const;
     Result<std::shared_ptr<StreamModule>> OpenStream(const std::string &id) EXCLUDES(m_mutex);
     void Forget(const std::string &streamId) EXCLUDES(m_mutex);
-    void Close() EXCLUDES(m_mutex);
+    void Close() EXCLUDES(m_closeMutex, m_mutex);
 
-    void OnCameraLost(const std::string &reason) override EXCLUDES(m_lossMutex);
+    void OnCameraLost(const std::string &reason) override EXCLUDES(m_lossMutex, m_mutex);
     void OnCameraEvent(std::vector<std::uint8_t> packet) override;
     void OnFeatureInvalid(const std::string &feature) override;
 
@@ -147,19 +175,20 @@ private:
     void OnEventUnregistered(EVENT_TYPE type) override EXCLUDES(m_followMutex);
     void ListenToTraffic();
     /// Captures, and asks the camera for events, just as long as somebody is registered for them.
-    Status FollowRegistrations() EXCLUDES(m_followMutex);
+    Status FollowRegistrations() EXCLUDES(m_followMutex, m_lossMutex);
 
     const std::shared_ptr<InterfaceModule> m_parent;
     const DeviceRecord m_record;
     const CameraAccess m_access;
     std::unique_ptr<Camera> m_camera; ///< set in Connect(), then constant
+    orv::Mutex m_closeMutex;          ///< a second closing waits for the first; held while the camera is asked
     orv::Mutex m_mutex;
     std::shared_ptr<RemotePort> m_remotePort GUARDED_BY(m_mutex);
     std::map<std::string, std::shared_ptr<StreamModule>> m_open GUARDED_BY(m_mutex);
     bool m_closed GUARDED_BY(m_mutex) = false;
     /// Makes telling the loss and registering for it exclude each other, so that it is told exactly once; taken before
     /// m_eventMutex.
-    orv::Mutex m_lossMutex;
+    mutable orv::Mutex m_lossMutex;
     orv::Mutex m_followMutex; ///< one look at the registrations at a time; held while the camera is told
     std::optional<std::string> m_lossReason GUARDED_BY(m_lossMutex);
     std::atomic<std::uint32_t> m_selector{0};
@@ -177,29 +206,40 @@ public:
     BufferQueue &Buffers() { return *m_queue; }
     Result<InfoValue> Info(STREAM_INFO_CMD command);
     Result<InfoValue> BufferInfo(const Buffer &buffer, BUFFER_INFO_CMD command);
+    Result<InfoValue> BufferInfo(const Buffer &buffer, const std::optional<FrameInfo> &frame, BUFFER_INFO_CMD command);
 
     Status Start(std::uint64_t count) EXCLUDES(m_controlMutex);
     Status Stop(StreamChannel::Stop how) EXCLUDES(m_controlMutex);
-    Status Flush(ACQ_QUEUE_TYPE operation);
+    Status Flush(ACQ_QUEUE_TYPE operation) EXCLUDES(m_controlMutex);
     void Close() EXCLUDES(m_controlMutex);
+    void OnCameraLost(const std::string &text) { TellError(GC_ERR_IO, text); }
 
 private:
     static constexpr std::size_t kMinimumBuffers = 1;
+    static constexpr std::size_t kBufferAlignment = 1;
 
     const RegisterMap *Registers() const override { return &m_registers; }
     std::vector<ModuleFeature> Features();
     std::vector<ModuleFeature> ResendFeatures();
     void WarnOfSmallBuffer() REQUIRES(m_controlMutex);
+    /// Fires an error; with nobody registered, as soon as somebody is.
+    void TellError(GC_ERROR code, std::string text) EXCLUDES(m_errorMutex);
     std::shared_ptr<EventSource> MakeEventSource(EVENT_TYPE type) override;
+    Status OnEventRegistered(EVENT_TYPE type, EventSource &source) override EXCLUDES(m_errorMutex);
 
     const std::shared_ptr<DeviceModule> m_parent;
     const std::string m_id;
     const std::shared_ptr<BufferQueue> m_queue;
     const std::unique_ptr<StreamChannel> m_channel;
-    orv::Mutex m_controlMutex; ///< one start, stop or close at a time; held while the camera is asked
+    orv::Mutex m_controlMutex; ///< one start, stop, flush of what is being filled, or close at a time; held while the
+                               ///< camera is asked
     bool m_running GUARDED_BY(m_controlMutex) = false;
     bool m_warned GUARDED_BY(m_controlMutex) = false;
     bool m_closed GUARDED_BY(m_controlMutex) = false;
+    orv::Mutex m_settingsMutex; ///< makes reading and writing back the resend settings one step
+    /// Makes telling an error and registering for it exclude each other; taken before m_eventMutex.
+    orv::Mutex m_errorMutex;
+    std::vector<std::pair<GC_ERROR, std::string>> m_untold GUARDED_BY(m_errorMutex);
     const RegisterMap m_registers;
 };
 

@@ -138,6 +138,10 @@ private:
             Selected(feature.name);
             m_out += "</Integer>\n";
             break;
+        case Type::Boolean:
+            Open("Boolean", feature.name, feature);
+            m_out += Tag("pValue", feature.name + "Reg") + Tag("OnValue", "1") + Tag("OffValue", "0") + "</Boolean>\n";
+            break;
         case Type::Enumeration:
             Open("Enumeration", feature.name, feature);
             for (const auto &[entry, value] : feature.entries) {
@@ -206,6 +210,15 @@ Status NoRegister(std::uint64_t address, std::size_t size)
             "the module has no register for " + std::to_string(size) + " bytes at " + HexText(address)};
 }
 
+/// Reads from bytes that begin at `begin`.
+Status CopyOut(const std::string &bytes, std::uint64_t begin, std::uint64_t address, void *data, std::size_t size)
+{
+    if (address - begin > bytes.size() || size > bytes.size() - (address - begin))
+        return NoRegister(address, size);
+    std::memcpy(data, bytes.data() + (address - begin), size);
+    return {};
+}
+
 } // namespace
 
 RegisterMap::RegisterMap(const std::string &module, std::string portName, std::vector<ModuleFeature> features)
@@ -216,21 +229,12 @@ RegisterMap::RegisterMap(const std::string &module, std::string portName, std::v
 
 Status RegisterMap::Read(std::uint64_t address, void *data, std::size_t size) const
 {
-    std::string bytes;
-    std::uint64_t begin = kDescriptionAddress;
-    if (address >= kDescriptionAddress) {
-        bytes = m_description;
-    } else if (address >= kFirstSlot) {
-        const std::size_t index = (address - kFirstSlot) / kSlotSize;
-        if (index >= m_features.size())
-            return NoRegister(address, size);
-        begin = SlotAddress(index);
-        bytes = SlotBytes(m_features[index]);
-    }
-    if (address < begin || address - begin > bytes.size() || size > bytes.size() - (address - begin))
+    if (address >= kDescriptionAddress)
+        return CopyOut(m_description, kDescriptionAddress, address, data, size);
+    const std::size_t index = address >= kFirstSlot ? (address - kFirstSlot) / kSlotSize : m_features.size();
+    if (index >= m_features.size())
         return NoRegister(address, size);
-    std::memcpy(data, bytes.data() + (address - begin), size);
-    return {};
+    return CopyOut(SlotBytes(m_features[index]), SlotAddress(index), address, data, size);
 }
 
 Status RegisterMap::Write(std::uint64_t address, const void *data, std::size_t size) const
@@ -241,10 +245,15 @@ Status RegisterMap::Write(std::uint64_t address, const void *data, std::size_t s
     const ModuleFeature &feature = m_features[index];
     if (feature.write == nullptr)
         return {GC_ERR_ACCESS_DENIED, feature.name + " cannot be written"};
-    std::int64_t value = 0;
+    if (size == 0)
+        return {};
+    // A shorter write leaves the other bytes as they are.
+    std::int64_t value = feature.number != nullptr ? feature.number() : 0;
     std::memcpy(&value, data, size);
     if (feature.type == Type::Command)
         return value == 0 ? Status() : feature.write(value);
+    if (feature.type == Type::Boolean && value != 0 && value != 1)
+        return {GC_ERR_INVALID_VALUE, feature.name + " is 0 or 1"};
     if (feature.maximum != nullptr && (value < 0 || value > feature.maximum()))
         return {GC_ERR_INVALID_VALUE, feature.name + " cannot be " + std::to_string(value)};
     return feature.write(value);

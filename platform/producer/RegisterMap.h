@@ -12,14 +12,14 @@ namespace nuvark {
 
 /// One feature of a module: a row of its register map and of its description.
 struct ModuleFeature {
-    enum class Type { String, Integer, Enumeration, Command };
+    enum class Type { String, Integer, Boolean, Enumeration, Command };
 
     std::string name;
     std::string category;
     Type type = Type::String;
     std::string toolTip;
     std::function<std::string()> text = {};                         ///< value of a String
-    std::function<std::int64_t()> number = {};                      ///< value of an Integer or Enumeration
+    std::function<std::int64_t()> number = {};                      ///< value of any other but a Command
     std::function<Status(std::int64_t)> write = {};                 ///< null: read-only; for a Command what it does
     std::function<std::int64_t()> maximum = {};                     ///< of an Integer that can be written
     std::vector<std::pair<std::string, std::int64_t>> entries = {}; ///< of an Enumeration

@@ -35,16 +35,18 @@ std::vector<ModuleFeature> StreamModule::Features()
                       {{"OldestFirst", 0}}, [] { return 0; }),
         NumberFeature("StreamAnnounceBufferMinimum", kAbout, "Least number of buffers to announce",
                       [] { return kMinimumBuffers; }),
-        ChoiceFeature("StreamIsGrabbing", kAbout, "Whether frames are being taken", {{"No", 0}, {"Yes", 1}},
-                      [this] { return m_queue->GetCounts().isGrabbing ? 1 : 0; }),
+        NumberFeature("StreamBufferAlignment", kAbout, "Bytes whose multiple a buffer's address has to be",
+                      [] { return kBufferAlignment; }),
+        YesNoFeature("StreamIsGrabbing", kAbout, "Whether frames are being taken",
+                     [this] { return m_queue->GetCounts().isGrabbing; }),
         count("DeviceStreamChannelPacketSize", "IP packet size in use", &Counters::packetSize, kAbout),
         count("GevStreamPacketDelay", "Pause between packets in ticks of the camera's clock, as the stream began",
               &Counters::packetDelay, kAbout),
         count("StreamReceiveBufferSize", "Bytes the kernel granted the socket", &Counters::receiveBuffer, kAbout),
         count("StreamReceiveBufferWanted", "Bytes asked of the kernel for the socket", &Counters::wantedReceiveBuffer,
               kAbout),
-        ChoiceFeature("StreamThreadIsRealTime", kAbout, "Whether the receiving thread got a raised priority",
-                      {{"No", 0}, {"Yes", 1}}, [this] { return m_channel->Counters().realTime ? 1 : 0; }),
+        YesNoFeature("StreamThreadIsRealTime", kAbout, "Whether the receiving thread got a raised priority",
+                     [this] { return m_channel->Counters().realTime; }),
         buffers("StreamAnnouncedBufferCount", "Buffers announced", &Counts::announced),
         buffers("StreamInputBufferCount", "Buffers waiting to be filled", &Counts::queued),
         buffers("StreamOutputBufferCount", "Buffers waiting to be fetched", &Counts::awaiting),
@@ -80,6 +82,7 @@ std::vector<ModuleFeature> StreamModule::Features()
 std::vector<ModuleFeature> StreamModule::ResendFeatures()
 {
     const auto change = [this](auto set) {
+        const orv::MutexLock lock(m_settingsMutex);
         ResendSettings settings = m_channel->Resend();
         set(settings);
         m_channel->SetResend(settings);
@@ -87,10 +90,7 @@ std::vector<ModuleFeature> StreamModule::ResendFeatures()
     };
     const auto number = [](const char *name, const char *toolTip, std::int64_t maximum,
                            std::function<std::int64_t()> value, std::function<Status(std::int64_t)> write) {
-        ModuleFeature feature = NumberFeature(name, kResend, toolTip, std::move(value));
-        feature.maximum = [maximum] { return maximum; };
-        feature.write = std::move(write);
-        return feature;
+        return SettingFeature(name, kResend, toolTip, std::move(value), std::move(write), [=] { return maximum; });
     };
     const auto time = [=](const char *name, const char *toolTip, auto field) {
         return number(
@@ -99,16 +99,11 @@ std::vector<ModuleFeature> StreamModule::ResendFeatures()
                 return change([&](ResendSettings &settings) { settings.*field = std::chrono::microseconds(us); });
             });
     };
-    ModuleFeature enable =
-        ChoiceFeature("StreamPacketResendEnable", kResend, "Whether missing packets are asked for again",
-                      {{"Off", 0}, {"On", 1}}, [this] { return m_channel->Resend().enabled ? 1 : 0; });
-    enable.write = [=](std::int64_t value) {
-        if (value != 0 && value != 1)
-            return Status(GC_ERR_INVALID_VALUE, "StreamPacketResendEnable is 0 or 1");
-        return change([&](ResendSettings &settings) { settings.enabled = value != 0; });
-    };
     return {
-        std::move(enable),
+        YesNoFeature(
+            "StreamPacketResendEnable", kResend, "Whether missing packets are asked for again",
+            [this] { return m_channel->Resend().enabled; },
+            [=](bool value) { return change([&](ResendSettings &settings) { settings.enabled = value; }); }),
         time("StreamPacketResendInitialTimeout", "Microseconds that packets may come out of order",
              &ResendSettings::initialTimeout),
         time("StreamPacketResendTimeout", "Microseconds between two requests for the same packet",

@@ -1,127 +1,10 @@
+#include "producer/FrameFacts.h"
 #include "producer/Modules.h"
 #include "producer/Rollback.h"
 
 #include "gentl/NuvarkCustom.h"
 
 namespace nuvark {
-
-namespace {
-
-Status NoFrame()
-{
-    return {GC_ERR_NO_DATA, "the buffer holds no frame"};
-}
-Status NoImage()
-{
-    return {GC_ERR_NO_DATA, "the frame holds no image, or its leader was lost"};
-}
-
-/// What can be said of a buffer in any state.
-Result<InfoValue> PlainBufferInfo(const Buffer &buffer, BUFFER_INFO_CMD command)
-{
-    switch (command) {
-    case BUFFER_INFO_BASE:
-        return InfoValue::Pointer(buffer.Base());
-    case BUFFER_INFO_SIZE:
-        return InfoValue::Size(buffer.Size());
-    case BUFFER_INFO_USER_PTR:
-        return InfoValue::Pointer(buffer.UserPointer());
-    case BUFFER_INFO_IS_QUEUED:
-        return InfoValue::Bool(buffer.IsQueued());
-    case BUFFER_INFO_IS_ACQUIRING:
-        return InfoValue::Bool(buffer.GetState() == Buffer::State::Filling);
-    case BUFFER_INFO_NEW_DATA:
-        return InfoValue::Bool(buffer.HasNewData());
-    case BUFFER_INFO_TLTYPE:
-        return InfoValue::String(TLTypeGEVName);
-    case BUFFER_INFO_IS_COMPOSITE:
-        return InfoValue::Bool(false);
-    default:
-        return Status(GC_ERR_NOT_IMPLEMENTED, "");
-    }
-}
-
-/// What can only be said of an image.
-Result<InfoValue> ImageInfo(const FrameInfo &frame, BUFFER_INFO_CMD command)
-{
-    if (!frame.hasImage && command >= BUFFER_INFO_WIDTH && command <= BUFFER_INFO_PIXEL_ENDIANNESS)
-        return NoImage();
-    switch (command) {
-    case BUFFER_INFO_WIDTH:
-        return InfoValue::Size(frame.width);
-    case BUFFER_INFO_HEIGHT:
-        return InfoValue::Size(frame.height);
-    case BUFFER_INFO_DELIVERED_IMAGEHEIGHT:
-        return InfoValue::Size(frame.deliveredHeight);
-    case BUFFER_INFO_XOFFSET:
-        return InfoValue::Size(frame.xOffset);
-    case BUFFER_INFO_YOFFSET:
-        return InfoValue::Size(frame.yOffset);
-    case BUFFER_INFO_XPADDING:
-        return InfoValue::Size(frame.xPadding);
-    case BUFFER_INFO_YPADDING:
-        return InfoValue::Size(frame.yPadding);
-    case BUFFER_INFO_IMAGEOFFSET:
-        return InfoValue::Size(frame.imageOffset);
-    case BUFFER_INFO_PIXELFORMAT:
-        return InfoValue::UInt64(frame.pixelFormat);
-    case BUFFER_INFO_PIXELFORMAT_NAMESPACE:
-        return InfoValue::UInt64(PIXELFORMAT_NAMESPACE_PFNC_32BIT);
-    case BUFFER_INFO_PIXEL_ENDIANNESS:
-        return InfoValue::Int32(frame.bigEndianPixels ? PIXELENDIANNESS_BIG : PIXELENDIANNESS_LITTLE);
-    default:
-        return UnknownCommand("buffer", command);
-    }
-}
-
-Result<InfoValue> TimestampNs(const FrameInfo &frame, std::uint64_t frequency)
-{
-    if (frequency == 0)
-        return Status(GC_ERR_NOT_AVAILABLE, "the camera has no clock");
-    constexpr std::uint64_t kNsPerSecond = 1000000000;
-    // In two parts: the product of all ticks overflows after seconds.
-    const std::uint64_t rest = frame.timestamp % frequency;
-    const auto restNs = static_cast<std::uint64_t>(static_cast<unsigned __int128>(rest) * kNsPerSecond / frequency);
-    return InfoValue::UInt64(frame.timestamp / frequency * kNsPerSecond + restNs);
-}
-
-Result<InfoValue> FrameFact(const FrameInfo &frame, std::uint64_t tickFrequency, BUFFER_INFO_CMD command)
-{
-    switch (command) {
-    case BUFFER_INFO_TIMESTAMP:
-        return InfoValue::UInt64(frame.timestamp);
-    case BUFFER_INFO_TIMESTAMP_NS:
-        return TimestampNs(frame, tickFrequency);
-    case BUFFER_INFO_IS_INCOMPLETE:
-        return InfoValue::Bool(frame.isIncomplete);
-    case BUFFER_INFO_SIZE_FILLED:
-        return InfoValue::Size(frame.sizeFilled);
-    case BUFFER_INFO_DATA_SIZE:
-        return InfoValue::Size(frame.dataSize);
-    case BUFFER_INFO_DATA_LARGER_THAN_BUFFER:
-        return InfoValue::Bool(frame.isLargerThanBuffer);
-    case BUFFER_INFO_FRAMEID:
-        return InfoValue::UInt64(frame.frameId);
-    case BUFFER_INFO_PAYLOADTYPE:
-        return InfoValue::Size(static_cast<std::size_t>(frame.payloadType));
-    case BUFFER_INFO_IMAGEPRESENT:
-        return InfoValue::Bool(frame.hasImage);
-    case BUFFER_INFO_CONTAINS_CHUNKDATA:
-        return InfoValue::Bool(frame.hasChunks);
-    case BUFFER_INFO_DELIVERED_CHUNKPAYLOADSIZE:
-        return InfoValue::Size(frame.chunkPayloadSize);
-    case BUFFER_INFO_CHUNKLAYOUTID:
-        return InfoValue::UInt64(frame.chunkLayoutId);
-    case BUFFER_INFO_FILENAME:
-        if (frame.payloadType != PAYLOAD_TYPE_FILE)
-            return Status(GC_ERR_NO_DATA, "the frame is no file");
-        return InfoValue::String(frame.fileName);
-    default:
-        return ImageInfo(frame, command);
-    }
-}
-
-} // namespace
 
 StreamModule::StreamModule(std::shared_ptr<DeviceModule> parent, std::string id, std::uint32_t index)
     : Module(Kind::Stream), m_parent(std::move(parent)), m_id(std::move(id)),
@@ -149,6 +32,26 @@ std::shared_ptr<EventSource> StreamModule::MakeEventSource(EVENT_TYPE type)
     if (type == EVENT_NEW_BUFFER)
         return std::make_shared<NewBufferEvents>(m_queue);
     return Module::MakeEventSource(type);
+}
+
+Status StreamModule::OnEventRegistered(EVENT_TYPE type, EventSource &)
+{
+    if (type != EVENT_ERROR)
+        return {};
+    const orv::MutexLock lock(m_errorMutex);
+    for (const auto &[code, text] : m_untold)
+        FireError(code, text);
+    m_untold.clear();
+    return {};
+}
+
+void StreamModule::TellError(GC_ERROR code, std::string text)
+{
+    const orv::MutexLock lock(m_errorMutex);
+    if (IsRegistered(EVENT_ERROR))
+        FireError(code, text);
+    else
+        m_untold.emplace_back(code, std::move(text));
 }
 
 Result<InfoValue> StreamModule::Info(STREAM_INFO_CMD command)
@@ -182,7 +85,7 @@ Result<InfoValue> StreamModule::Info(STREAM_INFO_CMD command)
     case STREAM_INFO_BUF_ANNOUNCE_MIN:
         return InfoValue::Size(kMinimumBuffers);
     case STREAM_INFO_BUF_ALIGNMENT:
-        return InfoValue::Size(1);
+        return InfoValue::Size(kBufferAlignment);
     case STREAM_INFO_FLOW_TABLE:
     case STREAM_INFO_GENDC_PREFETCH_DESCRIPTOR:
         return Status(GC_ERR_NO_DATA, "the stream has no flows");
@@ -227,17 +130,13 @@ Result<InfoValue> StreamModule::Info(STREAM_INFO_CMD command)
 
 Result<InfoValue> StreamModule::BufferInfo(const Buffer &buffer, BUFFER_INFO_CMD command)
 {
-    Result<InfoValue> plain = PlainBufferInfo(buffer, command);
-    if (plain.status.Code() != GC_ERR_NOT_IMPLEMENTED)
-        return plain;
-    FrameInfo frame;
-    const bool hasFrame = buffer.GetFrame(frame);
-    if (!hasFrame && command == BUFFER_INFO_SIZE_FILLED)
-        return InfoValue::Size(0);
-    Result<InfoValue> fact = FrameFact(frame, m_parent->GetCamera().TickFrequency(), command);
-    if (!hasFrame && fact.status.Code() != GC_ERR_NOT_IMPLEMENTED)
-        return NoFrame();
-    return fact;
+    return BufferInfo(buffer, FrameOf(buffer), command);
+}
+
+Result<InfoValue> StreamModule::BufferInfo(const Buffer &buffer, const std::optional<FrameInfo> &frame,
+                                           BUFFER_INFO_CMD command)
+{
+    return BufferFact(buffer, frame, m_parent->GetCamera().TickFrequency(), command);
 }
 
 Status StreamModule::Start(std::uint64_t count)
@@ -267,7 +166,7 @@ void StreamModule::WarnOfSmallBuffer()
     if (m_warned || counters.receiveBuffer >= counters.wantedReceiveBuffer)
         return;
     m_warned = true;
-    FireError(GC_ERR_RESOURCE_EXHAUSTED,
+    TellError(GC_ERR_RESOURCE_EXHAUSTED,
               "the socket's receive buffer is " + std::to_string(counters.receiveBuffer) + " bytes instead of the " +
                   std::to_string(counters.wantedReceiveBuffer) +
                   " wanted; packets may get lost while the computer is busy. Cure: sudo sysctl -w net.core.rmem_max=" +
@@ -292,6 +191,8 @@ Status StreamModule::Flush(ACQ_QUEUE_TYPE operation)
     const bool includesFilling = operation == ACQ_QUEUE_ALL_TO_INPUT || operation == ACQ_QUEUE_ALL_DISCARD;
     if (!includesFilling)
         return m_queue->Flush(operation);
+    // Another flush would end the pause under this one, and a start would bring a receiver that nobody asks.
+    const orv::MutexLock lock(m_controlMutex);
     m_queue->Pause(true);
     m_channel->AbandonFrames();
     Status flushed = m_queue->Flush(operation);

@@ -150,6 +150,9 @@ std::vector<ModuleFeature> SystemModule::Features()
         NumberFeature(
             "GevInterfaceDefaultSubnetMask", list, "Subnet mask of that address", [this] { return Selected().mask; },
             by, "IPV4Address"),
+        NumberFeature(
+            "GevInterfaceDefaultGateway", list, "Gateway of the default route through the interface",
+            [this] { return Selected().gateway; }, by, "IPV4Address"),
     };
 }
 

@@ -40,7 +40,9 @@ struct DeviceRecord {
     std::string addressText; ///< "192.168.10.20"; "" where there is none
     std::string maskText;
     std::string macText;
-    std::string holder; ///< "192.168.10.1:50123" of who controls it, "" when unknown
+    std::string holder;             ///< "192.168.10.1:50123" of who controls it, "" when unknown
+    std::uint16_t versionMajor = 0; ///< of the transport's standard, as the camera tells it
+    std::uint16_t versionMinor = 0;
     std::uint64_t mac = 0;
     std::uint32_t address = 0;
     std::uint32_t mask = 0;
@@ -59,6 +61,22 @@ struct DescriptionUrl {
     int fileMajor = 0; ///< 0 when not known
     int fileMinor = 0;
     int fileSubMinor = 0;
+};
+
+/// One part of a multi-part frame. Sizes in bytes, dimensions in pixels and lines.
+struct FramePart {
+    std::size_t begin = 0; ///< from the beginning of the buffer
+    std::size_t size = 0;  ///< as far as the buffer holds it
+    PARTDATATYPE_ID dataType = PART_DATATYPE_UNKNOWN;
+    std::uint64_t pixelFormat = 0;
+    std::size_t width = 0;
+    std::size_t height = 0;
+    std::size_t xOffset = 0;
+    std::size_t yOffset = 0;
+    std::size_t xPadding = 0;
+    std::uint8_t sourceId = 0;
+    std::uint16_t purposeId = 0;
+    std::uint16_t regionId = 0;
 };
 
 /// What is known of a frame when it is delivered. Sizes in bytes, dimensions in pixels and lines.
@@ -84,7 +102,9 @@ struct FrameInfo {
     bool hasChunks = false;
     std::size_t chunkPayloadSize = 0;
     std::uint64_t chunkLayoutId = 0;
-    std::string fileName; ///< only for PAYLOAD_TYPE_FILE
+    std::size_t imageBytes = 0;   ///< of the image in front of the chunks, at least; 0 without an image
+    std::string fileName;         ///< only for PAYLOAD_TYPE_FILE
+    std::vector<FramePart> parts; ///< only for PAYLOAD_TYPE_MULTI_PART; the image fields are those of the first image
 };
 
 /// Memory to receive one frame into; `owner` is the sink's own mark.

@@ -75,7 +75,8 @@ TEST_F(CameraTest, OpensWithoutAListAndByOtherNames)
         EXPECT_EQ(Ask([&](auto... out) { return Gc().DevGetInfo(device, DEVICE_INFO_ID, out...); }), DeviceId());
         EXPECT_EQ(Gc().DevClose(device), GC_ERR_SUCCESS);
     }
-    EXPECT_EQ(Gc().IFOpenDevice(interface, "GEV:020000abcdef", DEVICE_ACCESS_CONTROL, &device), GC_ERR_INVALID_ID);
+    for (const char *none : {"GEV:020000abcdef", ""})
+        EXPECT_EQ(Gc().IFOpenDevice(interface, none, DEVICE_ACCESS_CONTROL, &device), GC_ERR_INVALID_ID) << none;
     EXPECT_EQ(Gc().IFOpenDevice(interface, DeviceId().c_str(), 77, &device), GC_ERR_INVALID_PARAMETER);
 }
 

@@ -312,24 +312,39 @@ TEST(GvspCodec, TrailersOfEachType)
 
 TEST(ChunkLayout, IsReadFromTheEnd)
 {
-    // Four image bytes with a tail, then a timestamp chunk.
-    const auto two = FromHex("11 22 33 44 00 00 00 01 00 00 00 04 00 00 00 E8 D4 A5 10 00 00 00 12 34 00 00 00 08");
-    const auto chunks = ParseChunks(SpanOf(two));
-    ASSERT_TRUE(chunks);
-    ASSERT_EQ(chunks->size(), 2U);
-    EXPECT_EQ((*chunks)[0].ChunkID, 1U);
-    EXPECT_EQ((*chunks)[0].ChunkOffset, 0);
-    EXPECT_EQ((*chunks)[1].ChunkID, 0x1234U);
-    EXPECT_EQ((*chunks)[1].ChunkOffset, 12);
-    EXPECT_EQ((*chunks)[1].ChunkLength, 8U);
-
-    const auto bareImage = FromHex("FF FF FF FF FF FF FF FF AA BB 00 00 12 34 00 00 00 02");
-    ASSERT_TRUE(ParseChunks(SpanOf(bareImage))) << "an image without a tail may precede";
-    EXPECT_EQ(ParseChunks(SpanOf(bareImage))->size(), 1U);
-
-    const auto tooLong = FromHex("00 00 12 34 00 00 00 01");
-    EXPECT_FALSE(ParseChunks(SpanOf(tooLong)));
-    EXPECT_FALSE(ParseChunks({}));
+    const struct {
+        const char *what;
+        const char *payload;
+        std::size_t imageSize;
+        std::vector<std::array<std::uint64_t, 3>> chunks; ///< id, offset, length; none: cannot be taken apart
+    } kRows[] = {
+        {"an image with a tail, then a timestamp",
+         "11 22 33 44 00 00 00 01 00 00 00 04 00 00 00 E8 D4 A5 10 00 00 00 12 34 00 00 00 08",
+         4,
+         {{1, 0, 4}, {0x1234, 12, 8}}},
+        {"an image without a tail", "FF FF FF FF FF FF FF FF AA BB 00 00 12 34 00 00 00 02", 8, {{0x1234, 8, 2}}},
+        {"whose size nobody knows", "FF FF FF FF FF FF FF FF AA BB 00 00 12 34 00 00 00 02", 0, {{0x1234, 8, 2}}},
+        {"whose pixels look like empty chunks",
+         "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 AA BB 00 00 12 34 00 00 00 02",
+         16,
+         {{0x1234, 16, 2}}},
+        {"whose pixels look like a chunk",
+         "00 00 00 01 00 00 00 07 00 00 00 01 00 00 00 00 AA BB 00 00 12 34 00 00 00 02",
+         16,
+         {{0x1234, 16, 2}}},
+        {"a chunk that begins inside the image", "11 22 33 44 55 66 AA BB 00 00 12 34 00 00 00 04", 6, {}},
+        {"an image and no chunk", "00 00 00 00 00 00 00 00", 8, {}},
+        {"a length beyond the payload", "00 00 12 34 00 00 00 01", 0, {}},
+        {"nothing", "", 0, {}},
+    };
+    for (const auto &row : kRows) {
+        const auto payload = FromHex(row.payload);
+        std::vector<std::array<std::uint64_t, 3>> found;
+        for (const SINGLE_CHUNK_DATA &chunk :
+             ParseChunks(SpanOf(payload), row.imageSize).value_or(std::vector<SINGLE_CHUNK_DATA>()))
+            found.push_back({chunk.ChunkID, static_cast<std::uint64_t>(chunk.ChunkOffset), chunk.ChunkLength});
+        EXPECT_EQ(found, row.chunks) << row.what;
+    }
 }
 
 TEST(DescriptionUrl, TakesWhatCamerasWrite)

@@ -1,4 +1,5 @@
 // Cameras that no route leads to: found, shown, and given an address.
+#include "producer/gige/ForceAddress.h"
 #include "producer/gige/Gvcp.h"
 #include "producer/gige/NetworkInterfaces.h"
 #include "producer/gige/Text.h"
@@ -154,9 +155,68 @@ TEST_F(ForceAddressTest, ACameraMovesAndIsFoundAgain)
     ASSERT_EQ(Gc().DevClose(device), GC_ERR_SUCCESS);
     ASSERT_EQ(Force("OrvSim", kSimulatedAddress + 1, 0xFF000000), GC_ERR_SUCCESS) << LastError();
     EXPECT_EQ(camera->Address(), kSimulatedAddress + 1);
-    ASSERT_EQ(Gc().IFUpdateDeviceList(interface, nullptr, 300), GC_ERR_SUCCESS);
-    EXPECT_EQ(Info("SIM-PRODUCER", NUVARK_DEVICE_INFO_IP_ADDRESS), AddressText(kSimulatedAddress + 1));
+    EXPECT_EQ(Info("SIM-PRODUCER", NUVARK_DEVICE_INFO_IP_ADDRESS), AddressText(kSimulatedAddress + 1))
+        << "without another look";
     ASSERT_NO_FATAL_FAILURE(OpenDevice());
+    ASSERT_EQ(Gc().DevClose(device), GC_ERR_SUCCESS);
+
+    // Moved by somebody else, it is still the camera with that identifier.
+    std::uint64_t mac = static_cast<std::uint64_t>(GetNumber(interface, "GevDeviceMACAddress"));
+    std::array<std::uint8_t, 6> bytes;
+    for (std::size_t i = 6; i > 0; --i, mac >>= 8)
+        bytes[i - 1] = static_cast<std::uint8_t>(mac);
+    const std::string id = Info("SIM-PRODUCER", DEVICE_INFO_ID);
+    for (const NetworkInterface &lo : ListNetworkInterfaces()) {
+        if (lo.address == 0x7F000001) {
+            ASSERT_TRUE(ForceAddress(lo, {bytes, kSimulatedAddress + 2, 0xFF000000, 0}).Ok());
+        }
+    }
+    ASSERT_NO_FATAL_FAILURE(OpenDevice(id.c_str()));
+    EXPECT_EQ(Info(id, NUVARK_DEVICE_INFO_IP_ADDRESS), AddressText(kSimulatedAddress + 2));
+}
+
+TEST_F(ForceAddressTest, SettingsAndSelectionBelongToTheCamera)
+{
+    StartCamera();
+    orvsim::CameraOptions options = SmallCamera();
+    options.serial = "SECOND";
+    orvsim::GigeOptions gige;
+    gige.address = kSimulatedAddress + 5;
+    gige.legacy = true;
+    auto second = std::make_unique<orvsim::GigeCamera>(options, gige);
+    ASSERT_EQ(second->Open(), "");
+    ASSERT_EQ(Gc().IFUpdateDeviceList(interface, nullptr, 300), GC_ERR_SUCCESS);
+    const auto selectedAddress = [&] { return GetNumber(interface, "GevDeviceIPAddress"); };
+    ASSERT_EQ(SetNumber(interface, "DeviceSelector", 0), GC_ERR_SUCCESS);
+    const std::int64_t secondsPlace = selectedAddress() == kSimulatedAddress + 5 ? 0 : 1;
+    ASSERT_EQ(SetNumber(interface, "DeviceSelector", 1 - secondsPlace), GC_ERR_SUCCESS);
+    EXPECT_EQ(GetNumber(interface, "DeviceTLVersionMajor"), 2);
+    ASSERT_EQ(SetNumber(interface, "GevDeviceForceIPAddress", 0x7F000055), GC_ERR_SUCCESS);
+    ASSERT_EQ(SetNumber(interface, "DeviceSelector", secondsPlace), GC_ERR_SUCCESS);
+    EXPECT_EQ(GetNumber(interface, "DeviceTLVersionMajor"), 1) << "an old camera";
+    EXPECT_EQ(GetNumber(interface, "DeviceTLVersionMinor"), 2);
+    EXPECT_EQ(GetNumber(interface, "GevDeviceForceIPAddress"), 0) << "the other camera's";
+
+    // A write of fewer bytes leaves the rest alone.
+    ASSERT_EQ(SetNumber(interface, "GevDeviceForceIPAddress", 0x7F000066), GC_ERR_SUCCESS);
+    const std::uint64_t at = AddressOf(interface, "GevDeviceForceIPAddressReg");
+    const std::uint8_t low = 0x77;
+    size_t size = 0;
+    EXPECT_EQ(Gc().GCWritePort(interface, at, &low, &size), GC_ERR_SUCCESS);
+    EXPECT_EQ(GetNumber(interface, "GevDeviceForceIPAddress"), 0x7F000066);
+    size = 1;
+    EXPECT_EQ(Gc().GCWritePort(interface, at, &low, &size), GC_ERR_SUCCESS);
+    EXPECT_EQ(GetNumber(interface, "GevDeviceForceIPAddress"), 0x7F000077);
+
+    // Its place in the list may change, the camera that is meant does not.
+    camera->Close();
+    ASSERT_EQ(Gc().IFUpdateDeviceList(interface, nullptr, 200), GC_ERR_SUCCESS);
+    EXPECT_EQ(selectedAddress(), kSimulatedAddress + 5);
+    EXPECT_EQ(GetNumber(interface, "DeviceSelector"), 0);
+    second.reset();
+    ASSERT_EQ(camera->Open(), "");
+    ASSERT_EQ(Gc().IFUpdateDeviceList(interface, nullptr, 200), GC_ERR_SUCCESS);
+    EXPECT_EQ(SetNumber(interface, "GevDeviceForceIP", 1), GC_ERR_NOT_AVAILABLE) << "not to another camera";
 }
 
 TEST_F(ForceAddressTest, ACameraInAForeignSubnetIsListedAndTakesAnAddress)

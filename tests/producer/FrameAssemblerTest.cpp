@@ -506,8 +506,15 @@ TEST(FrameAssembler, TheFirstImageOfSeveralParts)
         const Delivered &frame = bench.sink.frames[0];
         EXPECT_EQ(frame.info.imageOffset, 30U);
         EXPECT_EQ(frame.info.width, kWidth);
-        EXPECT_EQ(frame.info.payloadType, PAYLOAD_TYPE_IMAGE);
+        EXPECT_EQ(frame.info.payloadType, PAYLOAD_TYPE_MULTI_PART);
         EXPECT_EQ(frame.info.sizeFilled, 130U);
+        ASSERT_EQ(frame.info.parts.size(), 2U);
+        const FramePart &map = frame.info.parts[0];
+        const FramePart &image = frame.info.parts[1];
+        EXPECT_EQ(map.dataType, PART_DATATYPE_CONFIDENCE_MAP);
+        EXPECT_EQ(image.dataType, PART_DATATYPE_2D_IMAGE);
+        EXPECT_TRUE(map.begin == 0 && map.size == 30 && map.width == kWidth && map.height == 3);
+        EXPECT_TRUE(image.begin == 30 && image.size == kWidth * kLines && image.pixelFormat == 0x01080001);
         for (std::size_t i = 0; i < 130; ++i)
             ASSERT_EQ(frame.data[i], Pixel(1, i)) << i;
         EXPECT_EQ(frame.data[130], kOld);

@@ -121,6 +121,7 @@ private:
     std::uint64_t ExpectedBytes(Leader::Packing packing) const;
     std::uint32_t Lines() const;
     std::size_t ImageOffset() const;
+    std::vector<FramePart> DescribeParts() const;
 
     const std::uint64_t m_id;
     const bool m_extendedIds;

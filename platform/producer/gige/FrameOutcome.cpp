@@ -76,6 +76,32 @@ void FrameBlock::ZeroHoles(std::uint64_t end)
     }
 }
 
+/// One behind the other in the buffer. Chunks are no part towards the outside.
+std::vector<FramePart> FrameBlock::DescribeParts() const
+{
+    std::vector<FramePart> parts;
+    std::uint64_t begin = 0;
+    for (const PartDescription &told : m_leader->parts) {
+        FramePart part;
+        part.begin = std::min<std::uint64_t>(begin, m_target.size);
+        part.size = std::min<std::uint64_t>(told.length, m_target.size - part.begin);
+        part.dataType = GenTLPartType(told.dataType);
+        part.pixelFormat = told.pixelFormat;
+        part.width = told.width;
+        part.height = told.height;
+        part.xOffset = told.offsetX;
+        part.yOffset = told.offsetY;
+        part.xPadding = told.paddingX;
+        part.sourceId = told.sourceId;
+        part.purposeId = told.purposeId;
+        part.regionId = told.regionId;
+        if (told.dataType != kPartOfChunks)
+            parts.push_back(part);
+        begin += told.length;
+    }
+    return parts;
+}
+
 FrameInfo FrameBlock::Describe(bool bigEndianPixels) const
 {
     const bool complete = IsPerfect();
@@ -87,8 +113,8 @@ FrameInfo FrameBlock::Describe(bool bigEndianPixels) const
     std::uint64_t expected = std::max(m_end, std::uint64_t{m_payloadCount} * m_dataPerPacket);
     if (m_leader) {
         const Leader &leader = *m_leader;
-        info.payloadType =
-            leader.IsMultiPart() && !leader.hasImage ? PAYLOAD_TYPE_MULTI_PART : GenTLPayloadType(leader.payloadType);
+        info.payloadType = GenTLPayloadType(leader.payloadType);
+        info.parts = DescribeParts();
         info.imageOffset = leader.hasImage && !m_parts.empty() ? ImageOffset() : 0;
         info.timestamp = leader.timestamp;
         info.fileName = leader.fileName;
@@ -101,6 +127,8 @@ FrameInfo FrameBlock::Describe(bool bigEndianPixels) const
         info.yOffset = leader.offsetY;
         info.xPadding = leader.paddingX;
         info.yPadding = leader.paddingY;
+        if (leader.hasImage)
+            info.imageBytes = leader.ImageBytes(Lines(), Leader::Packing::Continuous);
         const std::uint64_t told = ExpectedBytes(Leader::Packing::PerLine);
         // A complete frame ends where its data ends, except that the last packet may have been padded.
         if (told != 0)

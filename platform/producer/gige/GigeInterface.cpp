@@ -95,6 +95,8 @@ DeviceRecord MakeRecord(const FoundDevice &device)
     record.addressText = AddressText(answer.address);
     record.maskText = AddressText(answer.subnetMask);
     record.holder = HolderText(device);
+    record.versionMajor = answer.versionMajor;
+    record.versionMinor = answer.versionMinor;
     record.mac = MacNumber(answer.mac);
     record.address = answer.address;
     record.mask = answer.subnetMask;

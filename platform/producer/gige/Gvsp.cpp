@@ -31,15 +31,24 @@ void ReadParts(orv::ByteReader &in, std::uint8_t count, Leader &leader)
         PartDescription part;
         part.dataType = in.U16();
         part.length = in.U48();
-        const std::uint32_t pixelFormat = in.U32();
-        in.Skip(12); // source, zones, purpose, region
+        part.pixelFormat = in.U32();
+        in.Skip(2);
+        part.sourceId = in.U8();
+        in.Skip(5); // zones
+        part.purposeId = in.U16();
+        part.regionId = in.U16();
         Leader fields;
         ReadImageFields(in, fields);
         in.Skip(4);
+        part.width = fields.width;
+        part.height = fields.height;
+        part.offsetX = fields.offsetX;
+        part.offsetY = fields.offsetY;
+        part.paddingX = fields.paddingX;
         if (part.IsImage() && !leader.hasImage) {
             fields.payloadType = leader.payloadType;
             fields.timestamp = leader.timestamp;
-            fields.pixelFormat = pixelFormat;
+            fields.pixelFormat = part.pixelFormat;
             fields.parts = std::move(leader.parts);
             fields.imagePart = i;
             leader = std::move(fields);
@@ -223,8 +232,8 @@ PAYLOADTYPE_INFO_ID GenTLPayloadType(std::uint16_t payloadType)
     case payload::kImage:
     case payload::kExtendedChunk:
         return PAYLOAD_TYPE_IMAGE;
-    case payload::kMultiPart: // of whose parts the first image is what is shown
-        return PAYLOAD_TYPE_IMAGE;
+    case payload::kMultiPart:
+        return PAYLOAD_TYPE_MULTI_PART;
     case payload::kRaw:
         return PAYLOAD_TYPE_RAW_DATA;
     case payload::kFile:
@@ -238,6 +247,21 @@ PAYLOADTYPE_INFO_ID GenTLPayloadType(std::uint16_t payloadType)
     default:
         return PAYLOAD_TYPE_UNKNOWN;
     }
+}
+
+PARTDATATYPE_ID GenTLPartType(std::uint16_t dataType)
+{
+    constexpr std::uint16_t kConfidenceMap = 0x0009;
+    constexpr std::uint16_t kJpeg = 0x000B;
+    constexpr std::uint16_t kJpeg2000 = 0x000C;
+    constexpr std::uint16_t kDeviceSpecific = 0x8000;
+    if (dataType <= kConfidenceMap)
+        return dataType;
+    if (dataType == kJpeg)
+        return PART_DATATYPE_JPEG;
+    if (dataType == kJpeg2000)
+        return PART_DATATYPE_JPEG2000;
+    return (dataType & kDeviceSpecific) != 0 ? PART_DATATYPE_CUSTOM_ID : PART_DATATYPE_UNKNOWN;
 }
 
 } // namespace nuvark::gige

@@ -57,6 +57,15 @@ constexpr std::uint16_t kStatusTemporarilyUnavailable = 0x8014;
 struct PartDescription {
     std::uint16_t dataType = 0;
     std::uint64_t length = 0; ///< bytes
+    std::uint32_t pixelFormat = 0;
+    std::uint8_t sourceId = 0;
+    std::uint16_t purposeId = 0;
+    std::uint16_t regionId = 0;
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::uint32_t offsetX = 0;
+    std::uint32_t offsetY = 0;
+    std::uint16_t paddingX = 0; ///< bytes after each line
 
     bool IsImage() const { return dataType >= 1 && dataType <= 8; } ///< 2D or 3D, or a plane of one
 };
@@ -115,7 +124,9 @@ struct Trailer {
 };
 std::optional<Trailer> ParseTrailer(orv::ByteSpan content);
 
-/// The GenTL number of a wire payload type: a table, since the two number differently.
+/// The GenTL numbers of a wire payload type and of a part's data type: tables, since the two number differently.
 PAYLOADTYPE_INFO_ID GenTLPayloadType(std::uint16_t payloadType);
+PARTDATATYPE_ID GenTLPartType(std::uint16_t dataType);
+constexpr std::uint16_t kPartOfChunks = 0x000A; ///< a part that holds chunks; GenTL has no number for it
 
 } // namespace nuvark::gige
