@@ -1,3 +1,4 @@
+#include "producer/Event.h"
 #include "ProducerFixture.h"
 
 #include <atomic>
@@ -39,18 +40,28 @@ private:
 
 } // namespace
 
-TEST_F(ProducerTest, EveryModuleKnowsItsEventTypes)
+TEST(Event, AWaiterWithTooLittleRoomLeavesTheDataToAnother)
 {
-    EVENT_HANDLE event = nullptr;
-    EXPECT_EQ(Gc().GCRegisterEvent(system, EVENT_ERROR, &event), GC_ERR_SUCCESS);
-    EXPECT_EQ(Gc().GCRegisterEvent(system, EVENT_ERROR, &event), GC_ERR_RESOURCE_IN_USE);
-    const EVENT_TYPE kForeign[] = {EVENT_NEW_BUFFER, EVENT_FEATURE_INVALIDATE, EVENT_MODULE, 77,
-                                   NUVARK_EVENT_DEVICE_LOST};
-    for (EVENT_TYPE type : kForeign)
-        EXPECT_EQ(Gc().GCRegisterEvent(system, type, &event), GC_ERR_NOT_IMPLEMENTED) << type;
-    EXPECT_EQ(Gc().GCUnregisterEvent(system, EVENT_ERROR), GC_ERR_SUCCESS);
-    EXPECT_EQ(Gc().GCUnregisterEvent(system, EVENT_ERROR), GC_ERR_NOT_INITIALIZED);
-    EXPECT_EQ(Gc().EventKill(event), GC_ERR_INVALID_HANDLE) << "the handle ends with the registration";
+    for (int round = 0; round < 20; ++round) {
+        const auto source = std::make_shared<nuvark::ErrorEvents>();
+        nuvark::Event event(EVENT_ERROR, source);
+        std::atomic<int> waiting{0};
+        const auto wait = [&](std::size_t room, GC_ERROR expected) {
+            std::vector<std::uint8_t> bytes(room);
+            ++waiting;
+            EXPECT_EQ(event.GetData(bytes.data(), &room, 3000).Code(), expected);
+        };
+        std::thread cramped([&] { wait(1, GC_ERR_BUFFER_TOO_SMALL); });
+        EXPECT_TRUE(Becomes([&] { return waiting == 1; }));
+        std::thread roomy([&] { wait(2000, GC_ERR_SUCCESS); });
+        EXPECT_TRUE(Becomes([&] { return waiting == 2; }));
+        source->Push(nuvark::ErrorEvents::Encode(GC_ERR_IO, "first"));
+        event.Notify();
+        roomy.join();
+        source->Push(nuvark::ErrorEvents::Encode(GC_ERR_IO, "second, in case the cramped one came after the first"));
+        event.Notify();
+        cramped.join();
+    }
 }
 
 TEST_F(ProducerTest, AKillEndsExactlyOneWait)

@@ -31,9 +31,8 @@ protected:
         options.frameMemory = 1 << 20;
         return options;
     }
-    void StartCamera(orvsim::CameraOptions options = SmallCamera())
+    void StartCamera(orvsim::CameraOptions options = SmallCamera(), orvsim::GigeOptions gige = {})
     {
-        orvsim::GigeOptions gige;
         gige.address = kSimulatedAddress;
         camera = std::make_unique<orvsim::GigeCamera>(options, gige);
         ASSERT_EQ(camera->Open(), "");

@@ -51,48 +51,6 @@ TEST_F(StreamTest, DeliversWholeFramesWithChangingContent)
     EXPECT_GT(StreamInfo<size_t>(NUVARK_STREAM_INFO_RECEIVE_BUFFER), 0U);
 }
 
-TEST_F(StreamTest, EveryInfoOfAFrameAnswersAndStackedAgrees)
-{
-    AllocateBuffers(2);
-    StartCamera();
-    const BUFFER_HANDLE buffer = Fetch();
-    ASSERT_NE(buffer, nullptr);
-    StopCamera();
-    for (BUFFER_INFO_CMD command = BUFFER_INFO_BASE; command <= BUFFER_INFO_IS_COMPOSITE; ++command) {
-        std::uint8_t single[64] = {};
-        std::uint8_t stackedBytes[64] = {};
-        size_t size = sizeof single;
-        INFO_DATATYPE type = INFO_DATATYPE_UNKNOWN;
-        const GC_ERROR code = Gc().DSGetBufferInfo(stream, buffer, command, &type, single, &size);
-        EXPECT_EQ(code, command == BUFFER_INFO_FILENAME ? GC_ERR_NO_DATA : GC_ERR_SUCCESS) << command;
-        DS_BUFFER_INFO_STACKED stacked[2] = {{999, 0, nullptr, 0, 0}, {command, 0, stackedBytes, 64, 1}};
-        ASSERT_EQ(Gc().DSGetBufferInfoStacked(stream, buffer, stacked, 2), GC_ERR_SUCCESS);
-        // Packed, so the members of the second one are unaligned: copies, no references.
-        const GC_ERROR results[2] = {stacked[0].iResult, stacked[1].iResult};
-        const INFO_DATATYPE stackedType = stacked[1].iType;
-        const size_t stackedSize = stacked[1].iSize;
-        EXPECT_EQ(results[0], GC_ERR_NOT_IMPLEMENTED);
-        EXPECT_EQ(results[1], code) << command;
-        if (code != GC_ERR_SUCCESS)
-            continue;
-        EXPECT_EQ(stackedType, type) << command;
-        EXPECT_EQ(stackedSize, size) << command;
-        EXPECT_TRUE(std::equal(single, single + size, stackedBytes)) << command;
-    }
-    std::uint32_t parts = 0;
-    EXPECT_EQ(Gc().DSGetNumBufferParts(stream, buffer, &parts), GC_ERR_NO_DATA);
-    size_t chunks = 0;
-    EXPECT_EQ(Gc().DSGetBufferChunkData(stream, buffer, nullptr, &chunks), GC_ERR_NO_DATA);
-    // Queued again, the frame is gone and the memory's facts remain.
-    ASSERT_EQ(Gc().DSQueueBuffer(stream, buffer), GC_ERR_SUCCESS);
-    EXPECT_EQ(BufferInfo<size_t>(buffer, BUFFER_INFO_SIZE), kPayload);
-    EXPECT_EQ(BufferInfo<bool8_t>(buffer, BUFFER_INFO_IS_QUEUED), 1);
-    EXPECT_EQ(BufferInfo<bool8_t>(buffer, BUFFER_INFO_NEW_DATA), 0);
-    size_t width = 0;
-    size_t size = sizeof width;
-    EXPECT_EQ(Gc().DSGetBufferInfo(stream, buffer, BUFFER_INFO_WIDTH, nullptr, &width, &size), GC_ERR_NO_DATA);
-}
-
 TEST_F(StreamTest, FramesLandInTheConsumersMemory)
 {
     std::vector<std::vector<std::uint8_t>> memory(3, std::vector<std::uint8_t>(kPayload + 1));
