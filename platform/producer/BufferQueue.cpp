@@ -4,31 +4,26 @@
 
 namespace nuvark {
 
-bool Buffer::GetFrame(FrameInfo &info) const
+namespace {
+
+/// What waits in the output queue already belongs to the registration that begins now.
+std::uint64_t FiredBefore(const BufferQueue::Counts &counts)
 {
-    const orv::MutexLock lock(m_frameMutex);
-    if (m_hasFrame)
-        info = m_frame;
-    return m_hasFrame;
+    return counts.fired - counts.awaiting;
 }
 
-bool Buffer::HasNewData() const
+} // namespace
+
+std::shared_ptr<const FrameInfo> Buffer::Frame() const
 {
     const orv::MutexLock lock(m_frameMutex);
-    return m_hasFrame;
+    return m_frame;
 }
 
-void Buffer::SetFrame(const FrameInfo &info)
+void Buffer::SetFrame(std::shared_ptr<const FrameInfo> frame)
 {
     const orv::MutexLock lock(m_frameMutex);
-    m_frame = info;
-    m_hasFrame = true;
-}
-
-void Buffer::ForgetFrame()
-{
-    const orv::MutexLock lock(m_frameMutex);
-    m_hasFrame = false;
+    m_frame.swap(frame);
 }
 
 Status BufferQueue::Announce(const std::shared_ptr<Buffer> &buffer)
@@ -54,7 +49,7 @@ Status BufferQueue::Queue(const std::shared_ptr<Buffer> &buffer)
         return {GC_ERR_INVALID_HANDLE, "the buffer has been revoked"};
     if (buffer->m_state != Buffer::State::Idle)
         return {GC_ERR_RESOURCE_IN_USE, "the buffer is queued already"};
-    buffer->ForgetFrame();
+    buffer->SetFrame(nullptr);
     buffer->m_state = Buffer::State::Input;
     m_input.push_back(buffer);
     return {};
@@ -92,7 +87,7 @@ void BufferQueue::MoveAll(std::deque<std::shared_ptr<Buffer>> &from, Buffer::Sta
     for (const std::shared_ptr<Buffer> &buffer : from) {
         buffer->m_state = state;
         if (state == Buffer::State::Input) {
-            buffer->ForgetFrame();
+            buffer->SetFrame(nullptr);
             m_input.push_back(buffer);
         }
     }
@@ -173,7 +168,16 @@ void BufferQueue::Begin(std::uint64_t count)
     const orv::MutexLock lock(m_mutex);
     m_grabbing = true;
     m_remaining = count;
+    m_countsBefore = m_counts;
     m_counts.delivered = m_counts.incomplete = 0;
+}
+
+void BufferQueue::TakeBackBegin()
+{
+    const orv::MutexLock lock(m_mutex);
+    m_grabbing = false;
+    m_counts.delivered = m_countsBefore.delivered;
+    m_counts.incomplete = m_countsBefore.incomplete;
 }
 
 void BufferQueue::End()
@@ -195,7 +199,7 @@ bool BufferQueue::TakeBuffer(FrameTarget &target)
         return false;
     ++m_counts.started;
     if (m_input.empty() || m_paused) {
-        ++m_counts.underruns;
+        ++(m_paused ? m_counts.discarded : m_counts.underruns);
         return false;
     }
     std::shared_ptr<Buffer> buffer = std::move(m_input.front());
@@ -225,7 +229,7 @@ void BufferQueue::Deliver(const FrameTarget &target, const FrameInfo &info)
         std::shared_ptr<Buffer> buffer = TakeFilling(target);
         if (buffer == nullptr)
             return;
-        buffer->SetFrame(info);
+        buffer->SetFrame(std::make_shared<const FrameInfo>(info));
         buffer->m_state = Buffer::State::Output;
         m_output.push_back(std::move(buffer));
         ++m_counts.fired;
@@ -263,9 +267,11 @@ std::shared_ptr<Buffer> BufferQueue::TakeOutput()
     std::shared_ptr<Buffer> buffer = std::move(m_output.front());
     m_output.pop_front();
     buffer->m_state = Buffer::State::Idle;
-    ++m_counts.delivered;
-    FrameInfo frame;
-    m_counts.incomplete += buffer->GetFrame(frame) && frame.isIncomplete ? 1 : 0;
+    const std::shared_ptr<const FrameInfo> frame = buffer->Frame();
+    if (frame != nullptr) { // not one that a flush delivered empty
+        ++m_counts.delivered;
+        m_counts.incomplete += frame->isIncomplete ? 1 : 0;
+    }
     return buffer;
 }
 
@@ -276,9 +282,7 @@ void BufferQueue::DiscardOutput()
 }
 
 NewBufferEvents::NewBufferEvents(std::shared_ptr<BufferQueue> queue)
-    : m_queue(std::move(queue)),
-      // What waits in the output queue already belongs to this registration.
-      m_firedBefore(m_queue->GetCounts().fired - m_queue->GetCounts().awaiting)
+    : m_queue(std::move(queue)), m_firedBefore(FiredBefore(m_queue->GetCounts()))
 {
 }
 

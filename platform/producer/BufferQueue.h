@@ -44,14 +44,13 @@ public:
     State GetState() const { return m_state; }
     bool IsQueued() const { return m_state != State::Idle && m_state != State::Revoked; }
 
-    /// The facts of the frame; false while there is none or it is being replaced.
-    bool GetFrame(FrameInfo &info) const EXCLUDES(m_frameMutex);
-    bool HasNewData() const EXCLUDES(m_frameMutex);
+    /// The facts of the frame; null while there is none or it is being replaced.
+    std::shared_ptr<const FrameInfo> Frame() const EXCLUDES(m_frameMutex);
+    bool HasNewData() const { return Frame() != nullptr; }
 
 private:
     friend class BufferQueue;
-    void SetFrame(const FrameInfo &info) EXCLUDES(m_frameMutex);
-    void ForgetFrame() EXCLUDES(m_frameMutex);
+    void SetFrame(std::shared_ptr<const FrameInfo> frame) EXCLUDES(m_frameMutex);
 
     const void *const m_stream;
     const std::unique_ptr<std::uint8_t[]> m_owned;
@@ -60,9 +59,8 @@ private:
     void *const m_userPointer;
     std::atomic<State> m_state{State::Idle};
 
-    mutable orv::Mutex m_frameMutex; ///< taken last
-    bool m_hasFrame GUARDED_BY(m_frameMutex) = false;
-    FrameInfo m_frame GUARDED_BY(m_frameMutex);
+    mutable orv::Mutex m_frameMutex;                                   ///< taken last
+    std::shared_ptr<const FrameInfo> m_frame GUARDED_BY(m_frameMutex); ///< never changes: many questions, one frame
 };
 
 /// The buffers of one stream on their way: input pool, being filled, output queue.
@@ -73,9 +71,10 @@ private:
 class BufferQueue final : public FrameSink {
 public:
     struct Counts {
-        std::uint64_t delivered = 0;  ///< fetched since the last start
+        std::uint64_t delivered = 0;  ///< frames fetched since the last start
         std::uint64_t incomplete = 0; ///< of those
         std::uint64_t underruns = 0;  ///< since the stream was opened
+        std::uint64_t discarded = 0;  ///< frames that began while a flush ran, since the stream was opened
         std::uint64_t started = 0;    ///< since the stream was opened
         std::size_t announced = 0;
         std::size_t queued = 0; ///< input pool and those being filled
@@ -106,6 +105,8 @@ public:
 
     /// From here on frames are taken; \param count how many to deliver, GENTL_INFINITE for no limit.
     void Begin(std::uint64_t count) EXCLUDES(m_mutex);
+    /// As if Begin() had not been: the start has failed.
+    void TakeBackBegin() EXCLUDES(m_mutex);
     void End() EXCLUDES(m_mutex);
 
     // The receiver's side.
@@ -135,7 +136,8 @@ private:
     bool m_paused GUARDED_BY(m_mutex) = false;
     bool m_closed GUARDED_BY(m_mutex) = false;
     std::uint64_t m_remaining GUARDED_BY(m_mutex) = 0;
-    Counts m_counts GUARDED_BY(m_mutex); ///< the three totals and `fired`; the rest is made up when asked
+    Counts m_counts GUARDED_BY(m_mutex);       ///< the totals and `fired`; the rest is made up when asked
+    Counts m_countsBefore GUARDED_BY(m_mutex); ///< the last Begin()
 };
 
 /// The new-buffer event: its queue is the stream's output queue.

@@ -189,9 +189,9 @@ Status DSGetBufferInfoStacked(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, DS_B
     const auto found = GetBuffer(hDataStream, hBuffer);
     if (!found.Ok())
         return found.status;
-    const std::optional<FrameInfo> frame = FrameOf(*found.value.buffer);
+    const std::shared_ptr<const FrameInfo> frame = found.value.buffer->Frame();
     return AnswerStacked(pInfoStacked, iNumInfos, [&](const DS_BUFFER_INFO_STACKED &item) {
-        return found.value.stream->BufferInfo(*found.value.buffer, frame, item.iInfoCmd);
+        return found.value.stream->BufferInfo(*found.value.buffer, frame.get(), item.iInfoCmd);
     });
 }
 
@@ -203,8 +203,8 @@ Status DSGetBufferChunkData(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, SINGLE
         return found.status;
     if (IsInvalidPointer(piNumChunks) || (pChunkData != nullptr && IsInvalidPointer(pChunkData)))
         return InvalidPointer("pChunkData or piNumChunks");
-    const std::optional<FrameInfo> frame = FrameOf(*found.value.buffer);
-    if (!frame || !frame->hasChunks)
+    const std::shared_ptr<const FrameInfo> frame = found.value.buffer->Frame();
+    if (frame == nullptr || !frame->hasChunks)
         return {GC_ERR_NO_DATA, "the buffer holds no chunks"};
     const auto chunks = ParseChunks({found.value.buffer->Base(), frame->chunkPayloadSize}, frame->imageBytes);
     if (!chunks)
@@ -230,8 +230,8 @@ Status DSGetNumBufferParts(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, uint32_
         return found.status;
     if (IsInvalidPointer(piNumParts))
         return InvalidPointer("piNumParts");
-    const std::optional<FrameInfo> frame = FrameOf(*found.value.buffer);
-    const Status hasParts = CheckHasParts(frame);
+    const std::shared_ptr<const FrameInfo> frame = found.value.buffer->Frame();
+    const Status hasParts = CheckHasParts(frame.get());
     return hasParts.Ok() ? Give(frame->parts.size(), piNumParts, "piNumParts") : hasParts;
 }
 
@@ -242,7 +242,7 @@ Status DSGetBufferPartInfo(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer, uint32_
     if (!found.Ok())
         return found.status;
     const Buffer &buffer = *found.value.buffer;
-    return GiveInfo(PartFact(buffer, FrameOf(buffer), iPartIndex, iInfoCmd), piType, pBuffer, piSize);
+    return GiveInfo(PartFact(buffer, buffer.Frame().get(), iPartIndex, iInfoCmd), piType, pBuffer, piSize);
 }
 
 Status DSGetBufferPartInfoStacked(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer,
@@ -252,12 +252,12 @@ Status DSGetBufferPartInfoStacked(DS_HANDLE hDataStream, BUFFER_HANDLE hBuffer,
     if (!found.Ok())
         return found.status;
     const Buffer &buffer = *found.value.buffer;
-    const std::optional<FrameInfo> frame = FrameOf(buffer);
-    const Status hasParts = CheckHasParts(frame);
+    const std::shared_ptr<const FrameInfo> frame = buffer.Frame();
+    const Status hasParts = CheckHasParts(frame.get());
     if (!hasParts.Ok())
         return hasParts;
     return AnswerStacked(pInfoStacked, iNumInfos, [&](const DS_BUFFER_PART_INFO_STACKED &item) {
-        return PartFact(buffer, frame, item.iPartIndex, item.iInfoCmd);
+        return PartFact(buffer, frame.get(), item.iPartIndex, item.iInfoCmd);
     });
 }
 

@@ -159,21 +159,13 @@ Result<InfoValue> GeometryOf(const FramePart &part, BUFFER_PART_INFO_CMD command
 
 } // namespace
 
-std::optional<FrameInfo> FrameOf(const Buffer &buffer)
-{
-    std::optional<FrameInfo> frame(std::in_place);
-    if (!buffer.GetFrame(*frame))
-        frame.reset();
-    return frame;
-}
-
-Result<InfoValue> BufferFact(const Buffer &buffer, const std::optional<FrameInfo> &frame, std::uint64_t tickFrequency,
+Result<InfoValue> BufferFact(const Buffer &buffer, const FrameInfo *frame, std::uint64_t tickFrequency,
                              BUFFER_INFO_CMD command)
 {
     Result<InfoValue> plain = PlainBufferInfo(buffer, command);
     if (plain.status.Code() != GC_ERR_NOT_IMPLEMENTED)
         return plain;
-    if (frame)
+    if (frame != nullptr)
         return FrameFact(*frame, tickFrequency, command);
     if (command == BUFFER_INFO_SIZE_FILLED)
         return InfoValue::Size(0);
@@ -181,9 +173,9 @@ Result<InfoValue> BufferFact(const Buffer &buffer, const std::optional<FrameInfo
     return ofAnyFrame.status.Code() == GC_ERR_NOT_IMPLEMENTED ? ofAnyFrame.status : NoFrame();
 }
 
-Status CheckHasParts(const std::optional<FrameInfo> &frame)
+Status CheckHasParts(const FrameInfo *frame)
 {
-    if (!frame)
+    if (frame == nullptr)
         return NoFrame();
     // Success here would be taken for a multi-part payload by consumers, whatever the number.
     if (frame->payloadType != PAYLOAD_TYPE_MULTI_PART)
@@ -191,7 +183,7 @@ Status CheckHasParts(const std::optional<FrameInfo> &frame)
     return {};
 }
 
-Result<InfoValue> PartFact(const Buffer &buffer, const std::optional<FrameInfo> &frame, std::uint32_t index,
+Result<InfoValue> PartFact(const Buffer &buffer, const FrameInfo *frame, std::uint32_t index,
                            BUFFER_PART_INFO_CMD command)
 {
     const Status hasParts = CheckHasParts(frame);

@@ -206,7 +206,7 @@ public:
     BufferQueue &Buffers() { return *m_queue; }
     Result<InfoValue> Info(STREAM_INFO_CMD command);
     Result<InfoValue> BufferInfo(const Buffer &buffer, BUFFER_INFO_CMD command);
-    Result<InfoValue> BufferInfo(const Buffer &buffer, const std::optional<FrameInfo> &frame, BUFFER_INFO_CMD command);
+    Result<InfoValue> BufferInfo(const Buffer &buffer, const FrameInfo *frame, BUFFER_INFO_CMD command);
 
     Status Start(std::uint64_t count) EXCLUDES(m_controlMutex);
     Status Stop(StreamChannel::Stop how) EXCLUDES(m_controlMutex);

@@ -52,6 +52,8 @@ std::vector<ModuleFeature> StreamModule::Features()
         buffers("StreamOutputBufferCount", "Buffers waiting to be fetched", &Counts::awaiting),
         buffers("StreamDeliveredFrameCount", "Frames fetched since the last start", &Counts::delivered),
         buffers("StreamLostFrameCount", "Frames lost because no buffer was queued", &Counts::underruns),
+        buffers("StreamDiscardedFrameCount", "Frames that began while the buffers were being flushed",
+                &Counts::discarded),
         buffers("StreamStartedFrameCount", "Frames begun", &Counts::started),
         buffers("StreamIncompleteFrameCount", "Frames fetched that have holes", &Counts::incomplete),
         count("StreamMissedFrameCount", "Frames of which no packet came", &Counters::missedFrames),

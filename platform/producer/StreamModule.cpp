@@ -130,11 +130,10 @@ Result<InfoValue> StreamModule::Info(STREAM_INFO_CMD command)
 
 Result<InfoValue> StreamModule::BufferInfo(const Buffer &buffer, BUFFER_INFO_CMD command)
 {
-    return BufferInfo(buffer, FrameOf(buffer), command);
+    return BufferInfo(buffer, buffer.Frame().get(), command);
 }
 
-Result<InfoValue> StreamModule::BufferInfo(const Buffer &buffer, const std::optional<FrameInfo> &frame,
-                                           BUFFER_INFO_CMD command)
+Result<InfoValue> StreamModule::BufferInfo(const Buffer &buffer, const FrameInfo *frame, BUFFER_INFO_CMD command)
 {
     return BufferFact(buffer, frame, m_parent->GetCamera().TickFrequency(), command);
 }
@@ -148,12 +147,12 @@ Status StreamModule::Start(std::uint64_t count)
         return {GC_ERR_RESOURCE_IN_USE, "the acquisition is running already"};
     if (m_queue->GetCounts().announced < kMinimumBuffers)
         return {GC_ERR_INVALID_BUFFER, "no buffer has been announced"};
-    Rollback end([this] { m_queue->End(); });
+    Rollback takeBack([this] { m_queue->TakeBackBegin(); });
     m_queue->Begin(count);
     Status started = m_channel->Start(*m_queue, m_queue->LargestSize());
     if (!started.Ok())
         return started;
-    end.Dismiss();
+    takeBack.Dismiss();
     m_running = true;
     WarnOfSmallBuffer();
     return {};

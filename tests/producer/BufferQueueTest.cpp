@@ -157,7 +157,15 @@ TEST(BufferQueue, CountsWhatIsLost)
     bench.queue.Pause(true);
     bench.Run("take");
     EXPECT_EQ(bench.States(), "-I-") << "paused";
+    EXPECT_EQ(bench.queue.GetCounts().underruns, 2U) << "there was a buffer";
+    EXPECT_EQ(bench.queue.GetCounts().discarded, 1U);
     bench.queue.Pause(false);
     bench.Run("take");
     EXPECT_EQ(bench.States(), "-F-");
+    bench.Run("q0 f0 get");
+    EXPECT_EQ(bench.queue.GetCounts().delivered, 2U) << "an empty buffer is no frame";
+    bench.queue.Begin(1);
+    EXPECT_EQ(bench.queue.GetCounts().delivered, 0U);
+    bench.queue.TakeBackBegin();
+    EXPECT_EQ(bench.queue.GetCounts().delivered, 2U) << "a start that failed has changed nothing";
 }
