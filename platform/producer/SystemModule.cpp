@@ -5,6 +5,7 @@
 #include "gentl/NuvarkCustom.h"
 
 #include <algorithm>
+#include <filesystem>
 
 #include <dlfcn.h>
 
@@ -22,7 +23,10 @@ std::string OwnPath()
     Dl_info info{};
     if (dladdr(reinterpret_cast<const void *>(&OwnPath), &info) == 0 || info.dli_fname == nullptr)
         return "Nuvark.cti";
-    return info.dli_fname;
+    // A consumer may have loaded it by a path that is good in its present directory only.
+    std::error_code failed;
+    const std::filesystem::path path = std::filesystem::absolute(info.dli_fname, failed);
+    return failed ? info.dli_fname : path.lexically_normal().string();
 }
 
 std::string OwnFileName()

@@ -102,7 +102,7 @@ struct FrameInfo {
     bool hasChunks = false;
     std::size_t chunkPayloadSize = 0;
     std::uint64_t chunkLayoutId = 0;
-    std::size_t imageBytes = 0;   ///< of the image in front of the chunks, at least; 0 without an image
+    std::size_t imageBytes = 0;   ///< of image or parts in front of the chunks, at least; 0 without
     std::string fileName;         ///< only for PAYLOAD_TYPE_FILE
     std::vector<FramePart> parts; ///< only for PAYLOAD_TYPE_MULTI_PART; the image fields are those of the first image
 };

@@ -127,7 +127,9 @@ FrameInfo FrameBlock::Describe(bool bigEndianPixels) const
         info.yOffset = leader.offsetY;
         info.xPadding = leader.paddingX;
         info.yPadding = leader.paddingY;
-        if (leader.hasImage)
+        if (!info.parts.empty())
+            info.imageBytes = info.parts.back().begin + info.parts.back().size;
+        else if (leader.hasImage)
             info.imageBytes = leader.ImageBytes(Lines(), Leader::Packing::Continuous);
         const std::uint64_t told = ExpectedBytes(Leader::Packing::PerLine);
         // A complete frame ends where its data ends, except that the last packet may have been padded.
