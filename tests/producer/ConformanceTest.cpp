@@ -369,6 +369,30 @@ TEST_F(ConformanceTest, EveryInfoOfABufferIsAnsweredInEveryState)
     CheckAll("idle: DSGetBufferInfo", WithoutFrame(kBufferInfos, "0"), ofBuffer(filled));
 }
 
+TEST_F(ConformanceTest, TheLossIsToldToWhoRegistersLate)
+{
+    const EVENT_HANDLE lost = Register(NUVARK_EVENT_DEVICE_LOST);
+    camera->Close();
+    ASSERT_FALSE(Next(lost, 10000).empty());
+    for (void *module : {device, stream}) {
+        EVENT_HANDLE error = nullptr;
+        ASSERT_EQ(Gc().GCRegisterEvent(module, EVENT_ERROR, &error), GC_ERR_SUCCESS);
+        const auto data = Next(error);
+        ASSERT_FALSE(data.empty());
+        CheckAll("EventGetDataInfo",
+                 {{EVENT_DATA_ID, kInt32, "4294966286"}, // GC_ERR_IO
+                  {EVENT_DATA_VALUE, kText, nullptr},
+                  {EVENT_DATA_NUMID, kUInt64, nullptr},
+                  Unknown(3)},
+                 [&](auto command, auto... out) {
+                     return Gc().EventGetDataInfo(error, data.data(), data.size(), command, out...);
+                 });
+        EXPECT_TRUE(Next(error, 0).empty()) << "once";
+    }
+    CheckAll("GCGetPortInfo", {{PORT_INFO_ACCESS_NA, kBool, "1"}, {PORT_INFO_ACCESS_WRITE, kBool, "0"}},
+             [&](auto command, auto... out) { return Gc().GCGetPortInfo(port, command, out...); });
+}
+
 TEST_F(ConformanceTest, APartAnswersForItselfWhereTheFrameHasSeveral)
 {
     ASSERT_EQ(Gc().DevClose(device), GC_ERR_SUCCESS);
