@@ -27,21 +27,6 @@ bool IsReachable(const OrvCam::DeviceDescription &camera)
     return camera.state != OrvCam::DeviceState::Unreachable;
 }
 
-/// Takes what leads to the same camera on a worse way out of the list.
-Cameras WithoutDetours(const Cameras &cameras)
-{
-    Cameras best;
-    for (const OrvCam::DeviceDescription &camera : cameras) {
-        const auto known =
-            std::find_if(best.begin(), best.end(), [&](const auto &other) { return IsSameCamera(camera, other); });
-        if (known == best.end())
-            best.push_back(camera);
-        else if (!IsReachable(*known) && IsReachable(camera))
-            *known = camera;
-    }
-    return best;
-}
-
 std::string Lines(const Cameras &cameras)
 {
     std::string lines;
@@ -92,6 +77,20 @@ Outcome ListCameras(Cameras &cameras)
     }
     list->Release();
     return {};
+}
+
+Cameras WithoutDetours(const Cameras &cameras)
+{
+    Cameras best;
+    for (const OrvCam::DeviceDescription &camera : cameras) {
+        const auto known =
+            std::find_if(best.begin(), best.end(), [&](const auto &other) { return IsSameCamera(camera, other); });
+        if (known == best.end())
+            best.push_back(camera);
+        else if (!IsReachable(*known) && IsReachable(camera))
+            *known = camera;
+    }
+    return best;
 }
 
 Outcome ChooseCamera(const Cameras &cameras, const std::string &name, OrvCam::DeviceDescription &camera)

@@ -19,6 +19,9 @@ using Cameras = std::vector<OrvCam::DeviceDescription>;
 /// Searches all interfaces, for about half a second.
 Outcome ListCameras(Cameras &cameras);
 
+/// Each camera once, though it may be seen through several interfaces: on the way that reaches it.
+Cameras WithoutDetours(const Cameras &cameras);
+
 /// The camera that a name means, see kAboutCamera in Options.cpp; for "" the only one or the first that is free.
 Outcome ChooseCamera(const Cameras &cameras, const std::string &name, OrvCam::DeviceDescription &camera);
 /// ListCameras and ChooseCamera.

@@ -1,127 +1,123 @@
-#include "cli/Acquisition.h"
-#include "cli/Cameras.h"
 #include "cli/Command.h"
+#include "cli/Examination.h"
 #include "cli/Terminal.h"
-#include "orvdoctor/Diagnosis.h"
-
-#include <chrono>
 
 namespace orvcli {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 constexpr double kUsualSeconds = 3;
-constexpr unsigned kBuffers = 16;
+constexpr double kLeastSeconds = orv::kPatienceSeconds;
 
-double SecondsSince(Clock::time_point time)
+std::string FramesText(const orv::Facts &facts)
 {
-    return std::chrono::duration<double>(Clock::now() - time).count();
+    const std::uint64_t frames = facts.completeFrames + facts.incompleteFrames;
+    return std::to_string(frames) + " frames came in " + Fixed(facts.streamingSeconds, 1) + " s";
 }
 
-/// Streams for a while and looks at what comes.
-void Observe(OrvCam::Stream &stream, double seconds, orv::Facts &facts)
+void PrintDiagnosis(const orv::Diagnosis &diagnosis)
 {
-    Progress progress;
-    const Clock::time_point start = Clock::now();
-    Clock::time_point lastFrame = start;
-    std::uint64_t frames = 0;
-    int status = ORV_CAM_OK;
-    while (!IsInterrupted() && SecondsSince(start) < seconds &&
-           (status == ORV_CAM_OK || status == ORV_CAM_ERR_TIMEOUT)) {
-        if (OrvCam::Buffer *buffer = stream.GetBuffer(100, &status)) {
-            lastFrame = Clock::now();
-            ++frames;
-            if (!buffer->IsIncomplete())
-                orv::GatherPicture(*buffer->GetImage(), facts);
-            stream.QueueBuffer(buffer);
-        }
-        progress.Show("watching the stream, " + std::to_string(frames) + " frames");
+    PrintLine((orv::IsFault(diagnosis.cause) ? "problem: " : "note: ") + Printable(diagnosis.finding));
+    PrintLine("  " + Printable(diagnosis.remedy));
+    if (!diagnosis.command.empty())
+        PrintLine("  $ " + Printable(diagnosis.command));
+    if (!diagnosis.lasting.empty()) {
+        PrintLine("  That lasts until a restart; for good:");
+        PrintLine("  $ " + Printable(diagnosis.lasting));
     }
-    facts.isStreaming = true;
-    facts.isSilent = status == ORV_CAM_ERR_DEVICE_LOST;
-    facts.streamingSeconds = SecondsSince(start);
-    facts.secondsSinceFrame = SecondsSince(lastFrame);
-    facts.stream = stream.GetStatistics();
 }
 
-/// What the opened camera and a short stream tell.
-Outcome Examine(OrvCam::Device &device, double seconds, orv::Facts &facts)
+void Print(const Examination &examination, bool isOneOfSeveral)
 {
-    facts.isOpen = true;
-    orv::GatherCamera(device, facts);
-    Acquisition acquisition(device);
-    const Outcome started = acquisition.Start(kBuffers);
-    if (started.IsOk())
-        Observe(acquisition.Stream(), seconds, facts);
-    facts.isSilent |= started.code == ExitCode::Lost;
-    return started;
+    if (examination.diagnoses.empty() && examination.outcome.IsOk())
+        return PrintLine(NameOf(examination.camera) + ": nothing is wrong; " + FramesText(examination.facts) + ".");
+    if (isOneOfSeveral)
+        PrintLine(NameOf(examination.camera) + ":");
+    for (const orv::Diagnosis &diagnosis : examination.diagnoses)
+        PrintDiagnosis(diagnosis);
+    if (isOneOfSeveral && examination.diagnoses.empty())
+        PrintLine("  " + Printable(examination.outcome.problem));
 }
 
-/// \return what keeps the camera from being looked at more closely.
-Outcome GatherAll(double seconds, orv::Facts &facts)
+void PrintAsJson(const Examination &examination)
 {
-    orv::GatherHost(facts);
-    if (facts.camera.state == OrvCam::DeviceState::Unreachable || facts.camera.state == OrvCam::DeviceState::Busy)
-        return {}; // that is the cause
-    DevicePtr device;
-    Outcome outcome = OpenCamera(facts.camera, OrvCam::ORV_ACCESS_CONTROL, device);
-    if (outcome.IsOk())
-        return Examine(*device, seconds, facts);
-    if (outcome.code == ExitCode::Busy)
-        facts.camera.state = OrvCam::DeviceState::Busy;
+    const orv::Facts &facts = examination.facts;
+    Json json;
+    json.Open('{').Key("camera");
+    if (facts.isMissing)
+        json.Null();
     else
-        facts.isSilent = true;
+        WriteCamera(json, examination.camera);
+    json.Member("frames", facts.completeFrames + facts.incompleteFrames).Member("seconds", facts.streamingSeconds);
+    json.Key("causes").Open('[');
+    for (const orv::Diagnosis &diagnosis : examination.diagnoses) {
+        json.Open('{').Member("cause", orv::NameOf(diagnosis.cause)).Member("isFault", orv::IsFault(diagnosis.cause));
+        json.Member("finding", diagnosis.finding).Member("remedy", diagnosis.remedy);
+        json.Member("command", diagnosis.command).Member("lasting", diagnosis.lasting).Close('}');
+    }
+    PrintLine(json.Close(']').Close('}').Text());
+}
+
+/// The cameras that are meant: without a name all that were found.
+Outcome Choose(const Cameras &cameras, const std::string &name, Cameras &chosen)
+{
+    if (name.empty() && !cameras.empty()) {
+        chosen = WithoutDetours(cameras);
+        return {};
+    }
+    OrvCam::DeviceDescription camera;
+    Outcome outcome = ChooseCamera(cameras, name, camera);
+    if (outcome.IsOk())
+        chosen.push_back(camera);
     return outcome;
 }
 
-void PrintDiagnoses(const orv::Facts &facts, const std::vector<orv::Diagnosis> &diagnoses)
+/// Causes of any count above what could not be done.
+Outcome Summary(const std::vector<Examination> &examinations)
 {
-    if (diagnoses.empty())
-        PrintLine(NameOf(facts.camera) + ": nothing is wrong; " + std::to_string(facts.stream.delivered) +
-                  " frames came in " + Fixed(facts.streamingSeconds, 1) + " s.");
-    for (const orv::Diagnosis &diagnosis : diagnoses) {
-        PrintLine((orv::IsFault(diagnosis.cause) ? "problem: " : "note: ") + Printable(diagnosis.finding));
-        PrintLine("  " + Printable(diagnosis.remedy));
-        if (!diagnosis.command.empty())
-            PrintLine("  $ " + Printable(diagnosis.command));
+    Outcome summary;
+    for (const Examination &examination : examinations) {
+        if (!examination.diagnoses.empty())
+            return {ExitCode::CausesFound, examination.facts.isMissing ? examination.outcome.problem : ""};
+        if (summary.IsOk())
+            summary = examination.outcome;
     }
-}
-
-void PrintDiagnosesAsJson(const orv::Facts &facts, const std::vector<orv::Diagnosis> &diagnoses)
-{
-    Json json;
-    json.Open('{').Key("camera");
-    WriteCamera(json, facts.camera);
-    json.Member("frames", facts.stream.delivered).Member("seconds", facts.streamingSeconds);
-    json.Key("causes").Open('[');
-    for (const orv::Diagnosis &diagnosis : diagnoses) {
-        json.Open('{').Member("cause", orv::NameOf(diagnosis.cause)).Member("isFault", orv::IsFault(diagnosis.cause));
-        json.Member("finding", diagnosis.finding).Member("remedy", diagnosis.remedy);
-        json.Member("command", diagnosis.command).Close('}');
-    }
-    PrintLine(json.Close(']').Close('}').Text());
+    return summary;
 }
 
 } // namespace
 
 Outcome RunDoctor(const Options &options)
 {
+    if (options.seconds > 0 && options.seconds < kLeastSeconds)
+        return Fail("less than " + NumberText(kLeastSeconds) + " s is not enough to tell", ExitCode::Usage);
     WatchForInterrupt();
-    orv::Facts facts;
-    const Outcome found = FindCamera(options.Word(0), facts.camera);
-    if (!found.IsOk())
+    const double seconds = options.seconds > 0 ? options.seconds : kUsualSeconds;
+    const orv::HostCounts before = orv::ReadHostCounts();
+    Cameras cameras;
+    const Outcome listed = ListCameras(cameras);
+    const orv::HostCounts duringSearch = orv::Since(before, orv::ReadHostCounts());
+    if (!listed.IsOk())
+        return listed;
+    Cameras chosen;
+    const Outcome found = Choose(cameras, options.Word(0), chosen);
+    if (!found.IsOk() && found.code != ExitCode::NoCamera)
         return found;
-    const Outcome gathered = GatherAll(options.seconds > 0 ? options.seconds : kUsualSeconds, facts);
-    const std::vector<orv::Diagnosis> diagnoses = orv::Diagnose(facts);
-    if (diagnoses.empty() && !gathered.IsOk())
-        return gathered;
-    if (options.isJson)
-        PrintDiagnosesAsJson(facts, diagnoses);
-    else
-        PrintDiagnoses(facts, diagnoses);
-    return {diagnoses.empty() ? ExitCode::Ok : ExitCode::CausesFound, ""};
+    std::vector<Examination> examinations;
+    const auto add = [&](Examination examination) {
+        const bool isWorthALine = !examination.diagnoses.empty() || examination.outcome.IsOk();
+        if (options.isJson && isWorthALine)
+            PrintAsJson(examination);
+        else if (!options.isJson)
+            Print(examination, chosen.size() > 1);
+        examinations.push_back(std::move(examination));
+    };
+    if (!found.IsOk())
+        add(ExamineAbsence(duringSearch, found));
+    for (const OrvCam::DeviceDescription &camera : chosen)
+        if (!IsInterrupted())
+            add(Examine(camera, cameras, seconds));
+    return Summary(examinations);
 }
 
 } // namespace orvcli

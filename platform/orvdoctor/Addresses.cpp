@@ -109,13 +109,16 @@ const HostInterfaceFacts *InterfaceOf(const OrvCam::DeviceDescription &camera,
     };
     if (told)
         return find([&](const HostInterfaceFacts &interface) { return interface.address == *told; });
-    if (const auto *named = find([&](const auto &interface) { return IsNamedIn(interface.name, camera.interface); }))
+    if (const auto *named = find([&](const auto &interface) {
+            return interface.address != 0 && IsNamedIn(interface.name, camera.interface);
+        }))
         return named;
     const auto address = ParseIpv4(camera.address);
     if (!address)
         return nullptr;
     return find([&](const HostInterfaceFacts &interface) {
-        return interface.isUp && IsInSubnet(*address, interface.address, interface.subnetMask);
+        return interface.isUp && interface.address != 0 &&
+               IsInSubnet(*address, interface.address, interface.subnetMask);
     });
 }
 

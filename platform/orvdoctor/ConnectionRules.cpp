@@ -7,11 +7,6 @@
 namespace orv {
 namespace {
 
-std::string InterfaceText(const HostInterfaceFacts &interface)
-{
-    return Printable(interface.name) + " (" + SubnetText(interface.address, interface.subnetMask) + ")";
-}
-
 /// A word by which the camera can be named on a command line though no connection can reach it.
 std::string CameraWord(const OrvCam::DeviceDescription &camera)
 {
@@ -39,15 +34,17 @@ bool IsForeign(const Facts &facts, std::uint32_t address)
 {
     if (facts.camera.state == OrvCam::DeviceState::Unreachable)
         return true;
+    if (facts.camera.state != OrvCam::DeviceState::Unknown)
+        return false; // it was reached, by a router where no subnet fits
     return std::none_of(facts.interfaces.begin(), facts.interfaces.end(), [&](const HostInterfaceFacts &interface) {
-        return interface.isUp && IsInSubnet(address, interface.address, interface.subnetMask);
+        return interface.isUp && interface.address != 0 && IsInSubnet(address, interface.address, interface.subnetMask);
     });
 }
 
 /// Where the kernel tells of no such interface, nothing is proposed.
 void ProposeIn(const HostInterfaceFacts &interface, const Facts &facts, std::uint32_t address, Diagnosis &diagnosis)
 {
-    std::vector<std::uint32_t> taken;
+    std::vector<std::uint32_t> taken = facts.takenAddresses;
     for (const HostInterfaceFacts &other : facts.interfaces)
         taken.push_back(other.address);
     const std::uint32_t proposed = ProposeAddress(interface, address, taken);
@@ -68,7 +65,7 @@ Finding FindHolder(const Facts &facts)
 {
     const bool isHeld = facts.camera.state == OrvCam::DeviceState::Busy ||
                         facts.camera.state == OrvCam::DeviceState::ReadOnly || !facts.camera.holder.empty();
-    if (facts.isOpen || facts.camera.state == OrvCam::DeviceState::OpenHere || !isHeld)
+    if (facts.isOpen || facts.isMissing || facts.camera.state == OrvCam::DeviceState::OpenHere || !isHeld)
         return {};
     Diagnosis diagnosis{};
     const std::string &holder = facts.camera.holder;
@@ -90,7 +87,7 @@ Finding FindHolder(const Facts &facts)
 Finding FindForeignSubnet(const Facts &facts)
 {
     const auto address = ParseIpv4(facts.camera.address);
-    if (facts.isOpen || !address || !IsForeign(facts, *address))
+    if (facts.isOpen || facts.isMissing || !address || !IsForeign(facts, *address))
         return {};
     Diagnosis diagnosis{};
     const auto mask = ParseIpv4(facts.camera.subnetMask);
@@ -107,41 +104,13 @@ Finding FindForeignSubnet(const Facts &facts)
     return diagnosis;
 }
 
-Finding FindReversePathFilter(const Facts &facts)
+Finding FindBusyAnswers(const Facts &facts)
 {
-    constexpr int kStrict = 1;
-    const auto address = ParseIpv4(facts.camera.address);
-    const HostInterfaceFacts *const interface = InterfaceOf(facts.camera, facts.interfaces);
-    if (!address || !interface || interface->reversePathFilter != kStrict || !(LacksPackets(facts) || facts.isSilent))
-        return {};
-    const Twins twins = FindTwins(facts);
-    const bool isElsewhere = !IsInSubnet(*address, interface->address, interface->subnetMask);
-    if (!twins.other && !isElsewhere)
+    if (!facts.answersBusy || facts.isSilent)
         return {};
     Diagnosis diagnosis{};
-    diagnosis.finding = "The kernel drops the camera's packets on " + InterfaceText(*interface) +
-                        ": its reverse-path filter is strict (rp_filter = 1), and its way to " + Ipv4Text(*address) +
-                        (twins.other ? " leads through " + Printable(twins.other->name) + "."
-                                     : " does not lead through that interface.");
-    diagnosis.remedy = "Make the filter loose for this interface.";
-    std::string name = interface->name;
-    std::replace(name.begin(), name.end(), '.', '/'); // as sysctl wants the dot in a VLAN's name
-    diagnosis.command = "sudo sysctl -w " + ShellWord("net.ipv4.conf." + name + ".rp_filter=2");
-    return diagnosis;
-}
-
-Finding FindTwoInterfaces(const Facts &facts)
-{
-    const Twins twins = FindTwins(facts);
-    if (!twins.other || !(LacksPackets(facts) || facts.isSilent))
-        return {};
-    Diagnosis diagnosis{};
-    diagnosis.finding = InterfaceText(*twins.other) + " and " + InterfaceText(*twins.cameras) +
-                        " are in the same subnet as the camera: what is meant for one goes out through the other.";
-    diagnosis.remedy = "Give each interface a subnet of its own, or take the address off the one that the camera is "
-                       "not connected to.";
-    diagnosis.command = "sudo ip address del " + SubnetText(twins.other->address, twins.other->subnetMask) + " dev " +
-                        ShellWord(twins.other->name);
+    diagnosis.finding = "The camera answers that it is busy, though nobody holds it.";
+    diagnosis.remedy = "Wait a while; when that does not help, switch the camera off and on.";
     return diagnosis;
 }
 

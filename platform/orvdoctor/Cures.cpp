@@ -66,6 +66,10 @@ int ApplyCure(OrvCam::Device &device, Cure cure, const Diagnosis &diagnosis)
         return SwitchTriggersOff(*features);
     case Cure::TriggerOnce:
         return TriggerOnce(*features);
+    case Cure::TakeContinuously: {
+        OrvCam::EnumerationNode *const mode = features->GetEnum("AcquisitionMode");
+        return mode ? mode->SetValue("Continuous") : static_cast<int>(ORV_CAM_ERR_FEATURE_NOT_PRESENT);
+    }
     case Cure::ReducePacketSize:
         return SetPacketSize(*features, diagnosis.value);
     case Cure::ShortenExposure:
@@ -76,6 +80,12 @@ int ApplyCure(OrvCam::Device &device, Cure cure, const Diagnosis &diagnosis)
         break;
     }
     return ORV_CAM_ERR_INVALID_PARAMETER;
+}
+
+bool WantsRestart(Cure cure)
+{
+    // The receiver counts on the packet size that it was started with; the camera, on the number of frames.
+    return cure == Cure::ReducePacketSize || cure == Cure::TakeContinuously;
 }
 
 } // namespace orv

@@ -48,6 +48,14 @@ std::string PercentText(double share)
     return Digits(percent, 4) + " %";
 }
 
+std::string BytesText(std::uint64_t bytes)
+{
+    const auto size = static_cast<double>(bytes);
+    if (bytes >= 1000000)
+        return Digits(size / 1e6, 3) + " MB";
+    return bytes >= 1000 ? Digits(size / 1e3, 3) + " kB" : CountText(bytes, "byte", "bytes");
+}
+
 std::string CountText(std::uint64_t count, const char *one, const char *many)
 {
     return std::to_string(count) + " " + (count == 1 ? one : many);

@@ -12,6 +12,8 @@ std::string SecondsText(double seconds);
 std::string PercentText(double share);
 /// At most four significant digits.
 std::string NumberText(double value);
+/// "800 bytes", "12 kB", "3.4 MB"; in thousands.
+std::string BytesText(std::uint64_t bytes);
 /// "1 picture", "12 pictures"
 std::string CountText(std::uint64_t count, const char *one, const char *many);
 

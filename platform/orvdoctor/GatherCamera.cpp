@@ -24,10 +24,18 @@ bool IsSilence(int status)
 /// Reads features by name and remembers that the camera fell silent.
 class Settings {
 public:
-    explicit Settings(OrvCam::FeatureArray &features) : m_features(features) {}
+    Settings(OrvCam::FeatureArray &features, const std::function<void()> &onAnswer)
+        : m_features(features), m_onAnswer(onAnswer)
+    {
+    }
 
     bool IsSilent() const { return m_isSilent; }
-    void Note(int status) { m_isSilent = m_isSilent || IsSilence(status); }
+    void Note(int status)
+    {
+        m_isSilent = m_isSilent || IsSilence(status);
+        if (!m_isSilent)
+            m_onAnswer();
+    }
 
     /// The first feature of these that can be read, integer or float.
     std::optional<double> Number(std::initializer_list<const char *> names)
@@ -66,6 +74,7 @@ private:
     }
 
     OrvCam::FeatureArray &m_features;
+    const std::function<void()> &m_onAnswer;
     bool m_isSilent = false;
 };
 
@@ -85,13 +94,45 @@ template <class Unsigned> Unsigned ToCount(std::optional<double> value)
     return value && *value > 0 && *value < 1e15 ? static_cast<Unsigned>(*value) : Unsigned{0};
 }
 
+/// The trigger that the selector stands at, if it is on.
+std::optional<StartTrigger> PresentTrigger(OrvCam::FeatureArray &features, const std::string &selector, int *err)
+{
+    OrvCam::EnumerationNode *const mode = features.GetEnum("TriggerMode");
+    if (!mode || mode->GetValue(err) != "On")
+        return std::nullopt;
+    OrvCam::EnumerationNode *const source = features.GetEnum("TriggerSource");
+    return StartTrigger{selector, source ? source->GetValue() : std::string()};
+}
+
+/// The first start trigger that is on, the present one before others.
+void GatherTrigger(OrvCam::FeatureArray &features, TriggerSearch search, Settings &settings, Facts &facts)
+{
+    int status = ORV_CAM_OK;
+    std::optional<StartTrigger> trigger;
+    facts.triggerSelector = settings.Entry("TriggerSelector");
+    if (!settings.IsSilent() && (facts.triggerSelector.empty() || IsStartTrigger(facts.triggerSelector))) {
+        trigger = PresentTrigger(features, facts.triggerSelector, &status);
+        settings.Note(status);
+    }
+    if (!trigger && !facts.triggerSelector.empty() && search == TriggerSearch::All && !settings.IsSilent()) {
+        const auto all = SwitchedOnTriggers(features, &status, [&](int each) { settings.Note(each); });
+        if (!all.empty())
+            trigger = all.front();
+    }
+    facts.hasTrigger = trigger.has_value();
+    if (!trigger)
+        return;
+    facts.triggerSelector = trigger->selector;
+    facts.triggerSource = trigger->source;
+}
+
 } // namespace
 
-std::vector<StartTrigger> SwitchedOnTriggers(OrvCam::FeatureArray &features, int *err)
+std::vector<StartTrigger> SwitchedOnTriggers(OrvCam::FeatureArray &features, int *err,
+                                             const std::function<void(int status)> &onStep)
 {
     *err = ORV_CAM_OK;
-    OrvCam::EnumerationNode *const mode = features.GetEnum("TriggerMode");
-    if (!mode)
+    if (!features.GetEnum("TriggerMode"))
         return {};
     OrvCam::EnumerationNode *const selector = features.GetEnum("TriggerSelector");
     std::vector<std::string> entries{""};
@@ -106,28 +147,27 @@ std::vector<StartTrigger> SwitchedOnTriggers(OrvCam::FeatureArray &features, int
             break;
         *err = WithSelector(features, entry, [&] {
             int status = ORV_CAM_OK;
-            OrvCam::EnumerationNode *const source = features.GetEnum("TriggerSource");
-            if (mode->GetValue(&status) == "On")
-                found.push_back({entry, source ? source->GetValue() : std::string()});
+            if (const auto trigger = PresentTrigger(features, entry, &status))
+                found.push_back(*trigger);
             return status;
         });
+        onStep(*err);
     }
     return found;
 }
 
-void GatherCamera(OrvCam::Device &device, Facts &facts)
+void GatherCamera(OrvCam::Device &device, Facts &facts, TriggerSearch search, const std::function<void()> &onAnswer)
 {
     facts.camera = device.GetDescription();
     facts.isOpen = true;
     OrvCam::FeatureArray *const features = device.GetCameraParameters();
     if (!features)
         return;
-    Settings settings(*features);
-    int status = ORV_CAM_OK;
-    const std::vector<StartTrigger> triggers = SwitchedOnTriggers(*features, &status);
-    settings.Note(status);
-    facts.hasTrigger = !triggers.empty();
-    facts.triggerSource = triggers.empty() ? "" : triggers.front().source;
+    Settings settings(*features, onAnswer);
+    GatherTrigger(*features, search, settings, facts);
+    facts.acquisitionMode = settings.Entry("AcquisitionMode");
+    if (facts.acquisitionMode == "MultiFrame")
+        facts.acquisitionFrameCount = ToCount<std::uint64_t>(settings.Number({"AcquisitionFrameCount"}));
 
     facts.exposureUs = settings.Number({"ExposureTime", "ExposureTimeAbs"}).value_or(0);
     const std::string automatic = settings.Entry("ExposureAuto");
@@ -137,7 +177,6 @@ void GatherCamera(OrvCam::Device &device, Facts &facts)
     facts.gain = gain.value_or(0);
     facts.frameRateHz = FrameRate(settings);
     facts.payloadSize = ToCount<std::uint64_t>(settings.Number({"PayloadSize"}));
-    facts.streamPort = ToCount<std::uint16_t>(settings.Number({"GevSCSP"}));
     if (facts.stream.packetSize == 0)
         facts.stream.packetSize = ToCount<std::uint64_t>(settings.Number({"GevSCPSPacketSize"}));
     facts.isSilent = settings.IsSilent();

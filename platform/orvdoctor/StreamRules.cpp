@@ -30,6 +30,13 @@ bool HasSmallBuffer(const OrvCam::StreamStatistics &stream)
     return stream.kernelDrops > 0 && stream.receiveBuffer < stream.wantedReceiveBuffer;
 }
 
+/// The kernel counts what it drops in entries of a socket's queue, and may have made one of many packets.
+bool DropsExplainLoss(const OrvCam::StreamStatistics &stream)
+{
+    constexpr std::uint64_t kPacketsOfEntry = 64;
+    return stream.kernelDrops >= stream.missing / 2 / kPacketsOfEntry;
+}
+
 /// More than one frame in a thousand.
 bool IsNoticeable(std::uint64_t lost, std::uint64_t all)
 {
@@ -46,30 +53,22 @@ std::string ExposureText(const Facts &facts)
     return text.empty() ? "." : "; " + text + ".";
 }
 
-std::string FirewallCommand(const Facts &facts)
+std::string LossText(const Facts &facts)
 {
-    const auto address = ParseIpv4(facts.camera.address);
-    if (!address)
-        return {};
-    const std::string source = Ipv4Text(*address);
-    const std::string port = facts.streamPort != 0 ? std::to_string(facts.streamPort) : "";
-    if (facts.firewall == "ufw")
-        return "sudo ufw allow proto udp from " + source + (port.empty() ? "" : " port " + port);
-    if (facts.firewall == "firewalld")
-        return "sudo firewall-cmd --add-rich-rule='rule family=ipv4 source address=" + source +
-               (port.empty() ? " protocol value=udp" : " source-port port=" + port + " protocol=udp") + " accept'";
-    return "sudo iptables -I INPUT -p udp -s " + source + (port.empty() ? "" : " --sport " + port) + " -j ACCEPT";
-}
-
-std::string LossText(const OrvCam::StreamStatistics &stream)
-{
-    std::string text = std::to_string(stream.incomplete) + " of " + CountText(stream.delivered, "picture", "pictures") +
-                       " came incomplete";
+    const OrvCam::StreamStatistics &stream = facts.stream;
+    // Handing over and counting are no one step.
+    const std::uint64_t all = std::max(stream.delivered, stream.incomplete);
+    std::string text =
+        std::to_string(stream.incomplete) + " of " + CountText(all, "picture", "pictures") + " came incomplete";
+    if (facts.countedSeconds > 0)
+        text += " in " + SecondsText(facts.countedSeconds);
     if (stream.missing > 0)
         text += ": " + CountText(stream.missing, "packet", "packets") + " never arrived";
     if (stream.requested > 0)
-        text += "; " + std::to_string(stream.requested) + " were asked for again, " + std::to_string(stream.resent) +
-                " of them came";
+        text += "; " + CountText(stream.requested, "packet was", "packets were") + " asked for again, " +
+                std::to_string(stream.resent) + " of them came";
+    if (stream.unusable > 0)
+        text += "; " + CountText(stream.unusable, "packet was", "packets were") + " malformed or of no stream of ours";
     return text + ".";
 }
 
@@ -94,9 +93,28 @@ Finding FindTrigger(const Facts &facts)
     return diagnosis;
 }
 
+Finding FindEndedAcquisition(const Facts &facts)
+{
+    if (!IsWithoutFrames(facts) || facts.isSilent || facts.hasTrigger)
+        return {};
+    const bool isSingle = facts.acquisitionMode == "SingleFrame";
+    const std::uint64_t told = isSingle ? 1 : facts.acquisitionMode == "MultiFrame" ? facts.acquisitionFrameCount : 0;
+    const std::uint64_t came = facts.completeFrames + facts.incompleteFrames;
+    if (told == 0 || came < told)
+        return {};
+    Diagnosis diagnosis{};
+    diagnosis.finding = "The camera was told to take " + CountText(told, "picture", "pictures") +
+                        " only (AcquisitionMode is " + facts.acquisitionMode + "); " +
+                        (came == 1 ? "it has come." : "they have come.");
+    diagnosis.remedy = "Set AcquisitionMode to Continuous, and start again.";
+    diagnosis.cure = Cure::TakeContinuously;
+    return diagnosis;
+}
+
 Finding FindLongExposure(const Facts &facts)
 {
-    if (!IsWithoutFrames(facts) || facts.hasTrigger || facts.isSilent || !IsWithinPicturePeriod(facts))
+    if (!IsWithoutFrames(facts) || facts.hasTrigger || facts.isSilent || FindEndedAcquisition(facts) ||
+        !IsWithinPicturePeriod(facts))
         return {};
     Diagnosis diagnosis{};
     const double exposureSeconds = facts.exposureUs / 1e6;
@@ -120,7 +138,8 @@ Finding FindLargePackets(const Facts &facts)
     const HostInterfaceFacts *const interface = InterfaceOf(facts.camera, facts.interfaces);
     const std::uint64_t mtu = interface && interface->mtu > 0 ? static_cast<std::uint64_t>(interface->mtu) : 0;
     const bool isAboveMtu = mtu != 0 && stream.packetSize > mtu;
-    if (!LosesAllLongPackets(facts) && !(isAboveMtu && (HasOnlyIncompleteFrames(facts) || LacksPackets(facts))))
+    const bool isHarmful = LacksPackets(facts) || IsNoticeable(stream.incomplete, stream.delivered);
+    if (facts.isSilent || (!LosesAllLongPackets(facts) && !(isAboveMtu && isHarmful)))
         return {};
     Diagnosis diagnosis{};
     const std::string size = std::to_string(stream.packetSize);
@@ -129,14 +148,14 @@ Finding FindLargePackets(const Facts &facts)
         diagnosis.finding = "The camera sends packets of " + size + " bytes, but " + Printable(interface->name) +
                             " carries only " + std::to_string(mtu) + ".";
         diagnosis.value = static_cast<double>(mtu);
-        diagnosis.command = "sudo ip link set dev " + ShellWord(interface->name) + " mtu " + size;
+        diagnosis.command = "sudo ip link set dev " + ShellWord(interface->name) + " mtu " + size; // until a restart
     } else {
         diagnosis.finding = "The camera sends packets of " + size +
                             " bytes, and not one of the long ones arrives: something on the way carries less.";
         diagnosis.value = static_cast<double>(stream.packetSize > kEthernetMtu ? kEthernetMtu : kSmallestMtu);
     }
     diagnosis.remedy = "Set GevSCPSPacketSize to " + NumberText(diagnosis.value) +
-                       (isAboveMtu ? ", or let interface and switches carry more."
+                       (isAboveMtu ? ", or let interface (for good in the network settings) and switches carry more."
                                    : ", or let every switch on the way carry larger packets (jumbo frames).");
     return diagnosis;
 }
@@ -144,18 +163,18 @@ Finding FindLargePackets(const Facts &facts)
 Finding FindSmallBuffer(const Facts &facts)
 {
     const OrvCam::StreamStatistics &stream = facts.stream;
-    if (!HasSmallBuffer(stream) || !IsNoticeable(stream.incomplete, stream.delivered))
+    if (facts.isSilent || !HasSmallBuffer(stream) || !IsNoticeable(stream.incomplete, stream.delivered))
         return {};
     Diagnosis diagnosis{};
     diagnosis.finding =
-        "This computer threw " + CountText(stream.kernelDrops, "packet", "packets") +
+        "This computer threw at least " + CountText(stream.kernelDrops, "packet", "packets") +
         " away: the socket's buffer has " + std::to_string(stream.receiveBuffer) + " bytes in place of " +
         std::to_string(stream.wantedReceiveBuffer) +
         (facts.receiveBufferLimit > 0 ? ", since net.core.rmem_max is " + std::to_string(facts.receiveBufferLimit)
                                       : "") +
         ".";
     diagnosis.remedy = "Allow larger buffers, then start the stream again.";
-    diagnosis.command = "sudo sysctl -w net.core.rmem_max=" + std::to_string(SuitableBufferLimit(facts));
+    SetSysctl(diagnosis, {"net.core.rmem_max=" + std::to_string(SuitableBufferLimit(facts))});
     return diagnosis;
 }
 
@@ -172,32 +191,17 @@ Finding FindNoBuffers(const Facts &facts)
     return diagnosis;
 }
 
-Finding FindNoPackets(const Facts &facts)
-{
-    if (!LacksPackets(facts))
-        return {};
-    Diagnosis diagnosis{};
-    diagnosis.finding = "The camera answers commands, but not one stream packet has arrived for " +
-                        SecondsText(facts.secondsSinceFrame) + ".";
-    diagnosis.remedy = "Mostly a firewall keeps them off: let UDP packets from the camera through";
-    if (facts.streamPort != 0)
-        diagnosis.remedy += " (it sends from port " + std::to_string(facts.streamPort) + ")";
-    diagnosis.remedy += ".";
-    diagnosis.command = FirewallCommand(facts);
-    return diagnosis;
-}
-
 Finding FindLostPackets(const Facts &facts)
 {
     const OrvCam::StreamStatistics &stream = facts.stream;
-    const bool isExplained = LosesAllLongPackets(facts) || FindLargePackets(facts) ||
-                             (HasSmallBuffer(stream) && stream.kernelDrops >= stream.missing / 2);
-    if (!facts.isStreaming || isExplained || !IsNoticeable(stream.incomplete, stream.delivered))
+    const bool isExplained =
+        LosesAllLongPackets(facts) || FindLargePackets(facts) || (HasSmallBuffer(stream) && DropsExplainLoss(stream));
+    if (!facts.isStreaming || facts.isSilent || isExplained || !IsNoticeable(stream.incomplete, stream.delivered))
         return {};
     Diagnosis diagnosis{};
-    diagnosis.finding = LossText(stream);
+    diagnosis.finding = LossText(facts);
     if (stream.kernelDrops > 0)
-        diagnosis.remedy = "This computer itself dropped " + std::to_string(stream.kernelDrops) +
+        diagnosis.remedy = "This computer itself dropped at least " + std::to_string(stream.kernelDrops) +
                            " of them, being too busy: close other programs, or lower the frame rate.";
     else if (stream.missing == 0)
         diagnosis.remedy = "The camera sends less than it announces: set its region and format anew, or restart it.";
@@ -211,11 +215,11 @@ Finding FindUnusablePackets(const Facts &facts)
 {
     const OrvCam::StreamStatistics &stream = facts.stream;
     if (!IsWithoutFrames(facts) || stream.packets == 0 || facts.hasTrigger || facts.isSilent ||
-        IsWithinPicturePeriod(facts))
+        IsWithinPicturePeriod(facts) || FindEndedAcquisition(facts))
         return {};
     Diagnosis diagnosis{};
-    diagnosis.finding = CountText(stream.packets, "stream packet has", "stream packets have") +
-                        " arrived, but no picture came of them for " + SecondsText(facts.secondsSinceFrame) + ".";
+    diagnosis.finding = CountText(stream.packets, "stream packet has", "stream packets have") + " arrived in " +
+                        SecondsText(facts.countedSeconds) + ", but no picture came of them.";
     if (stream.unusable + stream.oversized > 0)
         diagnosis.finding += " Malformed or of another stream were " + std::to_string(stream.unusable) +
                              ", longer than agreed " + std::to_string(stream.oversized) + ".";
@@ -225,7 +229,7 @@ Finding FindUnusablePackets(const Facts &facts)
 
 Finding FindBlack(const Facts &facts)
 {
-    if (!facts.hasPicture || facts.darkShare < kDarkLimit)
+    if (!facts.hasPicture || IsWithoutFrames(facts) || facts.darkShare < kDarkLimit)
         return {};
     Diagnosis diagnosis{};
     diagnosis.finding =
@@ -241,7 +245,7 @@ Finding FindBlack(const Facts &facts)
 
 Finding FindSaturated(const Facts &facts)
 {
-    if (!facts.hasPicture || facts.saturatedShare < kSaturatedLimit)
+    if (!facts.hasPicture || IsWithoutFrames(facts) || facts.saturatedShare < kSaturatedLimit)
         return {};
     Diagnosis diagnosis{};
     diagnosis.finding = "Pictures come, but " + PercentText(facts.saturatedShare) + " of them is as bright as can be" +

@@ -11,12 +11,28 @@ constexpr std::uint64_t kPacketOverhead = 36; ///< bytes of headers in a packet,
 /// Camera clocks are not exact, reading out and sending take their time.
 constexpr double kPeriodSlack = 1.2;
 constexpr double kReadOutSeconds = 0.5;
+constexpr double kLongestPatienceSeconds = 10;
+constexpr double kPausesOfPatience = 3;
+/// Settings may ask for more than the link carries.
+constexpr double kSlowestShare = 0.125;
+
+/// That the camera should have sent at least in the time that is judged.
+double LeastBytes(const Facts &facts)
+{
+    const double pictures = facts.frameRateHz * facts.countedSeconds * kSlowestShare;
+    return static_cast<double>(facts.payloadSize) * std::max(1.0, pictures);
+}
 
 } // namespace
 
+double PatienceSeconds(double longestPauseSeconds)
+{
+    return std::max(kPatienceSeconds, std::min(kLongestPatienceSeconds, kPausesOfPatience * longestPauseSeconds));
+}
+
 bool IsWithoutFrames(const Facts &facts)
 {
-    return facts.isOpen && facts.isStreaming && facts.secondsSinceFrame >= kPatienceSeconds;
+    return facts.isOpen && facts.isStreaming && facts.secondsSinceFrame >= PatienceSeconds(facts.longestPauseSeconds);
 }
 
 double PicturePeriodSeconds(const Facts &facts)
@@ -34,7 +50,7 @@ bool IsWithinPicturePeriod(const Facts &facts)
 bool LacksPackets(const Facts &facts)
 {
     return IsWithoutFrames(facts) && facts.stream.packets == 0 && !facts.hasTrigger && !facts.isSilent &&
-           !IsWithinPicturePeriod(facts);
+           !IsWithinPicturePeriod(facts) && !FindEndedAcquisition(facts);
 }
 
 bool HasOnlyIncompleteFrames(const Facts &facts)
@@ -42,29 +58,57 @@ bool HasOnlyIncompleteFrames(const Facts &facts)
     return facts.isStreaming && facts.stream.incomplete > 0 && facts.stream.incomplete >= facts.stream.delivered;
 }
 
+const HostCounts::Arrived *ArrivedAt(const Facts &facts, const std::string &interface)
+{
+    const auto &all = facts.host.arrived;
+    const auto found = std::find_if(all.begin(), all.end(), [&](const auto &one) { return one.name == interface; });
+    return found == all.end() || !facts.host.areKnown ? nullptr : &*found;
+}
+
+bool MayCarryStream(const Facts &facts, const std::string &interface)
+{
+    const HostCounts::Arrived *const arrived = ArrivedAt(facts, interface);
+    return arrived && facts.payloadSize > 0 && static_cast<double>(arrived->bytes) >= LeastBytes(facts);
+}
+
+bool ThrowsStreamAway(const Facts &facts)
+{
+    constexpr double kLargestPacket = 65536; // that the kernel makes of several before it counts
+    constexpr double kStrays = 5;
+    return facts.host.areKnown && facts.payloadSize > 0 &&
+           static_cast<double>(facts.host.undelivered) >= std::max(kStrays, LeastBytes(facts) / kLargestPacket);
+}
+
 bool LosesAllLongPackets(const Facts &facts)
 {
     constexpr std::uint64_t kShortPerFrame = 3; // leader, trailer and a short last one
+    constexpr std::uint64_t kUnfinished = 4;    // frames that are being received at the ends of the time judged
     const OrvCam::StreamStatistics &stream = facts.stream;
     if (!HasOnlyIncompleteFrames(facts) || stream.packetSize <= kPacketOverhead)
         return false;
     const std::uint64_t perFrame = facts.payloadSize / (stream.packetSize - kPacketOverhead);
-    return perFrame > 2 * kShortPerFrame && stream.packets <= kShortPerFrame * stream.delivered;
+    const std::uint64_t frames = std::max(stream.started, stream.delivered) + kUnfinished;
+    const std::uint64_t answers = std::min(stream.refused, stream.packets); // to what was asked for again
+    return perFrame > 2 * kShortPerFrame && stream.packets - answers <= kShortPerFrame * frames &&
+           stream.packets - answers < perFrame * stream.delivered / 2;
 }
 
 Twins FindTwins(const Facts &facts)
 {
+    const auto isUsed = [](const HostInterfaceFacts &one) { return one.isUp && one.address != 0 && !one.isLoopback; };
+    const auto overlap = [&](const HostInterfaceFacts &a, const HostInterfaceFacts &b) {
+        return a.name != b.name && isUsed(a) && isUsed(b) &&
+               IsInSubnet(a.address, b.address, a.subnetMask & b.subnetMask);
+    };
     const auto address = ParseIpv4(facts.camera.address);
     const HostInterfaceFacts *const cameras = InterfaceOf(facts.camera, facts.interfaces);
-    const auto holdsIt = [&](const HostInterfaceFacts &interface) {
-        return interface.isUp && interface.subnetMask != 0 &&
-               IsInSubnet(*address, interface.address, interface.subnetMask);
-    };
-    if (!address || !cameras || !holdsIt(*cameras))
-        return {};
-    for (const HostInterfaceFacts &interface : facts.interfaces)
-        if (interface.name != cameras->name && holdsIt(interface))
-            return {&interface, cameras};
+    for (const HostInterfaceFacts &own : facts.interfaces) {
+        if (!facts.isMissing && (!address || &own != cameras || !IsInSubnet(*address, own.address, own.subnetMask)))
+            continue;
+        for (const HostInterfaceFacts &other : facts.interfaces)
+            if (overlap(own, other) && (facts.isMissing || IsInSubnet(*address, other.address, other.subnetMask)))
+                return {&other, &own};
+    }
     return {};
 }
 

@@ -2,6 +2,7 @@
 
 #include "orvcam/OrvFeatures.h"
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,7 +16,9 @@ struct StartTrigger {
 
 /// The start triggers that are switched on. Looks at each of them by TriggerSelector and puts that back afterwards.
 /// \param err  the status of the first feature that could not be read though it is there.
-std::vector<StartTrigger> SwitchedOnTriggers(OrvCam::FeatureArray &features, int *err);
+/// \param onStep  called with the status of each of them.
+std::vector<StartTrigger> SwitchedOnTriggers(
+    OrvCam::FeatureArray &features, int *err, const std::function<void(int status)> &onStep = [](int) {});
 
 /// Runs `act` with TriggerSelector at the given entry and puts the selector back afterwards.
 /// \return what `act` returned, or the status of the selector when it could not be set.

@@ -70,6 +70,8 @@ QString CureText(orv::Cure cure, double value)
         return DiagnosisBar::tr("Switch trigger off");
     case orv::Cure::TriggerOnce:
         return DiagnosisBar::tr("Trigger once");
+    case orv::Cure::TakeContinuously:
+        return DiagnosisBar::tr("Take pictures without end");
     case orv::Cure::ReducePacketSize:
         return DiagnosisBar::tr("Set packet size to %1").arg(static_cast<int>(value));
     case orv::Cure::ShortenExposure:

@@ -14,12 +14,12 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr int kTickMs = 100;
-constexpr qint64 kSuspicionMs = 500; ///< without a picture: counts are read to compare later ones with
+constexpr qint64 kSuspicionMs = 300; ///< without a picture: counts are read to compare later ones with
 constexpr qint64 kPatienceMs = static_cast<qint64>(orv::kPatienceSeconds * 1000) + kTickMs / 2;
-constexpr qint64 kLongestPatienceMs = 10000;
-constexpr qint64 kPausesOfPatience = 3;
-constexpr qint64 kSilenceMs = 1800; ///< without a picture and an answer
+constexpr qint64 kLeastSpanMs = 600; ///< of counts that say something; less than the two before leave
+constexpr qint64 kSilenceMs = 1800;  ///< without a picture and an answer
 constexpr qint64 kAskAgainMs = 2000;
+constexpr qint64 kSearchAgainMs = 10000; ///< through all triggers, for which the camera's selector is written
 constexpr milliseconds kBetweenLooks{200};
 constexpr milliseconds kNothingToSee{1500};
 
@@ -55,14 +55,15 @@ PictureWatch::~PictureWatch()
 void PictureWatch::Start()
 {
     m_arrivals = Arrivals();
-    m_arrivals.complete = ReadCount(m_grabber, "FramesAcquired");
-    m_arrivals.incomplete = ReadCount(m_grabber, "FramesIncomp");
-    m_known.reset();
-    m_countsAreStale = true;
+    m_arrivals.complete = m_arrivals.completeBefore = ReadCount(m_grabber, "FramesAcquired");
+    m_arrivals.incomplete = m_arrivals.incompleteBefore = ReadCount(m_grabber, "FramesIncomp");
     m_clock.start();
+    m_mark = Now();
+    m_markIsStale = false;
+    m_triggered.reset();
+    m_searchedMs = -kSearchAgainMs;
     StopDisplaying();
     m_timer.start();
-    Ask(Question::Counts);
 }
 
 void PictureWatch::Stop()
@@ -127,7 +128,7 @@ void PictureWatch::NoteArrivals()
             m_arrivals.longestPauseMs = std::max(m_arrivals.longestPauseMs, now - m_arrivals.lastPictureMs);
         m_arrivals.hasPicture = true;
         m_arrivals.lastPictureMs = now;
-        m_countsAreStale = true;
+        m_markIsStale = true;
     }
     m_arrivals.complete = complete;
     m_arrivals.incomplete = incomplete;
@@ -135,7 +136,8 @@ void PictureWatch::NoteArrivals()
 
 qint64 PictureWatch::PatienceMs() const
 {
-    return std::max(kPatienceMs, std::min(kLongestPatienceMs, kPausesOfPatience * m_arrivals.longestPauseMs));
+    const double seconds = orv::PatienceSeconds(static_cast<double>(m_arrivals.longestPauseMs) / 1000);
+    return static_cast<qint64>(seconds * 1000) + kTickMs / 2;
 }
 
 bool PictureWatch::LacksPictures() const
@@ -150,34 +152,39 @@ void PictureWatch::Look()
     const bool inTrouble = LacksPictures() || ShowsNothing();
     if (!inTrouble)
         Tell(std::nullopt);
+    if (m_markIsStale && now - m_arrivals.lastPictureMs >= kSuspicionMs) {
+        m_mark = Now();
+        m_markIsStale = false;
+    }
     if (IsAsking())
-        return CheckSilence();
-    if (inTrouble && (!m_isTelling || now - m_askedMs >= kAskAgainMs))
-        Ask(Question::Everything);
-    else if (m_countsAreStale && now - m_arrivals.lastPictureMs >= kSuspicionMs)
-        Ask(Question::Counts);
+        CheckSilence();
+    else if (inTrouble && now - m_mark.ms >= kLeastSpanMs && (!m_isTelling || now - m_askedMs >= kAskAgainMs))
+        Ask();
+}
+
+PictureWatch::Mark PictureWatch::Now()
+{
+    OrvCam::Stream *const stream = m_device->GetStreamByIndex(0);
+    return {m_clock.elapsed(), stream ? stream->GetStatistics() : OrvCam::StreamStatistics(), orv::ReadHostCounts()};
 }
 
 // Asking
 
-void PictureWatch::Ask(Question question)
+void PictureWatch::Ask()
 {
-    if (IsAsking())
-        return;
     m_askedMs = m_clock.elapsed();
-    m_asksEverything = question == Question::Everything;
-    m_countsAreStale = m_countsAreStale && question == Question::Everything;
-    const auto ask = [this, question, round = m_round] {
+    m_answeredMs = m_askedMs;
+    const bool isTimeToSearch = m_askedMs - m_searchedMs >= kSearchAgainMs;
+    const orv::TriggerSearch search = isTimeToSearch ? orv::TriggerSearch::All : orv::TriggerSearch::Present;
+    if (isTimeToSearch)
+        m_searchedMs = m_askedMs;
+    const auto ask = [this, search, round = m_round, clock = m_clock] {
         orv::Facts facts;
-        facts.camera = m_device->GetDescription();
-        if (OrvCam::Stream *stream = m_device->GetStreamByIndex(0))
-            facts.stream = stream->GetStatistics();
+        orv::GatherCamera(*m_device, facts, search, [&] { m_answeredMs = clock.elapsed(); });
         orv::GatherHost(facts);
-        if (question == Question::Everything)
-            orv::GatherCamera(*m_device, facts);
-        const auto answer = [this, facts, question, round] {
+        const auto answer = [this, facts, search, round] {
             if (round == m_round)
-                OnAnswer(facts, question);
+                OnAnswer(facts, search);
         };
         QMetaObject::invokeMethod(this, answer, Qt::QueuedConnection);
     };
@@ -188,41 +195,50 @@ void PictureWatch::Ask(Question question)
     }
 }
 
-void PictureWatch::OnAnswer(const orv::Facts &answer, Question question)
+void PictureWatch::OnAnswer(orv::Facts answer, orv::TriggerSearch search)
 {
     m_thread.join(); // sending the answer was its last act
     NoteArrivals();
-    if (question == Question::Counts) {
-        m_before = answer.stream;
-        m_known = answer;
-        return;
+    // A trigger that another place of the selector has is not looked at each time.
+    const bool isElsewhere = m_triggered && m_triggered->triggerSelector != answer.triggerSelector;
+    if (!answer.hasTrigger && search == orv::TriggerSearch::Present && isElsewhere) {
+        answer.hasTrigger = true;
+        answer.triggerSource = m_triggered->triggerSource;
+    } else {
+        m_triggered = answer.hasTrigger ? std::optional<orv::Facts>(answer) : std::nullopt;
     }
-    m_known = answer;
     if (LacksPictures() || ShowsNothing())
-        Judge(answer, true);
+        Judge(answer);
 }
 
 /// Called while a question is open.
 void PictureWatch::CheckSilence()
 {
     const qint64 now = m_clock.elapsed();
-    if (!m_asksEverything || m_isTelling || !m_known || now - m_askedMs < kSilenceMs - kPatienceMs ||
+    if (m_isTelling || now - m_answeredMs < kSilenceMs - kPatienceMs ||
         now - m_arrivals.lastPictureMs < std::max(kSilenceMs, PatienceMs()))
         return;
-    orv::Facts facts = *m_known;
+    orv::Facts facts;
+    facts.camera = m_device->GetDescription();
     facts.isOpen = true;
     facts.isSilent = true;
-    Judge(facts, false);
+    orv::GatherHost(facts);
+    Judge(facts);
 }
 
-void PictureWatch::Judge(orv::Facts facts, bool countsAreNew)
+void PictureWatch::Judge(orv::Facts facts)
 {
-    const qint64 now = m_clock.elapsed();
+    const Mark mark = Now();
     facts.isStreaming = true;
-    facts.streamingSeconds = static_cast<double>(now) / 1000;
-    facts.secondsSinceFrame = static_cast<double>(now - m_arrivals.lastFrameMs) / 1000;
-    if (countsAreNew)
-        facts.stream = orv::Since(m_before, facts.stream);
+    facts.streamingSeconds = static_cast<double>(mark.ms) / 1000;
+    facts.secondsSinceFrame = static_cast<double>(mark.ms - m_arrivals.lastFrameMs) / 1000;
+    facts.longestPauseSeconds = static_cast<double>(m_arrivals.longestPauseMs) / 1000;
+    const auto count = [](long now, long before) { return static_cast<std::uint64_t>(std::max(0L, now - before)); };
+    facts.completeFrames = count(m_arrivals.complete, m_arrivals.completeBefore);
+    facts.incompleteFrames = count(m_arrivals.incomplete, m_arrivals.incompleteBefore);
+    facts.stream = orv::Since(m_mark.stream, mark.stream);
+    facts.host = orv::Since(m_mark.host, mark.host);
+    facts.countedSeconds = static_cast<double>(mark.ms - m_mark.ms) / 1000;
     const bool lacksPictures = LacksPictures();
     if (!lacksPictures) {
         const orv::MutexLock lock(m_levelsMutex);

@@ -12,6 +12,7 @@
 #include <chrono>
 #include <optional>
 #include <set>
+#include <string>
 #include <thread>
 
 class DisplayView;
@@ -21,10 +22,12 @@ class GrabbingFifo;
 ///
 /// A stream counts as without pictures after a second, or after three times the longest pause that there has been
 /// between its pictures, so that a slow trigger is not complained of again and again. While that lasts, host and camera
-/// are asked every two seconds, on a thread of its own: the event loop never waits for a camera. A camera that leaves
-/// the first question open is reported silent, still within two seconds.
+/// are asked every two seconds, on a thread of its own: the event loop never waits for a camera. A camera from which no
+/// answer comes for a while is reported silent, still within two seconds.
 ///
-/// Counts are taken over the time without pictures alone; what was lost an hour ago explains nothing.
+/// Counts are taken over the time without pictures alone; what was lost an hour ago explains nothing. They are read
+/// here, since neither stream nor kernel asks a camera for them, so that each belongs to a time that is known: a late
+/// reading makes the judged time shorter, and a short one is not judged.
 ///
 /// Threads: GUI thread; DisplayImage and StopDisplaying come on the display's.
 class PictureWatch : public QObject, private FrameSink {
@@ -49,11 +52,18 @@ signals:
     void signalAllWell();
 
 private:
-    enum class Question { Counts, Everything };
+    /// What had been counted up to a time.
+    struct Mark {
+        qint64 ms = 0; ///< on m_clock
+        OrvCam::StreamStatistics stream;
+        orv::HostCounts host;
+    };
     /// What is remembered of the pictures that came.
     struct Arrivals {
         long complete = 0;
         long incomplete = 0;
+        long completeBefore = 0; ///< the stream was started, as the next
+        long incompleteBefore = 0;
         qint64 lastPictureMs = 0; ///< on m_clock, as the next
         qint64 lastFrameMs = 0;   ///< complete or not
         qint64 longestPauseMs = 0;
@@ -65,10 +75,11 @@ private:
 
     void Look();
     void NoteArrivals();
-    void Ask(Question question);
-    void OnAnswer(const orv::Facts &answer, Question question);
+    Mark Now();
+    void Ask();
+    void OnAnswer(orv::Facts answer, orv::TriggerSearch search);
     void CheckSilence();
-    void Judge(orv::Facts facts, bool countsAreNew);
+    void Judge(orv::Facts facts);
     void Tell(const std::optional<orv::Diagnosis> &diagnosis);
     bool LacksPictures() const;
     /// Pictures come, but have been black or white for a while.
@@ -85,10 +96,11 @@ private:
     std::thread m_thread; ///< asks; joined when its answer is here
     int m_round = 0;      ///< answers of earlier rounds are history
     qint64 m_askedMs = 0;
-    bool m_asksEverything = false;
-    bool m_countsAreStale = false; ///< a picture came since m_before was read
-    std::optional<orv::Facts> m_known;
-    OrvCam::StreamStatistics m_before; ///< when pictures last came
+    qint64 m_searchedMs = 0;               ///< when all triggers were looked at
+    std::atomic<qint64> m_answeredMs{0};   ///< when the camera last answered m_thread
+    std::optional<orv::Facts> m_triggered; ///< the answer by which a trigger was on
+    Mark m_mark;                           ///< of the time just after pictures last came
+    bool m_markIsStale = false;            ///< a picture came since
     bool m_isTelling = false;
     std::set<orv::Cause> m_dismissed;
 

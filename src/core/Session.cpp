@@ -354,8 +354,7 @@ void Session::Cure(orv::Cure cure, const orv::Diagnosis &diagnosis)
     const Busy busy(*this);
     m_watch->Stop(); // it looks at the same settings
     const int status = orv::RunBeside([&] { return orv::ApplyCure(*m_device, cure, diagnosis); });
-    // The receiver counts on the packet size that it was started with.
-    const bool wantsRestart = status != ORV_CAM_OK || cure == orv::Cure::ReducePacketSize;
+    const bool wantsRestart = status != ORV_CAM_OK || orv::WantsRestart(cure);
     if (wantsRestart && m_state == Acquisition) {
         m_pendingCure = PendingCure{cure, diagnosis};
         emit signalStopAcquisition();

@@ -21,6 +21,7 @@ orv::HostInterfaceFacts Interface(const char *name, const char *address)
     facts.address = orv::ParseIpv4(address).value();
     facts.subnetMask = 0xFFFFFF00;
     facts.mtu = 1500;
+    facts.isLoopback = facts.name == "lo";
     return facts;
 }
 
@@ -35,8 +36,13 @@ Facts Healthy()
     facts.camera.interface = {OrvCam::ORV_INTERFACE_GEV, "GEV:eth0:10.0.0.1", "eth0 (10.0.0.1)", "x.cti"};
     facts.interfaces = {Interface("lo", "127.0.0.1"), Interface("eth0", "10.0.0.1"), Interface("wlan0", "10.0.7.1")};
     facts.isOpen = facts.isStreaming = true;
-    facts.streamingSeconds = 10;
-    facts.secondsSinceFrame = 0.03;
+    facts.streamingSeconds = facts.countedSeconds = 10;
+    facts.secondsSinceFrame = facts.longestPauseSeconds = 0.03;
+    facts.completeFrames = 300;
+    facts.routeIsKnown = true;
+    facts.routeInterface = "eth0";
+    facts.host.areKnown = true;
+    facts.host.arrived = {{"lo", 0, 0}, {"eth0", 300 * 720, 300U << 20}, {"wlan0", 10, 1000}, {"eth1", 0, 0}};
     facts.exposureUs = 5000;
     facts.hasGain = true;
     facts.frameRateHz = 30;
@@ -57,7 +63,10 @@ Facts NothingComes()
 {
     Facts facts = Healthy();
     facts.hasPicture = false;
-    facts.streamingSeconds = facts.secondsSinceFrame = 3;
+    facts.streamingSeconds = facts.secondsSinceFrame = facts.countedSeconds = 3;
+    facts.longestPauseSeconds = 0;
+    facts.completeFrames = 0;
+    facts.host.arrived[1] = {"eth0", 25, 2840};
     facts.stream.delivered = facts.stream.started = facts.stream.packets = 0;
     return facts;
 }
@@ -72,6 +81,25 @@ Facts Incomplete()
     facts.stream.missing = 13200;
     facts.stream.requested = 14000;
     facts.stream.resent = 800;
+    return facts;
+}
+
+/// A search has found nothing, though the host has two interfaces with link and address.
+Facts Missing()
+{
+    Facts facts;
+    facts.isMissing = true;
+    facts.interfaces = Healthy().interfaces;
+    facts.host.areKnown = true;
+    return facts;
+}
+
+/// NothingComes() on a host whose eth1 is in the subnet of the camera, too.
+Facts BetweenTwo()
+{
+    Facts facts = NothingComes();
+    facts.interfaces.push_back(Interface("eth1", "10.0.0.2"));
+    facts.routeInterface = "eth1";
     return facts;
 }
 
@@ -170,8 +198,18 @@ const Case kCases[] = {
     {"packets above the path's size: only leaders and trailers come",
      Incomplete,
      [](Facts &f) {
-         f.stream.packets = 120;
+         f.stream.delivered = f.stream.incomplete = 20;
+         f.stream.started = 22; // their leaders have come, too
+         f.stream.packets = 64 + 5568;
+         f.stream.refused = 5568; // asked for again
          f.interfaces[1].mtu = 0;
+     },
+     {Cause::PacketsTooLarge}},
+    {"packets above the interface's size, of late",
+     Healthy,
+     [](Facts &f) {
+         f.stream.packetSize = 9000;
+         f.stream.incomplete = 70;
      },
      {Cause::PacketsTooLarge}},
     {"large packets that the interface takes all the same", Healthy, [](Facts &f) { f.stream.packetSize = 9000; }, {}},
@@ -188,6 +226,13 @@ const Case kCases[] = {
      Incomplete,
      [](Facts &f) {
          f.stream.kernelDrops = 13000;
+         f.stream.receiveBuffer = 425984;
+     },
+     {Cause::SocketBufferSmall}},
+    {"one that ran over by batches",
+     Incomplete,
+     [](Facts &f) {
+         f.stream.kernelDrops = 700;
          f.stream.receiveBuffer = 425984;
      },
      {Cause::SocketBufferSmall}},
@@ -220,58 +265,135 @@ const Case kCases[] = {
      {Cause::NoBuffers}},
     {"one frame in all the time without a buffer", Healthy, [](Facts &f) { f.stream.underruns = 1; }, {}},
 
-    {"two interfaces in one subnet",
-     NothingComes,
-     [](Facts &f) { f.interfaces.push_back(Interface("eth1", "10.0.0.2")); },
+    {"the way leads through the other interface",
+     BetweenTwo,
+     [](Facts &) {},
      {Cause::TwoInterfacesInOneSubnet, Cause::NoPackets}},
-    {"with a strict filter",
-     NothingComes,
+    {"the stream comes in through the other one",
+     BetweenTwo,
      [](Facts &f) {
-         f.interfaces.push_back(Interface("eth1", "10.0.0.2"));
-         f.interfaces[1].reversePathFilter = 1;
-     },
-     {Cause::ReversePathFilter, Cause::TwoInterfacesInOneSubnet, Cause::NoPackets}},
-    {"with a loose filter",
-     NothingComes,
-     [](Facts &f) {
-         f.interfaces.push_back(Interface("eth1", "10.0.0.2"));
-         f.interfaces[1].reversePathFilter = 2;
+         f.routeInterface = "eth0";
+         f.host.arrived[3] = {"eth1", 20000, 30U << 20};
      },
      {Cause::TwoInterfacesInOneSubnet, Cause::NoPackets}},
+    {"two interfaces that do no harm", BetweenTwo, [](Facts &f) { f.routeInterface = "eth0"; }, {Cause::NoPackets}},
     {"a silent camera between two interfaces",
-     NothingComes,
-     [](Facts &f) {
-         f.interfaces.push_back(Interface("eth1", "10.0.0.2"));
-         f.isSilent = true;
-     },
+     BetweenTwo,
+     [](Facts &f) { f.isSilent = true; },
      {Cause::TwoInterfacesInOneSubnet, Cause::CameraSilent}},
     {"two interfaces and pictures",
      Healthy,
      [](Facts &f) { f.interfaces.push_back(Interface("eth1", "10.0.0.2")); },
      {}},
-    {"the second one is down",
-     NothingComes,
-     [](Facts &f) {
-         f.interfaces.push_back(Interface("eth1", "10.0.0.2"));
-         f.interfaces.back().isUp = false;
-     },
-     {Cause::NoPackets}},
+    {"the second one is down", BetweenTwo, [](Facts &f) { f.interfaces.back().isUp = false; }, {Cause::NoPackets}},
     {"two addresses of one interface",
-     NothingComes,
-     [](Facts &f) { f.interfaces.push_back(Interface("eth0", "10.0.0.2")); },
+     BetweenTwo,
+     [](Facts &f) { f.interfaces.back().name = "eth0"; },
      {Cause::NoPackets}},
-    {"a strict filter that lets the camera's subnet through",
-     NothingComes,
+    {"a strict filter that dropped packets",
+     BetweenTwo,
+     [](Facts &f) {
+         f.interfaces[1].reversePathFilter = 1;
+         f.host.filtered = 50;
+     },
+     {Cause::ReversePathFilter, Cause::TwoInterfacesInOneSubnet}},
+    {"a strict filter that dropped nothing",
+     BetweenTwo,
      [](Facts &f) { f.interfaces[1].reversePathFilter = 1; },
-     {Cause::NoPackets}},
-    {"a strict filter and a camera from elsewhere",
+     {Cause::TwoInterfacesInOneSubnet, Cause::NoPackets}},
+    {"a strict filter that dropped what is not the camera's",
      NothingComes,
      [](Facts &f) {
          f.interfaces[1].reversePathFilter = 1;
-         f.camera.address = "192.168.5.20";
+         f.host.filtered = 50;
      },
-     {Cause::ReversePathFilter, Cause::NoPackets}},
+     {Cause::NoPackets}},
+    {"a loose filter and a camera without a way to it",
+     NothingComes,
+     [](Facts &f) {
+         f.interfaces[1].reversePathFilter = 2;
+         f.camera.address = "192.168.5.20";
+         f.routeInterface = "";
+         f.host.filtered = 50;
+     },
+     {Cause::ReversePathFilter}},
 
+    {"none is found, and nothing is known why", Missing, [](Facts &) {}, {}},
+    {"the answers were filtered",
+     Missing,
+     [](Facts &f) {
+         f.interfaces[1].reversePathFilter = 2;
+         f.host.filtered = 3;
+     },
+     {Cause::ReversePathFilter}},
+    {"they were, between two interfaces",
+     Missing,
+     [](Facts &f) {
+         f.interfaces.push_back(Interface("eth1", "10.0.0.2"));
+         f.interfaces[1].reversePathFilter = 1;
+         f.host.filtered = 3;
+     },
+     {Cause::ReversePathFilter, Cause::TwoInterfacesInOneSubnet}},
+    {"a filter that dropped nothing", Missing, [](Facts &f) { f.interfaces[1].reversePathFilter = 1; }, {}},
+    {"no interface", Missing, [](Facts &f) { f.interfaces.resize(1); }, {Cause::NoInterface}},
+    {"all are switched off",
+     Missing,
+     [](Facts &f) { f.interfaces[1].isUp = f.interfaces[2].isUp = false; },
+     {Cause::NoInterface}},
+    {"one has no address", Missing, [](Facts &f) { f.interfaces[1].address = 0; }, {Cause::InterfaceAddress}},
+    {"one has no link",
+     Missing,
+     [](Facts &f) {
+         f.interfaces[1].hasLink = false;
+         f.interfaces[1].address = 0;
+     },
+     {Cause::InterfaceLink}},
+    {"a firewall that dropped something",
+     Missing,
+     [](Facts &f) {
+         f.firewall = "ufw";
+         f.host.undelivered = 2;
+     },
+     {Cause::Firewall}},
+    {"a firewall that dropped nothing", Missing, [](Facts &f) { f.firewall = "ufw"; }, {}},
+    {"strays without a firewall", Missing, [](Facts &f) { f.host.undelivered = 2; }, {}},
+
+    {"packets that this host throws away",
+     NothingComes,
+     [](Facts &f) { f.host.undelivered = 400; },
+     {Cause::StreamBlocked}},
+    {"too few of them for a stream", NothingComes, [](Facts &f) { f.host.undelivered = 4; }, {Cause::NoPackets}},
+    {"the one picture it was told to take",
+     NothingComes,
+     [](Facts &f) {
+         f.acquisitionMode = "SingleFrame";
+         f.incompleteFrames = 1;
+     },
+     {Cause::AcquisitionEnded}},
+    {"fewer pictures than it was told to take",
+     NothingComes,
+     [](Facts &f) {
+         f.acquisitionMode = "MultiFrame";
+         f.acquisitionFrameCount = 5;
+         f.completeFrames = 3;
+     },
+     {Cause::NoPackets}},
+    {"a trigger that comes every two seconds",
+     NothingComes,
+     [](Facts &f) {
+         f.hasTrigger = true;
+         f.longestPauseSeconds = 2;
+     },
+     {}},
+    {"busy without a holder",
+     [] { return NotOpen(OrvCam::DeviceState::Free); },
+     [](Facts &f) { f.answersBusy = true; },
+     {Cause::CameraBusy}},
+    {"held, behind a router",
+     [] { return NotOpen(OrvCam::DeviceState::Busy); },
+     [](Facts &f) { f.camera.address = "192.168.5.20"; },
+     {Cause::HeldByAnother}},
+    {"losses before the camera fell silent", Incomplete, [](Facts &f) { f.isSilent = true; }, {Cause::CameraSilent}},
     {"a silent camera", NothingComes, [](Facts &f) { f.isSilent = true; }, {Cause::CameraSilent}},
     {"nothing arrives", NothingComes, [](Facts &) {}, {Cause::NoPackets}},
     {"packets arrive, and no frame comes of them",
@@ -316,7 +438,20 @@ const Case kCases[] = {
          f.darkShare = 0;
      },
      {}},
-    {"levels of no picture", NothingComes, [](Facts &f) { f.darkShare = f.saturatedShare = 1; }, {Cause::NoPackets}},
+    {"levels of no picture",
+     Healthy,
+     [](Facts &f) {
+         f.hasPicture = false;
+         f.darkShare = f.saturatedShare = 1;
+     },
+     {}},
+    {"black, before the stream broke",
+     NothingComes,
+     [](Facts &f) {
+         f.hasPicture = true;
+         f.darkShare = 1;
+     },
+     {Cause::NoPackets}},
 };
 
 TEST(Diagnosis, EachCauseIsNamedForItsFactsAndForNoOthers)
@@ -459,54 +594,138 @@ const TextCase kTexts[] = {
          f.stream.receiveBuffer = 425984;
          f.stream.wantedReceiveBuffer = 20000000;
      },
-     {"13000 packets", "425984", "20000000", "212992"},
+     {"at least 13000 packets", "425984", "20000000", "212992"},
      "sudo sysctl -w net.core.rmem_max=33554432",
      Cure::None,
      0},
     {"the filter",
-     NothingComes,
+     BetweenTwo,
      [](Facts &f) {
-         f.interfaces.push_back(Interface("eth1", "10.0.0.2"));
          f.interfaces[1].reversePathFilter = 1;
+         f.host.filtered = 264;
      },
-     {"eth0 (10.0.0.1/24)", "through eth1", "10.0.0.20"},
+     {"264 packets", "eth0 (10.0.0.1/24)", "through eth1", "10.0.0.20", "tee -a /etc/sysctl.d"},
      "sudo sysctl -w net.ipv4.conf.eth0.rp_filter=2",
      Cure::None,
      0},
-    {"the filter of a virtual network",
-     NothingComes,
+    {"the filter of a virtual network that nothing but off helps with",
+     BetweenTwo,
      [](Facts &f) {
-         f.interfaces.push_back(Interface("eth1", "10.0.0.2"));
-         f.interfaces[1].reversePathFilter = 1;
+         f.interfaces[1].reversePathFilter = 2;
          f.interfaces[1].name = "eth0.5";
+         f.reversePathFilterOfAll = 1;
+         f.routeInterface = "";
+         f.host.filtered = 264;
      },
-     {"eth0.5"},
-     "sudo sysctl -w net.ipv4.conf.eth0/5.rp_filter=2",
+     {"eth0.5", "no way to 10.0.0.20"},
+     "sudo sysctl -w net.ipv4.conf.all.rp_filter=0 net.ipv4.conf.eth0/5.rp_filter=0",
      Cure::None,
      0},
     {"both interfaces",
-     NothingComes,
-     [](Facts &f) { f.interfaces.push_back(Interface("eth1", "10.0.0.2")); },
+     BetweenTwo,
+     [](Facts &) {},
      {"eth0 (10.0.0.1/24)", "eth1 (10.0.0.2/24)"},
      "sudo ip address del 10.0.0.2/24 dev eth1",
      Cure::None,
      0},
-    {"silence", NothingComes, [](Facts &f) { f.isSilent = true; }, {"10.0.0.20"}, "ping -c 3 10.0.0.20", Cure::None, 0},
-    {"a firewall, with the camera's port",
+    {"the other one leads to the rest of the world",
+     BetweenTwo,
+     [](Facts &f) { f.interfaces.back().hasDefaultRoute = true; },
+     {"Give eth0 and the camera addresses", "eth1 carries"},
+     "",
+     Cure::None,
+     0},
+    {"an address where there is none",
+     Missing,
+     [](Facts &f) { f.interfaces[1].address = 0; },
+     {"eth0", "until a restart"},
+     "sudo ip address add 169.254.1.1/16 dev eth0",
+     Cure::None,
+     0},
+    {"an address that another camera has",
+     [] { return NotOpen(OrvCam::DeviceState::Unreachable); },
+     [](Facts &f) {
+         f.camera.address = "192.168.5.20";
+         f.takenAddresses = {0x0A000014};
+     },
+     {"10.0.0.21"},
+     "orvcam force-ip C1 10.0.0.21 255.255.255.0",
+     Cure::SetAddress,
+     0},
+    {"pictures by number",
      NothingComes,
-     [](Facts &f) { f.streamPort = 20202; },
-     {"20202", "3 s"},
-     "sudo iptables -I INPUT -p udp -s 10.0.0.20 --sport 20202 -j ACCEPT",
+     [](Facts &f) {
+         f.acquisitionMode = "MultiFrame";
+         f.acquisitionFrameCount = f.completeFrames = 5;
+     },
+     {"5 pictures", "MultiFrame"},
+     "",
+     Cure::TakeContinuously,
+     0},
+    {"silence", NothingComes, [](Facts &f) { f.isSilent = true; }, {"10.0.0.20"}, "ping -c 3 10.0.0.20", Cure::None, 0},
+    {"nothing comes",
+     NothingComes,
+     [](Facts &) {},
+     {"3 s", "through eth0 meanwhile were 25 packets (2.84 kB)", "sends nothing"},
+     "",
+     Cure::None,
+     0},
+    {"a firewall that nobody knows",
+     NothingComes,
+     [](Facts &f) { f.host.undelivered = 400; },
+     {"400 packets", "as a firewall does", "10.0.0.20"},
+     "sudo nft list ruleset",
      Cure::None,
      0},
     {"a firewall by its own tool",
      NothingComes,
-     [](Facts &f) { f.firewall = "ufw"; },
-     {"firewall"},
+     [](Facts &f) {
+         f.host.undelivered = 400;
+         f.firewall = "ufw";
+     },
+     {"ufw is switched on"},
      "sudo ufw allow proto udp from 10.0.0.20",
      Cure::None,
      0},
-    {"lost packets", Incomplete, [](Facts &) {}, {"60 of 60", "13200", "14000", "800"}, "", Cure::None, 0},
+    {"one whose rules are in a file",
+     NothingComes,
+     [](Facts &f) {
+         f.host.undelivered = 400;
+         f.firewall = "nftables";
+         f.firewallChain = "inet filter input";
+     },
+     {"/etc/nftables.conf"},
+     "sudo nft insert rule inet filter input ip saddr 10.0.0.20 udp sport 1-65535 accept",
+     Cure::None,
+     0},
+    {"one with zones",
+     NothingComes,
+     [](Facts &f) {
+         f.host.undelivered = 400;
+         f.firewall = "firewalld";
+     },
+     {"--permanent"},
+     "sudo firewall-cmd --zone=$(sudo firewall-cmd --get-zone-of-interface=eth0 2>/dev/null || sudo firewall-cmd "
+     "--get-default-zone) --add-rich-rule='rule family=ipv4 source address=10.0.0.20 protocol value=udp accept'",
+     Cure::None,
+     0},
+    {"one that keeps answers off",
+     Missing,
+     [](Facts &f) {
+         f.host.undelivered = 2;
+         f.firewall = "iptables";
+     },
+     {"2 packets", "may be", "netfilter-persistent save"},
+     "sudo iptables -I INPUT -p udp --sport 3956 -j ACCEPT",
+     Cure::None,
+     0},
+    {"lost packets",
+     Incomplete,
+     [](Facts &) {},
+     {"60 of 60 pictures", "in 10 s", "13200", "14000 packets were asked", "800"},
+     "",
+     Cure::None,
+     0},
     {"black, with the settings",
      Healthy,
      [](Facts &f) {
@@ -548,7 +767,7 @@ TEST(Diagnosis, FiguresCommandsAndCures)
         ASSERT_FALSE(found.empty()) << row.rule;
         const orv::Diagnosis &first = found.front();
         for (const char *words : row.said)
-            EXPECT_THAT(first.finding + " " + first.remedy, HasSubstr(words)) << row.rule;
+            EXPECT_THAT(first.finding + " " + first.remedy + " " + first.lasting, HasSubstr(words)) << row.rule;
         EXPECT_EQ(first.command, row.command) << row.rule;
         EXPECT_EQ(first.cure, row.cure) << row.rule;
         EXPECT_DOUBLE_EQ(first.value, row.value) << row.rule;
@@ -571,7 +790,8 @@ TEST(Diagnosis, OnlyWhatNobodyWantedIsAFault)
     for (int i = 0; i <= static_cast<int>(Cause::Saturated); ++i) {
         const Cause cause = static_cast<Cause>(i);
         const bool isCalm = cause == Cause::WaitsForTrigger || cause == Cause::LongExposure || cause == Cause::Black ||
-                            cause == Cause::Saturated;
+                            cause == Cause::Saturated || cause == Cause::AcquisitionEnded ||
+                            cause == Cause::InterfaceLink;
         EXPECT_EQ(orv::IsFault(cause), !isCalm) << orv::NameOf(cause);
     }
 }

@@ -1,0 +1,101 @@
+#include "cli/Examination.h"
+
+#include "cli/Acquisition.h"
+#include "cli/Observation.h"
+#include "cli/Terminal.h"
+#include "orvdoctor/Addresses.h"
+
+#include <algorithm>
+
+namespace orvcli {
+
+namespace {
+
+using OrvCam::DeviceState;
+
+constexpr unsigned kBuffers = 16;
+
+/// What the opened camera and a short stream tell.
+Outcome WatchStream(OrvCam::Device &device, double seconds, orv::Facts &facts)
+{
+    orv::GatherCamera(device, facts);
+    Observation observation;
+    Acquisition acquisition(device);
+    const Outcome started = acquisition.Start(kBuffers);
+    facts.isSilent |= started.code == ExitCode::Lost;
+    if (!started.IsOk())
+        return started;
+    observation.Watch(acquisition.Stream(), seconds);
+    observation.Tell(facts);
+    if (facts.completeFrames + facts.incompleteFrames > 0 && !IsInterrupted())
+        return {};
+    return Fail(NameOf(facts.camera) + ": " + std::to_string(facts.completeFrames) + " pictures came in " +
+                Fixed(facts.streamingSeconds, 1) + " s, which is not long enough to tell what is wrong");
+}
+
+bool IsHeld(const OrvCam::DeviceDescription &camera)
+{
+    return camera.state == DeviceState::Busy || camera.state == DeviceState::ReadOnly || !camera.holder.empty();
+}
+
+/// Somebody may have taken the camera since it was listed, or it is busy by itself.
+void LookForHolder(orv::Facts &facts)
+{
+    Cameras cameras;
+    if (!ListCameras(cameras).IsOk())
+        return;
+    const auto now = std::find_if(cameras.begin(), cameras.end(), [&](const auto &one) {
+        return one.id == facts.camera.id && one.interface.id == facts.camera.interface.id;
+    });
+    if (now == cameras.end())
+        return;
+    facts.camera.state = now->state;
+    facts.camera.holder = now->holder;
+    facts.answersBusy = !IsHeld(*now);
+}
+
+Outcome Gather(double seconds, orv::Facts &facts)
+{
+    if (facts.camera.state == DeviceState::Unreachable || facts.camera.state == DeviceState::Busy)
+        return {}; // that is the cause
+    DevicePtr device;
+    const Outcome opened = OpenCamera(facts.camera, OrvCam::ORV_ACCESS_CONTROL, device);
+    if (opened.IsOk())
+        return WatchStream(*device, seconds, facts);
+    std::string ignored;
+    const int status = OrvCam_GetSystem()->LastError(&ignored);
+    facts.isSilent = status == ORV_CAM_ERR_TIMEOUT || status == ORV_CAM_ERR_DEVICE_LOST;
+    if (status == ORV_CAM_ERR_BUSY)
+        LookForHolder(facts);
+    return opened;
+}
+
+} // namespace
+
+Examination Examine(const OrvCam::DeviceDescription &camera, const Cameras &cameras, double seconds)
+{
+    Examination examination;
+    examination.camera = examination.facts.camera = camera;
+    for (const OrvCam::DeviceDescription &other : cameras) {
+        const auto address = orv::ParseIpv4(other.address);
+        if (address && other.mac != camera.mac)
+            examination.facts.takenAddresses.push_back(*address);
+    }
+    examination.outcome = Gather(seconds, examination.facts);
+    orv::GatherHost(examination.facts); // as it is when things have gone wrong
+    examination.diagnoses = orv::Diagnose(examination.facts);
+    return examination;
+}
+
+Examination ExamineAbsence(const orv::HostCounts &duringSearch, const Outcome &missed)
+{
+    Examination examination;
+    examination.facts.isMissing = true;
+    orv::GatherHost(examination.facts);
+    examination.facts.host = duringSearch;
+    examination.diagnoses = orv::Diagnose(examination.facts);
+    examination.outcome = missed;
+    return examination;
+}
+
+} // namespace orvcli

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "cli/Cameras.h"
+#include "orvdoctor/Diagnosis.h"
+
+#include <vector>
+
+namespace orvcli {
+
+/// What the doctor found out about one camera, or about the search for one that is not there.
+struct Examination {
+    OrvCam::DeviceDescription camera; ///< as it was listed
+    orv::Facts facts;
+    std::vector<orv::Diagnosis> diagnoses;
+    Outcome outcome; ///< why there is nothing to tell; Ok beside no diagnosis means that all is well
+};
+
+/// Opens the camera where that can be, and watches its stream for a while.
+/// \param cameras  all that were found.
+Examination Examine(const OrvCam::DeviceDescription &camera, const Cameras &cameras, double seconds);
+/// \param duringSearch  what the kernel counted while cameras were searched for.
+/// \param missed  how the search ended.
+Examination ExamineAbsence(const orv::HostCounts &duringSearch, const Outcome &missed);
+
+} // namespace orvcli
