@@ -203,6 +203,9 @@ Finding FindLostPackets(const Facts &facts)
     if (stream.kernelDrops > 0)
         diagnosis.remedy = "This computer itself dropped at least " + std::to_string(stream.kernelDrops) +
                            " of them, being too busy: close other programs, or lower the frame rate.";
+    else if (stream.droppedByCamera > 0)
+        diagnosis.remedy = "The camera says that it could not send " + std::to_string(stream.droppedByCamera) +
+                           " of them whole: lower the frame rate, or raise the camera's bandwidth limit.";
     else if (stream.missing == 0)
         diagnosis.remedy = "The camera sends less than it announces: set its region and format anew, or restart it.";
     else
@@ -215,7 +218,7 @@ Finding FindUnusablePackets(const Facts &facts)
 {
     const OrvCam::StreamStatistics &stream = facts.stream;
     if (!IsWithoutFrames(facts) || stream.packets == 0 || facts.hasTrigger || facts.isSilent ||
-        IsWithinPicturePeriod(facts) || FindEndedAcquisition(facts))
+        IsWithinPicturePeriod(facts) || FindEndedAcquisition(facts) || FindNoBuffers(facts))
         return {};
     Diagnosis diagnosis{};
     diagnosis.finding = CountText(stream.packets, "stream packet has", "stream packets have") + " arrived in " +

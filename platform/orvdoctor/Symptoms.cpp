@@ -82,15 +82,11 @@ bool ThrowsStreamAway(const Facts &facts)
 bool LosesAllLongPackets(const Facts &facts)
 {
     constexpr std::uint64_t kShortPerFrame = 3; // leader, trailer and a short last one
-    constexpr std::uint64_t kUnfinished = 4;    // frames that are being received at the ends of the time judged
     const OrvCam::StreamStatistics &stream = facts.stream;
     if (!HasOnlyIncompleteFrames(facts) || stream.packetSize <= kPacketOverhead)
         return false;
     const std::uint64_t perFrame = facts.payloadSize / (stream.packetSize - kPacketOverhead);
-    const std::uint64_t frames = std::max(stream.started, stream.delivered) + kUnfinished;
-    const std::uint64_t answers = std::min(stream.refused, stream.packets); // to what was asked for again
-    return perFrame > 2 * kShortPerFrame && stream.packets - answers <= kShortPerFrame * frames &&
-           stream.packets - answers < perFrame * stream.delivered / 2;
+    return perFrame > 2 * kShortPerFrame && stream.packets > 0 && stream.fullPackets == 0;
 }
 
 Twins FindTwins(const Facts &facts)

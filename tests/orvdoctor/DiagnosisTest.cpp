@@ -78,6 +78,7 @@ Facts Incomplete()
     facts.hasPicture = false;
     facts.stream.delivered = facts.stream.incomplete = 60;
     facts.stream.packets = 30000;
+    facts.stream.fullPackets = 29000;
     facts.stream.missing = 13200;
     facts.stream.requested = 14000;
     facts.stream.resent = 800;
@@ -202,6 +203,7 @@ const Case kCases[] = {
          f.stream.started = 22; // their leaders have come, too
          f.stream.packets = 64 + 5568;
          f.stream.refused = 5568; // asked for again
+         f.stream.fullPackets = 0;
          f.interfaces[1].mtu = 0;
      },
      {Cause::PacketsTooLarge}},
@@ -218,6 +220,7 @@ const Case kCases[] = {
      [](Facts &f) {
          f.payloadSize = 4000;
          f.stream.packets = 120;
+         f.stream.fullPackets = 0;
          f.stream.missing = 180;
      },
      {Cause::PacketsLost}},
@@ -573,6 +576,7 @@ const TextCase kTexts[] = {
      Incomplete,
      [](Facts &f) {
          f.stream.packets = 120;
+         f.stream.fullPackets = 0;
          f.stream.packetSize = 8000;
          f.interfaces[1].mtu = 9000;
      },
@@ -582,7 +586,7 @@ const TextCase kTexts[] = {
      1500},
     {"a path narrower than Ethernet",
      Incomplete,
-     [](Facts &f) { f.stream.packets = 120; },
+     [](Facts &f) { f.stream.fullPackets = 0; },
      {"1500"},
      "",
      Cure::ReducePacketSize,
