@@ -155,26 +155,6 @@ TEST_F(ProducerTest, HostileHandlesAreRefusedByEveryFunction)
     }
 }
 
-TEST_F(ProducerTest, InfosFollowTheSizeQueryIdiom)
-{
-    EXPECT_EQ(Ask([&](auto... out) { return Gc().TLGetInfo(system, TL_INFO_VENDOR, out...); }), NUVARK_VENDOR);
-    EXPECT_EQ(Ask([&](auto... out) { return Gc().GCGetInfo(TL_INFO_NAME, out...); }), "Nuvark.cti");
-    size_t needed = 0;
-    ASSERT_EQ(Gc().TLGetInfo(system, TL_INFO_VENDOR, nullptr, nullptr, &needed), GC_ERR_SUCCESS) << "no type wanted";
-    EXPECT_EQ(needed, sizeof NUVARK_VENDOR);
-    char buffer[64] = "untouched";
-    size_t small = needed - 1;
-    INFO_DATATYPE type = INFO_DATATYPE_CUSTOM_ID;
-    EXPECT_EQ(Gc().TLGetInfo(system, TL_INFO_VENDOR, &type, buffer, &small), GC_ERR_BUFFER_TOO_SMALL);
-    EXPECT_EQ(small, needed - 1);
-    EXPECT_STREQ(buffer, "untouched");
-    EXPECT_EQ(Gc().TLGetInfo(system, TL_INFO_VENDOR, &type, buffer, nullptr), GC_ERR_INVALID_PARAMETER);
-    EXPECT_EQ(Gc().TLGetInfo(system, 999, &type, nullptr, &needed), GC_ERR_NOT_IMPLEMENTED);
-    for (TL_INFO_CMD command = TL_INFO_ID; command <= TL_INFO_GENTL_VER_MINOR; ++command)
-        EXPECT_EQ(Gc().TLGetInfo(system, command, nullptr, nullptr, &needed), GC_ERR_SUCCESS) << command;
-    EXPECT_EQ(AskFor<std::uint32_t>([&](auto... out) { return Gc().GCGetInfo(TL_INFO_GENTL_VER_MINOR, out...); }), 6U);
-}
-
 TEST_F(ProducerTest, InterfacesAreListedAndOpenedById)
 {
     std::uint32_t count = 1;
