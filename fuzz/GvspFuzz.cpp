@@ -113,6 +113,8 @@ private:
         Require(info.dataSize <= target.size, "a frame's data ends within its buffer");
         Require(info.sizeFilled <= info.dataSize, "no more bytes than there is data");
         Require(info.imageOffset <= target.size, "the image begins within the buffer");
+        for (const FramePart &part : info.parts)
+            Require(part.begin <= target.size && part.size <= target.size - part.begin, "parts lie within the buffer");
         Require(info.chunkPayloadSize <= info.sizeFilled, "chunks lie in what came");
         Require(!info.hasChunks || !info.isIncomplete, "chunks of complete frames only");
         if (!info.isIncomplete && !TellsItsSize(info))
