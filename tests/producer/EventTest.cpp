@@ -42,7 +42,7 @@ private:
 
 TEST(Event, AWaiterWithTooLittleRoomLeavesTheDataToAnother)
 {
-    for (int round = 0; round < 20; ++round) {
+    for (int round = 0; round < 10; ++round) {
         const auto source = std::make_shared<nuvark::ErrorEvents>();
         nuvark::Event event(EVENT_ERROR, source);
         std::atomic<int> waiting{0};
@@ -56,11 +56,14 @@ TEST(Event, AWaiterWithTooLittleRoomLeavesTheDataToAnother)
         std::thread roomy([&] { wait(2000, GC_ERR_SUCCESS); });
         EXPECT_TRUE(Becomes([&] { return waiting == 2; }));
         source->Push(nuvark::ErrorEvents::Encode(GC_ERR_IO, "first"));
+        const Stopwatch watch;
         event.Notify();
         roomy.join();
+        const bool inTime = watch.Milliseconds() < 2000;
         source->Push(nuvark::ErrorEvents::Encode(GC_ERR_IO, "second, in case the cramped one came after the first"));
         event.Notify();
         cramped.join();
+        ASSERT_TRUE(inTime) << "not just when its wait was over";
     }
 }
 
