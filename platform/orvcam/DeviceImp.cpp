@@ -8,78 +8,124 @@
 #include "orvcam/OrvStatus.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace orv::cam {
 
 static_assert(OrvCam::kEventDeviceLost == NUVARK_EVENT_DEVICE_LOST, "one number for the event on both sides");
 
-DeviceImp::DeviceImp(std::shared_ptr<Interface> interface, DEV_HANDLE handle, OrvCam::DeviceDescription description)
-    : m_interface(std::move(interface)), m_calls(m_interface->Calls()), m_handle(handle),
-      m_description(std::move(description))
+namespace {
+
+OrvCam::DeviceDescription Opened(OrvCam::DeviceDescription description)
 {
-    m_description.state = OrvCam::DeviceState::OpenHere;
-    std::uint32_t streams = 0;
-    if (m_calls.DevGetNumDataStreams(m_handle, &streams) == GC_ERR_SUCCESS)
-        m_streams.resize(std::min<std::uint32_t>(streams, 64));
-    WatchForLoss();
-    LoadDescription();
+    description.state = OrvCam::DeviceState::OpenHere;
+    return description;
 }
 
-/// Events first, so that no callback meets a device half gone; then the streams, which the features' port may serve;
-/// the handle last.
+} // namespace
+
+DeviceImp *DeviceImp::Open(std::shared_ptr<Interface> interface, DeviceHandle handle,
+                           OrvCam::DeviceDescription description, std::string *error)
+{
+    struct Close {
+        void operator()(DeviceImp *device) const { device->Release(); }
+    };
+    std::unique_ptr<DeviceImp, Close> device(
+        new DeviceImp(std::move(interface), std::move(handle), std::move(description)));
+    std::uint32_t streams = 0;
+    if (device->m_calls.DevGetNumDataStreams(device->m_handle, &streams) == GC_ERR_SUCCESS) {
+        MutexLock lock(device->m_streamsMutex);
+        device->m_streams.resize(std::min<std::uint32_t>(streams, 64));
+    }
+    device->WatchForLoss();
+    device->LoadDescription(error);
+    return device->m_lost ? nullptr : device.release();
+}
+
+DeviceImp::DeviceImp(std::shared_ptr<Interface> interface, DeviceHandle handle, OrvCam::DeviceDescription description)
+    : m_interface(std::move(interface)), m_calls(m_interface->Calls()), m_handle(std::move(handle)),
+      m_description(Opened(std::move(description))),
+      m_name(m_description.vendor + " " + m_description.model + " " + m_description.serial),
+      m_watch([this](const std::string &reason) { OnLost(reason); }),
+      m_events(m_calls, m_handle, m_interface->Owner().IsOurs(), m_name)
+{
+}
+
+/// First the threads that look at the streams. Then the members from the last to the first: the events before what
+/// their callbacks may use, the streams before the port that they may use, the handle last.
 DeviceImp::~DeviceImp()
 {
-    m_lostWatch.reset();
-    m_lostNotice.reset();
-    std::map<int, Registration> events;
-    {
-        MutexLock lock(m_eventsMutex);
-        events.swap(m_events);
-    }
-    events.clear();
-    m_endedEvents.clear();
-    m_streams.clear();
-    m_features.reset();
-    m_port.reset();
-    m_calls.DevClose(m_handle);
+    m_lostEvent.reset();
+    m_watch.Stop();
 }
 
-void DeviceImp::LoadDescription()
+void DeviceImp::LoadDescription(std::string *error)
 {
     PORT_HANDLE port = nullptr;
     const GC_ERROR result = m_calls.DevGetPort(m_handle, &port);
     if (result != GC_ERR_SUCCESS || port == nullptr) {
-        LogWarning(m_description.model + ": " + GenTLErrorText(m_calls, "DevGetPort", result));
-        return;
+        *error = GenTLErrorText(m_calls, "DevGetPort", result);
+    } else {
+        m_port = std::make_unique<DevicePort>(m_calls, port, m_lost);
+        std::string xml;
+        if (FetchDescription(m_port->DescriptionUrls(), *m_port, &xml, error))
+            m_features = FeatureArrayImp::Create(xml, *m_port, error);
     }
-    m_port = std::make_unique<DevicePort>(m_calls, port, m_lost);
-    std::string xml;
-    std::string error;
-    if (FetchDescription(m_port->DescriptionUrls(), *m_port, &xml, &error))
-        m_features = FeatureArrayImp::Create(xml, *m_port, &error);
     if (!m_features)
-        LogWarning("The features of " + m_description.vendor + " " + m_description.model + " cannot be used: " + error);
+        LogWarning("The features of " + m_name + " cannot be used: " + *error);
 }
 
 void DeviceImp::WatchForLoss()
 {
-    if (!m_interface->Owner().IsOurs())
-        return; // the number means something else with other producers
-    const auto onLost = [this](const void *data, std::size_t bytes) {
+    const auto ask = [this] { return AskCamera(); };
+    EventThread::Handlers handlers;
+    handlers.onData = [this](const void *data, std::size_t bytes) {
         const auto *text = static_cast<const char *>(data);
         OnLost(std::string(text, std::find(text, text + bytes, '\0')));
     };
-    m_lostNotice = std::make_unique<LostNotice>();
-    const int status = EventThread::Start(m_calls, m_handle, NUVARK_EVENT_DEVICE_LOST, onLost, &m_lostWatch);
-    if (status == ORV_CAM_OK)
-        m_lost.ExpectNews();
-    else
-        m_lostNotice.reset();
+    handlers.onEnd = [this, ask](bool) { m_watch.StartAsking(ask, true); };
+    // With other producers the event's number means something else.
+    const bool isTold =
+        m_interface->Owner().IsOurs() && EventThread::Start(m_calls, m_handle, NUVARK_EVENT_DEVICE_LOST, m_name,
+                                                            std::move(handlers), &m_lostEvent) == ORV_CAM_OK;
+    m_lost.Watch([this] { m_watch.AskNow(); });
+    if (!isTold)
+        m_watch.StartAsking(ask, ask() == LossWatch::Answer::There);
+}
+
+/// A register that every camera has: the bootstrap registers of all transports begin at 0. What the camera refuses, it
+/// has answered. Of the watch's thread.
+LossWatch::Answer DeviceImp::AskCamera()
+{
+    std::uint64_t frames = 0;
+    {
+        MutexLock lock(m_streamsMutex);
+        for (const auto &stream : m_streams)
+            frames += stream ? stream->FramesFetched() : 0;
+    }
+    LossWatch::Answer answer = LossWatch::Answer::There;
+    if (frames == std::exchange(m_framesSeen, frames)) { // those that come need no question
+        PORT_HANDLE port = nullptr;
+        unsigned char bytes[4] = {};
+        std::size_t size = sizeof bytes;
+        GC_ERROR result = m_calls.DevGetPort(m_handle, &port);
+        if (result == GC_ERR_SUCCESS)
+            result = m_calls.GCReadPort(port, 0, bytes, &size);
+        if (result == GC_ERR_INVALID_HANDLE || result == GC_ERR_NOT_INITIALIZED)
+            answer = LossWatch::Answer::Gone;
+        else if (result == GC_ERR_IO || result == GC_ERR_TIMEOUT || result == GC_ERR_ERROR)
+            answer = LossWatch::Answer::Silent;
+    }
+    if (answer == LossWatch::Answer::There)
+        m_lost.Answered();
+    return answer;
 }
 
 void DeviceImp::OnLost(const std::string &reason)
 {
-    LogWarning("The connection to " + m_description.vendor + " " + m_description.model + " was lost: " + reason);
+    if (m_lost)
+        return;
+    LogWarning("The connection to " + m_name + " was lost: " + reason);
     m_lost.Set();
     {
         MutexLock lock(m_streamsMutex);
@@ -88,7 +134,7 @@ void DeviceImp::OnLost(const std::string &reason)
                 stream->Wake();
         }
     }
-    m_lostNotice->Report(reason);
+    m_watch.Report(reason);
 }
 
 OrvCam::FeatureArray *DeviceImp::GetCameraParameters(int index)
@@ -108,7 +154,7 @@ int DeviceImp::FetchDescriptionXml(std::string *xml)
     std::string error = "there is no port";
     if (m_port && FetchDescription(m_port->DescriptionUrls(), *m_port, xml, &error))
         return ORV_CAM_OK;
-    LogWarning("The description of " + m_description.model + " cannot be read: " + error);
+    LogWarning("The description of " + m_name + " cannot be read: " + error);
     return m_lost ? ORV_CAM_ERR_DEVICE_LOST : ORV_CAM_ERR_XML;
 }
 
@@ -125,19 +171,12 @@ OrvCam::Stream *DeviceImp::GetStreamByIndex(unsigned int index)
         return nullptr;
     if (!m_streams[index]) {
         std::string error;
-        m_streams[index] = StreamImp::Open(m_interface->Owner(), m_handle, index, m_features.get(), m_lost, &error);
+        m_streams[index] =
+            StreamImp::Open({m_interface->Owner(), m_handle, index, m_features.get(), m_lost, m_gate, m_name}, &error);
         if (!m_streams[index])
-            LogWarning("Stream " + std::to_string(index) + " of " + m_description.model +
-                       " cannot be opened: " + error);
+            LogWarning("Stream " + std::to_string(index) + " of " + m_name + " cannot be opened: " + error);
     }
     return m_streams[index].get();
-}
-
-bool DeviceImp::IsStreaming()
-{
-    MutexLock lock(m_streamsMutex);
-    return std::any_of(m_streams.begin(), m_streams.end(),
-                       [](const auto &stream) { return stream && stream->IsRunning(); });
 }
 
 int DeviceImp::RegisterEvent(int eventType, OrvCam::EventCallback callback, void *context)
@@ -145,44 +184,26 @@ int DeviceImp::RegisterEvent(int eventType, OrvCam::EventCallback callback, void
     if (callback == nullptr)
         return ORV_CAM_ERR_INVALID_PARAMETER;
     if (eventType == OrvCam::kEventDeviceLost)
-        return m_lostNotice ? m_lostNotice->Set(callback, context) : ORV_CAM_ERR_NOT_IMPLEMENTED;
+        return m_watch.Set(callback, context);
     if (eventType >= EVENT_CUSTOM_ID && !m_interface->Owner().IsOurs())
-        return ORV_CAM_ERR_NOT_IMPLEMENTED;
-    MutexLock lock(m_eventsMutex);
-    if (m_events.count(eventType) != 0)
-        return ORV_CAM_ERR_INVALID_STATE;
-    std::unique_ptr<EventThread> thread;
-    const int status = EventThread::Start(
-        m_calls, m_handle, eventType,
-        [callback, context](const void *data, std::size_t bytes) {
-            callback(data, static_cast<unsigned long>(bytes), context);
-        },
-        &thread);
-    if (status == ORV_CAM_OK)
-        m_events[eventType] = {callback, context, std::move(thread)};
-    return status;
+        return ORV_CAM_ERR_NOT_IMPLEMENTED; // the number means something else with other producers
+    return m_events.Register(eventType, callback, context);
 }
 
 int DeviceImp::UnregisterEvent(int eventType, OrvCam::EventCallback callback, void *context)
 {
     if (eventType == OrvCam::kEventDeviceLost)
-        return m_lostNotice ? m_lostNotice->Clear(callback, context) : ORV_CAM_ERR_NOT_IMPLEMENTED;
-    std::unique_ptr<EventThread> thread;
-    {
-        MutexLock lock(m_eventsMutex);
-        const auto entry = m_events.find(eventType);
-        if (entry == m_events.end() || entry->second.callback != callback || entry->second.context != context)
-            return ORV_CAM_ERR_INVALID_PARAMETER;
-        thread = std::move(entry->second.thread);
-        m_events.erase(entry);
-        if (thread->IsThisThread()) {
-            thread->StopFromHandler();
-            m_endedEvents.push_back(std::move(thread));
-            return ORV_CAM_OK;
-        }
-    }
-    thread->Stop(); // without the lock: the callback that it waits for may need it
-    return ORV_CAM_OK;
+        return m_watch.Clear(callback, context);
+    return m_events.Unregister(eventType, callback, context);
+}
+
+OrvCam::EventFigures DeviceImp::GetEventFigures(int eventType)
+{
+    if (eventType != OrvCam::kEventDeviceLost)
+        return m_events.Figures(eventType);
+    OrvCam::EventFigures figures;
+    figures.fired = m_watch.HasTold() ? 1 : 0;
+    return figures;
 }
 
 int DeviceImp::SaveFeatures(const char *path)
@@ -206,9 +227,11 @@ int DeviceImp::LoadFeatures(const char *path)
     }
     if (!m_features)
         return ORV_CAM_ERR_XML;
-    if (IsStreaming())
+    if (!m_gate.BeginLoading())
         return ORV_CAM_ERR_INVALID_STATE;
-    return file.Apply(*m_features);
+    const int status = file.Apply(*m_features);
+    m_gate.EndLoading();
+    return status;
 }
 
 } // namespace orv::cam

@@ -31,10 +31,10 @@ int DevicePort::Finish(const char *call, std::uint64_t address, std::size_t want
 {
     if (result == GC_ERR_SUCCESS && done == wanted)
         return ORV_CAM_OK;
-    const bool mayBeLost = result == GC_ERR_IO || result == GC_ERR_TIMEOUT;
-    if (m_lost || (mayBeLost && m_lost.IsOrWillBeSet())) {
+    const int status = StatusOfFailure(result, m_lost);
+    if (status == ORV_CAM_ERR_DEVICE_LOST) {
         *why = "the connection to the camera was lost";
-        return ORV_CAM_ERR_DEVICE_LOST;
+        return status;
     }
     char place[64];
     std::snprintf(place, sizeof place, "(0x%llx+%zu)", static_cast<unsigned long long>(address), wanted);
@@ -43,8 +43,7 @@ int DevicePort::Finish(const char *call, std::uint64_t address, std::size_t want
         return ORV_CAM_ERR_IO;
     }
     *why = GenTLErrorText(m_calls, call + std::string(place), result);
-    // A handle that is no longer valid is a camera that has gone, for the one who holds the feature.
-    return result == GC_ERR_INVALID_HANDLE ? ORV_CAM_ERR_DEVICE_LOST : StatusFromGenTL(result);
+    return status;
 }
 
 std::vector<std::string> DevicePort::DescriptionUrls() const

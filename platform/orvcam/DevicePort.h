@@ -4,6 +4,7 @@
 #include "orvcam/LossFlag.h"
 #include "orvcam/PortIo.h"
 
+#include <atomic>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,8 @@ public:
 
     int Read(std::uint64_t address, void *data, std::size_t bytes, std::string *why) override;
     int Write(std::uint64_t address, const void *data, std::size_t bytes, std::string *why) override;
+    /// The same registers behind another handle from now on.
+    void Rebind(PORT_HANDLE port) { m_port = port; }
     /// Where the port's description may be fetched, in the producer's order.
     std::vector<std::string> DescriptionUrls() const;
 
@@ -29,7 +32,7 @@ private:
                std::string *why) const;
 
     const gentl::Functions &m_calls;
-    const PORT_HANDLE m_port;
+    std::atomic<PORT_HANDLE> m_port;
     const LossFlag &m_lost;
 };
 

@@ -18,6 +18,7 @@ constexpr ItemCommand kItems[] = {
     {FrameItem::PayloadType, BUFFER_INFO_PAYLOADTYPE},
     {FrameItem::Incomplete, BUFFER_INFO_IS_INCOMPLETE},
     {FrameItem::Timestamp, BUFFER_INFO_TIMESTAMP},
+    {FrameItem::TimestampNs, BUFFER_INFO_TIMESTAMP_NS},
     {FrameItem::FrameId, BUFFER_INFO_FRAMEID},
     {FrameItem::SizeFilled, BUFFER_INFO_SIZE_FILLED},
     {FrameItem::DataSize, BUFFER_INFO_DATA_SIZE},
@@ -48,7 +49,8 @@ constexpr PartCommand kPartItems[] = {
     {FrameItem::PixelFormatNamespace, BUFFER_PART_INFO_DATA_FORMAT_NAMESPACE},
 };
 
-constexpr std::uint64_t kMaxSide = 65535;
+/// Beyond this a size is believed only of an image that the buffer holds: line cameras send pictures of any height.
+constexpr std::uint64_t kUsualSide = 65535;
 
 bool HoldsPixels(std::uint64_t payloadType)
 {
@@ -117,6 +119,15 @@ std::uint64_t LayLines(const Geometry &geometry, _OrvImage *image)
     return geometry.height == 0 ? 0 : pitch * (geometry.height - 1) + lineBytes;
 }
 
+/// \param ticksPerSecond  0 where that is not known: then a tick is a nanosecond.
+std::uint64_t TicksOf(std::uint64_t nanoseconds, std::uint64_t ticksPerSecond)
+{
+    constexpr std::uint64_t kNanoseconds = 1000000000;
+    if (ticksPerSecond == 0 || ticksPerSecond == kNanoseconds)
+        return nanoseconds;
+    return nanoseconds / kNanoseconds * ticksPerSecond + nanoseconds % kNanoseconds * ticksPerSecond / kNanoseconds;
+}
+
 Geometry GeometryOf(const FrameInfo &info, const ConfiguredFormat &configured, bool incomplete)
 {
     Geometry geometry;
@@ -128,6 +139,18 @@ Geometry GeometryOf(const FrameInfo &info, const ConfiguredFormat &configured, b
     if (!incomplete && delivered > 0 && delivered < geometry.height)
         geometry.height = delivered;
     return geometry;
+}
+
+bool IsBelievable(const Geometry &geometry, std::uint32_t bitsPerPixel, std::size_t memoryBytes)
+{
+    if (geometry.xPadding > kUsualSide)
+        return false;
+    if (geometry.width <= kUsualSide && geometry.height <= kUsualSide)
+        return true;
+    const std::uint64_t pixels = std::uint64_t{memoryBytes} * 8 / std::max(bitsPerPixel, 1u);
+    constexpr std::uint64_t kMost = ~std::uint32_t{0};
+    return geometry.width <= kMost && geometry.height <= kMost &&
+           (geometry.width == 0 || geometry.height <= pixels / geometry.width);
 }
 
 } // namespace
@@ -154,8 +177,9 @@ bool FrameInfoReader::ReadStacked(BUFFER_HANDLE buffer, FrameInfo *info)
     DS_BUFFER_INFO_STACKED entries[kItemCount];
     for (std::size_t i = 0; i < kItemCount; ++i)
         entries[i] = {kItems[i].command, INFO_DATATYPE_UNKNOWN, answers[i].bytes, answers[i].size, GC_ERR_ERROR};
-    if (m_calls.DSGetBufferInfoStacked(m_stream, buffer, entries, kItemCount) != GC_ERR_SUCCESS) {
-        m_stackedWorks = false;
+    const GC_ERROR result = m_calls.DSGetBufferInfoStacked(m_stream, buffer, entries, kItemCount);
+    if (result != GC_ERR_SUCCESS) {
+        m_stackedWorks = result != GC_ERR_NOT_IMPLEMENTED; // else it failed for this buffer alone
         return false;
     }
     for (std::size_t i = 0; i < kItemCount; ++i) {
@@ -228,7 +252,8 @@ FrameView ViewOf(const FrameInfo &info, const ConfiguredFormat &configured, void
     _OrvImage &image = view.image;
     image.data = static_cast<unsigned char *>(memory) + offset;
     image.dataSize = available;
-    image.timestamp = info.Get(FrameItem::Timestamp);
+    image.timestamp =
+        info.Get(FrameItem::Timestamp, TicksOf(info.Get(FrameItem::TimestampNs), configured.ticksPerSecond));
     image.frameId = info.Get(FrameItem::FrameId);
     if (!HoldsPixels(info.Get(FrameItem::PayloadType)) || info.Get(FrameItem::ImagePresent, 1) == 0)
         return view;
@@ -236,7 +261,7 @@ FrameView ViewOf(const FrameInfo &info, const ConfiguredFormat &configured, void
     const auto wireCode = static_cast<std::uint32_t>(info.Get(FrameItem::PixelFormat, configured.pixelFormat));
     DescribeFormat(wireCode, IsPfnc(info.Get(FrameItem::PixelFormatNamespace)), &image);
     const Geometry geometry = GeometryOf(info, configured, view.incomplete);
-    if (geometry.width > kMaxSide || geometry.height > kMaxSide || geometry.xPadding > kMaxSide) {
+    if (!IsBelievable(geometry, image.bitsPerPixel, memoryBytes)) {
         view.incomplete = true; // no camera sends this, so nothing else of it can be believed
         return view;
     }

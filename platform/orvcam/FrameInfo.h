@@ -14,6 +14,7 @@ enum class FrameItem {
     PayloadType,
     Incomplete,
     Timestamp,
+    TimestampNs, ///< for a producer that tells no ticks
     FrameId,
     SizeFilled,
     DataSize,
@@ -53,6 +54,7 @@ struct ConfiguredFormat {
     std::uint64_t width = 0;
     std::uint64_t height = 0;
     std::uint64_t pixelFormat = 0;
+    std::uint64_t ticksPerSecond = 0; ///< of its clock
 };
 
 /// Fetches a FrameInfo in one call where the producer can, else item by item. Allocates nothing.

@@ -56,6 +56,15 @@ int StatusFromGenTL(GC_ERROR error)
     return ORV_CAM_ERR_PRODUCER;
 }
 
+int StatusOfFailure(GC_ERROR error, const LossFlag &lost)
+{
+    const bool isGone = error == GC_ERR_INVALID_HANDLE;
+    const bool mayBeLost = isGone || error == GC_ERR_IO || error == GC_ERR_TIMEOUT;
+    if (lost || (mayBeLost && lost.IsOrWillBeSet()) || isGone)
+        return ORV_CAM_ERR_DEVICE_LOST;
+    return StatusFromGenTL(error);
+}
+
 std::string GenTLErrorText(const gentl::Functions &calls, const std::string &call, GC_ERROR error)
 {
     GC_ERROR code = GC_ERR_SUCCESS;

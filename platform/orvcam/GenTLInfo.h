@@ -2,6 +2,7 @@
 
 #include "gentl/GenTL.h"
 #include "gentl/Library.h"
+#include "orvcam/LossFlag.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -11,6 +12,9 @@
 namespace orv::cam {
 
 int StatusFromGenTL(GC_ERROR error);
+/// As StatusFromGenTL, of a failed access to a camera or its stream: ORV_CAM_ERR_DEVICE_LOST where that is the cause. A
+/// handle that is no longer valid is a camera that has gone. May wait 50 ms for the news.
+int StatusOfFailure(GC_ERROR error, const LossFlag &lost);
 
 /// "GCReadPort: the camera refused (-1005)": the call, the producer's own words, and its code. Same thread as the call.
 std::string GenTLErrorText(const gentl::Functions &calls, const std::string &call, GC_ERROR error);

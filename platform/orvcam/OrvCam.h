@@ -91,7 +91,7 @@ protected:
     ~Buffer() = default;
 };
 
-/// Named figures of a stream since its last start; zero where the producer does not tell.
+/// Figures of a stream since its last start; zero where the producer does not tell. Their names: NamedFigures().
 struct StreamStatistics {
     // frames
     std::uint64_t delivered = 0;       ///< fetched, complete or not
@@ -119,27 +119,43 @@ struct StreamStatistics {
     std::uint64_t packetSize = 0;          ///< IP packet size in use
 };
 
+/// One figure with the name that people and scripts know it by.
+struct NamedFigure {
+    const char *name; ///< as the member's
+    const char *unit; ///< "frames", "packets", "messages" or "bytes"
+    /// Whether it counts; one that does not is a state, and has no difference.
+    bool isCount;
+    std::uint64_t StreamStatistics::*member;
+};
+/// All figures of a stream, in the order of StreamStatistics.
+const std::vector<NamedFigure> &NamedFigures();
+
 /// One data stream of a device. GetBuffer and QueueBuffer from any threads; the others from one thread at a time.
 class Stream {
 public:
     /// Announces and queues `count` buffers of the device's payload size. Buffers that were allocated before are
     /// released first. \param owner kept for diagnosis only.
     virtual int AllocBufferQueue(void *owner, unsigned int count) = 0;
-    /// Takes all buffers back; those lent out become invalid.
+    /// Takes all buffers back; those lent out become invalid. A running acquisition is stopped first; where that fails,
+    /// its status is returned, and the buffers stay.
     virtual int ReleaseBufferQueue() = 0;
     /// \param count frames to deliver, kInfinite for no limit. Opens the stream channel towards this host.
     virtual int StartAcquisition(std::uint64_t count, unsigned int flags) = 0;
-    /// \param flags 1 ends at once, 0 lets the frame that is being received finish.
+    /// \param flags 1 ends at once, 0 lets the frame that is being received finish. After a failure the acquisition
+    /// counts as running, and may be stopped again.
     virtual int StopAcquisition(unsigned int flags) = 0;
     /// Waits for the next filled buffer. \param timeoutMs milliseconds, kInfinite for no limit, 0 polls.
     /// \return null with ORV_CAM_ERR_TIMEOUT, ORV_CAM_ERR_ABORTED (after CancelBuffer) or another status. A failing
     ///         stream answers after a short pause, so a caller in a loop does not spin.
     virtual Buffer *GetBuffer(std::uint64_t timeoutMs, int *err) = 0;
-    /// Ends a pending GetBuffer, or the next one when none is pending. Any thread.
+    /// Ends a pending GetBuffer, or the next one of this acquisition when none is pending. Any thread.
     virtual int CancelBuffer() = 0;
-    /// Gives a buffer back for filling. Never blocks on the camera.
+    /// Gives a buffer back for filling. Never blocks on the camera. One that the producer refuses is not lent any more
+    /// either: the next GetBuffer or QueueBuffer offers it again.
     virtual int QueueBuffer(Buffer *buffer) = 0;
     virtual StreamStatistics GetStatistics() = 0;
+    /// The producer's own features of this stream (resend settings, packet size); null when it describes none.
+    virtual FeatureArray *GetParameters() { return nullptr; }
 
 protected:
     ~Stream() = default;
@@ -151,6 +167,11 @@ constexpr int kEventControlTraffic = 1000;
 constexpr int kEventStreamTraffic = 1001;
 constexpr int kEventEventTraffic = 1002; ///< the message channel
 constexpr int kEventDeviceLost = 1004;   ///< the connection was lost; data: the reason as text
+/// How an event was served since it was registered.
+struct EventFigures {
+    std::uint64_t fired = 0;   ///< calls of the callback
+    std::uint64_t dropped = 0; ///< that the producer threw away because the callback was slower than they came
+};
 /// Data and size are valid during the call. Runs on a thread of the library, one per registered event.
 using EventCallback = void (*)(const void *data, unsigned long size, void *context);
 
@@ -168,10 +189,13 @@ public:
     /// Null when the device has no such stream. Owned by the device.
     virtual Stream *GetStreamByIndex(unsigned int index) = 0;
     /// One callback per event type. \return ORV_CAM_ERR_NOT_IMPLEMENTED when the producer has no such event.
-    /// Device-lost fires once per opening; registered after the loss, it fires at once.
+    /// Device-lost fires once per registration; registered after the loss, it fires at once. While an earlier
+    /// registration of the type is being ended by another thread, its end is waited for.
     virtual int RegisterEvent(int eventType, EventCallback callback, void *context) = 0;
-    /// After it returns the callback does not run any more. Not to be called from the callback itself.
+    /// After it returns the callback does not run any more. From the callback itself: after that call has ended.
     virtual int UnregisterEvent(int eventType, EventCallback callback, void *context) = 0;
+    /// Zero for an event that is not registered.
+    virtual EventFigures GetEventFigures(int /*eventType*/) { return {}; }
     /// Writes the camera's settings to a configuration file; `path` is UTF-8.
     virtual int SaveFeatures(const char *path) = 0;
     virtual int LoadFeatures(const char *path) = 0;
@@ -186,19 +210,24 @@ protected:
 class System {
 public:
     /// Looks the file up beside the executable, in the installed library folder and along GENICAM_GENTL64_PATH, and
-    /// opens it. A producer that is open already counts as success.
+    /// opens it. A producer that is open already counts as success; one that takes longer than some seconds is waited
+    /// for no more (ORV_CAM_ERR_TIMEOUT) and can be used once it is done.
     virtual int LoadProducer(const char *fileName) = 0;
     /// Searches the network anew. \param mask bit per InterfaceType; 255 for all. \return null without a producer.
     /// Blocks for the discovery window (about half a second).
     virtual InterfaceList *GetInterfaceList(unsigned int mask) = 0;
-    /// Opens the camera that a configuration file describes and applies the file. `path` is UTF-8.
+    /// Opens the camera that a configuration file describes and applies the file. `path` is UTF-8. Of several ways to
+    /// it, and of several cameras that the file fits, the most usable one. Where a camera is returned that did not take
+    /// all of the file, LastError says so.
     virtual Device *CreateDeviceFromConfiguration(const char *path, int flags) = 0;
     /// Gives a GigE Vision device another address until it is switched off (FORCEIP), for one that no connection can
     /// reach. All three as "192.168.10.20"; the gateway may be "0.0.0.0". Blocks for the device's answer. \return
     /// ORV_CAM_ERR_NOT_IMPLEMENTED when the producer has no such feature, ORV_CAM_ERR_TIMEOUT without an answer.
     virtual int ForceAddress(const DeviceDescription &device, const std::string &address, const std::string &subnetMask,
                              const std::string &gateway) = 0;
-    /// Why the last CreateDevice or ForceAddress of this thread failed: a sentence for a person, and the status.
+    /// Why the last call of this thread that opens, lists or loads something or forces an address failed: a sentence
+    /// for a person, and the status; ORV_CAM_OK after a success. A device whose description is unusable opens without
+    /// features: that is ORV_CAM_ERR_XML, with the reason.
     virtual int LastError(std::string *text) = 0;
 
 protected:
@@ -209,7 +238,8 @@ enum DeviceAccess : int { ORV_ACCESS_READ_ONLY = 1, ORV_ACCESS_CONTROL = 2, ORV_
 
 } // namespace OrvCam
 
-/// The one system of the process, made on the first call; null when no producer can be loaded at all.
+/// The one system of the process, made on the first call; null when no producer can be loaded at all. Producers whose
+/// file names stand in the environment variable ORV_SKIP_PRODUCERS, separated by colons, are left out.
 OrvCam::System *OrvCam_GetSystem();
 /// Opens a device. \param access an OrvCam::DeviceAccess. \return null on failure, see System::LastError.
 OrvCam::Device *OrvCam_CreateDevice(const OrvCam::DeviceDescription *description, int access, int flags);

@@ -14,6 +14,7 @@ enum OrvCamStatus : int {
     ORV_CAM_ERR_BUSY = -40012, ///< held by another program
     ORV_CAM_ERR_DEVICE_LOST = -40013,
     ORV_CAM_ERR_NOT_FOUND = -40014,
+    ORV_CAM_ERR_UNREACHABLE = -40015, ///< its address does not fit the interface that it was seen on
     ORV_CAM_ERR_NO_PRODUCER = -40020,
     ORV_CAM_ERR_PRODUCER = -40021, ///< the producer failed in a way that has no code of its own
     ORV_CAM_ERR_FILE = -40030,     ///< a file could not be read or written, or is no configuration file

@@ -242,14 +242,15 @@ FeatureArrayImp *Interface::Features()
 {
     static const LossFlag neverLost;
     MutexLock lock(m_featuresMutex);
-    if (m_featuresTried)
+    if (m_features || m_hasNoDescription)
         return m_features.get();
-    m_featuresTried = true;
     // The module's handle is that of its port as well.
     m_port = std::make_unique<DevicePort>(Calls(), m_handle, neverLost);
+    const std::vector<std::string> urls = m_port->DescriptionUrls();
+    m_hasNoDescription = urls.empty(); // any other failure may pass
     std::string xml;
     std::string error;
-    if (FetchDescription(m_port->DescriptionUrls(), *m_port, &xml, &error))
+    if (FetchDescription(urls, *m_port, &xml, &error))
         m_features = FeatureArrayImp::Create(xml, *m_port, &error);
     if (!m_features)
         LogInfo("The interface " + m_description.text + " has no usable features: " + error);

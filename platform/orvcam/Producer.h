@@ -89,7 +89,7 @@ private:
     const OrvCam::InterfaceDescription m_description;
     Mutex m_mutex; ///< one update or listing of devices at a time, and none while one is selected by number
     Mutex m_featuresMutex;
-    bool m_featuresTried GUARDED_BY(m_featuresMutex) = false;
+    bool m_hasNoDescription GUARDED_BY(m_featuresMutex) = false;
     std::unique_ptr<DevicePort> m_port GUARDED_BY(m_featuresMutex);
     std::unique_ptr<FeatureArrayImp> m_features GUARDED_BY(m_featuresMutex);
 };

@@ -20,6 +20,7 @@ constexpr StatusText kStatusTexts[] = {
     {ORV_CAM_ERR_BUSY, "The camera is in use by another program."},
     {ORV_CAM_ERR_DEVICE_LOST, "The connection to the camera was lost."},
     {ORV_CAM_ERR_NOT_FOUND, "No such camera was found."},
+    {ORV_CAM_ERR_UNREACHABLE, "The camera's address does not fit the network interface."},
     {ORV_CAM_ERR_NO_PRODUCER, "No camera driver (GenTL producer) could be loaded."},
     {ORV_CAM_ERR_PRODUCER, "The camera driver (GenTL producer) failed."},
     {ORV_CAM_ERR_FILE, "The file could not be read or written, or is no camera configuration."},

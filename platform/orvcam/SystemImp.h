@@ -4,7 +4,9 @@
 #include "orvcam/OrvCam.h"
 #include "orvcam/Producer.h"
 
+#include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -38,7 +40,13 @@ private:
     /// \return null with the failure remembered for this thread.
     std::shared_ptr<Interface> InterfaceOf(const OrvCam::DeviceDescription &device);
 
-    Mutex m_mutex; ///< held while a producer is loaded, so that none is loaded twice
+    void LoadNow(const std::string &path, const std::string &name) EXCLUDES(m_mutex);
+    const Producer *FindProducer(const std::string &name) const REQUIRES(m_mutex);
+
+    Mutex m_mutex; ///< of the lists; not held while a producer is loaded
+    ConditionVariable m_loaded;
+    std::set<std::string> m_loading GUARDED_BY(m_mutex);                 ///< file names, so that none is loaded twice
+    std::map<std::string, std::string> m_loadErrors GUARDED_BY(m_mutex); ///< by file name
     std::vector<std::unique_ptr<Producer>> m_producers GUARDED_BY(m_mutex);
 };
 

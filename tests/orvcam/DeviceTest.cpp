@@ -189,6 +189,50 @@ TEST_F(Device, LossBeforeRegistrationIsToldAtOnceOnAnotherThread)
     ASSERT_EQ(ORV_CAM_OK, device->RegisterEvent(OrvCam::kEventDeviceLost, Listener::Call, &listener));
     EXPECT_TRUE(WaitFor([&] { return listener.Calls() == 1; }));
     EXPECT_NE(std::this_thread::get_id(), listener.thread);
+    EXPECT_EQ(ORV_CAM_OK, device->UnregisterEvent(OrvCam::kEventDeviceLost, Listener::Call, &listener));
+    Listener next;
+    ASSERT_EQ(ORV_CAM_OK, device->RegisterEvent(OrvCam::kEventDeviceLost, Listener::Call, &next));
+    EXPECT_TRUE(WaitFor([&] { return next.Calls() == 1; })) << "each registration is told";
+    EXPECT_EQ(1u, device->GetEventFigures(OrvCam::kEventDeviceLost).fired);
+}
+
+/// Where nobody tells of the loss, the camera is asked.
+TEST(LossWatch, FindsOutByAsking)
+{
+    const struct {
+        const char *rule;
+        const char *producer;
+        std::function<void(Script &)> go;
+    } kRows[] = {
+        {"another maker's", "Scripted.cti", [](Script &script) { script.lose(); }},
+        {"of the first version", "ScriptedFirst.cti", [](Script &script) { script.lose(); }},
+        {"its handle is not valid any more", "Scripted.cti",
+         [](Script &script) { script.portResult = script.eventResult = GC_ERR_INVALID_HANDLE; }},
+        {"ours, whose event has failed", "ScriptedOurs.cti",
+         [](Script &script) { script.lostEventResult = GC_ERR_IO, script.fire(1004, "", 1), script.lose(); }},
+    };
+    for (const auto &row : kRows) {
+        SCOPED_TRACE(row.rule);
+        Script &script = *ScriptOf(row.producer);
+        script.reset();
+        const OrvCam::DeviceDescription camera = ScriptedCamera(row.producer);
+        OrvCam::Device *device = OrvCam_CreateDevice(&camera, OrvCam::ORV_ACCESS_CONTROL, 0);
+        ASSERT_NE(nullptr, device);
+        Listener listener;
+        ASSERT_EQ(ORV_CAM_OK, device->RegisterEvent(OrvCam::kEventDeviceLost, Listener::Call, &listener));
+        OrvCam::Stream *stream = device->GetStreamByIndex(0);
+        EXPECT_EQ(ORV_CAM_OK, stream->AllocBufferQueue(nullptr, 3));
+        EXPECT_EQ(ORV_CAM_OK, stream->StartAcquisition(OrvCam::kInfinite, 0));
+        row.go(script);
+        int status = ORV_CAM_OK;
+        EXPECT_EQ(nullptr, stream->GetBuffer(OrvCam::kInfinite, &status));
+        EXPECT_EQ(ORV_CAM_ERR_DEVICE_LOST, status);
+        EXPECT_TRUE(WaitFor([&] { return listener.Calls() == 1; }));
+        device->Release();
+        EXPECT_EQ(0, script.announced + script.streamsOpen + script.devicesOpen + script.eventsRegistered);
+        script.running = 0;
+        script.reset();
+    }
 }
 
 TEST_F(Device, TrafficEventsReachTheirCallback)
@@ -203,6 +247,10 @@ TEST_F(Device, TrafficEventsReachTheirCallback)
     script->fire(1000, large.data(), large.size());
     EXPECT_TRUE(WaitFor([&] { return listener.Calls() == 2; }));
     EXPECT_EQ(large, listener.data);
+    script->tellsFigures = 1;
+    EXPECT_EQ(2u, device->GetEventFigures(1000).fired);
+    EXPECT_EQ(5u, device->GetEventFigures(1000).dropped);
+    EXPECT_EQ(0u, device->GetEventFigures(1001).dropped);
     EXPECT_EQ(ORV_CAM_ERR_INVALID_PARAMETER, device->UnregisterEvent(1000, Listener::Call, nullptr));
     EXPECT_EQ(ORV_CAM_OK, device->UnregisterEvent(1000, Listener::Call, &listener));
     script->fire(1000, "abc", 3);
@@ -253,13 +301,45 @@ TEST_F(Device, UnregisteringWaitsForTheRunningCallback)
 TEST_F(Device, CallbackMayEndItsOwnRegistration)
 {
     Listener listener;
+    listener.hold = true;
     listener.during = [&] { EXPECT_EQ(ORV_CAM_OK, device->UnregisterEvent(1000, Listener::Call, &listener)); };
     ASSERT_EQ(ORV_CAM_OK, device->RegisterEvent(1000, Listener::Call, &listener));
     script->fire(1000, "a", 1);
     script->fire(1000, "b", 1);
     EXPECT_TRUE(WaitFor([&] { return listener.Calls() == 1; }));
+    // Who registers before that call has ended waits for it.
+    Listener next;
+    int status = 1;
+    std::thread registering([&] { status = device->RegisterEvent(1000, Listener::Call, &next); });
+    listener.LetGo();
+    registering.join();
+    EXPECT_EQ(ORV_CAM_OK, status);
+    script->fire(1000, "c", 1);
+    EXPECT_TRUE(WaitFor([&] { return next.Calls() == 1; }));
+    next.during = [&] { device->UnregisterEvent(1000, Listener::Call, &next); };
+    script->fire(1000, "d", 1);
+    EXPECT_TRUE(WaitFor([&] { return script->eventsRegistered == 2; }))
+        << "without its listener it is captured no more";
     Release();
     EXPECT_EQ(1, listener.Calls());
+}
+
+/// A camera that takes its time to switch an event on holds up nobody else.
+TEST_F(Device, RegistrationsDoNotWaitForEachOther)
+{
+    Listener listener;
+    script->holdRegistration = 1;
+    int status = 1;
+    std::thread slow([&] { status = device->RegisterEvent(1000, Listener::Call, &listener); });
+    EXPECT_TRUE(WaitFor([&] {
+        return device->RegisterEvent(EVENT_NEW_BUFFER, Listener::Call, &listener) == ORV_CAM_ERR_NOT_IMPLEMENTED &&
+               script->registering == 1;
+    }));
+    EXPECT_EQ(ORV_CAM_ERR_INVALID_STATE, device->RegisterEvent(1000, Listener::Call, &listener)) << "taken already";
+    script->holdRegistration = 0;
+    EXPECT_EQ(ORV_CAM_OK, device->UnregisterEvent(1000, Listener::Call, &listener)) << "once it is there";
+    slow.join();
+    EXPECT_EQ(ORV_CAM_OK, status);
 }
 
 TEST(ForeignDevice, CustomEventsAreLeftAlone)
@@ -269,7 +349,6 @@ TEST(ForeignDevice, CustomEventsAreLeftAlone)
     OrvCam::Device *device = OrvCam_CreateDevice(&camera, OrvCam::ORV_ACCESS_CONTROL, 0);
     ASSERT_NE(nullptr, device);
     Listener listener;
-    EXPECT_EQ(ORV_CAM_ERR_NOT_IMPLEMENTED, device->RegisterEvent(OrvCam::kEventDeviceLost, Listener::Call, &listener));
     EXPECT_EQ(ORV_CAM_ERR_NOT_IMPLEMENTED, device->RegisterEvent(1000, Listener::Call, &listener));
     EXPECT_EQ(nullptr, device->GetStreamByIndex(1));
     EXPECT_EQ(nullptr, device->GetCameraParameters(1));
@@ -420,6 +499,23 @@ TEST_F(Configuration, OpensTheCameraItWasSavedFrom)
     Release();
 
     std::string text = Content();
+    script->twin = 1;
+    device = system->CreateDeviceFromConfiguration(m_path.c_str(), 0);
+    ASSERT_NE(nullptr, device) << "the one that can be reached, though the other is listed first";
+    EXPECT_EQ(ORV_CAM_OK, system->LastError(nullptr));
+    Release();
+    Write(std::string(text).replace(text.find("\"Width\""), 7, "\"Wodth\""));
+    device = system->CreateDeviceFromConfiguration(m_path.c_str(), 0);
+    ASSERT_NE(nullptr, device);
+    std::string why;
+    EXPECT_EQ(ORV_CAM_ERR_GENICAM, system->LastError(&why));
+    EXPECT_THAT(why, HasSubstr("Not all"));
+    Release();
+    script->portResult = GC_ERR_TIMEOUT;
+    EXPECT_EQ(nullptr, system->CreateDeviceFromConfiguration(m_path.c_str(), 0)) << "nothing can be applied";
+    EXPECT_EQ(ORV_CAM_ERR_XML, system->LastError(nullptr));
+    script->reset();
+
     Write(text.replace(text.find("4711"), 4, "4712"));
     EXPECT_EQ(nullptr, system->CreateDeviceFromConfiguration(m_path.c_str(), 0));
     EXPECT_EQ(ORV_CAM_ERR_NOT_FOUND, system->LastError(&text));

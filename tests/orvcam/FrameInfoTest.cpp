@@ -14,7 +14,7 @@ constexpr std::uint64_t kWireMono8 = 0x01080001;
 constexpr std::uint64_t kWireMono10p = 0x010A0046;
 constexpr std::uint64_t kWireMono12Packed = 0x010C0006;
 constexpr std::uint64_t kWireRgb8 = 0x02180014;
-constexpr std::size_t kMemory = 1000;
+constexpr std::size_t kMemory = 100000;
 
 struct ViewCase {
     const char *rule;
@@ -61,12 +61,17 @@ const ViewCase kCases[] = {
     {"fewer bytes than the picture needs", Frame(kWireMono8, 10, 5, 49), 10, 5, 10, ORV_LINES_PITCHED, 0, 49, 49, true},
     {"larger than the buffer", Frame(kWireMono8, 65535, 65535, kMemory * 9, {{FrameItem::LargerThanBuffer, 1}}), 65535,
      65535, 65535, ORV_LINES_PITCHED, 0, kMemory, kMemory, true},
-    {"a filled size beyond the buffer", Frame(kWireMono8, 100, 100, ~0ull), 100, 100, 100, ORV_LINES_PITCHED, 0,
+    {"a filled size beyond the buffer", Frame(kWireMono8, 1000, 1000, ~0ull), 1000, 1000, 1000, ORV_LINES_PITCHED, 0,
      kMemory, kMemory, true},
     {"an offset beyond the buffer", Frame(kWireMono8, 10, 5, 50, {{FrameItem::ImageOffset, ~0ull}}), 10, 5, 10,
      ORV_LINES_PITCHED, 50, 0, 50, true},
     {"sides that no camera has", Frame(kWireMono8, 1ull << 40, 1ull << 40, 50), 0, 0, 0, ORV_LINES_PITCHED, 0, 50, 50,
      true},
+    {"the many lines of a line camera", Frame(kWireMono8, 1, 70000, 70000), 1, 70000, 1, ORV_LINES_PITCHED, 0, 70000,
+     70000, false},
+    {"a line longer than usual", Frame(kWireMono8, 80000, 1, 80000), 80000, 1, 80000, ORV_LINES_PITCHED, 0, 80000,
+     80000, false},
+    {"more lines than the buffer holds", Frame(kWireMono8, 2, 70000, 50), 0, 0, 0, ORV_LINES_PITCHED, 0, 50, 50, true},
     {"padding that no camera has", Frame(kWireMono8, 10, 5, 50, {{FrameItem::XPadding, ~0ull}}), 0, 0, 0,
      ORV_LINES_PITCHED, 0, 50, 50, true},
     {"a file", Frame(kWireMono8, 10, 5, 50, {{FrameItem::PayloadType, 3}}), 0, 0, 0, ORV_LINES_PITCHED, 0, 50, 50,
@@ -103,6 +108,30 @@ TEST(FrameView, FollowsTheInfosButNeverBeyondTheBuffer)
         const auto *data = static_cast<unsigned char *>(view.image.data);
         EXPECT_EQ(memory.data() + row.offset, data);
         EXPECT_LE(data + view.image.dataSize, memory.data() + memory.size());
+    }
+}
+
+TEST(FrameView, NanosecondsStandInForTicks)
+{
+    const struct {
+        const char *rule;
+        Items items;
+        std::uint64_t ticksPerSecond, timestamp;
+    } kRows[] = {
+        {"ticks", {{FrameItem::Timestamp, 5}, {FrameItem::TimestampNs, 7}}, 1000, 5},
+        {"nanoseconds", {{FrameItem::TimestampNs, 2500000000}}, 1000, 2500},
+        {"long after the start", {{FrameItem::TimestampNs, 1700000000000000008}}, 125000000, 212500000000000001},
+        {"of an unknown clock", {{FrameItem::TimestampNs, 7}}, 0, 7},
+    };
+    for (const auto &row : kRows) {
+        SCOPED_TRACE(row.rule);
+        FrameInfo info;
+        for (const auto &item : row.items)
+            info.Set(item.first, item.second);
+        ConfiguredFormat configured;
+        configured.ticksPerSecond = row.ticksPerSecond;
+        unsigned char memory = 0;
+        EXPECT_EQ(row.timestamp, ViewOf(info, configured, &memory, 1).image.timestamp);
     }
 }
 

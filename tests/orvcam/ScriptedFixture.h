@@ -27,10 +27,12 @@ inline bool WaitFor(const std::function<bool()> &condition,
 }
 
 /// The system with the scripted producers: Scripted.cti, ScriptedFirst.cti (functions of the first version only) and
-/// ScriptedOurs.cti (passes for our own). All offer the same camera.
+/// ScriptedOurs.cti (passes for our own). All offer the same camera. LeftOut.cti lies beside them, and is not to be
+/// loaded.
 inline OrvCam::System *ScriptedSystem()
 {
-    static const bool set = setenv("GENICAM_GENTL64_PATH", SCRIPTED_FOLDER, 1) == 0;
+    static const bool set = setenv("GENICAM_GENTL64_PATH", SCRIPTED_FOLDER, 1) == 0 &&
+                            setenv("ORV_SKIP_PRODUCERS", "Other.cti:LeftOut.cti", 1) == 0;
     return set ? OrvCam_GetSystem() : nullptr;
 }
 

@@ -4,6 +4,8 @@
 #include "orvcam/OrvStatus.h"
 #include "orvimage/PixelFormats.h"
 
+#include <map>
+#include <set>
 #include <vector>
 
 namespace {
@@ -132,51 +134,53 @@ TEST_P(Stream, FailingStreamDoesNotSpin)
     EXPECT_EQ(nullptr, stream->GetBuffer(OrvCam::kInfinite, &status));
     EXPECT_EQ(ORV_CAM_ERR_PRODUCER, status);
     script->eventResult = GC_ERR_SUCCESS;
+    script->waitsAtOnce = 1;
+    script->polls = 0;
+    EXPECT_EQ(nullptr, stream->GetBuffer(200, &status));
+    EXPECT_EQ(ORV_CAM_ERR_TIMEOUT, status);
+    EXPECT_LT(script->polls, 100);
     EXPECT_NE(nullptr, Next());
 }
 
 TEST_P(Stream, FiguresComeFromTheInfosTheyAreNamedAfter)
 {
-    using Statistics = OrvCam::StreamStatistics;
     const bool isOurs = std::string(GetParam()) == "ScriptedOurs.cti";
-    const struct {
-        const char *name;
-        std::uint64_t Statistics::*figure;
-        int command;
-    } kRows[] = {
-        {"delivered", &Statistics::delivered, STREAM_INFO_NUM_DELIVERED},
-        {"underruns", &Statistics::underruns, STREAM_INFO_NUM_UNDERRUN},
-        {"started", &Statistics::started, STREAM_INFO_NUM_STARTED},
-        {"incomplete", &Statistics::incomplete, NUVARK_STREAM_INFO_NUM_INCOMPLETE},
-        {"packets", &Statistics::packets, NUVARK_STREAM_INFO_NUM_PACKETS},
-        {"fullPackets", &Statistics::fullPackets, NUVARK_STREAM_INFO_NUM_FULL},
-        {"withoutBuffer", &Statistics::withoutBuffer, NUVARK_STREAM_INFO_NUM_WITHOUT_BUFFER},
-        {"droppedByCamera", &Statistics::droppedByCamera, NUVARK_STREAM_INFO_NUM_DROPPED_BY_CAMERA},
-        {"requested", &Statistics::requested, NUVARK_STREAM_INFO_NUM_REQUESTED},
-        {"resent", &Statistics::resent, NUVARK_STREAM_INFO_NUM_RESENT},
-        {"missing", &Statistics::missing, NUVARK_STREAM_INFO_NUM_MISSING},
-        {"duplicates", &Statistics::duplicates, NUVARK_STREAM_INFO_NUM_DUPLICATES},
-        {"late", &Statistics::late, NUVARK_STREAM_INFO_NUM_LATE},
-        {"refused", &Statistics::refused, NUVARK_STREAM_INFO_NUM_REFUSED},
-        {"unusable", &Statistics::unusable, NUVARK_STREAM_INFO_NUM_UNUSABLE},
-        {"oversized", &Statistics::oversized, NUVARK_STREAM_INFO_NUM_OVERSIZED},
-        {"kernelDrops", &Statistics::kernelDrops, NUVARK_STREAM_INFO_KERNEL_DROPS},
-        {"receiveBuffer", &Statistics::receiveBuffer, NUVARK_STREAM_INFO_RECEIVE_BUFFER},
-        {"wantedReceiveBuffer", &Statistics::wantedReceiveBuffer, NUVARK_STREAM_INFO_WANTED_BUFFER},
-        {"packetSize", &Statistics::packetSize, NUVARK_STREAM_INFO_PACKET_SIZE},
+    const std::map<std::string, int> commands = {
+        {"delivered", STREAM_INFO_NUM_DELIVERED},
+        {"underruns", STREAM_INFO_NUM_UNDERRUN},
+        {"started", STREAM_INFO_NUM_STARTED},
+        {"incomplete", NUVARK_STREAM_INFO_NUM_INCOMPLETE},
+        {"packets", NUVARK_STREAM_INFO_NUM_PACKETS},
+        {"fullPackets", NUVARK_STREAM_INFO_NUM_FULL},
+        {"withoutBuffer", NUVARK_STREAM_INFO_NUM_WITHOUT_BUFFER},
+        {"droppedByCamera", NUVARK_STREAM_INFO_NUM_DROPPED_BY_CAMERA},
+        {"requested", NUVARK_STREAM_INFO_NUM_REQUESTED},
+        {"resent", NUVARK_STREAM_INFO_NUM_RESENT},
+        {"missing", NUVARK_STREAM_INFO_NUM_MISSING},
+        {"duplicates", NUVARK_STREAM_INFO_NUM_DUPLICATES},
+        {"late", NUVARK_STREAM_INFO_NUM_LATE},
+        {"refused", NUVARK_STREAM_INFO_NUM_REFUSED},
+        {"unusable", NUVARK_STREAM_INFO_NUM_UNUSABLE},
+        {"oversized", NUVARK_STREAM_INFO_NUM_OVERSIZED},
+        {"kernelDrops", NUVARK_STREAM_INFO_KERNEL_DROPS},
+        {"receiveBuffer", NUVARK_STREAM_INFO_RECEIVE_BUFFER},
+        {"wantedReceiveBuffer", NUVARK_STREAM_INFO_WANTED_BUFFER},
+        {"packetSize", NUVARK_STREAM_INFO_PACKET_SIZE},
     };
-    const Statistics silent = stream->GetStatistics();
+    const OrvCam::StreamStatistics silent = stream->GetStatistics();
     script->tellsFigures = 1;
-    const Statistics told = stream->GetStatistics();
-    for (const auto &row : kRows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(0u, silent.*row.figure);
-        const bool isAsked = isOurs || row.command < STREAM_INFO_CUSTOM_ID;
-        EXPECT_EQ(isAsked ? kScriptedFigure + static_cast<std::uint64_t>(row.command) : 0, told.*row.figure);
+    const OrvCam::StreamStatistics told = stream->GetStatistics();
+    for (const OrvCam::NamedFigure &figure : OrvCam::NamedFigures()) {
+        SCOPED_TRACE(figure.name);
+        const auto command = commands.find(figure.name);
+        ASSERT_NE(commands.end(), command);
+        EXPECT_EQ(0u, silent.*figure.member);
+        const bool isAsked = isOurs || command->second < STREAM_INFO_CUSTOM_ID;
+        EXPECT_EQ(isAsked ? kScriptedFigure + static_cast<std::uint64_t>(command->second) : 0, told.*figure.member);
     }
 }
 
-TEST_P(Stream, IncompleteFramesAreCountedWhereNobodyTells)
+TEST_P(Stream, FramesAreCountedWhereNobodyTells)
 {
     Start();
     script->incomplete = 1;
@@ -184,6 +188,7 @@ TEST_P(Stream, IncompleteFramesAreCountedWhereNobodyTells)
     script->incomplete = 0;
     stream->QueueBuffer(Next());
     EXPECT_EQ(1u, stream->GetStatistics().incomplete);
+    EXPECT_EQ(2u, stream->GetStatistics().delivered);
     stream->StopAcquisition(1);
     EXPECT_EQ(ORV_CAM_OK, stream->StartAcquisition(OrvCam::kInfinite, 0));
     EXPECT_EQ(0u, stream->GetStatistics().incomplete) << "of this start";
@@ -245,7 +250,6 @@ TEST_P(Stream, ManyStartsAndStops)
         grabber.join();
         ASSERT_EQ(ORV_CAM_OK, stream->StopAcquisition(1));
         ASSERT_EQ(ORV_CAM_OK, stream->ReleaseBufferQueue());
-        stream->GetBuffer(0, nullptr); // takes the cancel that may be left over
     }
 }
 
@@ -274,6 +278,55 @@ TEST_P(Stream, GrabbingWhileFeaturesAreRead)
     stop = true;
     reader.join();
     giver.join();
+}
+
+/// What was left over of the run before is not part of the next one.
+TEST_P(Stream, AStartForgetsTheRunBefore)
+{
+    int status = 0;
+    Start();
+    OrvCam::Buffer *lent = Next();
+    script->deliver();
+    stream->CancelBuffer();
+    EXPECT_EQ(ORV_CAM_OK, stream->StopAcquisition(1));
+    EXPECT_EQ(ORV_CAM_OK, stream->StartAcquisition(OrvCam::kInfinite, 0));
+    EXPECT_EQ(nullptr, stream->GetBuffer(20, &status));
+    EXPECT_EQ(ORV_CAM_ERR_TIMEOUT, status) << "neither the cancel nor the frame that was not fetched";
+    EXPECT_EQ(1, script->deliver());
+    EXPECT_EQ(1, script->deliver());
+    EXPECT_EQ(0, script->deliver()) << "two of three: one is still lent";
+    EXPECT_EQ(ORV_CAM_OK, stream->QueueBuffer(lent));
+    EXPECT_EQ(1, script->deliver());
+}
+
+/// The producer refuses a call that usually cannot fail: nothing is lost for good, and the next try makes it good.
+TEST_P(Stream, RefusalsOfTheProducerCanBeRepaired)
+{
+    Start();
+    OrvCam::Buffer *buffer = Next();
+    script->queueFailures = 1;
+    EXPECT_EQ(ORV_CAM_ERR_BUSY, stream->QueueBuffer(buffer));
+    EXPECT_NE(nullptr, Next()) << "the fetch of another offers it again";
+    EXPECT_EQ(1, script->deliver());
+    EXPECT_EQ(1, script->deliver()) << "all three are in use";
+
+    script->stopResult = GC_ERR_BUSY;
+    EXPECT_EQ(ORV_CAM_ERR_BUSY, stream->StopAcquisition(1));
+    EXPECT_EQ(ORV_CAM_ERR_BUSY, stream->ReleaseBufferQueue()) << "the producer is still filling them";
+    EXPECT_EQ(3, script->announced);
+    script->stopResult = GC_ERR_SUCCESS;
+    EXPECT_EQ(ORV_CAM_OK, stream->StartAcquisition(OrvCam::kInfinite, 0)) << "stopped at last, and started";
+    EXPECT_EQ(ORV_CAM_OK, stream->StopAcquisition(1));
+    EXPECT_EQ(ORV_CAM_ERR_INVALID_STATE, stream->StopAcquisition(1));
+
+    script->revokeResult = GC_ERR_BUSY;
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_EQ(ORV_CAM_OK, stream->AllocBufferQueue(this, 3));
+        EXPECT_EQ(3, script->announced) << "none is left with the producer";
+    }
+    EXPECT_EQ(ORV_CAM_OK, stream->StartAcquisition(OrvCam::kInfinite, 0));
+    EXPECT_NE(nullptr, Next()) << "through the stream that was opened anew";
+    script->revokeResult = GC_ERR_SUCCESS;
 }
 
 TEST_P(Stream, ReleaseInTheMiddleOfEverything)

@@ -27,6 +27,7 @@ TEST(System, LoadsWhatWorksAndSkipsTheRest)
     system->LastError(&text);
     EXPECT_THAT(text, HasSubstr("NoSuch.cti"));
     EXPECT_EQ(ORV_CAM_ERR_INVALID_PARAMETER, system->LoadProducer(nullptr));
+    EXPECT_EQ(nullptr, dlopen(SCRIPTED_FOLDER "/LeftOut.cti", RTLD_NOW | RTLD_NOLOAD)) << "was to be skipped";
 }
 
 TEST(System, ListsEachCameraOnceAndPrefersOurs)
@@ -106,12 +107,21 @@ TEST(System, FailuresToOpenReadLikeSentences)
         GC_ERROR result;
         int status;
         const char *text;
+        DEVICE_ACCESS_STATUS state = DEVICE_ACCESS_STATUS_READWRITE;
+        int isHeld = 0;
     } kCases[] = {
         {good, 2, GC_ERR_ACCESS_DENIED, ORV_CAM_ERR_BUSY,
-         "The camera Nuvark Cam (SN 4711) is in use by another program (127.0.0.1:999)."},
+         "The camera Nuvark Cam (SN 4711) is in use by another program (127.0.0.1:999).",
+         DEVICE_ACCESS_STATUS_READWRITE, 1},
+        {good, 2, GC_ERR_ACCESS_DENIED, ORV_CAM_ERR_BUSY, "in use by another program.", DEVICE_ACCESS_STATUS_READONLY},
+        {good, 2, GC_ERR_BUSY, ORV_CAM_ERR_BUSY, "in use by another program.", DEVICE_ACCESS_STATUS_BUSY},
+        {good, 2, GC_ERR_BUSY, ORV_CAM_ERR_BUSY, "cannot be opened. IFOpenDevice"}, // nobody holds it
+        {good, 2, GC_ERR_ACCESS_DENIED, ORV_CAM_ERR_BUSY, "in use by another program."},
         {good, 2, GC_ERR_RESOURCE_IN_USE, ORV_CAM_ERR_BUSY, "is already open in this program."},
         {good, 2, GC_ERR_IO, ORV_CAM_ERR_IO, "cannot be opened. IFOpenDevice"},
-        {far, 2, GC_ERR_IO, ORV_CAM_ERR_IO, "its address does not fit the interface memory"},
+        {good, 2, GC_ERR_ACCESS_DENIED, ORV_CAM_ERR_UNREACHABLE,
+         "its address 127.0.0.99 does not fit the interface memory", DEVICE_ACCESS_STATUS_NOACCESS},
+        {far, 2, GC_ERR_IO, ORV_CAM_ERR_UNREACHABLE, "does not fit the interface", DEVICE_ACCESS_STATUS_UNKNOWN},
         {good, 1, GC_ERR_NOT_IMPLEMENTED, ORV_CAM_ERR_NOT_IMPLEMENTED, "cannot be opened"},
         {good, 7, GC_ERR_SUCCESS, ORV_CAM_ERR_INVALID_PARAMETER, "7"},
         {gone, 2, GC_ERR_SUCCESS, ORV_CAM_ERR_NOT_FOUND, "not connected any more"},
@@ -121,6 +131,8 @@ TEST(System, FailuresToOpenReadLikeSentences)
         SCOPED_TRACE(row.text);
         script->reset();
         script->openResult = row.result;
+        script->accessStatus = row.state;
+        script->isHeld = row.isHeld;
         EXPECT_EQ(nullptr, OrvCam_CreateDevice(&row.camera, row.access, 0));
         std::string text;
         EXPECT_EQ(row.status, system->LastError(&text));
@@ -213,11 +225,49 @@ TEST(System, CameraWithoutAUsableDescriptionStillOpens)
     OrvCam::Device *device = OrvCam_CreateDevice(&camera, OrvCam::ORV_ACCESS_CONTROL, 0);
     ASSERT_NE(nullptr, device);
     EXPECT_EQ(nullptr, device->GetCameraParameters());
+    std::string why;
+    EXPECT_EQ(ORV_CAM_ERR_XML, OrvCam_GetSystem()->LastError(&why));
+    EXPECT_THAT(why, HasSubstr("GCReadPort"));
     EXPECT_EQ(ORV_CAM_ERR_XML, device->SaveFeatures("unused"));
     ASSERT_NE(nullptr, device->GetStreamByIndex(0));
     EXPECT_EQ(ORV_CAM_ERR_NO_PAYLOAD_SIZE, device->GetStreamByIndex(0)->AllocBufferQueue(nullptr, 3));
     device->Release();
     script->reset();
+}
+
+TEST(System, LossWhileOpeningIsNoDevice)
+{
+    Script *script = ScriptOf("ScriptedOurs.cti");
+    script->reset();
+    script->loseAtAccess = 1;
+    const OrvCam::DeviceDescription camera = ScriptedCamera("ScriptedOurs.cti");
+    EXPECT_EQ(nullptr, OrvCam_CreateDevice(&camera, OrvCam::ORV_ACCESS_CONTROL, 0));
+    std::string why;
+    EXPECT_EQ(ORV_CAM_ERR_DEVICE_LOST, OrvCam_GetSystem()->LastError(&why));
+    EXPECT_THAT(why, HasSubstr("while it was being opened"));
+    EXPECT_EQ(0, script->devicesOpen + script->eventsRegistered);
+    script->reset();
+}
+
+/// A producer that never comes back from its opening: the others work on, and who asked for it is told.
+TEST(System, AHangingProducerHoldsUpNobody)
+{
+    OrvCam::System *system = ScriptedSystem();
+    std::atomic<bool> isDone{false};
+    std::thread loading([&] {
+        std::string why;
+        EXPECT_EQ(ORV_CAM_ERR_TIMEOUT, system->LoadProducer(HANGING_PRODUCER));
+        system->LastError(&why);
+        EXPECT_THAT(why, HasSubstr("ORV_SKIP_PRODUCERS=Hanging.cti"));
+        isDone = true;
+    });
+    const OrvCam::DeviceDescription camera = ScriptedCamera("ScriptedOurs.cti");
+    ScriptOf("ScriptedOurs.cti")->reset();
+    OrvCam::Device *device = OrvCam_CreateDevice(&camera, OrvCam::ORV_ACCESS_CONTROL, 0);
+    ASSERT_NE(nullptr, device);
+    device->Release();
+    EXPECT_FALSE(isDone);
+    loading.join();
 }
 
 TEST(Status, EveryCodeHasItsOwnSentence)
@@ -231,8 +281,8 @@ TEST(Status, EveryCodeHasItsOwnSentence)
             texts.insert(text);
         }
     }
-    EXPECT_EQ(27, known);
-    EXPECT_EQ(27u, texts.size());
+    EXPECT_EQ(28, known);
+    EXPECT_EQ(28u, texts.size());
 }
 
 } // namespace

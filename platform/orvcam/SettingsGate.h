@@ -1,0 +1,44 @@
+#pragma once
+
+#include "base/Mutex.h"
+
+namespace orv::cam {
+
+/// Keeps a device's streams and the loading of its settings apart: either streams run, or settings are loaded.
+/// Threads: any. Nothing waits.
+class SettingsGate {
+public:
+    /// \return false while settings are loaded.
+    bool BeginStream() EXCLUDES(m_mutex)
+    {
+        MutexLock lock(m_mutex);
+        m_streams += m_isLoading ? 0 : 1;
+        return !m_isLoading;
+    }
+    void EndStream() EXCLUDES(m_mutex)
+    {
+        MutexLock lock(m_mutex);
+        --m_streams;
+    }
+    /// \return false while a stream runs, or somebody else loads settings.
+    bool BeginLoading() EXCLUDES(m_mutex)
+    {
+        MutexLock lock(m_mutex);
+        if (m_streams > 0 || m_isLoading)
+            return false;
+        m_isLoading = true;
+        return true;
+    }
+    void EndLoading() EXCLUDES(m_mutex)
+    {
+        MutexLock lock(m_mutex);
+        m_isLoading = false;
+    }
+
+private:
+    Mutex m_mutex;
+    int m_streams GUARDED_BY(m_mutex) = 0;
+    bool m_isLoading GUARDED_BY(m_mutex) = false;
+};
+
+} // namespace orv::cam
