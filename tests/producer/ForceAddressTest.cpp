@@ -150,6 +150,7 @@ TEST_F(ForceAddressTest, ACameraMovesAndIsFoundAgain)
     ASSERT_EQ(Gc().IFUpdateDeviceList(interface, nullptr, 300), GC_ERR_SUCCESS);
     EXPECT_EQ(Force("OrvSim", kSimulatedAddress + 1, 0xFF00FF00), GC_ERR_INVALID_VALUE) << "no mask";
     EXPECT_EQ(Force("OrvSim", 0x7F000000, 0xFF000000), GC_ERR_INVALID_VALUE) << "a whole subnet";
+    EXPECT_EQ(Force("OrvSim", 0xEF010203, 0xFF000000), GC_ERR_INVALID_VALUE) << "a multicast group";
     ASSERT_NO_FATAL_FAILURE(OpenDevice());
     EXPECT_EQ(Force("OrvSim", kSimulatedAddress + 1, 0xFF000000), GC_ERR_ACCESS_DENIED) << "open";
     ASSERT_EQ(Gc().DevClose(device), GC_ERR_SUCCESS);

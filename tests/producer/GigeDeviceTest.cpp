@@ -87,7 +87,8 @@ private:
 /// The camera's sending side: frames of raw data in packets of any size.
 class Sender {
 public:
-    explicit Sender(std::uint32_t port) : m_port(port)
+    explicit Sender(std::uint32_t port, const char *to = "127.0.0.1")
+        : m_to{*ParseAddress(to), static_cast<std::uint16_t>(port)}
     {
         m_socket = UdpSocket::Open(*ParseAddress(kScriptedAddress)).value;
     }
@@ -128,14 +129,11 @@ private:
     void Send(orv::ByteWriter &out)
     {
         const auto datagram = out.Take();
-        EXPECT_TRUE(m_socket
-                        .SendVia(1, *ParseAddress(kScriptedAddress),
-                                 {*ParseAddress("127.0.0.1"), static_cast<std::uint16_t>(m_port)},
-                                 {datagram.data(), datagram.size()})
-                        .Ok());
+        EXPECT_TRUE(
+            m_socket.SendVia(1, *ParseAddress(kScriptedAddress), m_to, {datagram.data(), datagram.size()}).Ok());
     }
 
-    const std::uint32_t m_port;
+    const Endpoint m_to;
     UdpSocket m_socket;
 };
 
@@ -345,7 +343,61 @@ TEST_F(GigeDeviceTest, AReaderStartsOnlyWhatIsSentToEverybody)
     camera.Set(RegisterCamera::kStreamAddress, *ParseAddress("127.0.0.5"));
     EXPECT_EQ(stream->Start(sink, 1000).Code(), GC_ERR_ACCESS_DENIED);
     camera.Set(RegisterCamera::kStreamAddress, *ParseAddress("239.1.2.3"));
-    EXPECT_TRUE(stream->Start(sink, 1000).Ok());
+    EXPECT_EQ(stream->Start(sink, 1000).Code(), GC_ERR_ACCESS_DENIED) << "not opened by who controls it";
+    constexpr std::uint16_t kPort = 45678;
+    camera.Set(RegisterCamera::kStreamPort, kPort);
+    const Status started = stream->Start(sink, 1000);
+    ASSERT_TRUE(started.Ok()) << started.Text();
+    Sender sender(kPort, "239.1.2.3");
+    sender.Leader(1, 1000);
+    sender.Payload(1, 1, 1000);
+    sender.Trailer(1, 2);
+    EXPECT_TRUE(Becomes([&] { return sink.complete == 1; }));
+}
+
+TEST_F(GigeDeviceTest, ThePathIsLookedAtWithEachStart)
+{
+    const struct {
+        const char *name;
+        RegisterCamera::Path path;
+        std::uint32_t size;
+    } kRows[] = {{"as it is", {9000, 0, 1}, 9000},
+                 {"narrower than at the last start", {1500, 0, 1}, 1500},
+                 {"a camera that takes multiples of 32, and no small ones", {1480, 1000, 32}, 1472}};
+    camera.Set(RegisterCamera::kPacketSize, 9000);
+    ASSERT_NO_FATAL_FAILURE(Open());
+    OneBuffer sink(1000);
+    const auto stream = device->MakeStream(0);
+    for (const auto &row : kRows) {
+        camera.SetPath(row.path);
+        ASSERT_TRUE(stream->Start(sink, 1000).Ok()) << row.name;
+        EXPECT_EQ(camera.Get(RegisterCamera::kPacketSize), row.size) << row.name;
+        stream->StopReceiving(StreamChannel::Stop::AtOnce);
+    }
+    EXPECT_EQ(sink.incomplete, 0) << "no test packet is a frame";
+}
+
+TEST_F(GigeDeviceTest, TheWayFromTheCameraIsOpened)
+{
+    UdpSocket ears = UdpSocket::Open(*ParseAddress(kScriptedAddress)).value;
+    camera.Set(0x0900, 1);
+    for (std::uint32_t capability : {0x092C, 0x0930})
+        camera.Set(capability, 0x80000000);
+    for (std::uint32_t source : {0x0D1C, 0x0B1C})
+        camera.Set(source, ears.LocalPort());
+    ASSERT_NO_FATAL_FAILURE(Open());
+    OneBuffer sink(1000);
+    std::uint8_t bytes[64];
+    Endpoint sender;
+    const auto stream = device->MakeStream(0);
+    ASSERT_TRUE(stream->Start(sink, 1000).Ok());
+    ASSERT_TRUE(Becomes([&] { return ears.HasDatagram(); }));
+    EXPECT_NE(ears.Receive(bytes, sizeof bytes, &sender), 0U);
+    EXPECT_EQ(sender.port, camera.Get(RegisterCamera::kStreamPort));
+    ASSERT_TRUE(device->ListenToMessages(true).Ok());
+    ASSERT_TRUE(Becomes([&] { return ears.HasDatagram(); }));
+    EXPECT_NE(ears.Receive(bytes, sizeof bytes, &sender), 0U);
+    EXPECT_EQ(sender.port, camera.Get(0x0B00));
 }
 
 TEST_F(GigeDeviceTest, PacketsLongerThanExpectedCostOneFrameOnly)

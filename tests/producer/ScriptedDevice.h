@@ -64,6 +64,16 @@ public:
         const auto datagram = MakeAnswer(status, code, id, payload);
         sendto(m_fd, datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr *>(&m_peer), sizeof m_peer);
     }
+    /// Something of that many bytes, to anybody.
+    void Send(std::uint32_t address, std::uint16_t port, std::size_t size)
+    {
+        const std::vector<std::uint8_t> datagram(size, 0xA5);
+        sockaddr_in to{};
+        to.sin_family = AF_INET;
+        to.sin_addr.s_addr = htonl(address);
+        to.sin_port = htons(port);
+        sendto(m_fd, datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr *>(&to), sizeof to);
+    }
     bool IsStopping() const { return m_stopping; }
     std::vector<Received> Commands()
     {
@@ -104,7 +114,8 @@ private:
     std::thread m_thread;
 };
 
-/// A scripted device with plain registers. Test packets are never sent, and the bit that asks for them falls back.
+/// A scripted device with plain registers. Test packets are sent as far as `path` says, and the bit that asks for them
+/// falls back.
 class RegisterCamera {
 public:
     enum class Reaction { Answer, Stay, Refuse, Deny, PutOff };
@@ -145,6 +156,18 @@ public:
         return count;
     }
 
+    /// IP packets that get through to the host, and what sizes the camera takes.
+    struct Path {
+        std::uint32_t largest = 0; ///< 0: no test packets
+        std::uint32_t least = 0;
+        std::uint32_t step = 1;
+    };
+    void SetPath(const Path &path)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_path = path;
+    }
+
     static constexpr std::uint32_t kPrivilege = 0x0A00;
     static constexpr std::uint32_t kStreamPort = 0x0D00;
     static constexpr std::uint32_t kPacketSize = 0x0D04;
@@ -182,7 +205,12 @@ private:
             for (std::size_t i = 0; i + 4 <= got.payload.size(); i += 4)
                 out.U32(Get(Word(got.payload, i)));
         } else if (got.command == static_cast<std::uint16_t>(Command::WriteRegister)) {
-            Set(address, address == kPacketSize ? Word(got.payload, 4) & 0x7FFFFFFF : Word(got.payload, 4));
+            if (address == kPacketSize && !SetPacketSize(device, Word(got.payload, 4))) {
+                device.Answer(0x8005, code, got.id, {});
+                return;
+            }
+            if (address != kPacketSize)
+                Set(address, Word(got.payload, 4));
             out.U32(1);
         } else if (got.command == static_cast<std::uint16_t>(Command::ReadMemory)) {
             out.U32(address);
@@ -196,7 +224,24 @@ private:
         device.Answer(0, code, got.id, out.Take());
     }
 
+    bool SetPacketSize(ScriptedDevice &device, std::uint32_t value)
+    {
+        Path path;
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            path = m_path;
+        }
+        const std::uint32_t size = value & 0xFFFF;
+        if (size < path.least || size % path.step != 0)
+            return false;
+        Set(kPacketSize, value & 0x7FFFFFFF);
+        if ((value & 0x80000000) != 0 && size <= path.largest)
+            device.Send(Get(kStreamAddress), static_cast<std::uint16_t>(Get(kStreamPort)), size - 28);
+        return true;
+    }
+
     std::mutex m_mutex;
+    Path m_path;
     std::map<std::uint32_t, std::uint32_t> m_registers;
     Hook m_hook;
     std::optional<ScriptedDevice> m_device;

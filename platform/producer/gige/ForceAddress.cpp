@@ -11,6 +11,9 @@ namespace nuvark::gige {
 namespace {
 
 constexpr std::uint32_t kEverybody = 0xFFFFFFFF;
+/// Of a command that nobody acknowledges. Rounds close to each other are one restart of the camera's search.
+constexpr int kBlindRounds = 3;
+constexpr std::chrono::milliseconds kBlindPause{50};
 
 /// A late acknowledge of an earlier assignment must not count for the next.
 std::uint16_t NextId()
@@ -60,10 +63,16 @@ Status ForceAddress(const NetworkInterface &interface, const AddressAssignment &
     const Datagram command =
         MakeForceAddress(id, assignment.mac, assignment.address, assignment.mask, assignment.gateway);
     const std::string context = "give " + MacText(assignment.mac) + " the address " + AddressText(assignment.address);
+    for (int round = 0; assignment.address == 0 && round < kBlindRounds; ++round) {
+        Send(socket.value, interface, command);
+        // Nothing comes, except perhaps that the camera refuses.
+        if (const auto status = Await(socket.value, id, Clock::now() + kBlindPause))
+            return StatusFromWire(*status, true, context);
+    }
+    if (assignment.address == 0)
+        return {};
     for (int attempt = 0; attempt < timing.tries; ++attempt) {
         Send(socket.value, interface, command);
-        if (assignment.address == 0)
-            return {};
         if (const auto status = Await(socket.value, id, Clock::now() + timing.each))
             return StatusFromWire(*status, true, context);
     }

@@ -328,6 +328,8 @@ Status GigeDevice::OpenMessages()
         return Outward(named);
     }
     m_messages = std::move(channel.value);
+    if ((ReadOptional(kRegMessageCapability, 0) & kCapabilitySourcePort) != 0)
+        m_messages->SetSource(static_cast<std::uint16_t>(ReadOptional(kRegMessageSource, 0) & kPortMask));
     return {};
 }
 

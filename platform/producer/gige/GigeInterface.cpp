@@ -13,7 +13,9 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kFindWindow{600};
+/// Ends as soon as the camera has answered. Cameras may wait for a random time before they do, so as not to answer all
+/// at once.
+constexpr milliseconds kFindWindow{1000};
 
 std::uint64_t MacNumber(const std::array<std::uint8_t, 6> &mac)
 {
@@ -35,6 +37,14 @@ std::array<std::uint8_t, 6> MacBytes(std::uint64_t mac)
 bool IsSubnetMask(std::uint32_t mask)
 {
     return mask != 0 && (~mask & (~mask + 1)) == 0;
+}
+
+/// Multicast groups and what is beyond them, "this network", and the inside of hosts are nobody's address.
+bool CanBeADevices(std::uint32_t address, const NetworkInterface &interface)
+{
+    const std::uint32_t first = address >> 24;
+    const bool isInside = first == 127;
+    return first != 0 && first < 224 && (!isInside || interface.address >> 24 == first);
 }
 
 std::string DeviceId(const DiscoveryAnswer &answer)
@@ -158,6 +168,8 @@ Status GigeInterface::ForceAddress(const DeviceRecord &device, std::uint32_t add
         return {GC_ERR_INVALID_VALUE, AddressText(mask) + " is no subnet mask"};
     if (address != 0 && ((address & ~mask) == 0 || (address | mask) == 0xFFFFFFFF) && mask < 0xFFFFFFFE)
         return {GC_ERR_INVALID_VALUE, AddressText(address) + " is the address of a whole subnet"};
+    if (address != 0 && !CanBeADevices(address, m_interface))
+        return {GC_ERR_INVALID_VALUE, AddressText(address) + " can be no device's address"};
     return gige::ForceAddress(m_interface, {MacBytes(device.mac), address, mask, gateway});
 }
 

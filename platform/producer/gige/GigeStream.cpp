@@ -12,6 +12,7 @@ namespace {
 constexpr std::size_t kMinReceiveBuffer = 8 * 1024 * 1024;
 constexpr std::size_t kMaxReceiveBuffer = 256 * 1024 * 1024;
 constexpr std::uint32_t kMulticastPrefix = 0xE; ///< the first four bits of such an address
+constexpr int kShots = 3;
 
 } // namespace
 
@@ -20,15 +21,20 @@ Status GigeStream::Start(FrameSink &sink, std::size_t payloadSize)
     const Status connection = m_device.CheckConnection();
     if (!connection.Ok())
         return connection;
-    Result<UdpSocket> socket = UdpSocket::Open(m_device.Interface().address);
+    Result<UdpSocket> socket = OpenSocket();
     if (!socket.Ok())
-        return socket.status;
+        return Outward(socket.status);
     StreamReceiver::Settings settings;
     StreamCounters &known = settings.known;
     known.wantedReceiveBuffer = std::min(kMaxReceiveBuffer, std::max(2 * payloadSize, kMinReceiveBuffer));
     known.receiveBuffer = socket.value.SetReceiveBuffer(known.wantedReceiveBuffer);
     Rollback closeChannel([this] { CloseChannel(); });
-    Result<std::uint32_t> packetSize = OpenChannel(socket.value);
+    const Status opened = OpenChannel(socket.value);
+    if (!opened.Ok())
+        return Outward(opened);
+    settings.way = Way({m_device.Address(), SourcePort()});
+    settings.way.Keep(socket.value, Clock::now()); // test packets are to get through as well
+    const Result<std::uint32_t> packetSize = ChoosePacketSize(socket.value);
     if (!packetSize.Ok())
         return Outward(packetSize.status);
     known.packetSize = packetSize.value & kPacketSizeMask;
@@ -54,32 +60,53 @@ Status GigeStream::Start(FrameSink &sink, std::size_t payloadSize)
     return {};
 }
 
-/// \return the packet size register as it is in the end.
-Result<std::uint32_t> GigeStream::OpenChannel(UdpSocket &socket)
+Result<UdpSocket> GigeStream::OpenSocket()
 {
-    std::uint32_t sizeRegister = 0;
-    GvcpClient &client = m_device.Client();
-    if (m_device.IsWritable()) {
-        const std::uint32_t portRegister = StreamRegister(m_index, kStreamPort);
-        m_device.ForgetPendingWrite(portRegister);
-        // The address first: with the port the camera may begin to send.
-        Status status = client.WriteRegister(StreamRegister(m_index, kStreamAddress), m_device.Interface().address);
-        if (status.Ok())
-            status = client.WriteRegister(portRegister, socket.LocalPort());
-        if (!status.Ok())
-            return status;
-        const Result<std::uint32_t> size = ChoosePacketSize(socket);
-        if (!size.Ok())
-            return size.status;
-    } else {
-        const Status forAll = CheckMulticast();
-        if (!forAll.Ok())
-            return forAll;
-    }
-    const Status read = client.ReadRegister(StreamRegister(m_index, kStreamPacketSize), sizeRegister);
+    return m_device.IsWritable() ? UdpSocket::Open(m_device.Interface().address) : JoinGroup();
+}
+
+/// A camera sends to one host, which its controller names, or to a group that everybody may join.
+Result<UdpSocket> GigeStream::JoinGroup()
+{
+    std::uint32_t target = 0;
+    std::uint32_t port = 0;
+    Status read = m_device.Client().ReadRegister(StreamRegister(m_index, kStreamAddress), target);
+    if (read.Ok())
+        read = m_device.Client().ReadRegister(StreamRegister(m_index, kStreamPort), port);
     if (!read.Ok())
         return read;
-    return sizeRegister;
+    if (target >> 28 != kMulticastPrefix)
+        return Status(GC_ERR_ACCESS_DENIED, "the camera is open for reading only, and its stream goes to another host");
+    if ((port & kPortMask) == 0)
+        return Status(GC_ERR_ACCESS_DENIED,
+                      "the camera is open for reading only, and its controller has not opened the stream yet");
+    return UdpSocket::OpenGroup(target, static_cast<std::uint16_t>(port & kPortMask), m_device.Interface().index);
+}
+
+Status GigeStream::OpenChannel(UdpSocket &socket)
+{
+    if (!m_device.IsWritable())
+        return {};
+    const std::uint32_t portRegister = StreamRegister(m_index, kStreamPort);
+    m_device.ForgetPendingWrite(portRegister);
+    GvcpClient &client = m_device.Client();
+    // The address first: with the port the camera may begin to send.
+    Status status = client.WriteRegister(StreamRegister(m_index, kStreamAddress), m_device.Interface().address);
+    if (status.Ok())
+        status = client.WriteRegister(portRegister, socket.LocalPort());
+    return status;
+}
+
+/// The port that the camera sends from, 0 when it does not say.
+std::uint16_t GigeStream::SourcePort()
+{
+    GvcpClient &client = m_device.Client();
+    std::uint32_t capability = 0;
+    std::uint32_t port = 0;
+    if (!client.ReadRegister(kRegStreamCapability, capability).Ok() || (capability & kCapabilitySourcePort) == 0 ||
+        !client.ReadRegister(StreamRegister(m_index, kStreamSource), port).Ok())
+        return 0;
+    return static_cast<std::uint16_t>(port & kPortMask);
 }
 
 /// \return whether the camera can send packets again. One that can tell why it does not is told to.
@@ -110,16 +137,6 @@ void GigeStream::SetResend(const ResendSettings &settings)
     m_resend = settings;
 }
 
-/// A camera sends to one host, which its controller names, or to everybody.
-Status GigeStream::CheckMulticast()
-{
-    std::uint32_t target = 0;
-    const Status read = m_device.Client().ReadRegister(StreamRegister(m_index, kStreamAddress), target);
-    if (read.Ok() && target >> 28 != kMulticastPrefix)
-        return {GC_ERR_ACCESS_DENIED, "the camera is open for reading only, and its stream goes to another host"};
-    return read;
-}
-
 void GigeStream::CloseChannel()
 {
     m_device.WriteWithoutWaiting({StreamRegister(m_index, kStreamPort), 0});
@@ -127,17 +144,18 @@ void GigeStream::CloseChannel()
 
 Result<std::uint32_t> GigeStream::ChoosePacketSize(UdpSocket &socket)
 {
-    std::uint32_t present = 0;
-    const Status read = m_device.Client().ReadRegister(StreamRegister(m_index, kStreamPacketSize), present);
+    if (m_device.IsWritable()) {
+        // Each time: the path may have become narrower, or a firewall may have been opened. Cheap as long as it works.
+        const auto size = NegotiatePacketSize(m_device, m_index, socket, m_sendsTests ? kShots : 1);
+        if (!size.Ok())
+            return size.status;
+        m_sendsTests = size.value.isVerified;
+    }
+    std::uint32_t sizeRegister = 0;
+    const Status read = m_device.Client().ReadRegister(StreamRegister(m_index, kStreamPacketSize), sizeRegister);
     if (!read.Ok())
         return read;
-    if (m_verifiedPacketSize != 0 && (present & kPacketSizeMask) == m_verifiedPacketSize &&
-        (present & kPacketSizeFireTest) == 0)
-        return m_verifiedPacketSize;
-    Result<std::uint32_t> size = NegotiatePacketSize(m_device, m_index, socket);
-    if (size.Ok())
-        m_verifiedPacketSize = size.value;
-    return size;
+    return sizeRegister;
 }
 
 void GigeStream::StopReceiving(Stop how)

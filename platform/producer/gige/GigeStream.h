@@ -28,15 +28,19 @@ public:
     void SetResend(const ResendSettings &settings) override EXCLUDES(m_mutex);
 
 private:
-    Result<std::uint32_t> OpenChannel(UdpSocket &socket);
+    Result<UdpSocket> OpenSocket();
+    Result<UdpSocket> JoinGroup();
+    /// Opens the channel towards `socket` where we are the ones who may.
+    Status OpenChannel(UdpSocket &socket);
+    /// \return the packet size register as it is in the end.
     Result<std::uint32_t> ChoosePacketSize(UdpSocket &socket);
+    std::uint16_t SourcePort();
     bool PrepareResend();
-    Status CheckMulticast();
     void CloseChannel();
 
     GigeDevice &m_device;
     const std::uint32_t m_index;
-    std::uint32_t m_verifiedPacketSize = 0; ///< that size is known to get through; 0: not looked at yet
+    bool m_sendsTests = true; ///< the camera has sent test packets, or has not been asked yet
 
     mutable orv::Mutex m_mutex; ///< guards the pointer, for those who only look; taken before the receiver's own
     std::shared_ptr<StreamReceiver> m_receiver GUARDED_BY(m_mutex);

@@ -8,8 +8,10 @@ namespace {
 
 constexpr std::size_t kReceiveBuffer = 1024 * 1024;
 constexpr std::chrono::milliseconds kIdleWait{1000};
-/// A camera may send some messages more before it repeats one.
-constexpr std::size_t kRemembered = 32;
+/// For longer than the camera repeats; not for longer, since one without a clock may count its messages wrongly, and
+/// then two that are alike are two events.
+constexpr std::chrono::milliseconds kRemembered{1000};
+constexpr std::size_t kMostRemembered = 2048;
 
 } // namespace
 
@@ -41,10 +43,22 @@ MessageChannel::~MessageChannel()
         m_thread.join();
 }
 
+void MessageChannel::SetSource(std::uint16_t port)
+{
+    m_source = port;
+    Way({m_camera, port}).Keep(m_socket, Clock::now()); // the first event may come at once
+}
+
 void MessageChannel::Run()
 {
     std::uint8_t buffer[2048];
-    for (;;) {
+    Way way({});
+    for (std::uint16_t source = 0;;) {
+        if (source != m_source) {
+            source = m_source;
+            way = Way({m_camera, source});
+        }
+        way.Keep(m_socket, Clock::now());
         const UdpSocket::Wait wait = m_socket.WaitReadable(Clock::now() + kIdleWait, &m_stop);
         if (wait == UdpSocket::Wait::Interrupted)
             return;
@@ -80,14 +94,16 @@ void MessageChannel::OnDatagram(orv::ByteSpan datagram, Endpoint sender)
 /// counts wrongly at once.
 bool MessageChannel::IsRepeat(orv::ByteSpan datagram)
 {
-    const auto isIt = [&](const Datagram &earlier) {
-        return earlier.size() == datagram.size && std::equal(earlier.begin(), earlier.end(), datagram.data);
+    const auto isIt = [&](const Earlier &earlier) {
+        return earlier.message.size() == datagram.size &&
+               std::equal(earlier.message.begin(), earlier.message.end(), datagram.data);
     };
+    const TimePoint now = Clock::now();
+    while (!m_last.empty() && (now - m_last.front().time > kRemembered || m_last.size() >= kMostRemembered))
+        m_last.pop_front();
     if (std::any_of(m_last.begin(), m_last.end(), isIt))
         return true;
-    m_last.emplace_back(datagram.data, datagram.data + datagram.size);
-    if (m_last.size() > kRemembered)
-        m_last.pop_front();
+    m_last.push_back({now, Datagram(datagram.data, datagram.data + datagram.size)});
     return false;
 }
 

@@ -3,8 +3,10 @@
 #include "producer/gige/GvcpEvents.h"
 #include "producer/gige/NetworkInterfaces.h"
 #include "producer/gige/UdpSocket.h"
+#include "producer/gige/Way.h"
 #include "producer/TrafficTap.h"
 
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -29,6 +31,8 @@ public:
     ~MessageChannel();
 
     std::uint16_t Port() const { return m_socket.LocalPort(); }
+    /// The port that the camera sends from, when it says so: from now on the way from there is kept open. Any thread.
+    void SetSource(std::uint16_t port);
 
 private:
     MessageChannel(const NetworkInterface &interface, std::uint32_t camera, const TrafficTap &tap, Handler handler,
@@ -45,7 +49,12 @@ private:
     const Handler m_handler;
     UdpSocket m_socket;
     WakeUp m_stop;
-    std::deque<Datagram> m_last; ///< the newest messages, own thread only
+    std::atomic<std::uint16_t> m_source{0};
+    struct Earlier {
+        TimePoint time;
+        Datagram message;
+    };
+    std::deque<Earlier> m_last; ///< of the last second, own thread only
     std::thread m_thread;
 };
 

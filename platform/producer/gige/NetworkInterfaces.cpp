@@ -104,6 +104,15 @@ bool NetworkInterface::Reaches(std::uint32_t other) const
     return Contains(other) || std::find(knownCameras.begin(), knownCameras.end(), other) != knownCameras.end();
 }
 
+std::uint32_t PresentMtu(const NetworkInterface &interface)
+{
+    NetworkInterface present = interface;
+    const Descriptor query(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    if (query.IsOpen())
+        FillLinkFacts(query.Get(), present);
+    return present.mtu;
+}
+
 std::vector<NetworkInterface> ListNetworkInterfaces()
 {
     std::vector<NetworkInterface> interfaces;

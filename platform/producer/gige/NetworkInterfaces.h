@@ -26,6 +26,9 @@ struct NetworkInterface {
     bool Reaches(std::uint32_t other) const;
 };
 
+/// What the link's MTU is now; the one in `interface` when the system does not say.
+std::uint32_t PresentMtu(const NetworkInterface &interface);
+
 /// Names an environment variable: addresses of cameras that broadcasts do not get to, "192.168.7.20,10.1.0.5".
 constexpr char kKnownCamerasVariable[] = "NUVARK_CAMERA_ADDRESSES";
 

@@ -1,7 +1,6 @@
 #include "producer/gige/PacketSize.h"
 
 #include "producer/gige/Bootstrap.h"
-#include "producer/gige/Text.h"
 
 #include <algorithm>
 #include <vector>
@@ -10,56 +9,102 @@ namespace nuvark::gige {
 
 namespace {
 
-constexpr std::uint32_t kSmallest = 576;
 constexpr std::uint32_t kUsual = 1500;
+/// Sizes that a network passes, the most cautious first; a camera may refuse what is below its own least.
+constexpr std::uint32_t kProbes[] = {576, 1024, kUsual};
 constexpr std::uint32_t kLargest = 65000;
 constexpr std::uint32_t kStep = 4;
-constexpr int kShots = 3;
+/// What sizes are multiples of in cameras that refuse others.
+constexpr std::uint32_t kSteps[] = {kStep, 8, 16, 32};
 constexpr std::chrono::milliseconds kTestWait{50};
+
+bool IsRefusal(const Status &status)
+{
+    return !status.Ok() && status.Code() != GC_ERR_TIMEOUT && status.Code() != GC_ERR_ABORT;
+}
 
 class Negotiation {
 public:
-    Negotiation(GigeDevice &device, std::uint32_t streamIndex, UdpSocket &socket)
-        : m_client(device.Client()), m_register(StreamRegister(streamIndex, kStreamPacketSize)), m_socket(socket),
-          m_tap(device.Traffic().stream), m_limit(std::min(device.Interface().mtu & ~(kStep - 1), kLargest)),
-          m_buffer(65536)
+    Negotiation(GigeDevice &device, std::uint32_t streamIndex, UdpSocket &socket, int shots)
+        : m_client(device.Client()), m_camera(device.Address()),
+          m_register(StreamRegister(streamIndex, kStreamPacketSize)), m_socket(socket), m_tap(device.Traffic().stream),
+          m_shots(shots), m_limit(std::min(PresentMtu(device.Interface()) & ~(kStep - 1), kLargest)), m_buffer(65536)
     {
     }
 
-    Result<std::uint32_t> Run()
+    Result<NegotiatedSize> Run()
     {
-        const Status read = m_client.ReadRegister(m_register, m_initial);
+        std::uint32_t initial = 0;
+        const Status read = m_client.ReadRegister(m_register, initial);
         if (!read.Ok())
             return read;
-        m_flags = m_initial & (kPacketSizeBigEndian | kPacketSizeDoNotFragment);
-        const std::uint32_t present = m_initial & kPacketSizeMask;
-        if (present != 0 && present <= m_limit && Test(present) == present)
+        m_flags = initial & (kPacketSizeBigEndian | kPacketSizeDoNotFragment);
+        const std::uint32_t present = initial & kPacketSizeMask;
+        if (present != 0 && present <= m_limit && Test(present).ArrivedAs() == present)
             return Settle(present);
         const std::uint32_t usual = std::min(kUsual, m_limit);
-        // One probe that any network passes: without an answer the camera sends no test packets.
-        if (m_client.IsAnswering() && Test(std::min(kSmallest, m_limit)) == 0)
+        const std::uint32_t low = Probe();
+        if (low == 0) // the camera sends no test packets
             return Settle(present != 0 && present <= m_limit ? present : usual);
-        const std::uint32_t found =
-            FindLargestSize(kSmallest, m_limit, kStep, [this](std::uint32_t size) { return Test(size); });
-        return Settle(found != 0 ? found : usual);
+        return Settle(FindLargestSize(low, m_limit, kStep, [this](auto size) { return Test(size).ArrivedAs(); }));
     }
 
 private:
-    /// \return the size that the camera made of `size` when its test packet came, else 0.
-    std::uint32_t Test(std::uint32_t size)
+    struct Tested {
+        std::uint32_t size = 0; ///< what the camera made of it; 0 when it has refused it
+        bool hasArrived = false;
+
+        std::uint32_t ArrivedAs() const { return hasArrived ? size : 0; }
+    };
+
+    /// \return the least size whose test packet arrives, 0 when none does.
+    std::uint32_t Probe()
     {
-        for (int shot = 0; shot < kShots; ++shot) {
+        for (std::uint32_t size : kProbes) {
+            if (!m_client.IsAnswering())
+                return 0;
+            const Tested tested = Test(std::min(size, m_limit));
+            if (tested.size != 0)
+                return tested.ArrivedAs();
+        }
+        return 0;
+    }
+
+    Tested Test(std::uint32_t size)
+    {
+        Tested tested;
+        for (int shot = 0; shot < m_shots; ++shot) {
             ForgetLatePackets();
-            const std::uint32_t command =
-                kPacketSizeFireTest | kPacketSizeDoNotFragment | (m_flags & kPacketSizeBigEndian) | size;
+            tested.size = Fire(size);
+            if (tested.size == 0 || tested.size > m_limit)
+                return tested; // beyond the limit it would come in fragments
+            ++m_fired;
+            if (Arrives(tested.size)) {
+                ++m_arrived;
+                tested.hasArrived = true;
+                return tested;
+            }
+        }
+        return tested;
+    }
+
+    /// \return the size that the camera made of it, or 0.
+    std::uint32_t Fire(std::uint32_t size)
+    {
+        std::uint32_t last = 0;
+        for (std::uint32_t step : kSteps) {
+            const std::uint32_t candidate = size / step * step;
+            if (candidate == last)
+                continue;
+            last = candidate;
+            const Status written = m_client.WriteRegister(m_register, kPacketSizeFireTest | kPacketSizeDoNotFragment |
+                                                                          (m_flags & kPacketSizeBigEndian) | candidate);
+            if (IsRefusal(written))
+                continue;
             std::uint32_t actual = 0;
-            if (!m_client.WriteRegister(m_register, command).Ok() || !m_client.ReadRegister(m_register, actual).Ok())
-                return 0; // some cameras refuse sizes that they cannot do
-            actual &= kPacketSizeMask;
-            if (actual > m_limit)
-                return 0; // it would come in fragments
-            if (Arrives(actual))
-                return actual;
+            if (!written.Ok() || !m_client.ReadRegister(m_register, actual).Ok())
+                return 0;
+            return actual & kPacketSizeMask;
         }
         return 0;
     }
@@ -68,13 +113,14 @@ private:
     void ForgetLatePackets()
     {
         const TimePoint deadline = Clock::now() + kTestWait;
-        while (Receive() != 0 && Clock::now() < deadline) {
+        Endpoint sender;
+        while (Receive(sender) != 0 && Clock::now() < deadline) {
         }
     }
 
-    std::size_t Receive()
+    std::size_t Receive(Endpoint &sender)
     {
-        const std::size_t size = m_socket.Receive(m_buffer.data(), m_buffer.size());
+        const std::size_t size = m_socket.Receive(m_buffer.data(), m_buffer.size(), &sender);
         if (size != 0)
             m_tap.Push({m_buffer.data(), size});
         return size;
@@ -84,40 +130,48 @@ private:
     {
         const TimePoint deadline = Clock::now() + kTestWait;
         while (m_socket.WaitReadable(deadline, nullptr) == UdpSocket::Wait::Readable && Clock::now() < deadline) {
-            if (Receive() + kIpUdpHeaders == size)
+            Endpoint sender;
+            if (Receive(sender) + kIpUdpHeaders == size && sender.address == m_camera)
                 return true;
         }
         return false;
     }
 
-    Result<std::uint32_t> Settle(std::uint32_t size)
+    Result<NegotiatedSize> Settle(std::uint32_t size)
     {
         // Also takes the fire bit back on cameras that leave it standing.
         const Status written = m_client.WriteRegister(m_register, m_flags | size);
-        if (!written.Ok())
+        if (!written.Ok() && !IsRefusal(written))
             return written;
         std::uint32_t actual = 0;
         const Status read = m_client.ReadRegister(m_register, actual);
         if (!read.Ok())
             return read;
-        return actual & kPacketSizeMask;
+        // A test packet that is taken for one of the stream would begin a frame.
+        if (m_fired != m_arrived)
+            (void)m_socket.WaitReadable(Clock::now() + kTestWait, nullptr);
+        ForgetLatePackets();
+        return NegotiatedSize{actual & kPacketSizeMask, m_arrived != 0};
     }
 
     GvcpClient &m_client;
+    const std::uint32_t m_camera;
     const std::uint32_t m_register;
     UdpSocket &m_socket;
     const TrafficTap &m_tap;
+    const int m_shots;
     const std::uint32_t m_limit;
     std::vector<std::uint8_t> m_buffer;
-    std::uint32_t m_initial = 0;
     std::uint32_t m_flags = 0;
+    int m_fired = 0;
+    int m_arrived = 0;
 };
 
 } // namespace
 
-Result<std::uint32_t> NegotiatePacketSize(GigeDevice &device, std::uint32_t streamIndex, UdpSocket &socket)
+Result<NegotiatedSize> NegotiatePacketSize(GigeDevice &device, std::uint32_t streamIndex, UdpSocket &socket, int shots)
 {
-    return Negotiation(device, streamIndex, socket).Run();
+    return Negotiation(device, streamIndex, socket, shots).Run();
 }
 
 } // namespace nuvark::gige

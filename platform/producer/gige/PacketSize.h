@@ -7,14 +7,20 @@
 
 namespace nuvark::gige {
 
+struct NegotiatedSize {
+    std::uint32_t size = 0;  ///< in use now
+    bool isVerified = false; ///< a test packet of that size has come
+};
+
 /// Makes sure that packets of the camera's packet size get through to `socket`, which the stream channel points at.
 ///
 /// The present size stays when a test packet of that size arrives. Otherwise the largest size that does arrive is set,
-/// found by bisection below the interface's MTU; what is written is read back, since cameras round. When no test packet
-/// comes at all (not every camera sends them), the present size stays as far as the MTU allows, else 1500.
-/// Blocks: up to 150 ms per size that does not get through.
-/// \return the size in use, or the status of a register access that failed.
-Result<std::uint32_t> NegotiatePacketSize(GigeDevice &device, std::uint32_t streamIndex, UdpSocket &socket);
+/// found by bisection below what the interface's MTU is now; what is written is read back, since cameras round. When no
+/// test packet comes at all (not every camera sends them), the present size stays as far as the MTU allows, else 1500.
+/// Late test packets are read away.
+/// Blocks: up to 50 ms per shot that does not get through. \param shots per size; datagrams get lost.
+/// \return the size, or the status of a register access that failed.
+Result<NegotiatedSize> NegotiatePacketSize(GigeDevice &device, std::uint32_t streamIndex, UdpSocket &socket, int shots);
 
 /// The search alone: the largest size in [low, high] that `works` accepts, trying `high` first. 0 when none does.
 /// `works` gives the size that the camera made of the one asked for, 0 when it did not get through.

@@ -26,7 +26,7 @@ constexpr std::chrono::milliseconds kDrainQuiet{15};
 
 StreamReceiver::StreamReceiver(FrameSink &sink, UdpSocket socket, const Settings &settings)
     : m_settings(settings), m_socket(std::move(socket)), m_batch(m_socket.Fd(), settings.cameraAddress),
-      m_assembler(sink, settings.assembly)
+      m_way(settings.way), m_assembler(sink, settings.assembly)
 {
     // Twice the size that was agreed on: the packets that really come may be larger.
     m_longest = std::min(kLargestDatagram, 2 * std::max<std::size_t>(settings.assembly.packetSize, 1500));
@@ -122,6 +122,7 @@ void StreamReceiver::OnTime()
         const TimePoint now = Clock::now();
         m_assembler.OnTime(now);
         m_assembler.TakeRequests(m_requests, now);
+        m_way.Keep(m_socket, now);
     }
     SendRequests();
 }

@@ -4,6 +4,7 @@
 #include "producer/gige/FrameAssembler.h"
 #include "producer/gige/PacketBatch.h"
 #include "producer/gige/UdpSocket.h"
+#include "producer/gige/Way.h"
 #include "producer/Transport.h"
 
 #include <atomic>
@@ -17,10 +18,9 @@ namespace nuvark::gige {
 /// Life: Start() once, Stop() once. Packets are taken from the kernel in batches, their payload straight into the
 /// running frame's buffer where they are the expected ones and nobody listens to the traffic; where the kernel can
 /// (UDP_GRO), many packets at a time. Packets of other senders are dropped. So are packets of more than twice the
-/// length agreed on, the first time they come. Missing packets are asked for from the stream's own socket, which keeps
-/// the way through a firewall open. Threads: Start() and Stop() from the owner's; AbandonFrames() and Counters() from
-/// any. The sink is called on the receiver's thread, in AbandonFrames() on the caller's. Lock order: m_mutex, then
-/// whatever the sink takes.
+/// length agreed on, the first time they come. Missing packets are asked for from the stream's own socket. Threads:
+/// Start() and Stop() from the owner's; AbandonFrames() and Counters() from any. The sink is called on the receiver's
+/// thread, in AbandonFrames() on the caller's. Lock order: m_mutex, then whatever the sink takes.
 class StreamReceiver {
 public:
     struct Settings {
@@ -29,6 +29,7 @@ public:
         StreamCounters known;                   ///< what the counters show that does not change
         const TrafficTap *tap = nullptr;        ///< for what is received
         const TrafficTap *controlTap = nullptr; ///< for the requests that are sent
+        Way way{{}};                            ///< from the camera's port, to be kept open
         FrameAssembler::Settings assembly;
     };
 
@@ -56,6 +57,7 @@ private:
     const Settings m_settings;
     UdpSocket m_socket;
     PacketBatch m_batch; ///< receiver's thread only
+    Way m_way;           ///< receiver's thread only
     WakeUp m_stop;
     std::size_t m_longest = 0;             ///< bytes of a datagram that is taken; receiver's thread only
     std::vector<ResendRequest> m_requests; ///< receiver's thread only

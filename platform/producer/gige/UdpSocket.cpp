@@ -74,15 +74,47 @@ bool WakeUp::WaitUntil(TimePoint deadline) const
     return PollUntil(&fd, 1, deadline) > 0;
 }
 
+UdpSocket UdpSocket::Make()
+{
+    UdpSocket made;
+    made.m_fd = Descriptor(socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    return made;
+}
+
+Status UdpSocket::Bind(Endpoint local)
+{
+    const sockaddr_in name = ToSystem(local);
+    if (bind(Fd(), reinterpret_cast<const sockaddr *>(&name), sizeof name) != 0)
+        return SystemError("cannot bind a UDP socket");
+    return {};
+}
+
 Result<UdpSocket> UdpSocket::Open(std::uint32_t address)
 {
-    UdpSocket result;
-    result.m_fd = Descriptor(socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    UdpSocket result = Make();
     if (!result.m_fd.IsOpen())
         return SystemError("cannot open a UDP socket");
-    const sockaddr_in local = ToSystem({address, 0});
-    if (bind(result.Fd(), reinterpret_cast<const sockaddr *>(&local), sizeof local) != 0)
-        return SystemError("cannot bind a UDP socket");
+    Status bound = result.Bind({address, 0});
+    if (!bound.Ok())
+        return bound;
+    return result;
+}
+
+Result<UdpSocket> UdpSocket::OpenGroup(std::uint32_t group, std::uint16_t port, int interfaceIndex)
+{
+    UdpSocket result = Make();
+    if (!result.m_fd.IsOpen())
+        return SystemError("cannot open a UDP socket");
+    const int on = 1;
+    setsockopt(result.Fd(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    Status bound = result.Bind({group, port});
+    if (!bound.Ok())
+        return bound;
+    ip_mreqn membership{};
+    membership.imr_multiaddr.s_addr = htonl(group);
+    membership.imr_ifindex = interfaceIndex;
+    if (setsockopt(result.Fd(), IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof membership) != 0)
+        return SystemError("cannot join the multicast group of the stream");
     return result;
 }
 

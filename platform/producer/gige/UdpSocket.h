@@ -55,6 +55,9 @@ public:
 
     /// \param address local address in host byte order, 0 for any. The port is chosen by the system.
     [[nodiscard]] static Result<UdpSocket> Open(std::uint32_t address);
+    /// Gets what is sent to a multicast group through one host interface, and nothing else; other programs may listen
+    /// as well.
+    [[nodiscard]] static Result<UdpSocket> OpenGroup(std::uint32_t group, std::uint16_t port, int interfaceIndex);
 
     Status EnableBroadcast();
     /// From here on only datagrams of that peer are received.
@@ -81,6 +84,9 @@ public:
     std::size_t SetReceiveBuffer(std::size_t bytes);
 
 private:
+    static UdpSocket Make();
+    Status Bind(Endpoint local);
+
     Descriptor m_fd;
 };
 
