@@ -59,7 +59,11 @@ bool NeedsAddress(const OrvCam::DeviceDescription &camera)
 
 QString StateText(const OrvCam::DeviceDescription &camera)
 {
-    return Translated(MeaningOf(camera.state).text);
+    const QString text = Translated(MeaningOf(camera.state).text);
+    const bool isHeld = camera.state == OrvCam::DeviceState::Busy || camera.state == OrvCam::DeviceState::ReadOnly;
+    if (!isHeld || camera.holder.empty())
+        return text;
+    return QStringLiteral("%1 (%2)").arg(text, QString::fromStdString(camera.holder));
 }
 
 QString StateAdvice(const OrvCam::DeviceDescription &camera)

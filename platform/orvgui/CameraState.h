@@ -12,7 +12,8 @@ bool IsUsable(const OrvCam::DeviceDescription &camera);
 /// Whether giving it another address (force IP) is what it needs.
 bool NeedsAddress(const OrvCam::DeviceDescription &camera);
 
-/// A few words for a list: "Available".
+/// A few words for a list: "Available"; of one that is in use, with who holds it where the camera tells: "In use by
+/// another program (192.168.10.1:50123)".
 QString StateText(const OrvCam::DeviceDescription &camera);
 
 /// What a person can do about a camera that is not usable; for a usable one, which camera it is. One or two sentences.

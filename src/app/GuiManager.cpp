@@ -95,11 +95,9 @@ OrvCam::Device *GuiManager::OpenDevice(const OrvCam::DeviceDescription &descript
 {
     return orv::RunBeside([this, &description, whyNot]() -> OrvCam::Device * {
         OrvCam::Device *device = m_mainWindow->OpenDevice(description, OrvCam::ORV_ACCESS_CONTROL);
-        if (!device) {
-            std::string text; // of this thread: asked where the call was made
-            m_system->LastError(&text);
+        std::string text; // of this thread: asked where the call was made
+        if (m_system->LastError(&text) != ORV_CAM_OK)
             *whyNot = QString::fromStdString(text);
-        }
         return device;
     });
 }
@@ -153,7 +151,7 @@ bool GuiManager::CreateSession(OrvCam::Device *device, const QString &details)
         return false;
     }
     if (!device->GetCameraParameters()) {
-        DisplayError(tr("Cannot get camera parameters"), 0);
+        DisplayError(tr("Cannot get camera parameters"), 0, details);
         return false;
     }
     if (MustWait()) {
@@ -392,14 +390,17 @@ void GuiManager::loadConfiguration()
             OrvCam::Device *device = orv::RunBeside([&] {
                 OrvCam::Device *opened = system->CreateDeviceFromConfiguration(utf8.constData(), 0);
                 std::string text;
-                if (!opened && system->LastError(&text) != ORV_CAM_OK)
+                if (system->LastError(&text) != ORV_CAM_OK)
                     whyNot = QString::fromStdString(text);
                 return opened;
             });
-            if (CreateSession(device, whyNot))
+            if (CreateSession(device, whyNot)) {
                 CreatePanels();
-            else if (device)
+                if (!whyNot.isEmpty())
+                    DisplayError(tr("Not all of the camera configuration could be applied"), 0, whyNot);
+            } else if (device) {
                 orv::RunBeside([device] { device->Release(); });
+            }
         }
     }
     m_configurationFile = path;

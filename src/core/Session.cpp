@@ -540,21 +540,27 @@ void Session::ParamChanged(_OrvStParam param)
 
 bool Session::EnableLog(LogEnum channel, bool enable)
 {
+    // The camera may take its time for either. What the event loop delivers meanwhile finds the channel as it is to be.
+    const Busy busy(*this);
     const auto found = m_logChannels.find(channel);
     if (found != m_logChannels.end()) {
         if (enable)
             return true;
-        m_device->UnregisterEvent(channel, LogEvent, found->second.get());
+        const std::unique_ptr<LogChannel> ended = std::move(found->second);
         m_logChannels.erase(found);
+        orv::RunBeside([&] { return m_device->UnregisterEvent(channel, LogEvent, ended.get()); });
         return true;
     }
     if (!enable)
         return true;
-    auto context = std::make_unique<LogChannel>(LogChannel{channel, this});
-    if (m_device->RegisterEvent(channel, LogEvent, context.get()) == ORV_CAM_OK) {
-        m_logChannels.emplace(channel, std::move(context));
+    LogChannel *context =
+        m_logChannels.emplace(channel, std::make_unique<LogChannel>(LogChannel{channel, this})).first->second.get();
+    const int status = orv::RunBeside([&] { return m_device->RegisterEvent(channel, LogEvent, context); });
+    if (status == ORV_CAM_OK)
         return true;
-    }
+    const auto refused = m_logChannels.find(channel);
+    if (refused != m_logChannels.end() && refused->second.get() == context)
+        m_logChannels.erase(refused);
     for (const LogSwitch &logSwitch : kLogSwitches)
         if (logSwitch.channel == channel)
             m_params.SetParamBool(const_cast<char *>(logSwitch.name), false, true);

@@ -263,8 +263,9 @@ TEST_F(GuiManagerTest, FailuresAreShown)
          [&] {
              refuseToOpen = false;
              device.hasFeatures = false;
+             system.lastError = "The features cannot be used: no such register.";
          },
-         "Cannot get camera parameters", ""},
+         "Cannot get camera parameters", "The features cannot be used: no such register."},
         {"a camera without stream",
          [&] {
              device.hasFeatures = true;

@@ -277,16 +277,20 @@ TEST_F(CameraSelector, OnlyUsableCamerasCanBeAccepted)
         DeviceState state;
         bool usable;
         const char *text;
+        const char *holder = "";
     } cases[] = {
         {DeviceState::Free, true, "Available"},
         {DeviceState::Unknown, true, "State unknown"},
         {DeviceState::ReadOnly, false, "In use by another program"},
         {DeviceState::Busy, false, "In use by another program"},
+        {DeviceState::Busy, false, "In use by another program (10.0.0.7:5000)", "10.0.0.7:5000"},
         {DeviceState::Unreachable, false, "Unreachable: address does not fit the network"},
         {DeviceState::OpenHere, false, "Open in this program"},
     };
     for (const auto &row : cases) {
-        m_system.Find({Camera("1", row.state), Camera("2")});
+        auto camera = Camera("1", row.state);
+        camera.holder = row.holder;
+        m_system.Find({camera, Camera("2")});
         Open();
         Click("1");
         EXPECT_EQ(Row("1")->text(4).toStdString(), row.text);
