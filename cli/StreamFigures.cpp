@@ -87,30 +87,9 @@ void StreamFigures::Write(Json &json) const
 
 void WriteStatistics(Json &json, const OrvCam::StreamStatistics &statistics)
 {
-    using Statistics = OrvCam::StreamStatistics;
-    const struct {
-        const char *name;
-        std::uint64_t Statistics::*figure;
-    } kRows[] = {{"delivered", &Statistics::delivered},
-                 {"incomplete", &Statistics::incomplete},
-                 {"underruns", &Statistics::underruns},
-                 {"started", &Statistics::started},
-                 {"packets", &Statistics::packets},
-                 {"requested", &Statistics::requested},
-                 {"resent", &Statistics::resent},
-                 {"missing", &Statistics::missing},
-                 {"duplicates", &Statistics::duplicates},
-                 {"late", &Statistics::late},
-                 {"refused", &Statistics::refused},
-                 {"unusable", &Statistics::unusable},
-                 {"oversized", &Statistics::oversized},
-                 {"kernelDrops", &Statistics::kernelDrops},
-                 {"receiveBuffer", &Statistics::receiveBuffer},
-                 {"wantedReceiveBuffer", &Statistics::wantedReceiveBuffer},
-                 {"packetSize", &Statistics::packetSize}};
     json.Open('{');
-    for (const auto &row : kRows)
-        json.Member(row.name, statistics.*row.figure);
+    for (const OrvCam::NamedFigure &figure : OrvCam::NamedFigures())
+        json.Member(figure.name, statistics.*figure.member);
     json.Close('}');
 }
 

@@ -110,20 +110,10 @@ Twins FindTwins(const Facts &facts)
 
 OrvCam::StreamStatistics Since(const OrvCam::StreamStatistics &before, const OrvCam::StreamStatistics &now)
 {
-    using Counter = std::uint64_t OrvCam::StreamStatistics::*;
-    constexpr Counter kCounters[] = {
-        &OrvCam::StreamStatistics::delivered,      &OrvCam::StreamStatistics::incomplete,
-        &OrvCam::StreamStatistics::underruns,      &OrvCam::StreamStatistics::started,
-        &OrvCam::StreamStatistics::packets,        &OrvCam::StreamStatistics::requested,
-        &OrvCam::StreamStatistics::resent,         &OrvCam::StreamStatistics::missing,
-        &OrvCam::StreamStatistics::duplicates,     &OrvCam::StreamStatistics::late,
-        &OrvCam::StreamStatistics::refused,        &OrvCam::StreamStatistics::unusable,
-        &OrvCam::StreamStatistics::oversized,      &OrvCam::StreamStatistics::kernelDrops,
-        &OrvCam::StreamStatistics::fullPackets,    &OrvCam::StreamStatistics::withoutBuffer,
-        &OrvCam::StreamStatistics::droppedByCamera};
     OrvCam::StreamStatistics difference = now;
-    for (const Counter counter : kCounters)
-        difference.*counter -= std::min(before.*counter, now.*counter); // a restarted count begins at 0
+    for (const OrvCam::NamedFigure &figure : OrvCam::NamedFigures())
+        if (figure.isCount) // a restarted count begins at 0
+            difference.*figure.member -= std::min(before.*figure.member, now.*figure.member);
     return difference;
 }
 
