@@ -16,8 +16,10 @@ std::vector<DeviceRecord>::const_iterator InterfaceModule::FindSelected() const
 {
     if (m_selectedId.empty())
         return m_devices.begin() + static_cast<std::ptrdiff_t>(std::min(m_selector, m_devices.size()));
-    return std::find_if(m_devices.begin(), m_devices.end(),
-                        [this](const DeviceRecord &record) { return record.id == m_selectedId; });
+    auto record = m_devices.begin();
+    while (record != m_devices.end() && record->id != m_selectedId)
+        ++record;
+    return record;
 }
 
 void InterfaceModule::Select(std::int64_t index)
