@@ -190,7 +190,14 @@ TEST_F(CameraGather, TriggersOfEverySelectorAndTheSelectorStays)
     const Facts facts = Gather();
     EXPECT_TRUE(facts.hasTrigger);
     EXPECT_EQ(facts.triggerSource, "Software");
+    EXPECT_EQ(facts.triggerSelector, "FrameStart");
     EXPECT_EQ(selector.Current(), "ExposureEnd");
+    Facts present;
+    int answers = 0;
+    orv::GatherCamera(device, present, orv::TriggerSearch::Present, [&] { ++answers; });
+    EXPECT_FALSE(present.hasTrigger) << "for which the selector would have been written";
+    EXPECT_EQ(present.triggerSelector, "ExposureEnd");
+    EXPECT_GT(answers, 0);
 }
 
 TEST_F(CameraGather, ASilentCameraIsNotAskedOnAndOn)
@@ -219,6 +226,12 @@ TEST_F(CameraGather, CuresSetWhatTheySay)
     mode.Set("FrameStart", "On");
     mode.setStatus = ORV_CAM_ERR_NOT_WRITABLE;
     EXPECT_EQ(orv::ApplyCure(device, Cure::SwitchTriggerOff, diagnosis), ORV_CAM_ERR_NOT_WRITABLE);
+
+    auto &acquisition = features.AddEnumeration("AcquisitionMode", {"Continuous", "SingleFrame"});
+    acquisition.Set("", "SingleFrame");
+    EXPECT_EQ(Gather().acquisitionMode, "SingleFrame");
+    EXPECT_EQ(orv::ApplyCure(device, Cure::TakeContinuously, diagnosis), ORV_CAM_OK);
+    EXPECT_EQ(Gather().acquisitionMode, "Continuous");
 
     features.AddFloat("ExposureTime", 7500, 30000);
     diagnosis.value = 1e6;
