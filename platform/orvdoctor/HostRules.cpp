@@ -174,7 +174,7 @@ Finding FindBlockedStream(const Facts &facts)
     const Passage passage = LetThrough(facts, Ipv4Text(*address), 0, interface ? interface->name : "");
     Diagnosis diagnosis{};
     diagnosis.finding = "Not one stream packet has reached this program for " + SecondsText(facts.countedSeconds) +
-                        ", while " +
+                        ", while at least " +
                         CountText(static_cast<std::uint64_t>(facts.host.undelivered), "packet", "packets") +
                         " came into this computer and " + "were thrown away in it, as a firewall does" +
                         (facts.firewall.empty() ? "." : "; " + facts.firewall + " is switched on.");
