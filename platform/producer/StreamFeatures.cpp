@@ -108,13 +108,14 @@ std::vector<ModuleFeature> StreamModule::ResendFeatures()
             [=](bool value) { return change([&](ResendSettings &settings) { settings.enabled = value; }); }),
         time("StreamPacketResendInitialTimeout", "Microseconds that packets may come out of order",
              &ResendSettings::initialTimeout),
-        time("StreamPacketResendTimeout", "Microseconds between two requests for the same packet",
+        time("StreamPacketResendTimeout", "Microseconds, at most, between two requests for the same packet",
              &ResendSettings::packetTimeout),
         time("StreamFrameRetention", "Microseconds after its last packet until a frame is given up",
              &ResendSettings::retention),
         number(
-            "StreamPacketRequestRatio", "Percent of a frame's packets that may be asked for, all requests together",
-            1000, [this] { return std::int64_t{m_channel->Resend().requestPercent}; },
+            "StreamPacketRequestRatio",
+            "Percent of a frame's packets that may be asked for; of a frame that lacks more, none is", 1000,
+            [this] { return std::int64_t{m_channel->Resend().requestPercent}; },
             [=](std::int64_t value) {
                 return change([&](ResendSettings &settings) { settings.requestPercent = std::uint32_t(value); });
             }),

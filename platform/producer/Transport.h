@@ -156,10 +156,10 @@ struct StreamCounters {
 struct ResendSettings {
     bool enabled = true;
     std::chrono::microseconds initialTimeout{1000}; ///< packets may come out of order for so long
-    std::chrono::microseconds packetTimeout{20000}; ///< between two requests for the same packet
+    std::chrono::microseconds packetTimeout{20000}; ///< at most between two requests for the same packet
     std::chrono::microseconds retention{100000};    ///< since a frame's last packet, until it is given up
-    std::uint32_t requestPercent = 50;              ///< of a frame's packets, all requests together; few always may
-    std::uint32_t tries = 5;                        ///< requests for the same packet
+    std::uint32_t requestPercent = 100;             ///< of a frame's packets that may be asked for; few always may
+    std::uint32_t tries = 8;                        ///< requests for the same packet
 };
 
 /// One stream of a camera. One thread at a time, except for AbandonFrames(), Counters() and the settings: any thread.

@@ -121,7 +121,7 @@ const std::vector<TableRow> &TableRows()
              f.stallEvery = 100;
              f.stallMs = 250;
          },
-         SomeIncomplete},
+         AllComplete},
         {"chunks", 500, true, [](Faults &) {}, AllComplete, Form::Chunks},
         {"chunks, 1 % dropped", 500, true, With(&Faults::dropRate, 0.01), AllComplete, Form::Chunks},
         {"chunks, 1 % dropped", 500, false, With(&Faults::dropRate, 0.01), SomeIncomplete, Form::Chunks},
@@ -146,7 +146,7 @@ const std::vector<TableRow> &TableRows()
         {"parts, 5 % of leaders", 500, false, With(&Faults::dropLeaderRate, 0.05), SomeIncomplete, Form::Parts},
         {"parts, one of the second", 200, true, With(&Faults::dropPacket, 5), AllComplete, Form::Parts},
         {"parts, one of the second", 200, false, With(&Faults::dropPacket, 5), NoneComplete, Form::Parts},
-        {"parts, 2 % truncated", 500, true, With(&Faults::truncateRate, 0.02), Mostly, Form::Parts},
+        {"parts, 2 % truncated", 500, true, With(&Faults::truncateRate, 0.02), AllComplete, Form::Parts},
         {"parts, 2 % truncated", 500, false, With(&Faults::truncateRate, 0.02), SomeIncomplete, Form::Parts},
         {"part table cut", 200, true, With(&Faults::partTable, 1), NoneComplete, Form::Parts},
         {"part table cut", 200, false, With(&Faults::partTable, 1), NoneComplete, Form::Parts},

@@ -16,6 +16,10 @@ constexpr std::int64_t kBlindDistance = 16;
 constexpr std::size_t kKeptPackets = 16;
 constexpr std::size_t kNewerFramesBegun = 2;
 constexpr std::size_t kSmallestPacket = 46;
+/// Of the newest frame the camera may not have sent the rest yet.
+constexpr std::chrono::seconds kNewestRetention{1};
+/// A request for missing packets is repeated at the earliest after that.
+constexpr std::chrono::microseconds kShortestPacketTimeout{2000};
 
 bool IsFormat(const StreamPacket &packet, PacketFormat format)
 {
@@ -30,7 +34,10 @@ bool IsWholeBlock(const StreamPacket &packet)
 
 } // namespace
 
-FrameAssembler::FrameAssembler(FrameSink &sink, Settings settings) : m_sink(sink), m_settings(settings) {}
+FrameAssembler::FrameAssembler(FrameSink &sink, Settings settings)
+    : m_sink(sink), m_settings(settings), m_window(std::max(settings.packetSize, kSmallestPacket))
+{
+}
 
 std::int64_t FrameAssembler::Distance(const StreamPacket &packet) const
 {
@@ -65,25 +72,54 @@ FrameAssembler::Kind FrameAssembler::Classify(const StreamPacket &packet, FrameB
 
 FrameBlock *FrameAssembler::Begin(const StreamPacket &packet, TimePoint now)
 {
-    const bool follows = m_started && packet.extendedIds == m_newestExtended && Distance(packet) > 0;
+    const bool follows = m_started && packet.extendedIds == m_newestExtended && IsAhead(Distance(packet), now);
     if (m_started && !follows)
         DeliverAll(); // counting anew, or in another form: what is open will not go on
-    if (follows)
+    if (follows) {
         m_counters.missedFrames += static_cast<std::uint64_t>(Distance(packet) - 1);
+        const auto interval = std::chrono::duration_cast<std::chrono::microseconds>(now - m_lastBegin);
+        const std::chrono::microseconds each = interval / Distance(packet);
+        m_frameTime = m_frameTime ? (3 * *m_frameTime + each) / 4 : each;
+    }
+    m_lastBegin = now;
     m_started = true;
     m_newestId = packet.blockId;
     m_newestExtended = packet.extendedIds;
     OnNewFrame(now);
     FrameTarget target;
-    if (m_refuseNew || !m_sink.TakeBuffer(target))
+    if (m_refuseNew || !m_sink.TakeBuffer(target)) {
+        NoteBufferless(packet.blockId);
         return nullptr;
+    }
     const std::size_t header = packet.extendedIds ? kExtendedHeaderSize : kStandardHeaderSize;
     const std::size_t told = std::max(m_settings.packetSize, kSmallestPacket + header) - kIpUdpHeaders - header;
     const std::size_t learned = m_learned[packet.extendedIds ? 1 : 0];
-    m_open.emplace_back(packet, target, learned != 0 ? learned : told, std::move(m_spareBits));
+    m_former.dataPerPacket = learned != 0 ? learned : told;
+    m_open.emplace_back(packet, target, m_former, std::move(m_spareBits));
     if (!m_settings.resend.enabled)
         m_open.back().Plan().Stop();
     return &m_open.back();
+}
+
+/// Far ahead the camera counts anew, unless it may have sent as many frames since.
+bool FrameAssembler::IsAhead(std::int64_t distance, TimePoint now) const
+{
+    if (distance <= kLateDistance)
+        return distance > 0;
+    return m_frameTime && m_frameTime->count() > 0 && distance / 2 <= (now - m_lastBegin) / *m_frameTime;
+}
+
+void FrameAssembler::NoteBufferless(std::uint64_t id)
+{
+    m_bufferless[id % m_bufferless.size()] = id;
+}
+
+void FrameAssembler::CountLate(std::uint64_t id)
+{
+    if (m_bufferless[id % m_bufferless.size()] != id)
+        ++m_counters.late;
+    else if (!m_refuseNew) // at the end nobody misses them
+        ++m_counters.withoutBuffer;
 }
 
 /// What the older frames have not got by now they may have lost.
@@ -98,6 +134,7 @@ void FrameAssembler::OnNewFrame(TimePoint now)
 void FrameAssembler::OnPacket(orv::ByteSpan datagram, TimePoint now)
 {
     ++m_counters.packets;
+    m_window.NoteArrival(datagram.size, now);
     const std::optional<StreamPacket> packet = ParseStreamPacket(datagram);
     if (packet && packet->blockId != 0)
         Sort(*packet, datagram, now);
@@ -108,6 +145,7 @@ void FrameAssembler::OnPacket(orv::ByteSpan datagram, TimePoint now)
 void FrameAssembler::OnLandedPacket(orv::ByteSpan header, orv::ByteSpan content, TimePoint now)
 {
     ++m_counters.packets;
+    m_window.NoteArrival(header.size + content.size, now);
     std::optional<StreamPacket> packet = ParseStreamPacket(header);
     if (!packet)
         return;
@@ -128,8 +166,9 @@ void FrameAssembler::Sort(const StreamPacket &packet, orv::ByteSpan datagram, Ti
     }
     FrameBlock *block = nullptr;
     const Kind kind = Classify(packet, block);
-    if (kind == Kind::Late) {
-        ++m_counters.late;
+    // What was asked for belongs to a block that had begun.
+    if (kind == Kind::Late || (block == nullptr && packet.IsResent())) {
+        CountLate(packet.blockId);
         return;
     }
     if (packet.IsError()) {
@@ -144,11 +183,13 @@ void FrameAssembler::Sort(const StreamPacket &packet, orv::ByteSpan datagram, Ti
     }
     if (block == nullptr)
         block = Begin(packet, now);
-    if (block == nullptr)
-        return; // no buffer: the rest of the block comes as late and is dropped
+    if (block == nullptr) {
+        CountLate(packet.blockId); // as the rest of it will be
+        return;
+    }
     TakeKept(*block, now);
     Take(*block, packet, now);
-    DeliverReady(now);
+    DeliverReady();
 }
 
 bool FrameAssembler::IsOfKeptBlock(std::uint64_t id, bool extendedIds) const
@@ -181,6 +222,8 @@ void FrameAssembler::TakeKept(FrameBlock &block, TimePoint now)
 
 void FrameAssembler::Take(FrameBlock &block, const StreamPacket &packet, TimePoint now)
 {
+    if ((packet.flags & kFlagFormerDropped) != 0)
+        m_counters.droppedByCamera += block.NoteFormerDrop() ? 1 : 0;
     const bool wasRequested = block.Plan().WasRequested(packet.packetId) && !block.HasPacket(packet.packetId);
     switch (block.Take(packet, now, now + m_settings.resend.initialTimeout)) {
     case FrameBlock::Verdict::Taken:
@@ -201,14 +244,21 @@ void FrameAssembler::Take(FrameBlock &block, const StreamPacket &packet, TimePoi
 
 void FrameAssembler::OnRefusal(FrameBlock &block, const StreamPacket &packet, TimePoint now)
 {
-    if (!block.Plan().WasRequested(packet.packetId) || block.HasPacket(packet.packetId))
+    if (block.HasPacket(packet.packetId))
         return;
+    const bool wasRequested = block.Plan().WasRequested(packet.packetId);
     switch (packet.status) {
-    case kStatusUnavailable:
+    case kStatusOverrun:
+        m_counters.droppedByCamera += block.NoteCameraLoss(IsFormat(packet, PacketFormat::Trailer)) ? 1 : 0;
+        break;
     case kStatusAllRemoved:
+    case kStatusCutShort:
+        block.Plan().Stop();
+        break;
+    case kStatusUnavailable:
     case kStatusRemoved:
-        block.Plan().Stop(); // it cannot become complete any more
-        DeliverReady(now);
+        if (wasRequested)
+            block.Plan().Stop(); // it cannot become complete any more
         break;
     case kStatusNotYetAvailable:
     case kStatusTemporarilyUnavailable:
@@ -217,6 +267,7 @@ void FrameAssembler::OnRefusal(FrameBlock &block, const StreamPacket &packet, Ti
     default:
         break;
     }
+    DeliverReady();
 }
 
 void FrameAssembler::TakeRequests(std::vector<ResendRequest> &requests, TimePoint now)
@@ -228,20 +279,25 @@ void FrameAssembler::TakeRequests(std::vector<ResendRequest> &requests, TimePoin
             block.Plan().Stop();
             continue;
         }
-        if (now - block.LastPacket() >= m_settings.resend.packetTimeout && !IsWaitingForTrigger(block))
-            block.NoteTail(now);
         const std::size_t before = requests.size();
         const std::uint64_t asked = block.Plan().Requested();
         block.Plan().Collect(
-            m_settings.resend, block.GetExtent(), [&block](std::uint32_t id) { return block.HasPacket(id); }, now,
-            m_window, requests);
+            {m_settings.resend, FirstTimeout(), now}, block.GetExtent(),
+            [&block](std::uint32_t id) { return block.HasPacket(id); }, m_window, requests);
         m_counters.requested += block.Plan().Requested() - asked;
         for (std::size_t i = before; i < requests.size(); ++i) {
             requests[i].blockId = block.Id();
             requests[i].extendedIds = block.HasExtendedIds();
         }
     }
-    DeliverReady(now);
+    DeliverReady();
+}
+
+/// Later than a frame or two the camera has not kept the packets any more.
+std::chrono::microseconds FrameAssembler::FirstTimeout() const
+{
+    const std::chrono::microseconds longest = m_settings.resend.packetTimeout;
+    return m_frameTime ? std::min(longest, std::max(kShortestPacketTimeout, *m_frameTime / 2)) : longest;
 }
 
 bool FrameAssembler::IsWaitingForTrigger(const FrameBlock &block) const
@@ -256,20 +312,24 @@ bool FrameAssembler::IsBeingCured(const FrameBlock &block) const
 }
 
 /// Of the oldest frame.
-bool FrameAssembler::HasWaitedLongEnough(const FrameBlock &block, TimePoint now) const
+bool FrameAssembler::IsHopeless(const FrameBlock &block) const
 {
-    if (!IsBeingCured(block)) {
-        if (m_open.size() > kNewerFramesBegun)
-            return true;
-        if (m_open.size() > 1 && m_open[1].IsComplete())
-            return true;
-    }
-    return !IsWaitingForTrigger(block) && now - block.LastPacket() >= m_settings.resend.retention;
+    return !IsBeingCured(block) &&
+           (block.HasEnded() || m_open.size() > kNewerFramesBegun || (m_open.size() > 1 && m_open[1].IsComplete()));
 }
 
-void FrameAssembler::DeliverReady(TimePoint now)
+TimePoint FrameAssembler::GiveUpTime(const FrameBlock &block) const
 {
-    while (!m_open.empty() && (m_open.front().IsComplete() || HasWaitedLongEnough(m_open.front(), now)))
+    const bool isNewest = block.Id() == m_newestId && block.HasExtendedIds() == m_newestExtended;
+    const std::chrono::microseconds retention = m_settings.resend.retention;
+    return block.LastPacket() + (isNewest && !block.HasTrailer()
+                                     ? std::max<std::chrono::microseconds>(retention, kNewestRetention)
+                                     : retention);
+}
+
+void FrameAssembler::DeliverReady()
+{
+    while (!m_open.empty() && (m_open.front().IsComplete() || IsHopeless(m_open.front())))
         DeliverOldest();
 }
 
@@ -277,23 +337,32 @@ void FrameAssembler::DeliverOldest()
 {
     Deliver(m_open.front());
     m_spareBits = m_open.front().GiveBits();
+    m_open.front().Describe(m_former);
     m_open.pop_front();
 }
 
 void FrameAssembler::OnTime(TimePoint now)
 {
-    DeliverReady(now);
+    for (FrameBlock &block : m_open) {
+        if (IsBeingCured(block) && now - block.LastPacket() >= m_settings.resend.packetTimeout &&
+            !IsWaitingForTrigger(block))
+            block.NoteSilence(now);
+    }
+    while (!m_open.empty() && !IsWaitingForTrigger(m_open.front()) && now >= GiveUpTime(m_open.front())) {
+        DeliverOldest();
+        DeliverReady();
+    }
 }
 
 std::optional<TimePoint> FrameAssembler::NextDeadline() const
 {
     if (m_open.empty() || IsWaitingForTrigger(m_open.front()))
         return std::nullopt;
-    TimePoint next = m_open.front().LastPacket() + m_settings.resend.retention;
+    TimePoint next = GiveUpTime(m_open.front());
     for (const FrameBlock &block : m_open) {
         if (!IsBeingCured(block))
             continue;
-        if (!block.IsTailNoted())
+        if (block.MindsSilence() && !IsWaitingForTrigger(block))
             next = std::min(next, block.LastPacket() + m_settings.resend.packetTimeout);
         const std::optional<TimePoint> due = block.Plan().NextDue();
         if (due)
@@ -310,8 +379,10 @@ void FrameAssembler::DeliverAll()
 
 void FrameAssembler::AbandonAll()
 {
-    for (FrameBlock &block : m_open)
+    for (FrameBlock &block : m_open) {
+        NoteBufferless(block.Id());
         m_sink.GiveBack(block.Target());
+    }
     m_open.clear();
 }
 

@@ -6,6 +6,7 @@
 #include "producer/gige/UdpSocket.h"
 #include "producer/Transport.h"
 
+#include <array>
 #include <deque>
 #include <memory>
 #include <optional>
@@ -18,8 +19,9 @@ namespace nuvark::gige {
 /// Packets of a block may come in any order. Frames are delivered in the order of their block ids. What is missing is
 /// asked for again: TakeRequests() tells which packets. A frame that nothing is asked for any more (or resending is
 /// off), is delivered as incomplete, its holes filled with zeros, as soon as a newer frame has completed or two newer
-/// frames have begun; any frame is when no packet of it has come for the retention time, and when those held back
-/// behind it use up the buffers. Nothing a packet says is believed beyond what fits.
+/// frames have begun; any frame is when no packet of it has come for the retention time (the newest one, whose trailer
+/// has not come: for a second, the camera may only pause), and when those held back behind it use up the buffers.
+/// Nothing a packet says is believed beyond what fits.
 ///
 /// A block that does not follow the newest one directly opens with its second packet: a single one may be a stray.
 /// Not thread-safe: one thread at a time. Memory is taken when a larger buffer than before comes along, not per packet.
@@ -52,7 +54,8 @@ public:
     std::optional<Landing> NextLanding() const;
     /// A packet whose content is in the place that NextLanding() told.
     void OnLandedPacket(orv::ByteSpan header, orv::ByteSpan content, TimePoint now);
-    /// Delivers what has waited too long.
+    /// Delivers what has waited too long. Only when everything that has come was handed over: what waits in the socket
+    /// is no silence.
     void OnTime(TimePoint now);
     /// Adds what is to be asked for again now.
     void TakeRequests(std::vector<ResendRequest> &requests, TimePoint now);
@@ -78,6 +81,9 @@ private:
     };
     Kind Classify(const StreamPacket &packet, FrameBlock *&block);
     std::int64_t Distance(const StreamPacket &packet) const;
+    bool IsAhead(std::int64_t distance, TimePoint now) const;
+    void NoteBufferless(std::uint64_t id);
+    void CountLate(std::uint64_t id);
     void Sort(const StreamPacket &packet, orv::ByteSpan datagram, TimePoint now);
     bool IsOfKeptBlock(std::uint64_t id, bool extendedIds) const;
     void Keep(const StreamPacket &packet, orv::ByteSpan datagram);
@@ -89,8 +95,10 @@ private:
 
     bool IsWaitingForTrigger(const FrameBlock &block) const;
     bool IsBeingCured(const FrameBlock &block) const;
-    bool HasWaitedLongEnough(const FrameBlock &block, TimePoint now) const;
-    void DeliverReady(TimePoint now);
+    bool IsHopeless(const FrameBlock &block) const;
+    TimePoint GiveUpTime(const FrameBlock &block) const;
+    std::chrono::microseconds FirstTimeout() const;
+    void DeliverReady();
     void DeliverOldest();
     void Deliver(FrameBlock &block);
 
@@ -100,11 +108,15 @@ private:
 
     std::deque<FrameBlock> m_open; ///< oldest first
     std::vector<std::uint64_t> m_spareBits;
+    FrameBlock::Former m_former;
     ResendWindow m_window;
     bool m_started = false; ///< a first block has been seen
     bool m_refuseNew = false;
     std::uint64_t m_newestId = 0;
     bool m_newestExtended = false;
+    TimePoint m_lastBegin{};
+    std::optional<std::chrono::microseconds> m_frameTime; ///< between the beginnings of two frames, of late
+    std::array<std::uint64_t, 128> m_bufferless{};        ///< blocks that have no buffer, each where its id leads
     std::size_t m_learned[2] = {0, 0}; ///< data bytes per full packet, for standard and extended ids; 0: as told
     std::vector<std::uint8_t> m_kept;  ///< a packet that waits for another one of its block; empty: none
     std::size_t m_keptAge = 0;         ///< packets since then

@@ -8,14 +8,27 @@ namespace nuvark::gige {
 namespace {
 
 constexpr int kMostCutEnds = 3;
+/// Of a block that is larger than its buffer the first packet beyond may be lost with some others.
+constexpr std::uint32_t kMostBeyond = 64;
+/// Fewer bytes of data no packet has that is meant to be full.
+constexpr std::size_t kLeastData = 10;
 
 } // namespace
 
-FrameBlock::FrameBlock(const StreamPacket &first, const FrameTarget &target, std::size_t dataPerPacket,
+FrameBlock::FrameBlock(const StreamPacket &first, const FrameTarget &target, Former former,
                        std::vector<std::uint64_t> bits)
-    : m_id(first.blockId), m_extendedIds(first.extendedIds), m_target(target), m_received(std::move(bits))
+    : m_id(first.blockId), m_extendedIds(first.extendedIds), m_target(target), m_former(std::move(former)),
+      m_received(std::move(bits))
 {
-    SetDataSize(dataPerPacket);
+    SetDataSize(m_former.dataPerPacket);
+}
+
+void FrameBlock::Describe(Former &former) const
+{
+    if (m_trailer)
+        former.payloadPackets = m_payloadCount;
+    if (m_leader)
+        former.parts = m_leader->parts;
 }
 
 void FrameBlock::SetDataSize(std::size_t bytes)
@@ -83,24 +96,51 @@ FrameBlock::Verdict FrameBlock::TakeLeader(const StreamPacket &packet)
             return Verdict::Duplicate;
         if (m_highestPayload != 0)
             return Verdict::Unusable; // another frame with the same number; the packets lie as the first one said
+        m_former.parts = std::move(m_leader->parts);
+        m_partsAreGuessed = !m_parts.empty();
         m_leader.reset();
         return Verdict::Contradicted;
     }
     m_leaderBytes.assign(begin, begin + packet.content.size);
     m_leader = std::move(leader);
-    if (m_leader->IsMultiPart() && m_receivedCount == 0)
-        LayOutParts();
+    TakeLayout();
     return Verdict::Taken;
 }
 
+/// As the leader that has come tells it.
+void FrameBlock::TakeLayout()
+{
+    if (m_leader->IsMultiPart() && m_partsAreGuessed && m_leader->parts != m_former.parts)
+        PlaceAnew();
+    else if (m_leader->IsMultiPart() && m_parts.empty() && m_receivedCount == 0)
+        LayOutParts(m_leader->parts);
+    else if (m_leader->IsMultiPart() == m_parts.empty())
+        m_isBroken = true; // what came before it was of the other kind
+    m_partsAreGuessed = false;
+    if (m_trailer)
+        Reach(m_payloadCount + 1); // which was beyond what there seemed to be room for
+}
+
+/// Packets lie where parts of another size would have had them: they are missing again.
+void FrameBlock::PlaceAnew()
+{
+    m_parts.clear();
+    m_dataPerPacket += kPartHeaderSize;
+    m_receivedBytes = m_end = 0;
+    m_isClipped = false;
+    LayOutParts(m_leader->parts);
+    if (m_next > 1)
+        m_plan.AddHole(1, m_next - 1, m_gapDue);
+}
+
 /// One part behind the other, each beginning with a packet of its own.
-void FrameBlock::LayOutParts()
+void FrameBlock::LayOutParts(const std::vector<PartDescription> &parts)
 {
     const std::size_t data = std::max(m_dataPerPacket, kPartHeaderSize + 1) - kPartHeaderSize;
     SetDataSize(data);
     std::uint64_t begin = 0;
     std::uint64_t packets = 0;
-    for (const PartDescription &part : m_leader->parts) {
+    for (const PartDescription &part : parts) {
         const std::uint64_t room = m_target.size - begin;
         const std::uint64_t count = PacketsFor(std::min(part.length, room), data);
         m_parts.push_back({static_cast<std::uint32_t>(packets + 1), static_cast<std::uint32_t>(count), begin,
@@ -138,6 +178,8 @@ FrameBlock::Verdict FrameBlock::TakePayload(const StreamPacket &packet, orv::Byt
     const std::uint64_t announced = ExpectedBytes(Leader::Packing::PerLine);
     const bool fits = announced != 0 && announced <= m_target.size && !m_leader->CarriesChunks();
     if (id == 0 || (id > m_maxPayload && fits && m_receivedCount != 0))
+        return Verdict::Unusable;
+    if (id > std::max(m_maxPayload, m_highestPayload) && id - std::max(m_maxPayload, m_highestPayload) > kMostBeyond)
         return Verdict::Unusable;
     m_highestPayload = std::max(m_highestPayload, id);
     if (m_trailer && id > m_payloadCount)
@@ -179,6 +221,10 @@ FrameBlock::Verdict FrameBlock::TakeSecondCopy(std::uint32_t id, orv::ByteSpan d
         return Verdict::Unusable;
     if (std::equal(data.data, data.data + stored, m_target.data + slot.offset))
         return Verdict::Duplicate;
+    if (m_plan.IsStopped() || !IsCurable()) {
+        m_isBroken = true; // no third one will tell which of them is right; the first one stays
+        return Verdict::Unusable;
+    }
     Forget(id);
     return Verdict::Contradicted;
 }
@@ -204,14 +250,18 @@ FrameBlock::Verdict FrameBlock::TakePart(const StreamPacket &packet)
 {
     const std::optional<PartHeader> header = ParsePartHeader(packet.content);
     const std::uint32_t id = packet.packetId;
-    if (!header || header->part >= m_parts.size() || id == 0)
-        return Verdict::Unusable; // before its leader nobody can say where it belongs
-    const bool mayLearn = m_receivedCount == 0 && id == 1 && header->offset == 0 && header->data.size != 0;
-    if (mayLearn && header->data.size != m_dataPerPacket && header->data.size < m_parts[0].length) {
-        m_dataPerPacket = header->data.size + kPartHeaderSize;
-        m_parts.clear();
-        LayOutParts();
+    if (header && m_parts.empty() && !m_leader && m_receivedCount == 0 && !m_former.parts.empty()) {
+        LayOutParts(m_former.parts);
+        m_partsAreGuessed = true;
     }
+    if (m_parts.empty() && m_next == 0) { // without its leader nobody can say where it belongs
+        m_plan.AddHole(0, 0, m_gapDue);
+        m_next = 1;
+    }
+    if (!header || header->part >= m_parts.size() || id == 0)
+        return Verdict::Unusable;
+    if (m_receivedCount == 0 && header->part == 0)
+        LearnPartSize(id, *header);
     const Part &part = m_parts[header->part];
     const std::uint64_t inPart = std::uint64_t{id - part.firstPacket} * m_dataPerPacket;
     const bool isHere = id >= part.firstPacket && id - part.firstPacket < part.packets &&
@@ -228,6 +278,19 @@ FrameBlock::Verdict FrameBlock::TakePart(const StreamPacket &packet)
     m_received[id / 64] |= std::uint64_t{1} << (id % 64);
     ++m_receivedCount;
     return Verdict::Taken;
+}
+
+/// Of the packets of a multi-part block, before any has been placed: each tells how much is before it.
+void FrameBlock::LearnPartSize(std::uint32_t id, const PartHeader &header)
+{
+    // The first one shows only what it has itself; when that is less than told it may have been cut on the way.
+    const std::uint64_t size = id == 1 ? std::max(header.data.size, m_dataPerPacket) : header.offset / (id - 1);
+    const bool isEven = id == 1 || header.offset % (id - 1) == 0;
+    if (!isEven || size == m_dataPerPacket || size < kLeastData || size >= m_parts[0].length)
+        return;
+    m_learnedSize = m_dataPerPacket = size + kPartHeaderSize;
+    m_parts.clear();
+    LayOutParts(m_leader ? m_leader->parts : m_former.parts);
 }
 
 FrameBlock::Verdict FrameBlock::TakeAllIn(const StreamPacket &packet)
@@ -259,13 +322,15 @@ FrameBlock::Verdict FrameBlock::TakeAllIn(const StreamPacket &packet)
 
 void FrameBlock::LearnDataSize(std::uint32_t id, std::size_t size)
 {
-    if (id == 2 && size != 0 && m_shortId == 1 && m_shortSize == size && m_receivedCount == 1) {
+    if (size < kLeastData)
+        return;
+    if (id == 2 && m_shortId == 1 && m_shortSize == size && m_receivedCount == 1) {
         ShrinkDataSize();
         return;
     }
     const bool isFull = size > m_dataPerPacket ||
                         // The first of several packets is a full one.
-                        (id == 1 && size != 0 && size < m_dataPerPacket && m_leader && m_plan.IsStopped() &&
+                        (id == 1 && size < m_dataPerPacket && m_leader && m_plan.IsStopped() &&
                          ExpectedBytes(Leader::Packing::Continuous) > size);
     if (!isFull)
         return;
@@ -343,25 +408,60 @@ bool FrameBlock::HasPacket(std::uint32_t id) const
 ResendPlan::Extent FrameBlock::GetExtent() const
 {
     if (m_trailer)
-        return {std::min(m_payloadCount, m_maxPayload) + 1, false};
-    return {std::max(ExpectedPackets(), std::min(m_highestPayload, m_maxPayload)) + 1, true};
+        return {std::min(m_payloadCount, m_maxPayload) + 1, false, true, 0};
+    const std::uint32_t highest = std::min(m_highestPayload, m_maxPayload);
+    const std::uint32_t likely = m_former.payloadPackets != 0 ? m_former.payloadPackets : m_maxPayload;
+    return {std::max(ExpectedPackets(), highest) + 1, true, IsLengthKnown(),
+            std::clamp(likely, highest, m_maxPayload) + 1};
+}
+
+/// In packets, before the trailer has told.
+bool FrameBlock::IsLengthKnown() const
+{
+    return !m_parts.empty() || (ExpectedBytes(Leader::Packing::PerLine) != 0 && !m_leader->CarriesChunks());
 }
 
 /// Payload packets, as far as leader and buffer tell.
 std::uint32_t FrameBlock::ExpectedPackets() const
 {
-    const std::uint64_t bytes = m_parts.empty() ? ExpectedBytes(Leader::Packing::PerLine) : 0;
-    if (bytes == 0 || m_leader->CarriesChunks())
+    if (!m_parts.empty() || !IsLengthKnown())
         return m_maxPayload;
+    const std::uint64_t bytes = ExpectedBytes(Leader::Packing::PerLine);
     return static_cast<std::uint32_t>(std::min<std::uint64_t>(PacketsFor(bytes, m_dataPerPacket), m_maxPayload));
 }
 
 void FrameBlock::NoteTail(TimePoint due)
 {
-    if (IsTailNoted())
+    if (m_tailNoted || m_trailer)
         return;
     m_tailNoted = true;
     m_plan.AddHole(m_next, kToTheEnd, due);
+}
+
+bool FrameBlock::MindsSilence() const
+{
+    const bool isProbing = m_probe != 0 && m_probe + 1 == m_next && !HasPacket(m_probe);
+    return !m_tailNoted && !m_trailer && !isProbing;
+}
+
+void FrameBlock::NoteSilence(TimePoint due)
+{
+    if (!MindsSilence())
+        return;
+    const bool isAnswered = m_probe != 0 && m_probe + 1 == m_next;
+    if (isAnswered || m_next == 0 || !IsLengthKnown()) {
+        NoteTail(due);
+        return;
+    }
+    m_probe = m_next++;
+    m_plan.AddHole(m_probe, m_probe, due);
+}
+
+bool FrameBlock::NoteCameraLoss(bool isEnd)
+{
+    m_plan.Stop();
+    m_hasEnded = m_hasEnded || isEnd;
+    return !std::exchange(m_cameraLoss, true);
 }
 
 bool FrameBlock::ForgetCutEnd(TimePoint due)

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace nuvark::gige {
@@ -31,7 +32,8 @@ struct Landing {
 ///
 /// Numbers of packets: 0 is the leader, then the payload from 1 on, then the trailer. Nothing a packet says is believed
 /// beyond what fits the buffer. Content may lie in its place already (NextLanding()); then it is not copied. Two copies
-/// of a packet that differ make neither believable: it is missing again. Parts of a multi-part block lie one behind the
+/// of a packet that differ make neither believable: it is missing again, or the block is broken when no third one will
+/// come. Parts of a multi-part block lie one behind the
 /// other in the buffer. One thread.
 class FrameBlock {
 public:
@@ -42,9 +44,14 @@ public:
         Contradicted ///< differs from the copy that came before; now there is none
     };
 
+    /// What the blocks before were like.
+    struct Former {
+        std::size_t dataPerPacket = 0;
+        std::uint32_t payloadPackets = 0;   ///< of the last one, 0 when not known
+        std::vector<PartDescription> parts; ///< of the last leader
+    };
     /// \param bits  memory from a former block
-    FrameBlock(const StreamPacket &first, const FrameTarget &target, std::size_t dataPerPacket,
-               std::vector<std::uint64_t> bits);
+    FrameBlock(const StreamPacket &first, const FrameTarget &target, Former former, std::vector<std::uint64_t> bits);
 
     /// \param gapDue  when packets that this one shows to be missing may be asked for
     Verdict Take(const StreamPacket &packet, TimePoint now, TimePoint gapDue);
@@ -58,7 +65,10 @@ public:
     std::size_t LearnedSize() const { return m_learnedSize; }
     bool IsFullPayload(const StreamPacket &packet) const;
     bool IsLeaderAlone() const { return m_leader && m_highestPayload == 0 && !m_trailer; }
+    bool HasTrailer() const { return m_trailer.has_value(); }
     std::vector<std::uint64_t> GiveBits() { return std::move(m_received); }
+    /// What this one was like, as far as it is known.
+    void Describe(Former &former) const;
     /// Behind the last packet that came. Until one of them has been taken, anything may be written there.
     std::optional<Landing> NextLanding() const;
 
@@ -68,17 +78,26 @@ public:
     bool IsPerfect() const { return IsComplete() && !IsLargerThanBuffer() && !IsShortOfImage(); }
     /// Asking for packets again can still make it complete.
     bool IsCurable() const { return !m_isBroken && !m_isClipped; }
+    /// The camera will not send all of it. \param isEnd nor anything more. \return false when that had been said.
+    bool NoteCameraLoss(bool isEnd);
+    bool HasEnded() const { return m_hasEnded; }
+    /// The camera says that it has not sent the block before. \return false when that had been said.
+    bool NoteFormerDrop() { return !std::exchange(m_toldOfFormer, true); }
     FrameInfo Describe(bool bigEndianPixels) const;
-    /// Of the packets that can touch the buffer: of those beyond it nobody knows which came.
+    /// Leader and trailer, and the packets that can touch the buffer: of those beyond it nobody knows which came.
     std::uint32_t MissingPackets(std::uint64_t dataSize) const;
     void ZeroHoles(std::uint64_t end);
 
     // What to ask for again. Gaps become holes of the plan as they are seen.
     ResendPlan &Plan() { return m_plan; }
     const ResendPlan &Plan() const { return m_plan; }
-    /// Everything behind the last packet is missing, too. Once, and not when the trailer has come.
+    /// Everything behind the last packet is missing, too, unless the trailer has come.
     void NoteTail(TimePoint due);
-    bool IsTailNoted() const { return m_tailNoted || m_trailer; }
+    /// Nothing comes any more: the same, but when the length is known only the next packet at first, until it has come.
+    /// For all that is known the camera has not sent the rest.
+    void NoteSilence(TimePoint due);
+    /// Whether NoteSilence() would do something.
+    bool MindsSilence() const;
     bool HasPacket(std::uint32_t id) const;
     ResendPlan::Extent GetExtent() const;
     /// A complete block whose last packet was cut: that packet is missing after all. \return whether it was so.
@@ -104,8 +123,11 @@ private:
     Verdict TakeAllIn(const StreamPacket &packet);
     Verdict TakeSecondCopy(std::uint32_t id, orv::ByteSpan data);
     void Reach(std::uint32_t id);
-    void LayOutParts();
+    void LayOutParts(const std::vector<PartDescription> &parts);
+    void TakeLayout();
+    void PlaceAnew();
     void SetDataSize(std::size_t bytes);
+    void LearnPartSize(std::uint32_t id, const PartHeader &header);
     void LearnDataSize(std::uint32_t id, std::size_t size);
     void ShrinkDataSize();
     void Store(const Slot &slot, orv::ByteSpan data);
@@ -115,6 +137,7 @@ private:
     std::size_t StoredBytes(std::uint32_t id, const Slot &slot) const;
     bool HasPayload(std::uint32_t id) const { return (m_received[id / 64] >> (id % 64) & 1) != 0; }
     std::uint32_t ExpectedPackets() const;
+    bool IsLengthKnown() const;
 
     bool IsLargerThanBuffer() const;
     bool IsShortOfImage() const;
@@ -126,6 +149,7 @@ private:
     const std::uint64_t m_id;
     const bool m_extendedIds;
     const FrameTarget m_target;
+    Former m_former;
     std::size_t m_dataPerPacket = 0;
     std::size_t m_learnedSize = 0;
     std::vector<std::uint64_t> m_received; ///< bit per payload packet, up to m_maxPayload
@@ -138,17 +162,22 @@ private:
     std::optional<Trailer> m_trailer;
     std::vector<std::uint8_t> m_leaderBytes; ///< to compare a second copy with
     std::vector<Part> m_parts;
+    bool m_partsAreGuessed = false;   ///< as of the block before, the leader not being there
     std::uint32_t m_payloadCount = 0; ///< payload packets of the block, once the trailer told
     std::uint32_t m_shortId = 0;      ///< a payload packet that was not full: right only for the last one
     std::size_t m_shortSize = 0;      ///< bytes of it in the buffer
     bool m_isClipped = false;         ///< bytes came that did not fit
     bool m_isBroken = false;          ///< packets contradict each other
+    bool m_hasEnded = false;
+    bool m_cameraLoss = false;
+    bool m_toldOfFormer = false;
     TimePoint m_lastPacket{};
 
     ResendPlan m_plan;
     std::uint32_t m_next = 0; ///< below it packets are there or in a hole of the plan
     bool m_tailNoted = false;
-    int m_cutEnds = 0; ///< times that the last packet was forgotten for being cut
+    std::uint32_t m_probe = 0; ///< the packet asked for in a silence; it is the one below m_next then
+    int m_cutEnds = 0;         ///< times that the last packet was forgotten for being cut
     TimePoint m_gapDue{};
 };
 

@@ -8,7 +8,8 @@ namespace nuvark::gige {
 std::uint32_t FrameBlock::Lines() const
 {
     const std::uint32_t announced = m_leader->height;
-    return m_trailer ? std::min(announced, m_trailer->height.value_or(announced)) : announced;
+    const std::uint32_t sent = m_trailer ? m_trailer->height.value_or(0) : 0;
+    return sent != 0 ? std::min(announced, sent) : announced; // 0: the camera does not tell
 }
 
 std::uint64_t FrameBlock::ExpectedBytes(Leader::Packing packing) const
@@ -57,7 +58,7 @@ std::uint32_t FrameBlock::MissingPackets(std::uint64_t dataSize) const
 {
     const std::uint64_t told = std::max<std::uint64_t>(m_payloadCount, PacketsFor(dataSize, m_dataPerPacket));
     const auto expected = static_cast<std::uint32_t>(std::min<std::uint64_t>(told, m_maxPayload));
-    std::uint32_t missing = 0;
+    std::uint32_t missing = (m_leader ? 0 : 1) + (m_trailer ? 0 : 1);
     for (std::uint32_t id = 1; id <= expected; ++id)
         missing += HasPayload(id) ? 0 : 1;
     return missing;

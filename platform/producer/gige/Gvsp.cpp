@@ -81,7 +81,8 @@ std::optional<StreamPacket> ParseStreamPacket(orv::ByteSpan datagram)
     packet.extendedIds = (datagram.data[4] & kExtendedFlag) != 0;
     packet.format = datagram.data[4] & ~kExtendedFlag;
     if (packet.extendedIds) {
-        in.Skip(5); // flags, format, reserved
+        packet.flags = in.U16();
+        in.Skip(3); // format, reserved
         packet.partCount = in.U8();
         packet.blockId = in.U64();
         packet.packetId = in.U32();

@@ -19,6 +19,7 @@ enum class PacketFormat : std::uint8_t { Leader = 1, Trailer = 2, Payload = 3, A
 /// One stream packet. `content` is what follows the header and points into the datagram.
 struct StreamPacket {
     std::uint16_t status = 0;
+    std::uint16_t flags = 0; ///< of an extended header
     bool extendedIds = false;
     std::uint8_t format = 0; ///< a PacketFormat, or one that we do not know
     std::uint64_t blockId = 0;
@@ -28,6 +29,8 @@ struct StreamPacket {
 
     /// An error status means that the packet stands for one that the camera cannot send; it carries no data.
     bool IsError() const { return (status & 0x8000) != 0; }
+    /// Not every camera marks them.
+    bool IsResent() const { return status == 0x0100 || (flags & 0x0001) != 0; }
 };
 /// Nothing for a datagram shorter than its header.
 std::optional<StreamPacket> ParseStreamPacket(orv::ByteSpan datagram);
@@ -48,10 +51,14 @@ constexpr std::uint16_t kChunksFollow = 0x4000;
 
 /// Status of a packet that stands for one the camera was asked to send again.
 constexpr std::uint16_t kStatusUnavailable = 0x800C;
+constexpr std::uint16_t kStatusOverrun = 0x800D; ///< the camera could not send all of the block
 constexpr std::uint16_t kStatusNotYetAvailable = 0x8010;
 constexpr std::uint16_t kStatusAllRemoved = 0x8011;
 constexpr std::uint16_t kStatusRemoved = 0x8012;
 constexpr std::uint16_t kStatusTemporarilyUnavailable = 0x8014;
+constexpr std::uint16_t kStatusCutShort = 0x8017; ///< a leader or trailer that is too long for a packet
+
+constexpr std::uint16_t kFlagFormerDropped = 0x0002; ///< the camera has not sent the block before
 
 /// One part of a multi-part block, as its leader describes it.
 struct PartDescription {
@@ -66,6 +73,8 @@ struct PartDescription {
     std::uint32_t offsetX = 0;
     std::uint32_t offsetY = 0;
     std::uint16_t paddingX = 0; ///< bytes after each line
+
+    bool operator==(const PartDescription &o) const { return dataType == o.dataType && length == o.length; }
 
     bool IsImage() const { return dataType >= 1 && dataType <= 8; } ///< 2D or 3D, or a plane of one
 };

@@ -67,10 +67,10 @@ void StreamReceiver::Run()
         const UdpSocket::Wait wait = m_socket.WaitReadable(NextWake(), &m_stop);
         if (wait == UdpSocket::Wait::Interrupted)
             break;
-        int batches = wait == UdpSocket::Wait::Readable ? kBatchesAtOnce : 0;
+        int batches = kBatchesAtOnce;
         while (batches > 0 && TakeBatch())
             --batches;
-        OnTime();
+        OnTime(batches > 0);
     }
     if (m_how == StreamChannel::Stop::Finish)
         Drain();
@@ -115,12 +115,13 @@ void StreamReceiver::TakePacket(const PacketBatch::Packet &packet, TimePoint now
         m_assembler.OnPacket(packet.bytes, now);
 }
 
-void StreamReceiver::OnTime()
+void StreamReceiver::OnTime(bool isAllRead)
 {
     {
         const orv::MutexLock lock(m_mutex);
         const TimePoint now = Clock::now();
-        m_assembler.OnTime(now);
+        if (isAllRead)
+            m_assembler.OnTime(now);
         m_assembler.TakeRequests(m_requests, now);
         m_way.Keep(m_socket, now);
     }
@@ -157,9 +158,11 @@ void StreamReceiver::Drain()
                 return;
             wake = std::min(wake, m_assembler.NextDeadline().value_or(wake));
         }
-        if (m_socket.WaitReadable(wake, nullptr) == UdpSocket::Wait::Readable && TakeBatch())
+        (void)m_socket.WaitReadable(wake, nullptr);
+        const bool wasAny = TakeBatch();
+        if (wasAny)
             quiet = std::min(limit, Clock::now() + kDrainQuiet);
-        OnTime();
+        OnTime(!wasAny);
         if (Clock::now() >= end)
             return;
     }

@@ -49,8 +49,9 @@ private:
     /// \return false when there was nothing.
     bool TakeBatch() EXCLUDES(m_mutex);
     void TakePacket(const PacketBatch::Packet &packet, TimePoint now) REQUIRES(m_mutex);
-    /// What is due by the clock: requests for missing packets, frames that have waited long enough.
-    void OnTime() EXCLUDES(m_mutex);
+    /// What is due by the clock: requests for missing packets and, when nothing more is to be read, frames that have
+    /// waited long enough.
+    void OnTime(bool isAllRead) EXCLUDES(m_mutex);
     void SendRequests();
     void Drain() EXCLUDES(m_mutex);
 

@@ -1,0 +1,386 @@
+// What is in a delivered frame, and what is said of it.
+#include "AssemblerBench.h"
+
+#include <random>
+
+using namespace assembling;
+
+TEST(FrameContent, TellsEverythingOfACompleteFrame)
+{
+    Bench bench({kBytes + 50});
+    bench.Whole(7);
+    ASSERT_EQ(bench.sink.frames.size(), 1U);
+    const FrameInfo &info = bench.sink.frames[0].info;
+    EXPECT_EQ(info.frameId, 7U);
+    EXPECT_EQ(info.timestamp, 0x1122334455U);
+    EXPECT_EQ(info.payloadType, PAYLOAD_TYPE_IMAGE);
+    EXPECT_TRUE(info.hasImage);
+    EXPECT_EQ(info.pixelFormat, 0x01080001U);
+    EXPECT_EQ(info.width, kWidth);
+    EXPECT_EQ(info.height, kLines);
+    EXPECT_EQ(info.deliveredHeight, kLines);
+    EXPECT_EQ(info.sizeFilled, kBytes);
+    EXPECT_EQ(info.dataSize, kBytes);
+    EXPECT_FALSE(info.isLargerThanBuffer);
+    EXPECT_FALSE(info.hasChunks);
+    EXPECT_EQ(bench.sink.frames[0].data.back(), kOld) << "beyond the frame nothing is touched";
+}
+
+TEST(FrameContent, HolesAreZerosAndCounted)
+{
+    constexpr std::size_t kHalf = kBytes / 2;
+    const struct {
+        const char *name;
+        std::size_t buffer;
+        const char *script;
+        const char *delivered;
+        const char *there; ///< bytes of each packet
+        std::size_t filled;
+        std::uint64_t missing; ///< packets
+    } kRows[] = {
+        {"lost packets", kBytes, "L1 P1.1 P1.3 P1.5 T1 W100", "1!", "20 0 20 0 20", 60, 2},
+        {"a lost tail", kBytes, "L1 P1.1 P1.2 W1000", "1!", "20 20 0 0 0", 40, 4},
+        {"a lost leader", kBytes, "P1.1 P1.2 P1.3 P1.4 P1.5 T1 A2", "1! 2", "", kBytes, 1},
+        {"a cut packet, seen when the next one comes", kBytes, "L1 P1.1 P1.2/5 P1.3 P1.4 P1.5 T1 W100", "1!",
+         "20 0 20 20 20", 80, 1},
+        {"a cut last packet: all packets, but not all of the image", kBytes, "L1 P1.1 P1.2 P1.3 P1.4 P1.5/5 T1", "1!",
+         "20 20 20 20 5", 85, 0},
+        {"a whole copy comes later", kBytes, "L1 P1.1 P1.2/5 P1.3 P1.2 P1.4 P1.5 T1", "1", "", kBytes, 0},
+        {"a short packet at last, not known to be cut", kBytes, "L1 P1.1 P1.2/5 W1000", "1!", "20 5 0 0 0", 25, 4},
+        {"a second copy that differs: the first one stays", kBytes, "L1 P1.1 X1.1 P1.2 P1.3 P1.4 P1.5 T1 W100", "1!",
+         "", kBytes, 0},
+        {"taken back after it had been clipped", kHalf, "P1.3/19 P1.4 W1000", "1!", "0 0 0", 0, 5},
+        {"nothing lost, it just did not fit", kHalf, "A1", "1!", "", kHalf, 0},
+        {"lost besides", kHalf, "L1 P1.1 P1.3 P1.4 P1.5 T1 W100", "1!", "20 0 10", 30, 1},
+        {"a trailer before the end", kBytes, "L1 P1.1 P1.2 P1.3 P1.4 P1.5 T1.3 W100", "1!", "", kBytes, 0},
+        {"a trailer of a million packets", kBytes, "L1 P1.1 T1.16777215 W100", "1!", "20 0 0 0 0", 20, 4},
+        {"a payload packet far away", kBytes, "L1 P1.16777215 P1.1 P1.2 P1.3 P1.4 P1.5 T1", "1", "", kBytes, 0},
+        {"even without a leader", kBytes, "P1.16777215 P1.1 P1.2 P1.3 P1.4 P1.5 L1 T1", "1", "", kBytes, 0},
+        {"fewer lines than announced", kBytes, "L1 P1.1 P1.2 P1.3 T1.4/6", "1", "", 60, 0},
+        {"lines that the camera does not tell", kBytes, "L1 P1.1 P1.2 P1.3 P1.4 P1.5 T1.6/0", "1", "", kBytes, 0},
+    };
+    for (const auto &row : kRows) {
+        SCOPED_TRACE(row.name);
+        Bench bench({row.buffer});
+        bench.Run(row.script);
+        ASSERT_EQ(bench.sink.Summary(), row.delivered);
+        bench.ExpectPixels(bench.sink.frames[0], row.there);
+        EXPECT_EQ(bench.sink.frames[0].info.sizeFilled, row.filled);
+        EXPECT_EQ(bench.assembler.Count().missing, row.missing);
+    }
+}
+
+TEST(FrameContent, APayloadLargerThanTheBufferIsCutAndSaid)
+{
+    for (const std::size_t size : {1U, 19U, 20U, 50U, 99U}) {
+        Bench bench({size});
+        bench.Whole(1);
+        ASSERT_EQ(bench.sink.Summary(), "1!") << size;
+        EXPECT_TRUE(bench.sink.frames[0].info.isLargerThanBuffer) << size;
+        EXPECT_LE(bench.sink.frames[0].info.dataSize, size);
+        for (std::size_t i = 0; i < size; ++i)
+            ASSERT_EQ(bench.sink.frames[0].data[i], Pixel(1, i)) << size;
+    }
+    Bench huge; // a leader that promises far more than comes
+    huge.Leader(1, {payload::kImage, 0xFFFFFFFF, 0xFFFFFFFF});
+    huge.Run("P1.1 P1.2 P1.3 P1.4 P1.5 T1");
+    ASSERT_EQ(huge.sink.Summary(), "1!");
+    EXPECT_TRUE(huge.sink.frames[0].info.isLargerThanBuffer);
+}
+
+TEST(FrameContent, AnOversizedPacketSpoilsOnlyItsFrame)
+{
+    // Chunks alone announce no size, so only the packets themselves can tell what a full one is.
+    Bench bench;
+    const auto chunkFrame = [&](std::uint64_t block) {
+        bench.Leader(block, {payload::kChunk, 0, 0});
+        for (std::uint32_t id = 1; id <= kPackets; ++id)
+            bench.Payload(block, id);
+        orv::ByteWriter out;
+        out.U16(0);
+        out.U16(payload::kChunk);
+        out.U32(kBytes);
+        bench.Send(Packet(false, 0, 2, block, kPackets + 1, out.Take()));
+    };
+    chunkFrame(1);
+    bench.Leader(2, {payload::kChunk, 0, 0});
+    bench.Payload(2, 1, 2 * kData);
+    chunkFrame(3);
+    chunkFrame(4);
+    EXPECT_EQ(bench.sink.Summary(), "1 2! 3 4");
+    bench.ExpectCompleteFramesAreRight();
+    for (const std::size_t size : {0U, 1U}) { // two packets alike, but of next to nothing
+        Bench tiny;
+        tiny.Payload(1, 1, size);
+        tiny.Payload(1, 2, size);
+        tiny.Wait(1000);
+        EXPECT_EQ(tiny.sink.Summary(), "1!");
+        tiny.Whole(2);
+        EXPECT_EQ(tiny.sink.Summary(), "1! 2") << "nothing is learned from them";
+    }
+}
+
+TEST(FrameContent, LearnsThePacketSizeThatReallyComes)
+{
+    for (const std::size_t real : {10U, 25U, 50U}) {
+        Bench bench; // told 20 bytes per packet
+        for (const std::uint64_t block : {1U, 2U}) {
+            bench.Leader(block);
+            const std::uint32_t packets = kBytes / real;
+            for (std::uint32_t id = 1; id <= packets; ++id)
+                bench.Send(Packet(false, 0, 3, block, id, Pixels(block, (id - 1) * real, real)));
+            bench.Trailer(block, packets + 1);
+        }
+        ASSERT_EQ(bench.sink.Summary(), "1 2") << real;
+        bench.ExpectCompleteFramesAreRight();
+        EXPECT_EQ(bench.assembler.Count().fullPackets, 2 * kBytes / real);
+    }
+}
+
+TEST(FrameContent, TheLastPacketMayBePaddedOrShort)
+{
+    for (const std::size_t last : {10U, 20U}) { // nine lines end with half a packet
+        Bench bench({90});
+        bench.Leader(1, {payload::kImage, kWidth, 9});
+        bench.Run("P1.1 P1.2 P1.3 P1.4");
+        bench.Payload(1, 5, last);
+        bench.Trailer(1, 6, 9);
+        ASSERT_EQ(bench.sink.Summary(), "1");
+        EXPECT_EQ(bench.sink.frames[0].info.sizeFilled, 90U);
+    }
+}
+
+TEST(FrameContent, ChunksAreAnnouncedOnlyWhenWhole)
+{
+    const struct {
+        const char *name;
+        std::size_t buffer;
+        const char *payload;
+        bool isComplete;
+        bool isLarger;
+    } kRows[] = {{"whole", 200, "P1.1 P1.2 P1.3 P1.4 P1.5 P1.6/16", true, false},
+                 {"with a hole", 200, "P1.1 P1.3 P1.4 P1.5 P1.6/16", false, false},
+                 {"too small a buffer", 110, "P1.1 P1.2 P1.3 P1.4 P1.5 P1.6/16", false, true}};
+    for (const auto &row : kRows) {
+        SCOPED_TRACE(row.name);
+        Bench bench({row.buffer});
+        bench.Leader(1, {payload::kImage | payload::kChunksFollow, kWidth, kLines});
+        bench.Run(row.payload);
+        orv::ByteWriter out;
+        out.U16(0);
+        out.U16(payload::kImage | payload::kChunksFollow);
+        out.U32(kLines);
+        out.U32(116);
+        out.U32(9);
+        bench.Send(Packet(false, 0, 2, 1, 7, out.Take()));
+        bench.Wait(100);
+        ASSERT_EQ(bench.sink.Summary(), row.isComplete ? "1" : "1!");
+        const FrameInfo &info = bench.sink.frames[0].info;
+        EXPECT_EQ(info.hasChunks, row.isComplete);
+        EXPECT_EQ(info.isLargerThanBuffer, row.isLarger);
+        EXPECT_EQ(info.chunkPayloadSize, row.isComplete ? 116U : 0U);
+        EXPECT_EQ(info.chunkLayoutId, row.isComplete ? 9U : 0U);
+        EXPECT_EQ(info.payloadType, PAYLOAD_TYPE_IMAGE);
+    }
+}
+
+TEST(FrameContent, ABlockInOnePacket)
+{
+    for (const bool extended : {false, true}) {
+        Bench bench({kBytes + 7, 1000, extended, true});
+        std::vector<std::uint8_t> content = LeaderContent();
+        for (const std::vector<std::uint8_t> &rest : {TrailerContent(), Pixels(4, 0, kBytes)})
+            content.insert(content.end(), rest.begin(), rest.end());
+        bench.Send(Packet(extended, 0, 4, 4, 0, content));
+        ASSERT_EQ(bench.sink.Summary(), "4");
+        bench.ExpectPixels(bench.sink.frames[0]);
+        EXPECT_EQ(bench.sink.frames[0].info.sizeFilled, kBytes);
+        content.resize(content.size() - 30); // cut on the way
+        bench.Send(Packet(extended, 0, 4, 5, 0, content));
+        content.resize(30);
+        bench.Send(Packet(extended, 0, 4, 6, 0, content));
+        bench.Wait(1000);
+        EXPECT_EQ(bench.sink.Summary(), "4 5! 6!");
+    }
+}
+
+namespace {
+
+constexpr std::size_t kPartData = kData - 8;
+constexpr std::size_t kFirstPart = 30;
+constexpr std::uint16_t kConfidence = 9;
+
+/// Leader of two parts: a map, then the image, each in packets of 12 bytes.
+std::vector<std::uint8_t> PartsLeader(std::uint64_t block, std::uint32_t firstPart = kFirstPart)
+{
+    orv::ByteWriter out;
+    out.U16(0);
+    out.U16(payload::kMultiPart);
+    out.U64(77);
+    const auto part = [&](std::uint16_t type, std::uint32_t length, std::uint32_t height) {
+        out.U16(type);
+        out.U16(0);
+        out.U32(length);
+        out.U32(0x01080001);
+        out.U64(0);
+        out.U32(0);
+        out.U32(kWidth);
+        out.U32(height);
+        out.U64(0);
+        out.U64(0);
+    };
+    part(kConfidence, firstPart, firstPart / kWidth);
+    part(1, kBytes, kLines);
+    std::vector<std::uint8_t> packet = Packet(true, 0, 1, block, 0, out.Take());
+    packet[7] = 2; // parts
+    return packet;
+}
+
+std::vector<std::uint8_t> PartPacket(std::uint64_t block, std::uint32_t id, std::uint8_t part, std::uint64_t offset,
+                                     std::size_t begin, std::size_t size)
+{
+    orv::ByteWriter out;
+    out.U64(std::uint64_t{part} << 56 | offset);
+    const std::vector<std::uint8_t> pixels = Pixels(block, begin, size);
+    out.Bytes({pixels.data(), pixels.size()});
+    return Packet(true, 0, 7, block, id, out.Take());
+}
+
+/// All packets of a block of two parts, the leader first. \param absolute offsets count from the first part's beginning
+std::vector<std::vector<std::uint8_t>> PartsBlock(std::uint64_t block, std::uint32_t firstPart = kFirstPart,
+                                                  bool absolute = false)
+{
+    std::vector<std::vector<std::uint8_t>> packets = {PartsLeader(block, firstPart)};
+    std::uint32_t id = 1;
+    for (std::size_t at = 0; at < firstPart; at += kPartData)
+        packets.push_back(PartPacket(block, id++, 0, at, at, std::min<std::size_t>(kPartData, firstPart - at)));
+    for (std::size_t at = 0; at < kBytes; at += kPartData)
+        packets.push_back(PartPacket(block, id++, 1, at + (absolute ? firstPart : 0), firstPart + at,
+                                     std::min(kPartData, kBytes - at)));
+    packets.push_back(Packet(true, 0, 2, block, id, TrailerContent()));
+    return packets;
+}
+
+void ExpectParts(const Delivered &frame, std::uint32_t firstPart = kFirstPart)
+{
+    EXPECT_EQ(frame.info.imageOffset, firstPart);
+    EXPECT_EQ(frame.info.width, kWidth);
+    EXPECT_EQ(frame.info.payloadType, PAYLOAD_TYPE_MULTI_PART);
+    EXPECT_EQ(frame.info.sizeFilled, firstPart + kBytes);
+    ASSERT_EQ(frame.info.parts.size(), 2U);
+    const FramePart &map = frame.info.parts[0];
+    const FramePart &image = frame.info.parts[1];
+    EXPECT_EQ(map.dataType, PART_DATATYPE_CONFIDENCE_MAP);
+    EXPECT_EQ(image.dataType, PART_DATATYPE_2D_IMAGE);
+    EXPECT_TRUE(map.begin == 0 && map.size == firstPart && map.width == kWidth && map.height == firstPart / kWidth);
+    EXPECT_TRUE(image.begin == firstPart && image.size == kBytes && image.pixelFormat == 0x01080001);
+    for (std::size_t i = 0; i < firstPart + kBytes; ++i)
+        ASSERT_EQ(frame.data[i], Pixel(frame.info.frameId, i)) << i;
+    EXPECT_EQ(frame.data[firstPart + kBytes], kOld);
+}
+
+} // namespace
+
+TEST(FrameContent, TheFirstImageOfSeveralParts)
+{
+    for (const bool absolute : {false, true}) {
+        Bench bench({200, 1000, true});
+        std::vector<std::vector<std::uint8_t>> packets = PartsBlock(1, kFirstPart, absolute);
+        bench.Send(packets.front());
+        for (auto packet = packets.rbegin(); packet + 1 != packets.rend(); ++packet)
+            bench.Send(*packet);
+        ASSERT_EQ(bench.sink.Summary(), "1") << absolute;
+        ExpectParts(bench.sink.frames[0]);
+    }
+    Bench liars({200, 1000, true});
+    const std::vector<std::vector<std::uint8_t>> packets = PartsBlock(1);
+    liars.Send(packets[0]);
+    liars.Send(packets[1]);
+    liars.Send(PartPacket(1, 2, 1, 0, 0, kPartData));       // of a part that packet 2 is not of
+    liars.Send(PartPacket(1, 3, 9, 0, 0, kPartData));       // of no part
+    liars.Send(PartPacket(1, 2, 0, 1000000, 0, kPartData)); // far outside
+    for (std::size_t i = 2; i < packets.size(); ++i)
+        liars.Send(packets[i]);
+    ASSERT_EQ(liars.sink.Summary(), "1");
+    ExpectParts(liars.sink.frames[0]);
+
+    Bench tooSmall({50, 1000, true});
+    for (const auto &packet : packets)
+        tooSmall.Send(packet);
+    tooSmall.Wait(100);
+    ASSERT_EQ(tooSmall.sink.Summary(), "1!");
+    EXPECT_TRUE(tooSmall.sink.frames[0].info.isLargerThanBuffer);
+}
+
+TEST(FrameContent, PartsBeforeTheirLeader)
+{
+    // The first block of all has no one before it whose parts it may be like, a smaller map comes as a surprise.
+    const struct {
+        const char *name;
+        std::uint64_t block;
+        std::uint32_t firstPart;
+        const char *before; ///< the leader comes that is asked for
+        const char *after;
+    } kRows[] = {{"nothing to go by", 1, kFirstPart, "1:0", "1:1-12"},
+                 {"like the block before", 2, kFirstPart, "2:0", ""},
+                 {"unlike the block before", 2, 20, "2:0 2:2-11", "2:1-11"}};
+    for (const auto &row : kRows) {
+        SCOPED_TRACE(row.name);
+        Bench bench({200, 1000, true, true});
+        for (std::uint64_t block = 1; block < row.block; ++block)
+            for (const auto &packet : PartsBlock(block))
+                bench.Send(packet);
+        const std::vector<std::vector<std::uint8_t>> packets = PartsBlock(row.block, row.firstPart);
+        for (std::size_t i = 1; i < packets.size(); ++i)
+            bench.Send(packets[i]);
+        bench.Wait(1);
+        EXPECT_EQ(bench.Requests(), row.before);
+        bench.Send(packets[0]);
+        bench.Wait(1);
+        EXPECT_EQ(bench.Requests(), row.after);
+        for (const auto &packet : packets)
+            bench.Send(packet);
+        ASSERT_EQ(bench.sink.Summary(), row.block == 1 ? "1" : "1 2");
+        ExpectParts(bench.sink.frames.back(), row.firstPart);
+    }
+}
+
+TEST(FrameContent, PacketsUnderWrongNumbersAreRefused)
+{
+    Bench bench; // a leader that is not number 0, a trailer and a payload that are
+    bench.Send(Packet(false, 0, 1, 1, 5, LeaderContent()));
+    bench.Send(Packet(false, 0, 2, 1, 0, TrailerContent()));
+    bench.Send(Packet(false, 0, 3, 1, 0, Pixels(1, 0, kData)));
+    bench.Whole(1);
+    EXPECT_EQ(bench.sink.Summary(), "1");
+    EXPECT_EQ(bench.assembler.Count().unusable, 3U);
+}
+
+TEST(FrameContent, RandomPacketsNeverLeaveTheBuffers)
+{
+    std::mt19937 random(4711);
+    const auto any = [&](std::uint32_t limit) { return static_cast<std::uint32_t>(random() % limit); };
+    for (int round = 0; round < 200; ++round) {
+        Bench bench({1 + any(200), 1000, round % 2 == 1, round % 3 != 0});
+        for (int i = 0; i < 100; ++i) {
+            std::vector<std::uint8_t> content(any(48));
+            for (std::uint8_t &byte : content)
+                byte = static_cast<std::uint8_t>(random());
+            if (content.size() >= 4 && any(2) == 0) {
+                content[2] = any(2) == 0 ? 0x40 : 0x00;
+                content[3] = static_cast<std::uint8_t>(any(11));
+            }
+            const std::uint32_t id = any(4) == 0 ? random() : any(8);
+            bench.Send(Packet(any(2) == 0, any(10) == 0 ? 0x800C : 0, static_cast<std::uint8_t>(any(9)), 1 + any(4), id,
+                              content));
+            bench.Wait(static_cast<int>(any(20)));
+            (void)bench.Requests();
+        }
+        bench.assembler.DeliverAll();
+        for (const Delivered &frame : bench.sink.frames) {
+            ASSERT_LE(frame.info.dataSize, frame.data.size());
+            ASSERT_LE(frame.info.sizeFilled, frame.info.dataSize);
+            ASSERT_LE(frame.info.chunkPayloadSize, frame.info.sizeFilled);
+        }
+    }
+}
