@@ -61,9 +61,21 @@ struct Figures {
     double cpuPerGigabyte = 0;
     double megabytesPerSecond = 0;
     std::uint64_t complete = 0;
-    std::uint64_t damaged = 0;  ///< incomplete, or without a buffer
-    std::uint64_t refilled = 0; ///< packets sent again
+    std::uint64_t damaged = 0;             ///< incomplete, or without a buffer
+    std::uint64_t refilled = 0;            ///< packets sent again
+    std::array<std::uint64_t, 6> causes{}; ///< of ours alone: see kCauses
 };
+
+/// What tells where packets stayed, over the whole run.
+const struct {
+    const char *name;
+    STREAM_INFO_CMD info;
+} kCauses[] = {{"messages the kernel dropped", NUVARK_STREAM_INFO_KERNEL_DROPS},
+               {"packets asked for again", NUVARK_STREAM_INFO_NUM_REQUESTED},
+               {"refused", NUVARK_STREAM_INFO_NUM_REFUSED},
+               {"late", NUVARK_STREAM_INFO_NUM_LATE},
+               {"missing", NUVARK_STREAM_INFO_NUM_MISSING},
+               {"frames without a buffer", STREAM_INFO_NUM_UNDERRUN}};
 
 /// Counts while a receiver runs: the time between the marks is what is measured.
 class Meter {
@@ -156,6 +168,8 @@ Figures ReceiveWithOurs(std::uint32_t packetSize)
     std::size_t infoSize = sizeof figures.refilled;
     INFO_DATATYPE type = INFO_DATATYPE_UNKNOWN;
     gc.DSGetInfo(stream, NUVARK_STREAM_INFO_NUM_RESENT, &type, &figures.refilled, &infoSize);
+    for (std::size_t i = 0; i < figures.causes.size(); ++i)
+        gc.DSGetInfo(stream, kCauses[i].info, &type, &figures.causes[i], &infoSize);
     gc.GCCloseLib();
     return figures;
 }
@@ -366,12 +380,20 @@ template <class Receive> Figures Measure(const char *name, double framesPerSecon
               [](const Figures &a, const Figures &b) { return a.cpuPerGigabyte < b.cpuPerGigabyte; });
     Figures median = runs[kRepetitions / 2];
     std::uint64_t damaged = 0;
-    for (const Figures &run : runs)
+    std::array<std::uint64_t, 6> causes{};
+    for (const Figures &run : runs) {
         damaged += run.damaged;
+        for (std::size_t i = 0; i < causes.size(); ++i)
+            causes[i] += run.causes[i];
+    }
     std::printf("  %-26s %8.3f (%.3f to %.3f) %8.0f %8llu %8llu %8llu\n", name, median.cpuPerGigabyte,
                 runs.front().cpuPerGigabyte, runs.back().cpuPerGigabyte, median.megabytesPerSecond,
                 static_cast<unsigned long long>(median.complete), static_cast<unsigned long long>(damaged),
                 static_cast<unsigned long long>(median.refilled));
+    for (std::size_t i = 0; i < causes.size(); ++i) {
+        if (causes[i] != 0)
+            std::printf("    %s, in all runs: %llu\n", kCauses[i].name, static_cast<unsigned long long>(causes[i]));
+    }
     std::fflush(stdout);
     return median;
 }
