@@ -17,9 +17,12 @@ namespace {
 constexpr std::uint32_t kDescriptionAddress = 0x10000000;
 constexpr std::size_t kDescriptionPiece = 4096; // a read copies the whole register that it is in
 
-bool IsLoopback(std::uint32_t address)
+/// Sockets can also be bound to addresses of nobody and of many.
+bool IsOneHosts(const NetworkAddress &network)
 {
-    return address >> 24 == 127 && (address & 0xffffff) != 0 && (address & 0xffffff) != 0xffffff;
+    const std::uint32_t host = network.address & ~network.subnetMask;
+    const bool isUnicast = network.address >> 24 != 0 && network.address < 0xe0000000;
+    return isUnicast && host != 0 && host != ~network.subnetMask;
 }
 
 } // namespace
@@ -154,13 +157,13 @@ void GigeCamera::Parts::Close()
     camera.StopAcquisition();
 }
 
-/// Nobody is in control, so nothing is being sent. Only within the loopback network: other addresses are the system's.
+/// Nobody is in control, so nothing is being sent. Only to addresses that this machine has, as all of loopback's: which
+/// those are is the system's.
 bool GigeCamera::Parts::MoveTo(const NetworkAddress &network)
 {
-    const std::uint32_t present = bootstrap.State().address;
-    if (!IsLoopback(network.address) || !IsLoopback(present))
+    if (!IsOneHosts(network))
         return false;
-    if (network.address == present)
+    if (network.address == bootstrap.State().address)
         return true;
     if (!loop.MoveTo(network))
         return false;
