@@ -18,6 +18,11 @@ public:
     Outcome Start(unsigned buffers);
     void Stop();
     OrvCam::Stream &Stream() { return *m_stream; } ///< once started
+    /// All zero before the start.
+    OrvCam::StreamStatistics Statistics() const
+    {
+        return m_stream != nullptr ? m_stream->GetStatistics() : OrvCam::StreamStatistics();
+    }
 
 private:
     OrvCam::Device &m_device;

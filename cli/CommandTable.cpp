@@ -21,7 +21,9 @@ const std::vector<Command> &Commands()
          0,
          1,
          "tells what is known of a camera",
-         "A camera that can be opened for reading is asked for its most telling features, too.",
+         "A camera that can be opened for reading is asked for its most telling features, too; otherwise the exit "
+         "code\n"
+         "tells why not.",
          {},
          RunInfo},
         {"features",
@@ -57,15 +59,16 @@ const std::vector<Command> &Commands()
          "Those of the camera's message channel, and the loss of the connection. Ends after --seconds, with the "
          "camera,\n"
          "or on Ctrl+C. With --json every event is a line of its own.",
-         {"seconds", "on", "traffic"},
+         {"seconds", "on", "streaming", "traffic"},
          RunEvents},
         {"force-ip",
          "CAMERA ADDRESS MASK [GATEWAY]",
          3,
          4,
          "gives a camera another address until it is switched off",
-         "Reaches cameras whose address fits no interface. The camera must not be open anywhere.",
-         {},
+         "Reaches cameras whose address fits no interface. The camera must not be open anywhere. An address that this\n"
+         "computer or another camera has, or that fits no network of the interface, is refused.",
+         {"unchecked"},
          RunForceIp},
         {"doctor",
          "[CAMERA]",

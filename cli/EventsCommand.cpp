@@ -1,4 +1,5 @@
 #include "base/Mutex.h"
+#include "cli/Acquisition.h"
 #include "cli/Cameras.h"
 #include "cli/Command.h"
 #include "cli/MessageEvents.h"
@@ -177,23 +178,39 @@ void PrintTraffic(const Traffic &traffic, bool isJson)
     PrintLine(isJson ? json.Close('}').Text() : "packets: " + traffic.Text());
 }
 
-Outcome Listen(Inbox &inbox, const std::map<std::int64_t, std::string> &names, const Options &options,
-               const Traffic *traffic)
+/// The frames are not what was asked for; without their buffers the camera's driver would complain.
+void ThrowFramesAway(OrvCam::Stream &stream)
+{
+    int status = ORV_CAM_OK;
+    while (OrvCam::Buffer *buffer = stream.GetBuffer(0, &status))
+        stream.QueueBuffer(buffer);
+}
+
+struct Sources {
+    Inbox &inbox;
+    std::map<std::int64_t, std::string> names;
+    OrvCam::Stream *stream; ///< that runs meanwhile, or null
+    const Traffic *traffic; ///< to be shown, or null
+};
+
+Outcome Listen(const Sources &from, const Options &options)
 {
     Progress progress;
     const auto length = std::chrono::duration<double>(options.seconds);
     const Clock::time_point end = Clock::now() + std::chrono::duration_cast<Clock::duration>(length);
     while (!IsInterrupted() && (options.seconds == 0 || Clock::now() < end)) {
-        const Inbox::News news = inbox.Take();
+        const Inbox::News news = from.inbox.Take();
+        if (from.stream != nullptr)
+            ThrowFramesAway(*from.stream);
         for (const MessageEvent &event : news.events) {
-            const auto name = names.find(event.id);
-            PrintEvent(event, name != names.end() ? name->second : std::string(), options.isJson);
+            const auto name = from.names.find(event.id);
+            PrintEvent(event, name != from.names.end() ? name->second : std::string(), options.isJson);
         }
         if (news.dropped > 0)
             std::fprintf(stderr, "orvcam: events: %llu more came too fast to be printed\n",
                          static_cast<unsigned long long>(news.dropped));
-        if (traffic != nullptr)
-            progress.Show(traffic->Text());
+        if (from.traffic != nullptr)
+            progress.Show(from.traffic->Text());
         if (news.loss.has_value()) {
             if (options.isJson)
                 PrintLine(
@@ -225,9 +242,16 @@ Outcome RunEvents(const Options &options)
     if (!outcome.IsOk() && (asksForMessages || !loss.IsRegistered()))
         return outcome;
     Notifications notifications(features);
+    Acquisition acquisition(*device);
     outcome = notifications.SwitchOn(options.events);
+    if (outcome.IsOk() && options.isStreaming)
+        outcome = acquisition.Start(options.buffers);
     if (outcome.IsOk())
-        outcome = Listen(inbox, EventNames(features), options, options.countTraffic ? &traffic : nullptr);
+        outcome = Listen({inbox, EventNames(features), options.isStreaming ? &acquisition.Stream() : nullptr,
+                          options.countTraffic ? &traffic : nullptr},
+                         options);
+    if (!outcome.IsOk())
+        outcome.problem = NameOf(camera) + ": " + outcome.problem;
     if (options.countTraffic)
         PrintTraffic(traffic, options.isJson);
     return outcome;

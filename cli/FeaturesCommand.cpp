@@ -129,7 +129,7 @@ Outcome Do(FeatureArray &features, const FeatureAction &action, Values *values)
 {
     FeatureInfo info;
     if (!FindFeature(features, action.name, info))
-        return Fail(action.name + ": the camera has no such feature");
+        return Fail(action.name + ": there is no such feature");
     switch (action.kind) {
     case FeatureAction::Kind::Get:
         return Get(features, info, values);
@@ -161,6 +161,14 @@ Outcome DoAll(FeatureArray &features, const Options &options)
     return outcome;
 }
 
+/// What a feature's failure is told with.
+Outcome Of(const std::string &owner, Outcome outcome)
+{
+    if (!outcome.IsOk())
+        outcome.problem = owner + ": " + outcome.problem;
+    return outcome;
+}
+
 } // namespace
 
 Outcome RunFeatures(const Options &options)
@@ -174,10 +182,11 @@ Outcome RunFeatures(const Options &options)
     if (!outcome.IsOk())
         return outcome;
     FeatureArray *features = options.ofInterface ? device->GetInterfaceParameters() : device->GetCameraParameters();
+    const std::string owner = options.ofInterface ? Printable(camera.interface.text) : NameOf(camera);
     if (features == nullptr)
-        return FailedWith(ORV_CAM_ERR_XML, options.ofInterface ? Printable(camera.interface.text) : NameOf(camera));
+        return FailedWith(ORV_CAM_ERR_XML, owner);
     if (!options.actions.empty())
-        return DoAll(*features, options);
+        return Of(owner, DoAll(*features, options));
     if (options.isJson)
         PrintTreeAsJson(*features, options.visibility);
     else

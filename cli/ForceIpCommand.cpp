@@ -1,6 +1,8 @@
 #include "cli/Cameras.h"
 #include "cli/Command.h"
 #include "cli/Terminal.h"
+#include "orvdoctor/AddressChoice.h"
+#include "orvdoctor/Addresses.h"
 
 #include <algorithm>
 #include <chrono>
@@ -24,17 +26,40 @@ bool IsSeenAt(const std::string &id, const std::string &address)
     return false;
 }
 
+/// Why the camera could not be reached at the address; "" when it could, as far as is known.
+std::string ProblemOf(const orv::AddressChoice &choice, const OrvCam::DeviceDescription &camera, const Cameras &cameras)
+{
+    std::vector<std::uint32_t> taken;
+    for (const OrvCam::DeviceDescription &other : cameras) {
+        const auto address = orv::ParseIpv4(other.address);
+        if (address && other.id != camera.id)
+            taken.push_back(*address);
+    }
+    orv::Facts facts;
+    orv::GatherHost(facts);
+    const orv::HostInterfaceFacts *const interface = orv::InterfaceOf(camera, facts.interfaces);
+    return orv::ProblemOf(choice, interface != nullptr ? *interface : orv::HostInterfaceFacts(), taken);
+}
+
 } // namespace
 
 Outcome RunForceIp(const Options &options)
 {
     WatchForInterrupt();
+    Cameras cameras;
     OrvCam::DeviceDescription camera;
-    const Outcome outcome = FindCamera(options.Word(0), camera);
+    Outcome outcome = ListCameras(cameras);
+    if (outcome.IsOk())
+        outcome = ChooseCamera(cameras, options.Word(0), camera);
     if (!outcome.IsOk())
         return outcome;
     const std::string address = options.Word(1);
     const std::string gateway = options.words.size() > 3 ? options.words[3] : "0.0.0.0";
+    if (!options.isUnchecked) {
+        const std::string problem = ProblemOf({address, options.Word(2), gateway}, camera, cameras);
+        if (!problem.empty())
+            return Fail(address + " " + options.Word(2) + " " + gateway + ": " + problem, ExitCode::Usage);
+    }
     OrvCam::System *system = OrvCam_GetSystem();
     const int status = system->ForceAddress(camera, address, options.Word(2), gateway);
     if (status != ORV_CAM_OK) {
@@ -52,9 +77,9 @@ Outcome RunForceIp(const Options &options)
                       .Member("isSeen", isSeen)
                       .Close('}')
                       .Text());
-    else
-        PrintLine(NameOf(camera) + (isSeen ? " is now at " : " accepted, but was not seen yet at ") + address);
-    return {};
+    else if (isSeen)
+        PrintLine(NameOf(camera) + " is now at " + address);
+    return isSeen ? Outcome() : Fail(NameOf(camera) + " accepted, but was not seen at " + address);
 }
 
 } // namespace orvcli

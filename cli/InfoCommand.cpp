@@ -63,12 +63,14 @@ std::vector<std::vector<std::string>> RowsOf(const OrvCam::DeviceDescription &ca
 Outcome RunInfo(const Options &options)
 {
     OrvCam::DeviceDescription camera;
-    const Outcome outcome = FindCamera(options.Word(0), camera);
+    Outcome outcome = FindCamera(options.Word(0), camera);
     if (!outcome.IsOk())
         return outcome;
     DevicePtr device;
-    const bool isOpen = OpenCamera(camera, OrvCam::ORV_ACCESS_READ_ONLY, device).IsOk();
-    OrvCam::FeatureArray *features = isOpen ? device->GetCameraParameters() : nullptr;
+    outcome = OpenCamera(camera, OrvCam::ORV_ACCESS_READ_ONLY, device);
+    OrvCam::FeatureArray *features = outcome.IsOk() ? device->GetCameraParameters() : nullptr;
+    if (outcome.IsOk() && features == nullptr)
+        outcome = FailedWith(ORV_CAM_ERR_XML, NameOf(camera));
     std::vector<std::vector<std::string>> rows = RowsOf(camera);
     Json json;
     json.Open('{').Key("camera");
@@ -81,7 +83,7 @@ Outcome RunInfo(const Options &options)
         PrintLine(json.Text());
     else
         PrintTable(rows);
-    return {};
+    return outcome; // why the features are not among it
 }
 
 } // namespace orvcli

@@ -15,7 +15,10 @@ template <class T> std::string TakeNumber(const std::string &text, T minimum, T 
         number = given;
         return {};
     }
-    const auto shown = [](T bound) { return std::to_string(static_cast<std::uint64_t>(bound)); };
+    const auto shown = [](T bound) {
+        char digits[64];
+        return std::string(digits, std::to_chars(std::begin(digits), std::end(digits), bound).ptr);
+    };
     return "\"" + text + "\" is not a number of " + shown(minimum) + " to " + shown(maximum);
 }
 
@@ -69,6 +72,7 @@ std::string TakeEvent(Options &options, const std::string &value)
 
 const std::vector<OptionRow> &OptionRows()
 {
+    constexpr double kShortest = 0.001;
     constexpr double kLongest = 1e9;
     constexpr std::uint64_t kMostFrames = std::uint64_t{1} << 62;
     static const std::vector<OptionRow> rows = {
@@ -79,11 +83,14 @@ const std::vector<OptionRow> &OptionRows()
          TakeVisibility},
         Switch("interface", "the features of the host's interface instead of the camera's", &Options::ofInterface),
         Number<std::uint64_t>("frames", "COUNT", "ends after so many frames", 1, kMostFrames, &Options::frames),
-        Number<double>("seconds", "TIME", "ends after so many seconds", 0, kLongest, &Options::seconds),
-        Number<double>("timeout", "TIME", "gives up after so many seconds without a frame (5)", 0, kLongest,
+        Number<double>("seconds", "TIME", "ends after so many seconds", kShortest, kLongest, &Options::seconds),
+        Number<double>("timeout", "TIME", "gives up after so many seconds without a frame (5)", kShortest, kLongest,
                        &Options::timeoutSeconds),
         Number<unsigned>("buffers", "COUNT", "frames that may wait (16)", 1, 4096, &Options::buffers),
         {"on", "NAME", "switches the camera's event of that name on meanwhile; may be repeated", TakeEvent},
+        Switch("streaming", "runs the camera meanwhile: most events come only then", &Options::isStreaming),
+        Switch("unchecked", "takes the address as it is, whether it fits this computer's networks or not",
+               &Options::isUnchecked),
         Switch("traffic", "counts the raw packets of each channel", &Options::countTraffic),
         Switch("json", "prints for scripts", &Options::isJson),
         Switch("verbose", "prints what the camera library logs on the error output", &Options::isVerbose),

@@ -34,6 +34,8 @@ struct Options {
     OrvCam::Visibility visibility = OrvCam::Visibility::Guru;
     bool ofInterface = false;
     bool countTraffic = false;
+    bool isStreaming = false;        ///< "events" runs the camera
+    bool isUnchecked = false;        ///< "force-ip" does not look whether the address fits
     std::vector<std::string> events; ///< to be switched on
 
     /// The word at that place, "" when there are fewer.

@@ -42,6 +42,9 @@ Outcome Receive(OrvCam::Stream &stream, const Options &options, StreamFigures &f
                         std::to_string(figures.Frames()) + " frames; \"orvcam doctor\" may tell why");
         }
     }
+    if (figures.Frames() > 0 && figures.Incomplete() == figures.Frames())
+        return Fail("all " + std::to_string(figures.Frames()) +
+                    " frames came incomplete; \"orvcam doctor\" may tell why");
     return {};
 }
 
@@ -85,11 +88,10 @@ Outcome RunStream(const Options &options)
     Acquisition acquisition(*device);
     StreamFigures figures;
     outcome = acquisition.Start(options.buffers);
-    if (!outcome.IsOk())
-        return outcome;
-    outcome = Receive(acquisition.Stream(), options, figures);
+    if (outcome.IsOk())
+        outcome = Receive(acquisition.Stream(), options, figures);
     figures.Finish();
-    const OrvCam::StreamStatistics statistics = acquisition.Stream().GetStatistics();
+    const OrvCam::StreamStatistics statistics = acquisition.Statistics();
     acquisition.Stop();
     PrintResult(camera, figures, statistics, traffic ? &*traffic : nullptr, options.isJson);
     return outcome;

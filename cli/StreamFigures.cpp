@@ -33,25 +33,11 @@ void StreamFigures::Take(OrvCam::Buffer &buffer)
     if (m_frames == 0) {
         m_first = m_last;
         m_firstBytes = buffer.GetBufferSize();
-    } else {
-        CountGap(buffer.GetFrameID());
     }
-    m_lastId = buffer.GetFrameID();
+    m_gaps.Take(buffer.GetFrameID());
     m_bytes += buffer.GetBufferSize();
     ++m_frames;
     m_incomplete += buffer.IsIncomplete() ? 1 : 0;
-}
-
-/// Short numbers go from 65535 to 1. A number that leads back is a camera that counts anew, not a gap.
-void StreamFigures::CountGap(std::uint64_t id)
-{
-    constexpr std::uint64_t kShortIds = 65535;
-    constexpr std::uint64_t kMostAcrossTheEnd = 1000;
-    if (id > m_lastId) {
-        m_lost += id - m_lastId - 1;
-    } else if (m_lastId <= kShortIds && id > 0 && kShortIds - m_lastId + id <= kMostAcrossTheEnd) {
-        m_lost += kShortIds - m_lastId + id - 1;
-    }
 }
 
 void StreamFigures::Finish()
@@ -74,13 +60,13 @@ double StreamFigures::MbPerSecond() const
 std::string StreamFigures::Text() const
 {
     return std::to_string(m_frames) + " frames, " + Fixed(Fps(), 2) + " fps, " + Fixed(MbPerSecond(), 1) + " MB/s, " +
-           std::to_string(m_incomplete) + " incomplete, " + std::to_string(m_lost) + " lost";
+           std::to_string(m_incomplete) + " incomplete, " + std::to_string(Lost()) + " lost";
 }
 
 void StreamFigures::Write(Json &json) const
 {
     const double seconds = m_frames > 0 ? Seconds(m_last - m_start) : 0;
-    json.Member("frames", m_frames).Member("incomplete", m_incomplete).Member("lost", m_lost);
+    json.Member("frames", m_frames).Member("incomplete", m_incomplete).Member("lost", Lost());
     json.Member("fps", Fps()).Member("mbPerSecond", MbPerSecond()).Member("cpuSeconds", m_cpuSeconds);
     json.Member("seconds", seconds).Member("bytes", m_bytes);
 }

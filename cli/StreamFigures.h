@@ -1,5 +1,6 @@
 #pragma once
 
+#include "cli/FrameGaps.h"
 #include "cli/Json.h"
 #include "orvcam/OrvCam.h"
 
@@ -22,7 +23,7 @@ public:
     std::uint64_t Frames() const { return m_frames; }
     std::uint64_t Incomplete() const { return m_incomplete; }
     /// Frames whose numbers were left out between the first and the last that came.
-    std::uint64_t Lost() const { return m_lost; }
+    std::uint64_t Lost() const { return m_gaps.Lost(); }
     /// Frames, and megabytes (10^6) of payload, per second between the first and the last frame.
     double Fps() const;
     double MbPerSecond() const;
@@ -33,16 +34,13 @@ public:
     void Write(Json &json) const;
 
 private:
-    void CountGap(std::uint64_t id);
-
     const Clock::time_point m_start;
     Clock::time_point m_first;
     Clock::time_point m_last;
     double m_cpuSeconds; ///< of this process: at the start, then since it
-    std::uint64_t m_lastId = 0;
+    FrameGaps m_gaps;
     std::uint64_t m_frames = 0;
     std::uint64_t m_incomplete = 0;
-    std::uint64_t m_lost = 0;
     std::uint64_t m_bytes = 0;
     std::uint64_t m_firstBytes = 0; ///< of the first frame, which began before its time was taken
 };

@@ -205,6 +205,15 @@ private:
             Refresh();
     }
 
+    void OnDoubleClick()
+    {
+        const OrvCam::DeviceDescription *selected = m_tree->Selected();
+        if (selected && NeedsAddress(*selected))
+            SetAddress();
+        else
+            m_dialog->accept();
+    }
+
     void ShowSearching(bool searching)
     {
         m_searchingText->setVisible(searching);
@@ -370,7 +379,7 @@ void OrvCameraSelectorDialog::Private::Connect()
 {
     QObject::connect(m_buttons, &QDialogButtonBox::accepted, m_dialog, &QDialog::accept);
     QObject::connect(m_buttons, &QDialogButtonBox::rejected, m_dialog, &QDialog::reject);
-    QObject::connect(m_tree, &CameraTree::signalCameraDoubleClicked, m_dialog, &QDialog::accept);
+    QObject::connect(m_tree, &CameraTree::signalCameraDoubleClicked, &m_slots, [this] { OnDoubleClick(); });
     QObject::connect(m_tree, &CameraTree::itemSelectionChanged, &m_slots, [this] {
         m_userSelected = true;
         ShowSelection();

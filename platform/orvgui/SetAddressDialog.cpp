@@ -11,7 +11,6 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-#include <algorithm>
 #include <system_error>
 
 namespace OrvGui {
@@ -26,13 +25,10 @@ QString Text(std::uint32_t address)
     return QString::fromStdString(orv::Ipv4Text(address));
 }
 
-std::optional<std::uint32_t> Parsed(const QLineEdit *field)
-{
-    return orv::ParseIpv4(field->text().trimmed().toStdString());
-}
-
 QString SubnetText(const orv::HostInterfaceFacts &interface)
 {
+    if (interface.address == 0)
+        return SetAddressDialog::tr("not known");
     return QString::fromStdString(orv::SubnetText(interface.address & interface.subnetMask, interface.subnetMask));
 }
 
@@ -148,38 +144,15 @@ void SetAddressDialog::Propose()
     m_address->setFocus();
 }
 
-QString SetAddressDialog::ProblemOfGateway(std::uint32_t address, std::uint32_t mask) const
+orv::AddressChoice SetAddressDialog::Choice() const
 {
-    const auto gateway = Parsed(m_gateway);
-    if (!gateway)
-        return tr("The gateway must be four numbers, as %1; %2 for none.")
-            .arg(Text(m_interface.address), QLatin1String(kNoGateway));
-    if (*gateway == 0)
-        return {};
-    if (!orv::IsInSubnet(*gateway, address, mask) || !orv::IsHostAddress(*gateway, mask))
-        return tr("The gateway must be a host of the camera's network; %1 for none.").arg(QLatin1String(kNoGateway));
-    return *gateway == address ? tr("The gateway cannot be the camera itself.") : QString();
+    const auto text = [](const QLineEdit *field) { return field->text().trimmed().toStdString(); };
+    return {text(m_address), text(m_mask), text(m_gateway)};
 }
 
 QString SetAddressDialog::Problem() const
 {
-    const auto address = Parsed(m_address);
-    const auto mask = Parsed(m_mask);
-    if (!address)
-        return tr("The address must be four numbers, as 192.168.1.20.");
-    if (!mask || !orv::IsSubnetMask(*mask))
-        return tr("The subnet mask must be ones followed by zeros, as 255.255.255.0.");
-    if (!orv::IsInSubnet(*address, m_interface.address, m_interface.subnetMask))
-        return tr("The address must lie in the interface's network, %1.").arg(SubnetText(m_interface));
-    if (*address == m_interface.address)
-        return tr("This computer itself has the address %1.").arg(Text(*address));
-    if (!orv::IsHostAddress(*address, *mask) || !orv::IsHostAddress(*address, m_interface.subnetMask))
-        return tr("%1 is the address of a network or of all its hosts.").arg(Text(*address));
-    if (!orv::IsInSubnet(m_interface.address, *address, *mask))
-        return tr("With this mask the camera's network lacks this computer, %1.").arg(Text(m_interface.address));
-    if (std::find(m_taken.begin(), m_taken.end(), *address) != m_taken.end())
-        return tr("Another camera has the address %1.").arg(Text(*address));
-    return ProblemOfGateway(*address, *mask);
+    return QString::fromStdString(orv::ProblemOf(Choice(), m_interface, m_taken));
 }
 
 void SetAddressDialog::Validate()
@@ -205,14 +178,11 @@ void SetAddressDialog::accept()
 {
     if (m_thread.joinable() || !Problem().isEmpty())
         return;
-    const std::string address = Text(*Parsed(m_address)).toStdString();
-    const std::string mask = Text(*Parsed(m_mask)).toStdString();
-    const std::string gateway = Text(*Parsed(m_gateway)).toStdString();
     try {
-        m_thread = std::thread([this, address, mask, gateway] {
+        m_thread = std::thread([this, choice = Choice()] {
             int status = ORV_CAM_ERR_UNKNOWN;
             try {
-                status = m_system->ForceAddress(m_camera, address, mask, gateway);
+                status = m_system->ForceAddress(m_camera, choice.address, choice.subnetMask, choice.gateway);
             } catch (...) { // no exception leaves the thread
             }
             QMetaObject::invokeMethod(

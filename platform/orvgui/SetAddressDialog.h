@@ -1,6 +1,6 @@
 #pragma once
 
-#include "orvdoctor/Diagnosis.h"
+#include "orvdoctor/AddressChoice.h"
 
 #include <QDialog>
 
@@ -41,9 +41,9 @@ public:
 private:
     void Build();
     void Propose();
+    orv::AddressChoice Choice() const;
     /// What is wrong with what stands in the fields; empty when nothing is.
     QString Problem() const;
-    QString ProblemOfGateway(std::uint32_t address, std::uint32_t mask) const;
     void Validate();
     void OnAnswer(int status);
     QString FailureText(int status) const;

@@ -2,12 +2,12 @@
 
 #include "simulator/gige/GigeCamera.h"
 #include "support/ForeignCamera.h"
+#include "support/JsonText.h"
 #include "tests/simulator/ForeignProgram.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,25 +17,6 @@ inline orvsim::ProgramRun Orvcam(std::vector<std::string> words)
 {
     words.insert(words.begin(), ORVCAM_PROGRAM);
     return orvsim::RunForeignProgram(words);
-}
-
-/// The raw text of a member in JSON that is known to be flat where it is looked for; "" when there is none.
-inline std::string Member(const std::string &json, const std::string &key)
-{
-    const std::string mark = "\"" + key + "\": ";
-    const std::size_t begin = json.find(mark);
-    if (begin == std::string::npos)
-        return {};
-    const std::size_t value = begin + mark.size();
-    const bool isText = json[value] == '"';
-    const std::size_t end = isText ? json.find('"', value + 1) + 1 : json.find_first_of(",}]", value);
-    return json.substr(value, end - value);
-}
-
-inline double Figure(const std::string &json, const std::string &key)
-{
-    const std::string text = Member(json, key);
-    return text.empty() ? -1 : std::strtod(text.c_str(), nullptr);
 }
 
 /// Software cameras at 127.0.0.21 and up, as many as a test opens.

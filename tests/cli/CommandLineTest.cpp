@@ -23,6 +23,7 @@ TEST(CommandLine, WhatIsNotUnderstoodIsToldWithWhatAndWhere)
         {{"stream", "--frames", "0"}, "--frames: \"0\""},
         {{"stream", "--frames=5x"}, "--frames: \"5x\""},
         {{"stream", "--seconds", "1,5"}, "--seconds: \"1,5\""},
+        {{"stream", "--seconds", "0"}, "a number of 0.001 to"},
         {{"stream", "--seconds", "nan"}, "--seconds: \"nan\""},
         {{"list", "--json=yes"}, "--json has no value"},
         {{"features", "--set", "Width"}, "NAME=VALUE"},

@@ -14,20 +14,25 @@ protected:
 
 TEST_F(Events, OfTheCameraComeAsTheyHappen)
 {
-    orvsim::ForeignProgram program;
-    ASSERT_TRUE(program.Start({ORVCAM_PROGRAM, "events", "--on", "Test", "--json"}));
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (program.Output().empty() && std::chrono::steady_clock::now() < limit) {
-        std::string problem;
-        cameras[0]->Core().SetFeature("TestEventGenerate", "1", problem);
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    for (const std::vector<std::string> &words : {std::vector<std::string>{"Test"}, {"ExposureEnd", "--streaming"}}) {
+        SCOPED_TRACE(words[0]);
+        orvsim::ForeignProgram program;
+        std::vector<std::string> all = {ORVCAM_PROGRAM, "events", "--json", "--on"};
+        all.insert(all.end(), words.begin(), words.end());
+        ASSERT_TRUE(program.Start(all));
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (program.Output().empty() && std::chrono::steady_clock::now() < limit) {
+            std::string problem;
+            cameras[0]->Core().SetFeature("TestEventGenerate", "1", problem);
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        program.Interrupt();
+        EXPECT_EQ(0, program.Finish()) << program.Errors();
+        EXPECT_EQ("\"" + words[0] + "\"", Member(program.Output(), "event"));
+        EXPECT_GT(Figure(program.Output(), "timestamp"), 0);
+        const std::string on = cameras[0]->Core().GetFeature("EventNotification");
+        EXPECT_EQ("Off", on) << "as it was before";
     }
-    program.Interrupt();
-    EXPECT_EQ(0, program.Finish()) << program.Errors();
-    EXPECT_EQ("\"Test\"", Member(program.Output(), "event"));
-    EXPECT_GT(Figure(program.Output(), "timestamp"), 0);
-    const std::string on = cameras[0]->Core().GetFeature("EventNotification");
-    EXPECT_EQ("Off", on) << "as it was before";
 }
 
 TEST_F(Events, TrafficIsCountedByChannel)
@@ -54,6 +59,8 @@ TEST_F(Events, ForcedAddresses)
     } kCases[] = {
         {{"ONE", "127.0.0.300", "255.0.0.0"}, 2, "127.0.0.300"},
         {{"ONE", "127.0.0.28", "255.0.255.0"}, 2, "255.0.255.0"},
+        {{"ONE", "128.0.0.28", "255.0.0.0"}, 2, "127.0.0.0/8"},
+        {{"ONE", "128.0.0.28", "255.0.0.0", "--unchecked"}, 1, "did not confirm"},
         {{"NONE", "127.0.0.28", "255.0.0.0"}, 4, "NONE"},
         {{"ONE", "127.0.0.28", "255.0.0.0"}, 0, "is now at 127.0.0.28"},
     };

@@ -78,7 +78,7 @@ TEST_F(Features, WhatCannotBeDoneNamesFeatureValueAndLimits)
         {"--set", "ReverseX=perhaps", {"ReverseX", "perhaps", "no boolean"}},
         {"--set", "DeviceVendorName=me", {"DeviceVendorName", "cannot be written"}},
         {"--set", "NoSuch=1", {"NoSuch", "no such feature"}},
-        {"--get", "NoSuch", {"NoSuch", "no such feature"}},
+        {"--get", "NoSuch", {"NoSuch", "no such feature", "127.0.0.21"}},
         {"--get", "AcquisitionStart", {"AcquisitionStart", "cannot be read"}},
         {"--run", "Width", {"Width", "another kind"}},
         {"--run", "NoSuch", {"NoSuch"}},

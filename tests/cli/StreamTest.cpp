@@ -1,5 +1,8 @@
 #include "CliFixture.h"
 
+#include "cli/FrameGaps.h"
+#include "support/Sanitized.h"
+
 #include <csignal>
 
 namespace {
@@ -43,6 +46,47 @@ TEST_F(Streams, LostAndIncompleteFramesAreCounted)
     Open(options);
     run = Orvcam({"stream", "TWO", "--frames", "10", "--json"});
     EXPECT_EQ(10, Figure(run.output, "incomplete")) << run.output << run.errors;
+    EXPECT_EQ(1, run.exitCode) << "not one is good";
+}
+
+TEST_F(Streams, FramesThatOvertakeEachOtherAreNotLost)
+{
+    const struct {
+        std::vector<std::uint64_t> ids;
+        std::uint64_t lost;
+    } kCases[] = {
+        {{}, 0},
+        {{7, 8, 9}, 0},
+        {{7, 9, 12}, 3},
+        {{1, 3, 2, 4}, 0},
+        {{1, 4, 2, 5}, 1},
+        {{1, 2, 2, 3}, 0},                // one id twice
+        {{65534, 65535, 1, 2}, 0},        // short ids have no 0
+        {{65533, 1, 65535, 3, 65534}, 1}, // 2
+        {{65535, 65536}, 0},              // long ones go on
+        {{5000, 5002, 1, 2}, 1},          // a camera that counts anew
+        {{1, 2, 70000}, 69997},
+    };
+    for (const auto &row : kCases) {
+        orvcli::FrameGaps gaps;
+        for (const std::uint64_t id : row.ids)
+            gaps.Take(id);
+        EXPECT_EQ(row.lost, gaps.Lost()) << testing::PrintToString(row.ids);
+    }
+}
+
+TEST_F(Streams, ThatCannotStartHaveFiguresAllTheSame)
+{
+    if (kIsSanitized)
+        GTEST_SKIP() << "sanitizers need more address space than a test can take away";
+    orvsim::CameraOptions options = Small("ONE");
+    options.sensor.width = options.sensor.height = 1024;
+    Open(options);
+    const ProgramRun run = orvsim::RunForeignProgram(
+        {"sh", "-c", "ulimit -v 2000000; exec " ORVCAM_PROGRAM " stream --buffers 4096 --frames 5 --json"});
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_THAT(run.errors, HasSubstr("buffers"));
+    EXPECT_EQ(0, Figure(run.output, "frames")) << run.errors;
 }
 
 TEST_F(Streams, EndAfterTheirTimeAndOnRequest)

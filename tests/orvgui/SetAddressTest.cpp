@@ -100,6 +100,16 @@ TEST_F(SetAddress, TakesOnlyWhatMakesTheCameraReachable)
     EXPECT_TRUE(m_system.Forced().empty());
 }
 
+TEST_F(SetAddress, WhereTheNetworkIsNotKnownAnyHostsAddressIsTaken)
+{
+    SetAddressDialog dialog(&m_system, Foreign(), {}, {});
+    for (const auto &[address, isTaken] : {std::pair{"10.0.0.20", true}, {"10.0.0.255", false}}) {
+        dialog.findChild<QLineEdit *>("address")->setText(address);
+        dialog.findChild<QLineEdit *>("mask")->setText("255.255.255.0");
+        EXPECT_EQ(isTaken, dialog.findChild<QPushButton *>("set")->isEnabled()) << address;
+    }
+}
+
 TEST_F(SetAddress, TheCameraIsAskedBesideTheWindow)
 {
     m_system.TakeMs(300);
@@ -175,7 +185,7 @@ TEST_F(SetAddress, IsOfferedForACameraOfAForeignSubnetOnly)
         EXPECT_EQ(dialog->findChild<QLineEdit *>("address")->text(), "10.0.0.20");
         dialog->findChild<QPushButton *>("set")->click();
     });
-    button->click();
+    emit tree->itemDoubleClicked(row("7"), 0); // as the button does
     EXPECT_THAT(m_system.Forced(), ElementsAre("7 10.0.0.20 255.255.255.0 0.0.0.0"));
     EXPECT_TRUE(WaitFor([&] { return m_system.Searches() > searches; })) << "and the list is brought up to date";
     selector.reject();

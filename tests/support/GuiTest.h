@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/Sanitized.h"
+
 #include <gtest/gtest.h>
 
 #include <QApplication>
