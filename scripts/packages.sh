@@ -3,7 +3,7 @@
 build_packages="g++ cmake ninja-build ccache pkg-config qtbase5-dev libqt5svg5-dev liblog4cpp5-dev libaravis-dev
     libhwy-dev libusb-1.0-0-dev libxml2-dev zlib1g-dev libexpat1-dev"
 demo_packages="xvfb xauth xdotool openbox imagemagick x11-utils fonts-dejavu-core"
-test_packages="libgtest-dev libgmock-dev locales iproute2 tshark man-db aravis-tools aravis-tools-cli $demo_packages"
+test_packages="libgtest-dev libgmock-dev locales iproute2 nftables procps tshark man-db aravis-tools aravis-tools-cli $demo_packages"
 fuzz_packages="clang libclang-rt-14-dev llvm"
 
 # install_packages NAME...: asks apt only for what is not installed, and only then needs root or sudo.

@@ -25,6 +25,7 @@ public:
 
     /// Once per object. \param words  name, then arguments.
     [[nodiscard]] bool Start(const std::vector<std::string> &words);
+    pid_t Process() const { return m_process; } ///< 0 once it has ended
     /// As Ctrl+C would.
     void Interrupt();
     /// Waits for its end. \return true once it has ended.

@@ -1,0 +1,154 @@
+#include "network/Wire.h"
+#include "support/JsonText.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using orvsim::ProgramRun;
+using testing::HasSubstr;
+
+constexpr char kSmall[] = "--mono --width 320 --height 240 --fps 30 --memory 16 ";
+constexpr char kNear[] = "--address 10.0.0.20 --serial NEAR ";
+/// So that some pictures have come.
+constexpr std::uint64_t kSomePictures = 1 << 20;
+
+/// Puts packet rules in front of the kernel's own addresses, so that they hold for what comes in, too; no packet filter
+/// is needed. 3956 is the control port.
+constexpr char kBlockStream[] = "ip rule add pref 100 lookup local; ip rule del pref 0;"
+                                "ip rule add pref 10 iif h0 ipproto udp sport 3957-65534 blackhole";
+/// A packet filter as Debian starts it: only answers of cameras come in.
+constexpr char kFilter[] = R"(
+mount -t tmpfs tmpfs /etc/systemd/system
+mkdir /etc/systemd/system/sysinit.target.wants
+ln -s x /etc/systemd/system/sysinit.target.wants/nftables.service
+mount -t tmpfs tmpfs /mnt
+cat > /mnt/rules <<END
+table inet filter {
+    chain input {
+        type filter hook input priority 0; policy drop;
+        udp sport 3956 accept
+    }
+}
+END
+mount --bind /mnt/rules /etc/nftables.conf
+nft -f /etc/nftables.conf)";
+/// Another interface of the host in the camera's subnet, and the way to the camera leads through it.
+constexpr char kTwin[] = "ip link add h1 type veth peer name c1 netns $CAMERA; ip link set h1 up;"
+                         "ip addr del 10.0.0.1/24 dev h0; ip addr add 10.0.0.2/24 dev h1;"
+                         "ip addr add 10.0.0.1/24 dev h0;";
+/// The same with both cables in one switch: the camera is reached either way.
+constexpr char kTwinOfOneSwitch[] = "camera ip link set c1 up;";
+constexpr char kForeign[] = "camera ip addr del 10.0.0.20/24 dev c0; camera ip addr add 192.168.5.20/24 dev c0;";
+/// The kernel notices a moment later.
+constexpr char kNoLink[] = "camera ip link set c0 down;"
+                           "until ip link show h0 | grep -qE 'state (LOWERLAYER)?DOWN'; do sleep 0.05; done";
+constexpr char kStrict[] = "sysctl -qw net.ipv4.conf.h0.rp_filter=1";
+
+struct CauseRow {
+    const char *name;
+    const char *cause;          ///< that is named first, "" when nothing is wrong
+    const char *words;          ///< in its finding or command
+    std::string camera = "";    ///< options of orvsim behind the usual ones
+    std::string setUp = "";     ///< shell lines before the camera starts
+    std::string meanwhile = ""; ///< shell lines once pictures have come
+    const char *options = "";   ///< of doctor
+    bool isCured = false;       ///< the first command that it prints brings pictures
+};
+
+void ExpectCure(Wire &wire, const std::string &command)
+{
+    EXPECT_EQ("", wire.RunCure(command));
+    const ProgramRun run = wire.Orvcam("stream NEAR --frames 5 --json");
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    EXPECT_EQ(0, Figure(run.output, "incomplete"));
+}
+
+void ExpectCause(Wire &wire, const CauseRow &row)
+{
+    ASSERT_EQ("", wire.Run(row.setUp));
+    ASSERT_EQ("", wire.StartCamera(kSmall + (kNear + row.camera)));
+    const std::string words = std::string("doctor --json ") + row.options;
+    const ProgramRun run = row.meanwhile.empty() ? wire.Orvcam(words) : wire.Orvcam(words, kSomePictures, [&](pid_t) {
+        EXPECT_EQ("", wire.Run(row.meanwhile));
+    });
+    EXPECT_EQ(row.cause, MemberText(run.output, "cause")) << run.output << run.errors;
+    EXPECT_EQ(*row.cause == 0 ? 0 : 3, run.exitCode) << run.errors;
+    EXPECT_THAT(run.output, HasSubstr(row.words));
+    if (row.isCured)
+        ExpectCure(wire, MemberText(run.output, "command"));
+}
+
+const CauseRow kHealthy[] = {
+    {"a healthy camera", "", ""},
+    {"a trigger every 2 s", "", "", "--set TriggerMode=On --set TriggerSource=Timer0End --set TimerDuration=2000000",
+     "", "", "--seconds 7"},
+    {"an exposure of 1.5 s, with pictures", "", "",
+     "--set AcquisitionFrameRateEnable=0 --set ExposureTime=1500000 --set TestPattern=GreyHorizontalRamp", "", "",
+     "--seconds 5.2"},
+    {"two interfaces in one switch", "", "", "", std::string(kTwin) + kTwinOfOneSwitch},
+    {"a strict filter, one interface", "", "", "", kStrict},
+    {"large packets on the camera's side only", "", "", "--packet-size 9000", "camera ip link set c0 mtu 9000"},
+};
+
+const CauseRow kOfCameraAndHost[] = {
+    {"vanishes", "camera-silent", "does not answer", "--vanish-after-ms 2000", "", "", "--seconds 20"},
+    {"trigger", "waits-for-trigger", "Software", "--set TriggerMode=On --set TriggerSource=Software"},
+    {"single frame", "acquisition-ended", "AcquisitionMode", "--set AcquisitionMode=SingleFrame"},
+    {"long exposure", "long-exposure", "4 s", "--set AcquisitionFrameRateEnable=0 --set ExposureTime=4000000"},
+    {"busy answers", "camera-busy", "busy", "--answer-error 1"},
+    {"black", "black", "100 %", "--set ExposureTime=10"},
+    {"saturated", "saturated", "", "--set AcquisitionFrameRateEnable=0 --set ExposureTime=800000 --set Gain=20"},
+};
+
+const CauseRow kOfTheWay[] = {
+    {"stream port blocked", "stream-blocked", "", "", kBlockStream},
+    {"stream port blocked after pictures came", "stream-blocked", "", "", "", kBlockStream, "--seconds 5"},
+    {"the camera sends nothing", "no-packets", "", "--drop 1"},
+    {"packets lost", "packets-lost", "", "--drop-packet 7 --resend-mode 1"},
+    {"leaders lost", "packets-lost", "", "--drop-leader 1 --resend-mode 1"},
+    {"path narrower than any packet", "packets-too-large", "", "--path-mtu 500"},
+    {"the interface's MTU sinks", "packets-too-large", "1000", "", "camera ip link set c0 gso_max_segs 1",
+     "ip link set h0 mtu 1000", "--seconds 5", true},
+    {"one id for every frame", "unusable-packets", "", "--repeat-id 1"},
+};
+
+const CauseRow kOfInterfaces[] = {
+    {"foreign subnet", "foreign-subnet", "192.168.5.20/24", "--address 192.168.5.20", kForeign},
+    {"strict filter, the way leads elsewhere", "reverse-path-filter", "h0", "",
+     std::string(kTwin) + kTwinOfOneSwitch + kStrict, "", "", true},
+    {"a filter that becomes strict", "reverse-path-filter", "h0", "", std::string(kTwin) + kTwinOfOneSwitch, kStrict,
+     "--seconds 5", true},
+    {"a loose filter, a foreign camera", "reverse-path-filter", "h0", "--address 192.168.5.20",
+     std::string(kForeign) + "sysctl -qw net.ipv4.conf.h0.rp_filter=2"},
+    {"two interfaces, the way leads to the wrong one", "two-interfaces-in-one-subnet", "h1", "", kTwin, "", "", true},
+    {"no address", "interface-without-address", "h0", "", "ip addr flush dev h0"},
+    {"no link", "interface-without-link", "h0", "", kNoLink},
+    {"no interface", "no-interface", "", "", "ip link del h0; camera ip addr add 10.0.0.20/32 dev lo"},
+};
+
+const CauseRow kOfAPacketFilter[] = {
+    {"a packet filter", "stream-blocked", "nft insert rule inet filter input", "", kFilter, "", "", true},
+};
+
+TEST(Causes, AreNamedOneAndAll)
+{
+    if (const std::string why = WhyNoWires(); !why.empty())
+        GTEST_SKIP() << why;
+    std::vector<WireCase> cases;
+    const auto add = [&](const auto &rows) {
+        for (const CauseRow &row : rows)
+            cases.push_back({row.name, [&row](Wire &wire) { ExpectCause(wire, row); }});
+    };
+    add(kHealthy);
+    add(kOfCameraAndHost);
+    add(kOfTheWay);
+    add(kOfInterfaces);
+    if (orvsim::ForeignProgram::Installed("nft"))
+        add(kOfAPacketFilter);
+    else
+        std::puts("left out: a packet filter, since nft is not installed");
+    RunOnWires(cases);
+}
+
+} // namespace
