@@ -64,7 +64,7 @@ Outcome Gather(double seconds, orv::Facts &facts)
         return WatchStream(*device, seconds, facts);
     std::string ignored;
     const int status = OrvCam_GetSystem()->LastError(&ignored);
-    facts.isSilent = status == ORV_CAM_ERR_TIMEOUT || status == ORV_CAM_ERR_DEVICE_LOST;
+    facts.isSilent = status == ORV_CAM_ERR_TIMEOUT || status == ORV_CAM_ERR_DEVICE_LOST || status == ORV_CAM_ERR_IO;
     if (status == ORV_CAM_ERR_BUSY)
         LookForHolder(facts);
     return opened;

@@ -61,6 +61,15 @@ std::string FilterText(int filter)
     return filter == kStrict ? "strict (rp_filter = 1)" : "loose (rp_filter = 2)";
 }
 
+/// Where the way back leads through another interface, a strict filter throws even questions for this computer's
+/// address (ARP) away, so that nothing is sent to it; the kernel does not count those.
+bool MayFilterQuestions(const Facts &facts)
+{
+    const Twins twins = FindTwins(facts);
+    return facts.isMissing && twins.other &&
+           (twins.other->reversePathFilter == kStrict || twins.cameras->reversePathFilter == kStrict);
+}
+
 Finding FindFilterInSearch(const Facts &facts)
 {
     const std::vector<const HostInterfaceFacts *> interfaces = FilteringInterfaces(facts);
@@ -71,10 +80,17 @@ Finding FindFilterInSearch(const Facts &facts)
         names +=
             (names.empty() ? "" : ", ") + InterfaceText(*interface) + " " + FilterText(interface->reversePathFilter);
     Diagnosis diagnosis{};
-    diagnosis.finding = "While cameras were searched for, the kernel's reverse-path filter threw " +
-                        CountText(facts.host.filtered, "packet", "packets") +
-                        " away, as it does with the answers of a camera that it would not send to by the same " +
-                        "interface. It is switched on for " + names + ".";
+    if (facts.host.filtered > 0)
+        diagnosis.finding = "While cameras were searched for, the kernel's reverse-path filter threw " +
+                            CountText(facts.host.filtered, "packet", "packets") +
+                            " away, as it does with the answers of a camera that it would not send to by the same "
+                            "interface. It is switched on for " +
+                            names + ".";
+    else
+        diagnosis.finding = "Two interfaces of this computer are in one subnet, and the kernel's reverse-path filter "
+                            "throws away what a camera sends to the one that it would not be answered by. It is "
+                            "switched on for " +
+                            names + ".";
     const bool hasDefault = std::any_of(facts.interfaces.begin(), facts.interfaces.end(),
                                         [](const HostInterfaceFacts &one) { return one.hasDefaultRoute; });
     LoosenFilters(interfaces, hasDefault || FindTwins(facts).other, facts, diagnosis);
@@ -115,7 +131,7 @@ void SetSysctl(Diagnosis &diagnosis, const std::vector<std::string> &settings)
 
 Finding FindReversePathFilter(const Facts &facts)
 {
-    if (facts.host.filtered == 0)
+    if (facts.host.filtered == 0 && !MayFilterQuestions(facts))
         return {};
     if (facts.isMissing)
         return FindFilterInSearch(facts);

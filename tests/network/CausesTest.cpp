@@ -59,6 +59,8 @@ struct CauseRow {
 void ExpectCure(Wire &wire, const std::string &command)
 {
     EXPECT_EQ("", wire.RunCure(command));
+    // A kernel that got no answer to its question for an address asks again after a second.
+    EXPECT_TRUE(Eventually([&] { return wire.Orvcam("list").exitCode == 0; }));
     const ProgramRun run = wire.Orvcam("stream NEAR --frames 5 --json");
     EXPECT_EQ(0, run.exitCode) << run.errors;
     EXPECT_EQ(0, Figure(run.output, "incomplete"));
