@@ -10,7 +10,11 @@ namespace {
 /// A word by which the camera can be named on a command line though no connection can reach it.
 std::string CameraWord(const OrvCam::DeviceDescription &camera)
 {
-    return ShellWord(!camera.serial.empty() ? camera.serial : !camera.mac.empty() ? camera.mac : camera.address);
+    // Several cameras may have one serial number, and that may look like an option.
+    const std::string &word = !camera.mac.empty()      ? camera.mac
+                              : !camera.serial.empty() ? camera.serial
+                                                       : camera.address;
+    return (word.rfind('-', 0) == 0 ? "-- " : "") + ShellWord(word);
 }
 
 bool IsOwnAddress(const Facts &facts, const std::string &address)
