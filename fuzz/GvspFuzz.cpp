@@ -52,13 +52,6 @@ private:
     Bytes m_bytes;
 };
 
-/// Where a leader does not tell, the last packet counts as a full one.
-bool TellsItsSize(const FrameInfo &info)
-{
-    const std::uint64_t bitsPerPixel = info.pixelFormat >> 16 & 0xFF;
-    return info.hasImage && info.width != 0 && info.deliveredHeight != 0 && bitsPerPixel != 0;
-}
-
 /// What was delivered, to compare with: number, whether it is complete, sizes, and the bytes.
 using Delivered = std::tuple<std::uint64_t, bool, std::size_t, std::size_t, Bytes>;
 
@@ -85,10 +78,8 @@ public:
     {
         TakeBack(target);
         Check(target, info);
-        const bool isKnown = info.isIncomplete || TellsItsSize(info);
-        const std::size_t known = isKnown && !info.isLargerThanBuffer ? info.dataSize : 0;
         delivered.emplace_back(info.frameId, info.isIncomplete, info.dataSize, info.sizeFilled,
-                               Bytes(target.data, target.data + known));
+                               Bytes(target.data, target.data + info.dataSize));
     }
     void GiveBack(const FrameTarget &target) override { TakeBack(target); }
     std::size_t SpareBuffers() const override
@@ -117,12 +108,8 @@ private:
             Require(part.begin <= target.size && part.size <= target.size - part.begin, "parts lie within the buffer");
         Require(info.chunkPayloadSize <= info.sizeFilled, "chunks lie in what came");
         Require(!info.hasChunks || !info.isIncomplete, "chunks of complete frames only");
-        if (!info.isIncomplete && !TellsItsSize(info))
-            return;
         Require(info.isIncomplete || info.sizeFilled == info.dataSize, "a complete frame has all of its bytes");
         Require(info.isIncomplete || !info.isLargerThanBuffer, "a frame that was cut is not complete");
-        if (info.isLargerThanBuffer && info.sizeFilled == 0)
-            return; // parts of no length, and still packets of them: nobody looks at the buffer
         // Holes are filled with zeros and a complete frame has none: nothing from before shines through.
         Require(info.dataSize == 0 || std::memchr(target.data, kUntouched, info.dataSize) == nullptr,
                 "every byte of a frame was received or is zero");

@@ -136,7 +136,7 @@ const std::vector<TableRow> &TableRows()
              EXPECT_GT(r.missed, 0);
          },
          Form::AllIn},
-        {"all-in, 2 % truncated", 500, true, With(&Faults::truncateRate, 0.02), Mostly, Form::AllIn},
+        {"all-in, 2 % truncated", 500, true, With(&Faults::truncateRate, 0.02), AllComplete, Form::AllIn},
         {"all-in, 2 % truncated", 500, false, With(&Faults::truncateRate, 0.02), SomeIncomplete, Form::AllIn},
         {"parts", 500, true, [](Faults &) {}, AllComplete, Form::Parts},
         {"parts, own offsets", 500, true, With(&Faults::partOffsets, 1), AllComplete, Form::Parts},

@@ -260,7 +260,7 @@ FrameBlock::Verdict FrameBlock::TakePart(const StreamPacket &packet)
     }
     if (!header || header->part >= m_parts.size() || id == 0)
         return Verdict::Unusable;
-    if (m_receivedCount == 0 && header->part == 0)
+    if (m_receivedCount == 0 && header->part == 0 && !m_isBroken)
         LearnPartSize(id, *header);
     const Part &part = m_parts[header->part];
     const std::uint64_t inPart = std::uint64_t{id - part.firstPacket} * m_dataPerPacket;
@@ -302,7 +302,8 @@ FrameBlock::Verdict FrameBlock::TakeAllIn(const StreamPacket &packet)
         return Verdict::Unusable;
     m_leader = ParseLeader(content->leader);
     m_trailer = ParseTrailer(content->trailer);
-    if (!m_leader || !m_trailer) {
+    const bool isCut = m_leader && m_trailer && content->data.size < ExpectedBytes(Leader::Packing::Continuous);
+    if (!m_leader || !m_trailer || (isCut && !m_plan.IsStopped())) {
         m_leader.reset();
         m_trailer.reset();
         return Verdict::Unusable;

@@ -134,8 +134,10 @@ FrameInfo FrameBlock::Describe(bool bigEndianPixels) const
             info.imageBytes = leader.ImageBytes(Lines(), Leader::Packing::Continuous);
         const std::uint64_t told = ExpectedBytes(Leader::Packing::PerLine);
         // A complete frame ends where its data ends, except that the last packet may have been padded.
-        if (told != 0)
-            expected = complete ? std::min(m_end, told) : told;
+        if (complete)
+            expected = told != 0 ? std::min(m_end, told) : m_end;
+        else if (told != 0 || leader.IsMultiPart())
+            expected = told;
     } else if (m_trailer) {
         info.payloadType = GenTLPayloadType(m_trailer->payloadType);
     }
