@@ -104,8 +104,9 @@ private:
         Require(info.dataSize <= target.size, "a frame's data ends within its buffer");
         Require(info.sizeFilled <= info.dataSize, "no more bytes than there is data");
         Require(info.imageOffset <= target.size, "the image begins within the buffer");
+        const std::size_t end = info.isIncomplete ? target.size : info.dataSize;
         for (const FramePart &part : info.parts)
-            Require(part.begin <= target.size && part.size <= target.size - part.begin, "parts lie within the buffer");
+            Require(part.begin <= end && part.size <= end - part.begin, "parts lie within the frame");
         Require(info.chunkPayloadSize <= info.sizeFilled, "chunks lie in what came");
         Require(!info.hasChunks || !info.isIncomplete, "chunks of complete frames only");
         Require(info.isIncomplete || info.sizeFilled == info.dataSize, "a complete frame has all of its bytes");

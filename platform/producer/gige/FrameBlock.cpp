@@ -1,6 +1,7 @@
 #include "producer/gige/FrameBlock.h"
 
 #include <algorithm>
+#include <iterator>
 
 /// Receiving; FrameOutcome.cpp holds what is said of a frame in the end.
 namespace nuvark::gige {
@@ -96,8 +97,7 @@ FrameBlock::Verdict FrameBlock::TakeLeader(const StreamPacket &packet)
             return Verdict::Duplicate;
         if (m_highestPayload != 0)
             return Verdict::Unusable; // another frame with the same number; the packets lie as the first one said
-        m_former.parts = std::move(m_leader->parts);
-        m_partsAreGuessed = !m_parts.empty();
+        ForgetParts();
         m_leader.reset();
         return Verdict::Contradicted;
     }
@@ -124,13 +124,21 @@ void FrameBlock::TakeLayout()
 /// Packets lie where parts of another size would have had them: they are missing again.
 void FrameBlock::PlaceAnew()
 {
-    m_parts.clear();
-    m_dataPerPacket += kPartHeaderSize;
-    m_receivedBytes = m_end = 0;
-    m_isClipped = false;
+    ForgetParts();
     LayOutParts(m_leader->parts);
     if (m_next > 1)
         m_plan.AddHole(1, m_next - 1, m_gapDue);
+}
+
+/// And what has been placed in them.
+void FrameBlock::ForgetParts()
+{
+    if (m_parts.empty())
+        return;
+    m_parts.clear();
+    SetDataSize(m_dataPerPacket + kPartHeaderSize);
+    m_receivedBytes = m_end = 0;
+    m_isClipped = m_partsAreGuessed = false;
 }
 
 /// One part behind the other, each beginning with a packet of its own.
@@ -309,6 +317,7 @@ FrameBlock::Verdict FrameBlock::TakeAllIn(const StreamPacket &packet)
         return Verdict::Unusable;
     }
     m_leaderBytes.assign(content->leader.data, content->leader.data + content->leader.size);
+    ForgetParts();
     if (content->data.size == 0)
         return Verdict::Taken;
     SetDataSize(content->data.size);
@@ -355,13 +364,13 @@ void FrameBlock::ShrinkDataSize()
 
 FrameBlock::Slot FrameBlock::SlotOf(std::uint32_t id) const
 {
-    for (const Part &part : m_parts) {
-        if (id < part.firstPacket || id - part.firstPacket >= part.packets)
-            continue;
-        const std::uint64_t inPart = std::uint64_t{id - part.firstPacket} * m_dataPerPacket;
-        return {part.begin + inPart, std::min<std::uint64_t>(m_dataPerPacket, part.length - inPart)};
-    }
-    return {std::uint64_t{id - 1} * m_dataPerPacket, m_dataPerPacket};
+    if (m_parts.empty())
+        return {std::uint64_t{id - 1} * m_dataPerPacket, m_dataPerPacket};
+    // The last one that begins there is not empty.
+    const auto isBefore = [](std::uint32_t packet, const Part &part) { return packet < part.firstPacket; };
+    const Part &part = *std::prev(std::upper_bound(m_parts.begin(), m_parts.end(), id, isBefore));
+    const std::uint64_t inPart = std::uint64_t{id - part.firstPacket} * m_dataPerPacket;
+    return {part.begin + inPart, std::min<std::uint64_t>(m_dataPerPacket, part.length - inPart)};
 }
 
 void FrameBlock::Store(const Slot &slot, orv::ByteSpan data)

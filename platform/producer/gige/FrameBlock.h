@@ -126,6 +126,7 @@ private:
     void LayOutParts(const std::vector<PartDescription> &parts);
     void TakeLayout();
     void PlaceAnew();
+    void ForgetParts();
     void SetDataSize(std::size_t bytes);
     void LearnPartSize(std::uint32_t id, const PartHeader &header);
     void LearnDataSize(std::uint32_t id, std::size_t size);

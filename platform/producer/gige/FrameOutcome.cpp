@@ -1,6 +1,7 @@
 #include "producer/gige/FrameBlock.h"
 
 #include <algorithm>
+#include <bitset>
 
 /// What is said of a frame in the end; FrameBlock.cpp holds the receiving.
 namespace nuvark::gige {
@@ -58,23 +59,33 @@ std::uint32_t FrameBlock::MissingPackets(std::uint64_t dataSize) const
 {
     const std::uint64_t told = std::max<std::uint64_t>(m_payloadCount, PacketsFor(dataSize, m_dataPerPacket));
     const auto expected = static_cast<std::uint32_t>(std::min<std::uint64_t>(told, m_maxPayload));
-    std::uint32_t missing = (m_leader ? 0 : 1) + (m_trailer ? 0 : 1);
-    for (std::uint32_t id = 1; id <= expected; ++id)
-        missing += HasPayload(id) ? 0 : 1;
-    return missing;
+    std::uint32_t there = 0;
+    for (std::uint32_t word = 0; word <= expected / 64; ++word) {
+        const std::uint64_t counted =
+            word < expected / 64 ? ~std::uint64_t{0} : ~(~std::uint64_t{1} << (expected % 64));
+        there += static_cast<std::uint32_t>(std::bitset<64>(m_received[word] & counted).count());
+    }
+    return (m_leader ? 0 : 1) + (m_trailer ? 0 : 1) + expected - there;
 }
 
+/// All that no packet has filled, be it a packet's place or behind the last of them. Only packets that came are looked
+/// at, since a small packet size makes many places in a large buffer.
 void FrameBlock::ZeroHoles(std::uint64_t end)
 {
-    for (std::uint32_t id = 1; id <= m_maxPayload; ++id) {
-        const Slot slot = SlotOf(id);
-        if (slot.offset >= end)
-            return;
-        const std::size_t there = !HasPayload(id) ? 0 : id == m_shortId ? m_shortSize : slot.size;
-        const std::uint64_t size = std::min<std::uint64_t>(slot.size, end - slot.offset);
-        if (there < size)
-            std::fill_n(m_target.data + slot.offset + there, size - there, 0);
+    std::uint64_t filled = 0; // up to there
+    const auto zeroUpTo = [&](std::uint64_t to) {
+        if (filled < std::min(to, end))
+            std::fill(m_target.data + filled, m_target.data + std::min(to, end), 0);
+    };
+    for (std::size_t word = 0; word < m_received.size(); ++word) {
+        for (std::uint64_t bits = m_received[word]; bits != 0; bits &= bits - 1) {
+            const auto id = static_cast<std::uint32_t>(64 * word + __builtin_ctzll(bits));
+            const Slot slot = SlotOf(id);
+            zeroUpTo(slot.offset);
+            filled = slot.offset + StoredBytes(id, slot);
+        }
     }
+    zeroUpTo(end);
 }
 
 /// One behind the other in the buffer. Chunks are no part towards the outside.
