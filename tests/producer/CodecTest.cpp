@@ -404,7 +404,7 @@ TEST(PacketSize, SearchFindsWhatGetsThrough)
         std::uint32_t expected;
     } kRows[] = {
         {"everything passes", 65000, 9000, 9000}, {"usual Ethernet", 1500, 9000, 1500}, {"odd limit", 3333, 9000, 3332},
-        {"only the smallest", 576, 9000, 576},    {"nothing at all", 0, 9000, 0},
+        {"only the smallest", 576, 9000, 576},    {"nothing any more", 0, 9000, 576},
     };
     for (const auto &row : kRows) {
         int tries = 0;

@@ -247,6 +247,23 @@ TEST_F(GigeDeviceTest, WhatCouldNotBeSentIsSentLater)
     EXPECT_FALSE(listener.isLost);
 }
 
+TEST_F(GigeDeviceTest, ABusyCameraIsNotFloodedWithWhatItPutsOff)
+{
+    camera.Set(RegisterCamera::kStreamPort, 4711);
+    camera.SetHook([](auto command, auto address) {
+        const bool isWrite = command == static_cast<std::uint16_t>(Command::WriteRegister);
+        return isWrite && address == RegisterCamera::kStreamPort ? RegisterCamera::Reaction::Busy
+                                                                 : RegisterCamera::Reaction::Answer;
+    });
+    ASSERT_NO_FATAL_FAILURE(Open());
+    const std::size_t before = camera.Count(RegisterCamera::kStreamPort);
+    static_cast<GigeDevice &>(*device).WriteWithoutWaiting({RegisterCamera::kStreamPort, 0});
+    EXPECT_TRUE(Becomes([&] { return camera.Count(RegisterCamera::kStreamPort) >= before + 2; }));
+    EXPECT_LE(camera.Count(RegisterCamera::kStreamPort), before + 3);
+    camera.SetHook({});
+    EXPECT_TRUE(Becomes([&] { return camera.Get(RegisterCamera::kStreamPort) == 0; }));
+}
+
 TEST_F(GigeDeviceTest, ControlIsGivenUpHoweverManyCommandsWait)
 {
     camera.SetHook([](auto, auto) {
@@ -363,7 +380,9 @@ TEST_F(GigeDeviceTest, ThePathIsLookedAtWithEachStart)
         std::uint32_t size;
     } kRows[] = {{"as it is", {9000, 0, 1}, 9000},
                  {"narrower than at the last start", {1500, 0, 1}, 1500},
-                 {"a camera that takes multiples of 32, and no small ones", {1480, 1000, 32}, 1472}};
+                 {"a camera that takes multiples of 32, and no small ones", {1480, 1000, 32}, 1472},
+                 {"no test packets", {0, 0, 1}, 1472},
+                 {"not all of them", {1400, 0, 1, true}, 1400}};
     camera.Set(RegisterCamera::kPacketSize, 9000);
     ASSERT_NO_FATAL_FAILURE(Open());
     OneBuffer sink(1000);

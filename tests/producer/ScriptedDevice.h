@@ -118,7 +118,7 @@ private:
 /// falls back.
 class RegisterCamera {
 public:
-    enum class Reaction { Answer, Stay, Refuse, Deny, PutOff };
+    enum class Reaction { Answer, Stay, Refuse, Deny, Busy, PutOff };
     static constexpr std::uint16_t kPutOffMs = 10000; ///< that it says to need then
     /// What to do with a command; on the device's thread.
     using Hook = std::function<Reaction(std::uint16_t command, std::uint32_t address)>;
@@ -161,6 +161,7 @@ public:
         std::uint32_t largest = 0; ///< 0: no test packets
         std::uint32_t least = 0;
         std::uint32_t step = 1;
+        bool losesEverySecond = false;
     };
     void SetPath(const Path &path)
     {
@@ -192,8 +193,11 @@ private:
         const auto code = static_cast<std::uint16_t>(got.command + 1);
         if (reaction == Reaction::Stay)
             return;
-        if (reaction == Reaction::Refuse || reaction == Reaction::Deny) {
-            device.Answer(reaction == Reaction::Deny ? nuvark::gige::kStatusAccessDenied : 0x8003, code, got.id, {});
+        const std::map<Reaction, std::uint16_t> refusals = {{Reaction::Refuse, 0x8003},
+                                                            {Reaction::Deny, nuvark::gige::kStatusAccessDenied},
+                                                            {Reaction::Busy, nuvark::gige::kStatusBusy}};
+        if (const auto refusal = refusals.find(reaction); refusal != refusals.end()) {
+            device.Answer(refusal->second, code, got.id, {});
             return;
         }
         if (reaction == Reaction::PutOff) {
@@ -227,21 +231,24 @@ private:
     bool SetPacketSize(ScriptedDevice &device, std::uint32_t value)
     {
         Path path;
+        bool isLost = false;
+        const std::uint32_t size = value & 0xFFFF;
         {
             const std::lock_guard<std::mutex> lock(m_mutex);
             path = m_path;
+            isLost = size > path.largest || (path.losesEverySecond && ++m_onTheWay % 2 == 0);
         }
-        const std::uint32_t size = value & 0xFFFF;
         if (size < path.least || size % path.step != 0)
             return false;
         Set(kPacketSize, value & 0x7FFFFFFF);
-        if ((value & 0x80000000) != 0 && size <= path.largest)
+        if ((value & 0x80000000) != 0 && !isLost)
             device.Send(Get(kStreamAddress), static_cast<std::uint16_t>(Get(kStreamPort)), size - 28);
         return true;
     }
 
     std::mutex m_mutex;
     Path m_path;
+    int m_onTheWay = 0; ///< test packets
     std::map<std::uint32_t, std::uint32_t> m_registers;
     Hook m_hook;
     std::optional<ScriptedDevice> m_device;

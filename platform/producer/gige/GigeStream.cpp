@@ -12,7 +12,6 @@ namespace {
 constexpr std::size_t kMinReceiveBuffer = 8 * 1024 * 1024;
 constexpr std::size_t kMaxReceiveBuffer = 256 * 1024 * 1024;
 constexpr std::uint32_t kMulticastPrefix = 0xE; ///< the first four bits of such an address
-constexpr int kShots = 3;
 
 } // namespace
 
@@ -146,7 +145,7 @@ Result<std::uint32_t> GigeStream::ChoosePacketSize(UdpSocket &socket)
 {
     if (m_device.IsWritable()) {
         // Each time: the path may have become narrower, or a firewall may have been opened. Cheap as long as it works.
-        const auto size = NegotiatePacketSize(m_device, m_index, socket, m_sendsTests ? kShots : 1);
+        const auto size = NegotiatePacketSize(m_device, m_index, socket, m_sendsTests);
         if (!size.Ok())
             return size.status;
         m_sendsTests = size.value.isVerified;

@@ -64,6 +64,7 @@ void Heartbeat::Defer(RegisterWrite write)
     const orv::MutexLock lock(m_mutex);
     EraseDeferred(write.address);
     m_deferred.push_back(write);
+    m_hasNewDeferred = true;
     m_changed.NotifyAll();
 }
 
@@ -85,8 +86,8 @@ void Heartbeat::EraseDeferred(std::uint32_t address)
 bool Heartbeat::WaitForNextBeat()
 {
     const orv::MutexLock lock(m_mutex);
-    // Writes that wait are not for a silent camera: one try after the other would keep everybody else from the channel.
-    while (!m_stopping && (m_deferred.empty() || !m_answered || !m_client.IsAnswering()) && Clock::now() < m_nextBeat)
+    // Nothing for a camera that is silent or busy: one try after the other would keep everybody else from the channel.
+    while (!m_stopping && !(m_hasNewDeferred && m_answered && m_client.IsAnswering()) && Clock::now() < m_nextBeat)
         m_changed.WaitUntil(m_mutex, TimePoint(m_nextBeat));
     return !m_stopping;
 }
@@ -119,16 +120,28 @@ void Heartbeat::WriteDeferred()
     {
         const orv::MutexLock lock(m_mutex);
         writes.swap(m_deferred);
+        m_hasNewDeferred = false;
         m_writingDeferred = true;
     }
+    std::vector<RegisterWrite> failed;
     for (const RegisterWrite &write : writes) {
         const Status status = m_client.WriteRegister(write.address, write.value, Effort::Beat);
         if (status.Code() == GC_ERR_TIMEOUT || status.Code() == GC_ERR_BUSY)
-            Defer(write);
+            failed.push_back(write);
     }
     const orv::MutexLock lock(m_mutex);
+    for (const RegisterWrite &write : failed)
+        PutBack(write);
     m_writingDeferred = false;
     m_changed.NotifyAll();
+}
+
+void Heartbeat::PutBack(const RegisterWrite &write)
+{
+    const bool isReplaced = std::any_of(m_deferred.begin(), m_deferred.end(),
+                                        [&](const RegisterWrite &later) { return later.address == write.address; });
+    if (!isReplaced)
+        m_deferred.push_back(write);
 }
 
 Status Heartbeat::ReadState(std::vector<std::uint32_t> &values)

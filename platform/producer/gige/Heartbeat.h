@@ -45,7 +45,8 @@ public:
     /// The camera's heartbeat time has changed.
     void SetTimeout(std::chrono::milliseconds timeout) EXCLUDES(m_mutex);
 
-    /// Writes a register as soon as the camera answers again. A later write to the same address replaces it.
+    /// Writes a register as soon as the camera answers again; what it puts off is tried again with each beat. A later
+    /// write to the same address replaces it.
     void Defer(RegisterWrite write) EXCLUDES(m_mutex);
     /// Forgets such a write; when it is just being written, waits until it is through.
     void DropDeferred(std::uint32_t address) EXCLUDES(m_mutex);
@@ -60,6 +61,8 @@ private:
     std::string JudgeSilence() EXCLUDES(m_mutex);
     std::string JudgeWithdrawal() EXCLUDES(m_mutex);
     void WriteDeferred() EXCLUDES(m_mutex);
+    /// A write that has failed, unless there is a later one to the same address.
+    void PutBack(const RegisterWrite &write) REQUIRES(m_mutex);
     /// One look at the camera. \return why it is lost, or "".
     std::string Beat(bool &answered);
     /// The privilege and, where they are to be watched, the controller's address and port.
@@ -77,6 +80,7 @@ private:
     TimePoint m_nextBeat GUARDED_BY(m_mutex);
     bool m_answered GUARDED_BY(m_mutex) = true; ///< the last beat was
     std::vector<RegisterWrite> m_deferred GUARDED_BY(m_mutex);
+    bool m_hasNewDeferred GUARDED_BY(m_mutex) = false; ///< one that has not been tried
     bool m_writingDeferred GUARDED_BY(m_mutex) = false;
 
     std::thread m_thread;

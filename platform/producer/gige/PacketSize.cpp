@@ -17,6 +17,7 @@ constexpr std::uint32_t kStep = 4;
 /// What sizes are multiples of in cameras that refuse others.
 constexpr std::uint32_t kSteps[] = {kStep, 8, 16, 32};
 constexpr std::chrono::milliseconds kTestWait{50};
+constexpr int kShots = 3; ///< per size: datagrams get lost
 
 bool IsRefusal(const Status &status)
 {
@@ -25,10 +26,11 @@ bool IsRefusal(const Status &status)
 
 class Negotiation {
 public:
-    Negotiation(GigeDevice &device, std::uint32_t streamIndex, UdpSocket &socket, int shots)
+    Negotiation(GigeDevice &device, std::uint32_t streamIndex, UdpSocket &socket, bool sendsTests)
         : m_client(device.Client()), m_camera(device.Address()),
           m_register(StreamRegister(streamIndex, kStreamPacketSize)), m_socket(socket), m_tap(device.Traffic().stream),
-          m_shots(shots), m_limit(std::min(PresentMtu(device.Interface()) & ~(kStep - 1), kLargest)), m_buffer(65536)
+          m_sendsTests(sendsTests), m_limit(std::min(PresentMtu(device.Interface()) & ~(kStep - 1), kLargest)),
+          m_buffer(65536)
     {
     }
 
@@ -73,7 +75,7 @@ private:
     Tested Test(std::uint32_t size)
     {
         Tested tested;
-        for (int shot = 0; shot < m_shots; ++shot) {
+        for (int shot = 0; shot < (m_sendsTests ? kShots : 1); ++shot) {
             ForgetLatePackets();
             tested.size = Fire(size);
             if (tested.size == 0 || tested.size > m_limit)
@@ -81,7 +83,8 @@ private:
             ++m_fired;
             if (Arrives(tested.size)) {
                 ++m_arrived;
-                tested.hasArrived = true;
+                m_lastArrived = tested.size;
+                tested.hasArrived = m_sendsTests = true;
                 return tested;
             }
         }
@@ -151,7 +154,7 @@ private:
         if (m_fired != m_arrived)
             (void)m_socket.WaitReadable(Clock::now() + kTestWait, nullptr);
         ForgetLatePackets();
-        return NegotiatedSize{actual & kPacketSizeMask, m_arrived != 0};
+        return NegotiatedSize{actual & kPacketSizeMask, m_arrived != 0 && (actual & kPacketSizeMask) == m_lastArrived};
     }
 
     GvcpClient &m_client;
@@ -159,19 +162,21 @@ private:
     const std::uint32_t m_register;
     UdpSocket &m_socket;
     const TrafficTap &m_tap;
-    const int m_shots;
+    bool m_sendsTests;
     const std::uint32_t m_limit;
     std::vector<std::uint8_t> m_buffer;
     std::uint32_t m_flags = 0;
     int m_fired = 0;
     int m_arrived = 0;
+    std::uint32_t m_lastArrived = 0; ///< size
 };
 
 } // namespace
 
-Result<NegotiatedSize> NegotiatePacketSize(GigeDevice &device, std::uint32_t streamIndex, UdpSocket &socket, int shots)
+Result<NegotiatedSize> NegotiatePacketSize(GigeDevice &device, std::uint32_t streamIndex, UdpSocket &socket,
+                                           bool sendsTests)
 {
-    return Negotiation(device, streamIndex, socket, shots).Run();
+    return Negotiation(device, streamIndex, socket, sendsTests).Run();
 }
 
 } // namespace nuvark::gige

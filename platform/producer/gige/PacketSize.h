@@ -18,11 +18,13 @@ struct NegotiatedSize {
 /// found by bisection below what the interface's MTU is now; what is written is read back, since cameras round. When no
 /// test packet comes at all (not every camera sends them), the present size stays as far as the MTU allows, else 1500.
 /// Late test packets are read away.
-/// Blocks: up to 50 ms per shot that does not get through. \param shots per size; datagrams get lost.
+/// Blocks: up to 50 ms per shot that does not get through.
+/// \param sendsTests  false: for all that is known none come, so that one shot per size is enough until one does
 /// \return the size, or the status of a register access that failed.
-Result<NegotiatedSize> NegotiatePacketSize(GigeDevice &device, std::uint32_t streamIndex, UdpSocket &socket, int shots);
+Result<NegotiatedSize> NegotiatePacketSize(GigeDevice &device, std::uint32_t streamIndex, UdpSocket &socket,
+                                           bool sendsTests);
 
-/// The search alone: the largest size in [low, high] that `works` accepts, trying `high` first. 0 when none does.
+/// The search alone: the largest size in [low, high] that `works` accepts, trying `high` first; `low` is known to work.
 /// `works` gives the size that the camera made of the one asked for, 0 when it did not get through.
 template <class Works>
 std::uint32_t FindLargestSize(std::uint32_t low, std::uint32_t high, std::uint32_t step, Works works)
@@ -30,9 +32,7 @@ std::uint32_t FindLargestSize(std::uint32_t low, std::uint32_t high, std::uint32
     std::uint32_t best = works(high);
     if (best != 0)
         return best;
-    best = works(low);
-    if (best == 0)
-        return 0;
+    best = low;
     while (high - low > step) {
         const std::uint32_t middle = low + (high - low) / 2 / step * step;
         if (middle == low)
