@@ -176,9 +176,10 @@ Status GvcpClient::SendTry(Exchange &exchange, const Plan &plan, int attempt)
         return {};
     }
     exchange.isOvertaken = false;
-    exchange.lastIdBefore = m_lastId;
     exchange.repeatAfter = Clock::now() + (attempt == 0 ? plan.firstTry : plan.furtherTry);
-    return Send(exchange.datagram);
+    Status sent = Send(exchange.datagram);
+    exchange.lastIdBefore = m_lastId; // now: a question of the heartbeat with an earlier id may have gone out before
+    return sent;
 }
 
 Status GvcpClient::TransactOnce(Exchange &exchange)

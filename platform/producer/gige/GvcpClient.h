@@ -116,7 +116,7 @@ private:
         const std::uint16_t id;
         const Datagram datagram;
         std::optional<TimePoint> pendingUntil{}; ///< set once the camera has said "pending"
-        std::uint16_t lastIdBefore = 0;          ///< when it was sent (again)
+        std::uint16_t lastIdBefore = 0;          ///< given out when it had been sent (again)
         TimePoint repeatAfter{};                 ///< not sent again before
         bool isOvertaken = false;                ///< the camera has answered what was sent later
         std::vector<std::uint8_t> payload{};     ///< of the answer
