@@ -110,7 +110,9 @@ std::vector<ModuleFeature> StreamModule::ResendFeatures()
              &ResendSettings::initialTimeout),
         time("StreamPacketResendTimeout", "Microseconds, at most, between two requests for the same packet",
              &ResendSettings::packetTimeout),
-        time("StreamFrameRetention", "Microseconds after its last packet until a frame is given up",
+        time("StreamFrameRetention",
+             "Microseconds after its last packet until a frame is given up; at least a second for the newest one while "
+             "payload of it is missing",
              &ResendSettings::retention),
         number(
             "StreamPacketRequestRatio",

@@ -157,9 +157,11 @@ struct ResendSettings {
     bool enabled = true;
     std::chrono::microseconds initialTimeout{1000}; ///< packets may come out of order for so long
     std::chrono::microseconds packetTimeout{20000}; ///< at most between two requests for the same packet
-    std::chrono::microseconds retention{100000};    ///< since a frame's last packet, until it is given up
-    std::uint32_t requestPercent = 100;             ///< of a frame's packets that may be asked for; few always may
-    std::uint32_t tries = 8;                        ///< requests for the same packet
+    /// Since a frame's last packet, until it is given up; one that the camera may not have sent completely yet stays a
+    /// second at least.
+    std::chrono::microseconds retention{100000};
+    std::uint32_t requestPercent = 100; ///< of a frame's packets that may be asked for; few always may
+    std::uint32_t tries = 8;            ///< requests for the same packet
 };
 
 /// One stream of a camera. One thread at a time, except for AbandonFrames(), Counters() and the settings: any thread.

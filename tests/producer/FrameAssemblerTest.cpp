@@ -26,6 +26,7 @@ TEST(FrameAssembler, DeliversFramesAsTheyComplete)
         {"the newest frame may pause", "L1 P1.1 W999 P1.2 P1.3 P1.4 P1.5 T1", "1"},
         {"but not for ever", "L1 P1.1 W1000", "1!"},
         {"nor when its end has come", "L1 P1.1 T1 W100", "1!"},
+        {"or nothing is missing but the end", "L1 P1.1 P1.2 P1.3 P1.4 P1.5 W100", "1!"},
         {"a lone leader waits for the trigger", "L1 W5000 P1.1 P1.2 P1.3 P1.4 P1.5 T1", "1"},
         {"the lone leader of an older frame does not", "L1 L2 P2.1 W100 W1000", "1! 2!"},
         {"a late packet does not open its frame again", "A1 P1.3 L1 A2 T1", "1 2"},

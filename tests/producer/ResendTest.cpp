@@ -37,6 +37,7 @@ TEST(Resend, AsksAgainForWhatIsMissing)
         {"in silence one packet", "L1 P1.1 P1.2 W19 ? W1 ?", "; 1:3", ""},
         {"and when that has come, the tail", "L1 P1.1 P1.2 W20 ? R1.3 W20 ?", "1:3; 1:4-", ""},
         {"but not when the camera goes on", "L1 P1.1 P1.2 W20 ? N1.3 P1.3 P1.4 W20 ?", "1:3; 1:5", ""},
+        {"nor when it has not got so far", "L1 P1.1 P1.2 W20 ? E1.3 P1.3 P1.5 W1 ?", "1:3; 1:4", ""},
         {"the trailer alone, when nothing comes", "L1 P1.1 P1.2 P1.3 P1.4 P1.5 W20 ? T1", "1:6-", "1"},
         {"a silence before the next frame", "L1 P1.1 P1.2 W20 ? L2 W1 ?", "1:3; 1:4-", ""},
         {"a lone leader waits for its trigger", "L1 W5000 ?", "", ""},
@@ -49,7 +50,7 @@ TEST(Resend, AsksAgainForWhatIsMissing)
         {"not yet there: later", "L1 P1.1 P1.3 P1.4 P1.5 T1 W1 ? W15 N1.2 N1.2 W10 ? W10 ? R1.2", "1:2; ; 1:2", "1"},
         {"asked for often enough",
          "L1 P1.1 P1.3 P1.4 P1.5 T1 A2 W1 ? W20 ? P1.1 W20 ? P1.1 W20 ? P1.1 W20 ? P1.1 W20 ? P1.1 W20 ? P1.1 W20 ? "
-         "P1.1 W20 ?",
+         "P1.1 W20 X1.4 ?",
          "1:2; 1:2; 1:2; 1:2; 1:2; 1:2; 1:2; 1:2; ", "1! 2"},
         {"packets that contradict are both wrong", "L1 P1.1 X1.1 P1.2 P1.3 P1.4 P1.5 T1 ? R1.1", "1:1", "1"},
         {"the first one may be the wrong one", "L1 X1.1 P1.1 P1.2 P1.3 P1.4 P1.5 T1 ? R1.1", "1:1", "1"},
@@ -152,4 +153,28 @@ TEST(Resend, ATailOfUnknownLengthIsOneRequest)
     bench.Run("P2.1 P2.4 L3 W1");
     EXPECT_EQ(bench.Requests(), "2:2-3 2:5-");
     EXPECT_EQ(bench.assembler.Count().requested, 4U) << "like the frame before: one more and the trailer";
+
+    Bench paused({kData * kMany, 1000, false, true});
+    paused.Leader(1, chunked);
+    paused.Run("P1.1 P1.2 W20 ? E1.3 W20 ? P1.3 P1.5 W1 ?");
+    EXPECT_EQ(paused.asked, "1:3; 1:3; 1:4") << "a pause is no loss";
+}
+
+TEST(Resend, TheLineIsSharedByTailsOfUnknownLengthToo)
+{
+    const LeaderOptions chunked{payload::kImage | payload::kChunksFollow, kWidth, kLines};
+    Bench bench({kData * kMany, 1000, false, true});
+    for (std::uint64_t block = 1; block <= 3; ++block) {
+        bench.Leader(block, chunked);
+        for (std::uint32_t id = 1; id <= (block == 1 ? kMany : 1); ++id)
+            bench.Payload(block, id);
+        if (block == 1)
+            bench.Trailer(block, kMany + 1);
+    }
+    bench.now += std::chrono::milliseconds(1);
+    const std::string first = bench.Requests();
+    EXPECT_EQ(first.substr(0, 7), "2:2-65 ");
+    EXPECT_EQ(first.substr(first.rfind(' ')), " 2:514-559") << "a millisecond's worth";
+    bench.now += std::chrono::milliseconds(1);
+    EXPECT_EQ(bench.Requests(), "2:560-") << "the rest, at most another one's";
 }

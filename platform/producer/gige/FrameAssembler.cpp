@@ -257,7 +257,9 @@ void FrameAssembler::OnRefusal(FrameBlock &block, const StreamPacket &packet, Ti
         break;
     case kStatusUnavailable:
     case kStatusRemoved:
-        if (wasRequested)
+        if (wasRequested && IsNewest(block) && block.MayFollow(packet.packetId))
+            block.Plan().Postpone(packet.packetId, now + m_settings.resend.packetTimeout); // not yet sent, it seems
+        else if (wasRequested)
             block.Plan().Stop(); // it cannot become complete any more
         break;
     case kStatusNotYetAvailable:
@@ -320,11 +322,15 @@ bool FrameAssembler::IsHopeless(const FrameBlock &block) const
 
 TimePoint FrameAssembler::GiveUpTime(const FrameBlock &block) const
 {
-    const bool isNewest = block.Id() == m_newestId && block.HasExtendedIds() == m_newestExtended;
+    const bool mayPause = IsNewest(block) && !block.HasTrailer() && !block.HasAllPayload();
     const std::chrono::microseconds retention = m_settings.resend.retention;
-    return block.LastPacket() + (isNewest && !block.HasTrailer()
-                                     ? std::max<std::chrono::microseconds>(retention, kNewestRetention)
-                                     : retention);
+    return block.LastPacket() +
+           (mayPause ? std::max<std::chrono::microseconds>(retention, kNewestRetention) : retention);
+}
+
+bool FrameAssembler::IsNewest(const FrameBlock &block) const
+{
+    return block.Id() == m_newestId && block.HasExtendedIds() == m_newestExtended;
 }
 
 void FrameAssembler::DeliverReady()

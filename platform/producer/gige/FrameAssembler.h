@@ -19,8 +19,8 @@ namespace nuvark::gige {
 /// Packets of a block may come in any order. Frames are delivered in the order of their block ids. What is missing is
 /// asked for again: TakeRequests() tells which packets. A frame that nothing is asked for any more (or resending is
 /// off), is delivered as incomplete, its holes filled with zeros, as soon as a newer frame has completed or two newer
-/// frames have begun; any frame is when no packet of it has come for the retention time (the newest one, whose trailer
-/// has not come: for a second, the camera may only pause), and when those held back behind it use up the buffers.
+/// frames have begun; any frame is when no packet of it has come for the retention time (the newest one, as long
+/// as the camera may have sent only a part of it: for a second), and when those held back behind it use up the buffers.
 /// Nothing a packet says is believed beyond what fits.
 ///
 /// A block that does not follow the newest one directly opens with its second packet: a single one may be a stray.
@@ -96,6 +96,7 @@ private:
     bool IsWaitingForTrigger(const FrameBlock &block) const;
     bool IsBeingCured(const FrameBlock &block) const;
     bool IsHopeless(const FrameBlock &block) const;
+    bool IsNewest(const FrameBlock &block) const;
     TimePoint GiveUpTime(const FrameBlock &block) const;
     std::chrono::microseconds FirstTimeout() const;
     void DeliverReady();

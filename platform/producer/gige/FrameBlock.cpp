@@ -459,7 +459,9 @@ void FrameBlock::NoteSilence(TimePoint due)
     if (!MindsSilence())
         return;
     const bool isAnswered = m_probe != 0 && m_probe + 1 == m_next;
-    if (isAnswered || m_next == 0 || !IsLengthKnown()) {
+    // The trailer is asked for as the end: its number some cameras refuse.
+    const ResendPlan::Extent extent = GetExtent();
+    if (isAnswered || m_next == 0 || m_next >= (extent.isKnown ? extent.lastId : extent.likelyLastId)) {
         NoteTail(due);
         return;
     }

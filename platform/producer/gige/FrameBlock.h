@@ -76,6 +76,10 @@ public:
     bool IsComplete() const;
     /// Complete, undamaged and all of it in the buffer.
     bool IsPerfect() const { return IsComplete() && !IsLargerThanBuffer() && !IsShortOfImage(); }
+    /// Of a length that the leader tells: nothing but the trailer may be missing.
+    bool HasAllPayload() const { return IsLengthKnown() && m_receivedCount >= ExpectedPackets(); }
+    /// A packet that the camera, as long as no newer block has begun, may not have sent at all.
+    bool MayFollow(std::uint32_t id) const { return !m_trailer && id > m_highestPayload && !HasAllPayload(); }
     /// Asking for packets again can still make it complete.
     bool IsCurable() const { return !m_isBroken && !m_isClipped; }
     /// The camera will not send all of it. \param isEnd nor anything more. \return false when that had been said.
@@ -93,8 +97,8 @@ public:
     const ResendPlan &Plan() const { return m_plan; }
     /// Everything behind the last packet is missing, too, unless the trailer has come.
     void NoteTail(TimePoint due);
-    /// Nothing comes any more: the same, but when the length is known only the next packet at first, until it has come.
-    /// For all that is known the camera has not sent the rest.
+    /// Nothing comes any more: the same, but only the next packet at first, until it has come. For all that is known
+    /// the camera has not sent the rest.
     void NoteSilence(TimePoint due);
     /// Whether NoteSilence() would do something.
     bool MindsSilence() const;

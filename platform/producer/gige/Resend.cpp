@@ -134,12 +134,28 @@ bool ResendPlan::HasRoomFor(const ResendSettings &settings, const Extent &extent
     return missing <= allowed;
 }
 
+/// Something that is due has been asked for often enough.
+bool ResendPlan::IsOutOfTries(const Timing &timing, const Extent &extent, const Has &has) const
+{
+    for (const Hole &hole : m_holes) {
+        if (hole.due > timing.now || hole.tries < timing.settings.tries)
+            continue;
+        for (std::uint32_t id = hole.first; id <= std::min(hole.last, extent.lastId); ++id) {
+            if (!has(id))
+                return true;
+        }
+    }
+    return false;
+}
+
 void ResendPlan::Collect(const Timing &timing, const Extent &extent, const Has &has, ResendWindow &window,
                          std::vector<ResendRequest> &out)
 {
     if (m_stopped || !m_nextDue || *m_nextDue > timing.now)
         return;
-    if (timing.settings.requestPercent < 100 && !HasRoomFor(timing.settings, extent, has)) {
+    // Known before anything is asked for: the answers would come for a frame that is given up.
+    if ((timing.settings.requestPercent < 100 && !HasRoomFor(timing.settings, extent, has)) ||
+        IsOutOfTries(timing, extent, has)) {
         m_stopped = true;
         return;
     }
@@ -165,10 +181,6 @@ void ResendPlan::Ask(const Hole &hole, const Round &round)
     for (std::uint32_t id = hole.first; id <= last; ++id) {
         if (round.has(id))
             continue;
-        if (hole.tries >= round.timing.settings.tries) {
-            m_stopped = true;
-            return;
-        }
         std::uint32_t end = id;
         while (end < last && !round.has(end + 1))
             ++end;
@@ -190,13 +202,15 @@ void ResendPlan::Ask(const Hole &hole, const Round &round)
 std::uint32_t ResendPlan::AskForRun(std::uint32_t first, std::uint32_t last, const Round &round)
 {
     const Extent &extent = round.extent;
-    // How many packets a tail of unknown length has, only the camera knows: one request for all of them.
-    const bool isGuess = extent.open && !extent.isKnown && last == extent.lastId;
-    const std::uint32_t wanted = (isGuess ? std::max(extent.likelyLastId, first) : last) - first + 1;
+    // How many packets a tail of unknown length has, only the camera knows: one request for all of them, as soon as as
+    // many may be asked for as there are likely to be.
+    const bool isTail = extent.open && !extent.isKnown && last == extent.lastId;
+    const std::uint32_t wanted = (isTail ? std::max(extent.likelyLastId, first) : last) - first + 1;
     const std::uint32_t granted = round.window.Take(wanted, round.timing.now);
     if (granted == 0)
         return 0;
-    m_requested += isGuess ? wanted : granted;
+    m_requested += granted;
+    const bool isGuess = isTail && granted == wanted;
     const std::uint32_t end = isGuess ? last : first + granted - 1;
     for (std::uint32_t from = first; from <= end;) {
         const bool continues = round.out.size() > round.begin && round.out.back().last + 1 == from &&

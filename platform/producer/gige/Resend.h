@@ -95,6 +95,7 @@ private:
     };
     const Hole *Find(std::uint32_t id) const;
     bool HasRoomFor(const ResendSettings &settings, const Extent &extent, const Has &has) const;
+    bool IsOutOfTries(const Timing &timing, const Extent &extent, const Has &has) const;
     struct Round {
         const Timing &timing;
         const Extent &extent;
