@@ -19,6 +19,11 @@ constexpr std::size_t kLargestDatagram = 65536;
 /// Requests for missing packets and the stop must not wait longer for a stream that never pauses.
 constexpr int kBatchesAtOnce = 16;
 constexpr std::chrono::milliseconds kIdleWait{1000};
+/// 10 Gbit/s bring some 1.2 MB in that time.
+constexpr std::chrono::milliseconds kNap{1};
+constexpr std::size_t kBufferForNaps = 4 << 20;
+/// A nap ends well before the frame does, so that no frame comes later for it.
+constexpr std::size_t kNapsToGo = 2;
 constexpr std::chrono::milliseconds kDrainLimit{60};
 constexpr std::chrono::milliseconds kDrainQuiet{15};
 
@@ -68,12 +73,26 @@ void StreamReceiver::Run()
         if (wait == UdpSocket::Wait::Interrupted)
             break;
         int batches = kBatchesAtOnce;
+        m_sinceWaiting = 0;
         while (batches > 0 && TakeBatch())
             --batches;
         OnTime(batches > 0);
+        if (batches > 0 && MayNap() && m_stop.WaitUntil(Clock::now() + kNap))
+            break;
     }
     if (m_how == StreamChannel::Stop::Finish)
         Drain();
+}
+
+/// While a frame is far from its end, nobody gains from being woken for each packet: being woken costs as much as
+/// taking several of them. The socket's buffer must hold what comes meanwhile, also when a core is late.
+bool StreamReceiver::MayNap()
+{
+    if (m_sinceWaiting == 0 || m_settings.known.receiveBuffer < kBufferForNaps)
+        return false;
+    const orv::MutexLock lock(m_mutex);
+    const std::optional<Landing> landing = m_assembler.NextLanding();
+    return landing && landing->packets > kNapsToGo * m_sinceWaiting;
 }
 
 TimePoint StreamReceiver::NextWake()
@@ -91,6 +110,7 @@ bool StreamReceiver::TakeBatch()
     if (!wasAny)
         return false;
     const TimePoint now = Clock::now();
+    m_sinceWaiting += m_batch.Packets().size();
     const std::uint64_t oversized = m_oversized;
     m_kernelDrops = m_batch.KernelDrops();
     for (const PacketBatch::Packet &packet : m_batch.Packets())

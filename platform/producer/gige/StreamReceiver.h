@@ -17,10 +17,11 @@ namespace nuvark::gige {
 ///
 /// Life: Start() once, Stop() once. Packets are taken from the kernel in batches, their payload straight into the
 /// running frame's buffer where they are the expected ones and nobody listens to the traffic; where the kernel can
-/// (UDP_GRO), many packets at a time. Packets of other senders are dropped. So are packets of more than twice the
-/// length agreed on, the first time they come. Missing packets are asked for from the stream's own socket. Threads:
-/// Start() and Stop() from the owner's; AbandonFrames() and Counters() from any. The sink is called on the receiver's
-/// thread, in AbandonFrames() on the caller's. Lock order: m_mutex, then whatever the sink takes.
+/// (UDP_GRO), many packets at a time. While a frame is far from its end, the thread sleeps a millisecond between
+/// batches. Packets of other senders are dropped. So are packets of more than twice the length agreed on, the first
+/// time they come. Missing packets are asked for from the stream's own socket. Threads: Start() and Stop() from the
+/// owner's; AbandonFrames() and Counters() from any. The sink is called on the receiver's thread, in AbandonFrames()
+/// on the caller's. Lock order: m_mutex, then whatever the sink takes.
 class StreamReceiver {
 public:
     struct Settings {
@@ -46,6 +47,7 @@ public:
 private:
     void Run() EXCLUDES(m_mutex); // body of m_thread
     TimePoint NextWake() EXCLUDES(m_mutex);
+    bool MayNap() EXCLUDES(m_mutex);
     /// \return false when there was nothing.
     bool TakeBatch() EXCLUDES(m_mutex);
     void TakePacket(const PacketBatch::Packet &packet, TimePoint now) REQUIRES(m_mutex);
@@ -57,8 +59,9 @@ private:
 
     const Settings m_settings;
     UdpSocket m_socket;
-    PacketBatch m_batch; ///< receiver's thread only
-    Way m_way;           ///< receiver's thread only
+    PacketBatch m_batch;            ///< receiver's thread only
+    std::size_t m_sinceWaiting = 0; ///< packets; receiver's thread only
+    Way m_way;                      ///< receiver's thread only
     WakeUp m_stop;
     std::size_t m_longest = 0;             ///< bytes of a datagram that is taken; receiver's thread only
     std::vector<ResendRequest> m_requests; ///< receiver's thread only
