@@ -70,8 +70,9 @@ class ConditionVariable {
 public:
     void Wait(Mutex &mutex) REQUIRES(mutex) { m_condition.wait(mutex); }
 
+    /// \param deadline  a copy: the library looks at it again after it has let go of the mutex that may guard it.
     template <class Clock, class Duration>
-    std::cv_status WaitUntil(Mutex &mutex, const std::chrono::time_point<Clock, Duration> &deadline) REQUIRES(mutex)
+    std::cv_status WaitUntil(Mutex &mutex, std::chrono::time_point<Clock, Duration> deadline) REQUIRES(mutex)
     {
         return m_condition.wait_until(mutex, deadline);
     }
