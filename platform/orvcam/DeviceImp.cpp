@@ -46,7 +46,7 @@ DeviceImp::DeviceImp(std::shared_ptr<Interface> interface, DeviceHandle handle, 
     : m_interface(std::move(interface)), m_calls(m_interface->Calls()), m_handle(std::move(handle)),
       m_description(Opened(std::move(description))),
       m_name(m_description.vendor + " " + m_description.model + " " + m_description.serial),
-      m_watch([this](const std::string &reason) { OnLost(reason); }),
+      m_watch(m_contact, [this](const std::string &reason) { OnLost(reason); }),
       m_events(m_calls, m_handle, m_interface->Owner().IsOurs(), m_name)
 {
 }
@@ -66,7 +66,7 @@ void DeviceImp::LoadDescription(std::string *error)
     if (result != GC_ERR_SUCCESS || port == nullptr) {
         *error = GenTLErrorText(m_calls, "DevGetPort", result);
     } else {
-        m_port = std::make_unique<DevicePort>(m_calls, port, m_lost);
+        m_port = std::make_unique<DevicePort>(m_calls, port, m_lost, &m_contact);
         std::string xml;
         if (FetchDescription(m_port->DescriptionUrls(), *m_port, &xml, error))
             m_features = FeatureArrayImp::Create(xml, *m_port, error);
@@ -94,7 +94,9 @@ void DeviceImp::WatchForLoss()
 }
 
 /// A register that every camera has: the bootstrap registers of all transports begin at 0. What the camera refuses, it
-/// has answered. Of the watch's thread.
+/// has answered. While somebody else waits for an answer, how long it takes is the camera's business: some write their
+/// memory or find their focus for seconds, deaf to everything. By one thread at a time: the one that opens the device,
+/// then the watch's.
 LossWatch::Answer DeviceImp::AskCamera()
 {
     std::uint64_t frames = 0;
@@ -104,7 +106,10 @@ LossWatch::Answer DeviceImp::AskCamera()
             frames += stream ? stream->FramesFetched() : 0;
     }
     LossWatch::Answer answer = LossWatch::Answer::There;
-    if (frames == std::exchange(m_framesSeen, frames)) { // those that come need no question
+    const bool framesCome = frames != std::exchange(m_framesSeen, frames); // those need no question
+    if (!framesCome && m_contact.IsUnderWay())
+        return LossWatch::Answer::Awaited;
+    if (!framesCome) {
         PORT_HANDLE port = nullptr;
         unsigned char bytes[4] = {};
         std::size_t size = sizeof bytes;
@@ -227,11 +232,8 @@ int DeviceImp::LoadFeatures(const char *path)
     }
     if (!m_features)
         return ORV_CAM_ERR_XML;
-    if (!m_gate.BeginLoading())
-        return ORV_CAM_ERR_INVALID_STATE;
-    const int status = file.Apply(*m_features);
-    m_gate.EndLoading();
-    return status;
+    const SettingsGate::Loading loading(m_gate);
+    return loading ? file.Apply(*m_features) : ORV_CAM_ERR_INVALID_STATE;
 }
 
 } // namespace orv::cam

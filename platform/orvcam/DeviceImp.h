@@ -77,8 +77,9 @@ private:
     const OrvCam::DeviceDescription m_description;
     const std::string m_name; ///< for the log
     LossFlag m_lost;
+    Contact m_contact;              ///< of everybody's register accesses
     LossWatch m_watch;              ///< stopped before anything else ends; called to the last
-    std::uint64_t m_framesSeen = 0; ///< of the watch's thread
+    std::uint64_t m_framesSeen = 0; ///< of AskCamera
     SettingsGate m_gate;
     std::unique_ptr<DevicePort> m_port; ///< null where the producer gives none
     std::unique_ptr<FeatureArrayImp> m_features;

@@ -8,12 +8,22 @@
 
 namespace orv::cam {
 
+template <class Call> GC_ERROR DevicePort::Access(const Call &call)
+{
+    if (m_contact != nullptr)
+        m_contact->Begin();
+    const GC_ERROR result = call();
+    if (m_contact != nullptr)
+        m_contact->End(result == GC_ERR_SUCCESS);
+    return result;
+}
+
 int DevicePort::Read(std::uint64_t address, void *data, std::size_t bytes, std::string *why)
 {
     if (m_lost)
         return Finish("GCReadPort", address, bytes, 0, GC_ERR_IO, why);
     std::size_t done = bytes;
-    const GC_ERROR result = m_calls.GCReadPort(m_port, address, data, &done);
+    const GC_ERROR result = Access([&] { return m_calls.GCReadPort(m_port, address, data, &done); });
     return Finish("GCReadPort", address, bytes, done, result, why);
 }
 
@@ -22,7 +32,7 @@ int DevicePort::Write(std::uint64_t address, const void *data, std::size_t bytes
     if (m_lost)
         return Finish("GCWritePort", address, bytes, 0, GC_ERR_IO, why);
     std::size_t done = bytes;
-    const GC_ERROR result = m_calls.GCWritePort(m_port, address, data, &done);
+    const GC_ERROR result = Access([&] { return m_calls.GCWritePort(m_port, address, data, &done); });
     return Finish("GCWritePort", address, bytes, done, result, why);
 }
 

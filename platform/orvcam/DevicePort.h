@@ -1,6 +1,7 @@
 #pragma once
 
 #include "gentl/Library.h"
+#include "orvcam/Contact.h"
 #include "orvcam/LossFlag.h"
 #include "orvcam/PortIo.h"
 
@@ -15,8 +16,9 @@ namespace orv::cam {
 class DevicePort final : public PortIo {
 public:
     /// \param lost  once set, every access fails at once.
-    DevicePort(const gentl::Functions &calls, PORT_HANDLE port, const LossFlag &lost)
-        : m_calls(calls), m_port(port), m_lost(lost)
+    /// \param contact  learns of every access; null for a module of the producer, which answers without the camera.
+    DevicePort(const gentl::Functions &calls, PORT_HANDLE port, const LossFlag &lost, Contact *contact = nullptr)
+        : m_calls(calls), m_port(port), m_lost(lost), m_contact(contact)
     {
     }
 
@@ -28,12 +30,14 @@ public:
     std::vector<std::string> DescriptionUrls() const;
 
 private:
+    template <class Call> GC_ERROR Access(const Call &call);
     int Finish(const char *call, std::uint64_t address, std::size_t wanted, std::size_t done, GC_ERROR result,
                std::string *why) const;
 
     const gentl::Functions &m_calls;
     std::atomic<PORT_HANDLE> m_port;
     const LossFlag &m_lost;
+    Contact *const m_contact;
 };
 
 } // namespace orv::cam

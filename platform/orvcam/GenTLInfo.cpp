@@ -58,9 +58,10 @@ int StatusFromGenTL(GC_ERROR error)
 
 int StatusOfFailure(GC_ERROR error, const LossFlag &lost)
 {
+    // A handle that is not valid any more tells of a loss nearly for sure, so its news are worth a longer wait.
     const bool isGone = error == GC_ERR_INVALID_HANDLE;
     const bool mayBeLost = isGone || error == GC_ERR_IO || error == GC_ERR_TIMEOUT;
-    if (lost || (mayBeLost && lost.IsOrWillBeSet()) || isGone)
+    if (lost || (mayBeLost && lost.IsOrWillBeSet(std::chrono::milliseconds(isGone ? 1000 : 50))))
         return ORV_CAM_ERR_DEVICE_LOST;
     return StatusFromGenTL(error);
 }

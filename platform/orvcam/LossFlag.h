@@ -37,12 +37,12 @@ public:
         m_changed.NotifyAll();
     }
     operator bool() const { return m_isLost; }
-    /// Blocks for at most 50 ms.
-    bool IsOrWillBeSet() const EXCLUDES(m_mutex)
+    /// \param limit  how long to wait for the news.
+    bool IsOrWillBeSet(std::chrono::milliseconds limit) const EXCLUDES(m_mutex)
     {
         if (m_isLost || !m_isWatched)
             return m_isLost;
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(50);
+        const auto end = std::chrono::steady_clock::now() + limit;
         const unsigned before = m_answers;
         if (m_onSuspicion)
             m_onSuspicion();

@@ -2,16 +2,20 @@
 
 #include "orvcam/OrvStatus.h"
 
+#include <algorithm>
+
 namespace orv::cam {
 
 namespace {
 
-constexpr auto kProbePeriod = std::chrono::seconds(1);
+constexpr std::chrono::milliseconds kProbePeriod{1000};
+constexpr std::chrono::milliseconds kAwaitedPeriod{100};   ///< while somebody else waits for an answer
+constexpr std::chrono::milliseconds kLongestSilence{3000}; ///< the heartbeat's time-out that cameras begin with
 
 } // namespace
 
-LossWatch::LossWatch(std::function<void(const std::string &)> onFound)
-    : m_onFound(std::move(onFound)), m_thread([this] { Run(); })
+LossWatch::LossWatch(Contact &contact, std::function<void(const std::string &)> onFound)
+    : m_contact(contact), m_onFound(std::move(onFound)), m_thread([this] { Run(); })
 {
 }
 
@@ -33,6 +37,7 @@ void LossWatch::Stop()
 
 void LossWatch::StartAsking(std::function<Answer()> probe, bool silenceCounts)
 {
+    m_contact.NoteAnswer(); // silence begins now at the earliest
     MutexLock lock(m_mutex);
     m_silenceCounts = silenceCounts;
     m_probe = std::move(probe);
@@ -43,9 +48,7 @@ void LossWatch::StartAsking(std::function<Answer()> probe, bool silenceCounts)
 void LossWatch::AskNow()
 {
     MutexLock lock(m_mutex);
-    // A silent camera gets its second chance in its own time.
-    if (m_silences == 0)
-        m_nextProbe = Clock::now();
+    m_nextProbe = Clock::now();
     m_changed.NotifyAll();
 }
 
@@ -119,15 +122,25 @@ void LossWatch::Ask()
         probe = m_probe;
     }
     const Answer answer = probe();
-    bool isLost = answer == Answer::Gone;
-    {
-        MutexLock lock(m_mutex);
-        m_silences = answer == Answer::Silent && m_silenceCounts ? m_silences + 1 : 0;
-        isLost = isLost || m_silences > 1;
-        m_nextProbe = Clock::now() + kProbePeriod;
-    }
-    if (isLost)
+    if (IsLoss(answer))
         m_onFound(answer == Answer::Gone ? "the camera is not there any more" : "the camera does not answer any more");
+}
+
+bool LossWatch::IsLoss(Answer answer)
+{
+    const Clock::time_point now = Clock::now();
+    if (answer == Answer::There)
+        m_contact.NoteAnswer();
+    MutexLock lock(m_mutex);
+    m_nextProbe = now + (answer == Answer::Awaited ? kAwaitedPeriod : kProbePeriod);
+    if (answer == Answer::Awaited)
+        return false;
+    m_silences = answer == Answer::Silent && m_silenceCounts ? m_silences + 1 : 0;
+    if (m_silences == 0)
+        return answer == Answer::Gone;
+    const Clock::time_point end = m_contact.LastAnswer() + kLongestSilence;
+    m_nextProbe = std::min(m_nextProbe, std::max(end, now));
+    return now >= end && m_silences > 1;
 }
 
 void LossWatch::Tell()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/Mutex.h"
+#include "orvcam/Contact.h"
 #include "orvcam/OrvCam.h"
 
 #include <chrono>
@@ -13,16 +14,23 @@ namespace orv::cam {
 /// Finds out that a camera is lost where its producer does not tell, and tells one callback of it, once per
 /// registration: when it happens, or at once when it has happened before.
 ///
-/// Asking: a probe every second, and at once when something has failed. One that finds the camera gone, or two in a row
-/// that get no answer, are the loss.
+/// Asking: a probe every second, and at once when something has failed. One that finds the camera gone is the loss. So
+/// is silence: no answer to several probes in a row, nor to anybody else, for three seconds. A camera may be busy with
+/// itself for nearly as long, and a lost packet is no lost camera.
 ///
 /// Threads: any. Probe, finding and callback run on the one thread of this object, with no lock held.
 class LossWatch {
 public:
-    enum class Answer { There, Silent, Gone };
+    enum class Answer {
+        There,
+        Awaited, ///< not asked: somebody else waits for an answer
+        Silent,
+        Gone
+    };
 
+    /// \param contact  hears of the answers that others get as well; outlives this object.
     /// \param onFound  gets the reason when a probe has found the loss; it calls Report().
-    explicit LossWatch(std::function<void(const std::string &)> onFound);
+    LossWatch(Contact &contact, std::function<void(const std::string &)> onFound);
     ~LossWatch();
     LossWatch(const LossWatch &) = delete;
     LossWatch &operator=(const LossWatch &) = delete;
@@ -43,12 +51,14 @@ public:
     bool HasTold() EXCLUDES(m_mutex);
 
 private:
-    using Clock = std::chrono::steady_clock;
+    using Clock = Contact::Clock;
 
     void Run() EXCLUDES(m_mutex);
     void Ask() EXCLUDES(m_mutex);
+    bool IsLoss(Answer answer) EXCLUDES(m_mutex);
     void Tell() EXCLUDES(m_mutex);
 
+    Contact &m_contact;
     const std::function<void(const std::string &)> m_onFound;
     Mutex m_mutex;
     ConditionVariable m_changed;

@@ -8,6 +8,24 @@ namespace orv::cam {
 /// Threads: any. Nothing waits.
 class SettingsGate {
 public:
+    /// The loading of settings, for as long as it lives. False while a stream runs, or somebody else loads settings.
+    class Loading {
+    public:
+        explicit Loading(SettingsGate &gate) : m_gate(gate), m_isOn(gate.BeginLoading()) {}
+        ~Loading()
+        {
+            if (m_isOn)
+                m_gate.EndLoading();
+        }
+        Loading(const Loading &) = delete;
+        Loading &operator=(const Loading &) = delete;
+        operator bool() const { return m_isOn; }
+
+    private:
+        SettingsGate &m_gate;
+        const bool m_isOn;
+    };
+
     /// \return false while settings are loaded.
     bool BeginStream() EXCLUDES(m_mutex)
     {
@@ -20,7 +38,8 @@ public:
         MutexLock lock(m_mutex);
         --m_streams;
     }
-    /// \return false while a stream runs, or somebody else loads settings.
+
+private:
     bool BeginLoading() EXCLUDES(m_mutex)
     {
         MutexLock lock(m_mutex);
@@ -35,7 +54,6 @@ public:
         m_isLoading = false;
     }
 
-private:
     Mutex m_mutex;
     int m_streams GUARDED_BY(m_mutex) = 0;
     bool m_isLoading GUARDED_BY(m_mutex) = false;

@@ -235,6 +235,28 @@ TEST(LossWatch, FindsOutByAsking)
     }
 }
 
+/// A camera that is deaf for a while, and lets us wait for one answer for longer still, is not lost.
+TEST(LossWatch, ABusyCameraIsNotLost)
+{
+    Script &script = *ScriptOf("Scripted.cti");
+    script.reset();
+    const OrvCam::DeviceDescription camera = ScriptedCamera("Scripted.cti");
+    OrvCam::Device *device = OrvCam_CreateDevice(&camera, OrvCam::ORV_ACCESS_CONTROL, 0);
+    ASSERT_NE(nullptr, device);
+    OrvCam::IntegerNode *width = device->GetCameraParameters()->GetInt("Width");
+    ASSERT_NE(nullptr, width);
+    int status = ORV_CAM_OK;
+    script.portResult = GC_ERR_TIMEOUT;
+    script.portAccesses = 0;
+    EXPECT_TRUE(WaitFor([&] { return script.portAccesses >= 2; })) << "two questions without an answer";
+    width->GetValue(&status);
+    EXPECT_EQ(ORV_CAM_ERR_TIMEOUT, status);
+    script.portResult = GC_ERR_SUCCESS;
+    EXPECT_EQ(8, width->GetValue(&status));
+    EXPECT_EQ(ORV_CAM_OK, status);
+    device->Release();
+}
+
 TEST_F(Device, TrafficEventsReachTheirCallback)
 {
     Listener listener;
