@@ -49,6 +49,17 @@ constexpr PartCommand kPartItems[] = {
     {FrameItem::PixelFormatNamespace, BUFFER_PART_INFO_DATA_FORMAT_NAMESPACE},
 };
 
+/// How well a part stands for the frame: 1 is best, 0 not at all. A flat image before a depth image or one plane of an
+/// image, and a map of confidence for want of anything else; a compressed part has no pixels.
+int RankOfPart(std::uint64_t type)
+{
+    if (type == PART_DATATYPE_2D_IMAGE)
+        return 1;
+    if (type >= PART_DATATYPE_2D_PLANE_BIPLANAR && type <= PART_DATATYPE_3D_PLANE_QUADPLANAR)
+        return 2;
+    return type == PART_DATATYPE_CONFIDENCE_MAP ? 3 : 0;
+}
+
 /// Beyond this a size is believed only of an image that the buffer holds: line cameras send pictures of any height.
 constexpr std::uint64_t kUsualSide = 65535;
 
@@ -156,7 +167,7 @@ bool IsBelievable(const Geometry &geometry, std::uint32_t bitsPerPixel, std::siz
 } // namespace
 
 FrameInfoReader::FrameInfoReader(const gentl::Functions &calls, DS_HANDLE stream)
-    : m_calls(calls), m_stream(stream), m_stackedWorks(calls.DSGetBufferInfoStacked != nullptr)
+    : m_calls(calls), m_stream(stream), m_stackedTries(calls.DSGetBufferInfoStacked != nullptr ? kStackedTries : 0)
 {
 }
 
@@ -171,7 +182,7 @@ void FrameInfoReader::Read(BUFFER_HANDLE buffer, const void *memory, FrameInfo *
 
 bool FrameInfoReader::ReadStacked(BUFFER_HANDLE buffer, FrameInfo *info)
 {
-    if (!m_stackedWorks)
+    if (m_stackedTries == 0)
         return false;
     InfoBytes answers[kItemCount];
     DS_BUFFER_INFO_STACKED entries[kItemCount];
@@ -179,9 +190,10 @@ bool FrameInfoReader::ReadStacked(BUFFER_HANDLE buffer, FrameInfo *info)
         entries[i] = {kItems[i].command, INFO_DATATYPE_UNKNOWN, answers[i].bytes, answers[i].size, GC_ERR_ERROR};
     const GC_ERROR result = m_calls.DSGetBufferInfoStacked(m_stream, buffer, entries, kItemCount);
     if (result != GC_ERR_SUCCESS) {
-        m_stackedWorks = result != GC_ERR_NOT_IMPLEMENTED; // else it failed for this buffer alone
+        m_stackedTries = result == GC_ERR_NOT_IMPLEMENTED ? 0 : m_stackedTries - 1; // it may be this buffer's fault
         return false;
     }
+    m_stackedTries = kStackedTries;
     for (std::size_t i = 0; i < kItemCount; ++i) {
         answers[i].size = entries[i].iSize;
         answers[i].type = entries[i].iType;
@@ -206,7 +218,7 @@ void FrameInfoReader::ReadSingly(BUFFER_HANDLE buffer, FrameInfo *info)
     }
 }
 
-/// Of several parts, the first flat image is the frame; the others are depth, confidence or planes of it.
+/// Of several parts, the one that stands best for the frame, and the first of those, is the frame.
 void FrameInfoReader::ReadImagePart(BUFFER_HANDLE buffer, const void *memory, FrameInfo *info)
 {
     constexpr std::uint32_t kMostParts = 64;
@@ -221,20 +233,26 @@ void FrameInfoReader::ReadImagePart(BUFFER_HANDLE buffer, const void *memory, Fr
             },
             value);
     };
-    for (std::uint32_t part = 0; part < std::min(parts, kMostParts); ++part) {
-        std::uint64_t value = 0;
-        if (!query(part, BUFFER_PART_INFO_DATA_TYPE, &value) || value != PART_DATATYPE_2D_IMAGE)
-            continue;
-        for (const PartCommand &row : kPartItems) {
-            if (query(part, row.command, &value))
-                info->Set(row.item, value);
+    std::uint64_t value = 0;
+    std::uint32_t best = 0;
+    int rankOfBest = 0;
+    for (std::uint32_t part = 0; part < std::min(parts, kMostParts) && rankOfBest != 1; ++part) {
+        const int rank = query(part, BUFFER_PART_INFO_DATA_TYPE, &value) ? RankOfPart(value) : 0;
+        if (rank != 0 && (rankOfBest == 0 || rank < rankOfBest)) {
+            best = part;
+            rankOfBest = rank;
         }
-        const auto start = reinterpret_cast<std::uintptr_t>(memory);
-        if (query(part, BUFFER_PART_INFO_BASE, &value) && value >= start)
-            info->Set(FrameItem::ImageOffset, value - start);
-        return;
     }
-    info->Set(FrameItem::ImagePresent, 0);
+    info->Set(FrameItem::ImagePresent, rankOfBest != 0 ? 1 : 0);
+    if (rankOfBest == 0)
+        return;
+    for (const PartCommand &row : kPartItems) {
+        if (query(best, row.command, &value))
+            info->Set(row.item, value);
+    }
+    const auto start = reinterpret_cast<std::uintptr_t>(memory);
+    if (query(best, BUFFER_PART_INFO_BASE, &value) && value >= start)
+        info->Set(FrameItem::ImageOffset, value - start);
 }
 
 FrameView ViewOf(const FrameInfo &info, const ConfiguredFormat &configured, void *memory, std::size_t memoryBytes)

@@ -72,7 +72,8 @@ private:
 
     const gentl::Functions &m_calls;
     const DS_HANDLE m_stream;
-    bool m_stackedWorks;
+    static constexpr int kStackedTries = 3;
+    int m_stackedTries; ///< left before the stacked call is given up: a success brings all of them back
 };
 
 /// A frame as it may safely be looked at.

@@ -121,9 +121,10 @@ int StreamImp::AnnounceBuffer(std::unique_ptr<BufferImp> buffer)
 int StreamImp::ReleaseBufferQueue()
 {
     if (m_running) {
+        const bool isLastTry = m_stopFailed;
         const int status = StopAcquisition(ACQ_STOP_FLAGS_KILL);
         if (status != ORV_CAM_OK)
-            return status;
+            return isLastTry ? OpenAnew() : status;
     }
     bool isStuck = false;
     {
@@ -132,7 +133,7 @@ int StreamImp::ReleaseBufferQueue()
         RevokeAll();
         isStuck = !m_stuck.empty();
     }
-    return isStuck || m_stream == nullptr ? OpenAnew() : ORV_CAM_OK;
+    return isStuck || m_newBuffer == nullptr ? OpenAnew() : ORV_CAM_OK;
 }
 
 void StreamImp::RevokeAll()
@@ -141,12 +142,9 @@ void StreamImp::RevokeAll()
     if (m_buffers.empty() && m_stuck.empty())
         return;
     m_calls.DSFlushQueue(m_stream, ACQ_QUEUE_ALL_DISCARD);
-    m_calls.EventFlush(m_newBuffer); // what it tells of would be taken for the buffers to come
-    m_byHandle.clear();
-    m_byBuffer.clear();
-    m_ofNobody = 0;
-    std::move(m_buffers.begin(), m_buffers.end(), std::back_inserter(m_stuck));
-    m_buffers.clear();
+    if (m_newBuffer != nullptr)
+        m_calls.EventFlush(m_newBuffer); // what it tells of would be taken for the buffers to come
+    ForgetBuffers();
     // One that stays with the producer may still be written to, so its memory stays as well.
     const auto isFree = [this](const std::unique_ptr<BufferImp> &buffer) {
         const GC_ERROR result = m_calls.DSRevokeBuffer(m_stream, buffer->handle, nullptr, nullptr);
@@ -157,7 +155,28 @@ void StreamImp::RevokeAll()
     m_stuck.erase(std::remove_if(m_stuck.begin(), m_stuck.end(), isFree), m_stuck.end());
 }
 
-/// A stream that is closed holds no buffers.
+/// Nobody is lent them any more; they stay until the producer has given them back.
+void StreamImp::ForgetBuffers()
+{
+    m_byHandle.clear();
+    m_byBuffer.clear();
+    m_ofNobody = 0;
+    std::move(m_buffers.begin(), m_buffers.end(), std::back_inserter(m_stuck));
+    m_buffers.clear();
+}
+
+/// The stream would not close, so the producer may write into them to the end of the process.
+void StreamImp::LeaveStuckBuffers()
+{
+    static Mutex mutex;
+    static auto *left = new Buffers;
+    MutexLock lock(m_mutex);
+    MutexLock lockOfAll(mutex);
+    std::move(m_stuck.begin(), m_stuck.end(), std::back_inserter(*left));
+    m_stuck.clear();
+}
+
+/// A stream that is closed holds no buffers, and does not run.
 int StreamImp::OpenAnew()
 {
     if (m_lost)
@@ -166,7 +185,15 @@ int StreamImp::OpenAnew()
     SendWaitersHome();
     std::string error = "the stream cannot be closed";
     int status = ORV_CAM_ERR_PRODUCER;
+    {
+        MutexLock read(m_readMutex);
+        MutexLock lock(m_mutex);
+        ForgetBuffers();
+    }
     if (CloseStream()) {
+        if (m_running.exchange(false))
+            m_origin.gate.EndStream();
+        m_stopFailed = false;
         {
             MutexLock lock(m_mutex);
             m_stuck.clear();
@@ -175,7 +202,7 @@ int StreamImp::OpenAnew()
     }
     m_closing = false;
     LogWarning("The stream of " + m_origin.camera +
-               (status == ORV_CAM_OK ? " was opened anew: it would not give its buffers back."
+               (status == ORV_CAM_OK ? " was opened anew: it would not stop, or not give its buffers back."
                                      : " cannot be opened anew: " + error));
     return status;
 }

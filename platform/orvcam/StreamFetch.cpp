@@ -67,12 +67,15 @@ int StreamImp::WaitForBuffer(std::uint64_t timeoutMs, BufferImp **buffer)
             return ORV_CAM_ERR_INVALID_STATE;
         if (m_ofNobody > 0)
             QueueThoseOfNobody();
+        const EVENT_HANDLE newBuffer = m_newBuffer;
+        if (newBuffer == nullptr) // the stream could not be opened again
+            return ORV_CAM_ERR_INVALID_STATE;
         const std::uint64_t left = forever ? kWaitPieceMs : timeoutMs - std::min(timeoutMs, MillisecondsSince(start));
         const std::uint64_t wait = std::min(left, kWaitPieceMs);
         const Clock::time_point turn = Clock::now();
         EVENT_NEW_BUFFER_DATA data = {};
         std::size_t size = sizeof data;
-        const GC_ERROR result = m_calls.EventGetData(m_newBuffer, &data, &size, wait);
+        const GC_ERROR result = m_calls.EventGetData(newBuffer, &data, &size, wait);
         if (result == GC_ERR_SUCCESS) {
             *buffer = TakeFilled(data.BufferHandle);
             if (*buffer != nullptr)
@@ -186,13 +189,38 @@ void StreamImp::QueueThoseOfNobody()
 /// so, which the flush of everything into the input would not keep to.
 void StreamImp::ForgetTheRunBefore()
 {
+    using Place = BufferImp::Place;
     MutexLock lock(m_mutex);
-    m_calls.DSFlushQueue(m_stream, ACQ_QUEUE_OUTPUT_DISCARD);
-    m_calls.EventFlush(m_newBuffer);
-    for (const std::unique_ptr<BufferImp> &buffer : m_buffers) {
-        if (buffer->place != BufferImp::Place::User)
-            Queue(buffer.get());
+    const bool isAnyLent =
+        std::any_of(m_buffers.begin(), m_buffers.end(), [](const auto &each) { return each->place == Place::User; });
+    if (!isAnyLent && m_calls.DSFlushQueue(m_stream, ACQ_QUEUE_ALL_TO_INPUT) == GC_ERR_SUCCESS) {
+        for (const std::unique_ptr<BufferImp> &buffer : m_buffers)
+            buffer->place = Place::Producer;
+        m_ofNobody = 0;
+    } else {
+        m_calls.DSFlushQueue(m_stream, ACQ_QUEUE_OUTPUT_DISCARD);
+        for (const std::unique_ptr<BufferImp> &buffer : m_buffers) {
+            if (buffer->place == Place::User)
+                continue;
+            if (!IsQueued(*buffer)) { // not twice: what a producer makes of that is its own affair
+                Queue(buffer.get());
+                continue;
+            }
+            m_ofNobody -= buffer->place == Place::Nobody ? 1 : 0;
+            buffer->place = Place::Producer;
+        }
     }
+    m_calls.EventFlush(m_newBuffer);
+}
+
+/// Of a producer that does not tell: false.
+bool StreamImp::IsQueued(const BufferImp &buffer) const
+{
+    std::uint64_t isQueued = 0;
+    const auto query = [&](INFO_DATATYPE *type, void *bytes, std::size_t *size) {
+        return m_calls.DSGetBufferInfo(m_stream, buffer.handle, BUFFER_INFO_IS_QUEUED, type, bytes, size);
+    };
+    return QueryNumber(query, &isQueued) && isQueued != 0;
 }
 
 } // namespace orv::cam

@@ -33,7 +33,8 @@ StreamImp::~StreamImp()
         MutexLock lock(m_mutex);
         RevokeAll();
     }
-    CloseStream();
+    if (!CloseStream())
+        LeaveStuckBuffers();
 }
 
 int StreamImp::OpenStream(std::string *error)
@@ -70,6 +71,7 @@ int StreamImp::OpenStream(std::string *error)
     return ORV_CAM_OK;
 }
 
+/// Where that fails the handle stays, so that it can be tried again, but no frame is told of any more.
 bool StreamImp::CloseStream()
 {
     const DS_HANDLE stream = m_stream.exchange(nullptr);
@@ -78,7 +80,11 @@ bool StreamImp::CloseStream()
         return true;
     m_calls.GCUnregisterEvent(stream, EVENT_NEW_BUFFER);
     const GC_ERROR result = m_calls.DSClose(stream);
-    return result == GC_ERR_SUCCESS || result == GC_ERR_INVALID_HANDLE;
+    if (result == GC_ERR_SUCCESS || result == GC_ERR_INVALID_HANDLE)
+        return true;
+    Log("DSClose", result);
+    m_stream = stream; // it is still there, with its buffers
+    return false;
 }
 
 int StreamImp::Log(const char *call, GC_ERROR error) const

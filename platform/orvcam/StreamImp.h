@@ -97,11 +97,13 @@ private:
 
     int OpenStream(std::string *error) EXCLUDES(m_readMutex);
     bool CloseStream();
+    void LeaveStuckBuffers() EXCLUDES(m_mutex);
     std::uint64_t StreamInfo(STREAM_INFO_CMD command, std::uint64_t otherwise) const;
     int FindPayloadSize(std::size_t *bytes) const;
     int AllocateBuffers(unsigned int count, std::size_t bytes, Buffers *buffers) const;
     int AnnounceBuffer(std::unique_ptr<BufferImp> buffer) REQUIRES(m_mutex);
     void RevokeAll() REQUIRES(m_mutex, m_readMutex);
+    void ForgetBuffers() REQUIRES(m_mutex, m_readMutex);
     int OpenAnew() EXCLUDES(m_mutex);
     void SendWaitersHome() EXCLUDES(m_pauseMutex);
     void ReadConfiguredFormat() EXCLUDES(m_readMutex);
@@ -111,14 +113,15 @@ private:
     int WaitForBuffer(std::uint64_t timeoutMs, BufferImp **buffer) EXCLUDES(m_mutex);
     BufferImp *TakeFilled(BUFFER_HANDLE handle) EXCLUDES(m_mutex, m_readMutex);
     GC_ERROR Queue(BufferImp *buffer) REQUIRES(m_mutex);
+    bool IsQueued(const BufferImp &buffer) const;
     void QueueThoseOfNobody() EXCLUDES(m_mutex);
     void Pause(std::uint64_t milliseconds) EXCLUDES(m_pauseMutex);
 
     const StreamOrigin m_origin;
     const gentl::Functions &m_calls;
     const LossFlag &m_lost;
-    std::atomic<DS_HANDLE> m_stream{nullptr}; ///< null when it could not be opened again
-    std::atomic<EVENT_HANDLE> m_newBuffer{nullptr};
+    std::atomic<DS_HANDLE> m_stream{nullptr}; ///< null when it could not be opened again: then no buffer is announced
+    std::atomic<EVENT_HANDLE> m_newBuffer{nullptr}; ///< null without a stream that is of use
     std::atomic<bool> m_running{false};
     bool m_stopFailed = false;    ///< it runs although it was to stop
     bool m_startedBefore = false; ///< since the buffers were allocated

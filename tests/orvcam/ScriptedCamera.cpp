@@ -78,6 +78,8 @@ Producer &P()
         made->script.lose = Lose;
         made->script.reset = Reset;
         made->script.fire = Fire;
+        made->script.scribble = Scribble;
+        made->script.closeStream = CloseStream;
         std::memcpy(&made->memory[kXmlAddress], kXml, sizeof kXml - 1);
         std::memcpy(&made->interfaceMemory[kXmlAddress], kInterfaceXml, sizeof kInterfaceXml - 1);
         return made;
@@ -95,7 +97,9 @@ void Reset()
     Lock lock(P().mutex);
     Script &s = P().script;
     s.initResult = s.openResult = s.portResult = s.startResult = s.eventResult = GC_ERR_SUCCESS;
-    s.stopResult = s.revokeResult = GC_ERR_SUCCESS;
+    s.stopResult = s.revokeResult = s.closeResult = GC_ERR_SUCCESS;
+    s.twiceResult = GC_ERR_RESOURCE_IN_USE;
+    s.parts = 0;
     s.queueFailures = s.waitsAtOnce = s.polls = s.holdRegistration = s.registering = 0;
     s.accessStatus = DEVICE_ACCESS_STATUS_READWRITE;
     s.lostEventResult = GC_ERR_SUCCESS;
@@ -163,6 +167,29 @@ int Deliver()
     const EVENT_NEW_BUFFER_DATA data = {handle, buffer.user};
     Push(kDs, EVENT_NEW_BUFFER, &data, sizeof data);
     return 1;
+}
+
+void CloseStreamLocked()
+{
+    P().streamOpen = false;
+    P().script.announced = 0;
+    P().script.running = 0;
+    P().buffers.clear();
+    P().input.clear();
+    --P().script.streamsOpen;
+}
+
+void CloseStream()
+{
+    Lock lock(P().mutex);
+    CloseStreamLocked();
+}
+
+void Scribble()
+{
+    Lock lock(P().mutex);
+    for (auto &buffer : P().buffers)
+        std::memset(buffer.second.memory, 0x5A, buffer.second.size);
 }
 
 GC_ERROR Access(std::uint64_t address, std::size_t size)

@@ -63,6 +63,7 @@ std::size_t XmlBytes(bool ofInterface);
 // With the lock held:
 void Push(EVENTSRC_HANDLE module, EVENT_TYPE type, const void *data, std::size_t bytes);
 void LoseLocked();
+void CloseStreamLocked();
 /// Counts the access. \return what it comes to.
 GC_ERROR Access(std::uint64_t address, std::size_t size);
 GC_ERROR ReadInterface(std::uint64_t address, void *buffer, std::size_t size);
@@ -73,6 +74,8 @@ void Reset();
 void Lose();
 void Fire(EVENT_TYPE type, const void *data, std::size_t bytes);
 int Deliver();
+void Scribble();
+void CloseStream();
 
 GC_ERROR Text(const std::string &text, INFO_DATATYPE *type, void *buffer, std::size_t *size);
 /// A number in the standard's type, or in others when the script wants it.

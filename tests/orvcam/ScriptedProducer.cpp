@@ -390,12 +390,9 @@ GC_ERROR DSGetBufferID(DS_HANDLE, uint32_t, BUFFER_HANDLE *)
 GC_ERROR DSClose(DS_HANDLE)
 {
     Lock lock(P().mutex);
-    P().streamOpen = false;
-    P().script.announced = 0;
-    P().script.running = 0;
-    P().buffers.clear();
-    P().input.clear();
-    --P().script.streamsOpen;
+    if (P().script.closeResult != GC_ERR_SUCCESS)
+        return P().script.closeResult;
+    CloseStreamLocked();
     return GC_ERR_SUCCESS;
 }
 GC_ERROR DSRevokeBuffer(DS_HANDLE, BUFFER_HANDLE handle, void **, void **)
@@ -415,7 +412,7 @@ GC_ERROR DSQueueBuffer(DS_HANDLE, BUFFER_HANDLE handle)
     if (buffer == P().buffers.end())
         return GC_ERR_INVALID_HANDLE;
     if (buffer->second.queued)
-        return GC_ERR_RESOURCE_IN_USE;
+        return P().script.twiceResult;
     if (P().script.queueFailures > 0 && P().script.queueFailures-- > 0)
         return GC_ERR_BUSY;
     buffer->second.queued = true;
@@ -432,11 +429,13 @@ GC_ERROR DSGetBufferInfo(DS_HANDLE, BUFFER_HANDLE handle, BUFFER_INFO_CMD comman
         return GC_ERR_INVALID_HANDLE;
     if (command == BUFFER_INFO_FRAMEID)
         return Number<std::uint64_t>(described->second.frame, INFO_DATATYPE_UINT64, type, buffer, size);
+    if (command == BUFFER_INFO_IS_QUEUED && s.twiceResult != GC_ERR_RESOURCE_IN_USE)
+        return Number<bool8_t>(described->second.queued, INFO_DATATYPE_BOOL8, type, buffer, size);
     if (s.fewInfos != 0)
         return GC_ERR_NOT_IMPLEMENTED;
     switch (command) {
     case BUFFER_INFO_PAYLOADTYPE:
-        return Size(PAYLOAD_TYPE_IMAGE, type, buffer, size);
+        return Size(s.parts != 0 ? PAYLOAD_TYPE_MULTI_PART : PAYLOAD_TYPE_IMAGE, type, buffer, size);
     case BUFFER_INFO_TIMESTAMP:
         return Number<std::uint64_t>(1000 * described->second.frame, INFO_DATATYPE_UINT64, type, buffer, size);
     case BUFFER_INFO_WIDTH:
@@ -471,6 +470,33 @@ GC_ERROR GCGetPortURLInfo(PORT_HANDLE port, uint32_t, URL_INFO_CMD command, INFO
 {
     *type = INFO_DATATYPE_STRING;
     return command == URL_INFO_URL ? GCGetPortURL(port, static_cast<char *>(buffer), size) : GC_ERR_NOT_IMPLEMENTED;
+}
+GC_ERROR DSGetNumBufferParts(DS_HANDLE, BUFFER_HANDLE, uint32_t *count)
+{
+    *count = P().script.parts;
+    return GC_ERR_SUCCESS;
+}
+GC_ERROR DSGetBufferPartInfo(DS_HANDLE, BUFFER_HANDLE handle, uint32_t part, BUFFER_PART_INFO_CMD command,
+                             INFO_DATATYPE *type, void *buffer, size_t *size)
+{
+    Lock lock(P().mutex);
+    const auto described = P().buffers.find(handle);
+    if (described == P().buffers.end() || part >= P().script.parts)
+        return GC_ERR_INVALID_PARAMETER;
+    switch (command) {
+    case BUFFER_PART_INFO_DATA_TYPE:
+        return Size(P().script.partTypes[part], type, buffer, size);
+    case BUFFER_PART_INFO_BASE:
+        return Number<void *>(described->second.memory + 4 * part, INFO_DATATYPE_PTR, type, buffer, size);
+    case BUFFER_PART_INFO_WIDTH:
+        return Size(4, type, buffer, size);
+    case BUFFER_PART_INFO_HEIGHT:
+        return Size(part + 1, type, buffer, size);
+    case BUFFER_PART_INFO_DATA_FORMAT:
+        return Number<std::uint64_t>(P().script.pixelFormat, INFO_DATATYPE_UINT64, type, buffer, size);
+    default:
+        return GC_ERR_NOT_AVAILABLE;
+    }
 }
 GC_ERROR DSGetBufferInfoStacked(DS_HANDLE stream, BUFFER_HANDLE buffer, DS_BUFFER_INFO_STACKED *entries, size_t count)
 {

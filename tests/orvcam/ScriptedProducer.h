@@ -19,6 +19,8 @@ struct Script {
     std::atomic<GC_ERROR> startResult;
     std::atomic<GC_ERROR> stopResult;       ///< other than success: the acquisition runs on
     std::atomic<GC_ERROR> revokeResult;     ///< other than success: the buffer stays announced
+    std::atomic<GC_ERROR> closeResult;      ///< of DSClose; other than success: the stream stays open, with its buffers
+    std::atomic<GC_ERROR> twiceResult;      ///< of queueing a buffer that is queued
     std::atomic<int> queueFailures;         ///< so many buffers are refused as busy
     std::atomic<int> waitsAtOnce;           ///< 1: EventGetData times out without waiting
     std::atomic<int> holdRegistration;      ///< 1: GCRegisterEvent of event 1000 waits
@@ -40,6 +42,10 @@ struct Script {
     std::atomic<GC_ERROR> forceResult; ///< of the interface's command to force an address
     // Infos of the frames to come.
     std::atomic<std::uint64_t> width, height, pixelFormat, sizeFilled, dataSize, incomplete, xPadding, imageOffset;
+    /// The types of the parts of a frame; the buffer is a plain image without any. Part n is 4 pixels wide, n + 1 high,
+    /// and begins at 4 * n.
+    std::atomic<std::uint64_t> partTypes[4];
+    std::atomic<std::uint32_t> parts;
     // Seen.
     std::atomic<int> forces;
     std::atomic<std::uint32_t> forcedDevice, forcedAddress, forcedMask, forcedGateway;
@@ -50,6 +56,8 @@ struct Script {
     void (*lose)();                                      ///< the camera goes: accesses fail, and event 1004 is fired
     void (*reset)();                                     ///< all orders back to a good camera
     void (*fire)(EVENT_TYPE, const void *, std::size_t); ///< an event of the device module
+    void (*closeStream)();                               ///< that was left open
+    void (*scribble)();                                  ///< writes into all announced buffers
 };
 
 constexpr std::uint64_t kScriptedFigure = 7000;

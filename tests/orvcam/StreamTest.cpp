@@ -85,6 +85,38 @@ TEST_P(Stream, BuffersThatDoNotFitTheFrame)
     EXPECT_EQ(orv::kMono8, buffer->GetImage()->pixelType);
 }
 
+TEST_P(Stream, OfSeveralPartsTheBestIsThePicture)
+{
+    const struct {
+        std::vector<int> types;
+        std::uint32_t height; ///< of the part: its number + 1; 0: there is no picture
+    } kRows[] = {
+        {{PART_DATATYPE_2D_IMAGE}, 1},
+        {{PART_DATATYPE_CONFIDENCE_MAP, PART_DATATYPE_3D_IMAGE, PART_DATATYPE_2D_IMAGE, PART_DATATYPE_2D_IMAGE}, 3},
+        {{PART_DATATYPE_CONFIDENCE_MAP, PART_DATATYPE_3D_IMAGE}, 2},
+        {{PART_DATATYPE_2D_PLANE_BIPLANAR, PART_DATATYPE_2D_PLANE_BIPLANAR}, 1},
+        {{PART_DATATYPE_CUSTOM_ID, PART_DATATYPE_3D_PLANE_QUADPLANAR}, 2},
+        {{PART_DATATYPE_JPEG, PART_DATATYPE_CONFIDENCE_MAP}, 2},
+        {{PART_DATATYPE_JPEG}, 0},
+    };
+    const bool tellsParts = m_producer != "ScriptedFirst.cti"; // else the frame is as the camera is set
+    Start(1);
+    for (const auto &row : kRows) {
+        SCOPED_TRACE(testing::PrintToString(row.types));
+        std::copy(row.types.begin(), row.types.end(), script->partTypes);
+        script->parts = static_cast<std::uint32_t>(row.types.size());
+        OrvCam::Buffer *buffer = Next();
+        ASSERT_NE(nullptr, buffer);
+        EXPECT_FALSE(buffer->IsIncomplete());
+        const _OrvImage *image = buffer->GetImage();
+        EXPECT_EQ(!tellsParts ? 8 : row.height != 0 ? 4 : 0, image->width);
+        EXPECT_EQ(tellsParts ? row.height : 4, image->height);
+        const std::size_t offset = tellsParts && row.height > 0 ? 4 * (row.height - 1) : 0;
+        EXPECT_EQ(offset, reinterpret_cast<std::uintptr_t>(image->data) % 4096);
+        EXPECT_EQ(ORV_CAM_OK, stream->QueueBuffer(buffer));
+    }
+}
+
 TEST_P(Stream, WaitsEndWhenTheyShould)
 {
     int status = 0;
@@ -297,6 +329,14 @@ TEST_P(Stream, AStartForgetsTheRunBefore)
     EXPECT_EQ(0, script->deliver()) << "two of three: one is still lent";
     EXPECT_EQ(ORV_CAM_OK, stream->QueueBuffer(lent));
     EXPECT_EQ(1, script->deliver());
+    // A producer that does not take a buffer twice in its own words: none is queued twice, so each is still known.
+    script->twiceResult = GC_ERR_INVALID_BUFFER;
+    EXPECT_EQ(ORV_CAM_OK, stream->StopAcquisition(1));
+    EXPECT_EQ(ORV_CAM_OK, stream->StartAcquisition(OrvCam::kInfinite, 0));
+    EXPECT_EQ(ORV_CAM_OK, stream->StopAcquisition(1));
+    EXPECT_EQ(ORV_CAM_OK, stream->StartAcquisition(OrvCam::kInfinite, 0));
+    for (int i = 0; i < 3; ++i)
+        EXPECT_NE(nullptr, Next());
 }
 
 /// The producer refuses a call that usually cannot fail: nothing is lost for good, and the next try makes it good.
@@ -311,7 +351,6 @@ TEST_P(Stream, RefusalsOfTheProducerCanBeRepaired)
     EXPECT_EQ(1, script->deliver()) << "all three are in use";
 
     script->stopResult = GC_ERR_BUSY;
-    EXPECT_EQ(ORV_CAM_ERR_BUSY, stream->StopAcquisition(1));
     EXPECT_EQ(ORV_CAM_ERR_BUSY, stream->ReleaseBufferQueue()) << "the producer is still filling them";
     EXPECT_EQ(3, script->announced);
     script->stopResult = GC_ERR_SUCCESS;
@@ -327,6 +366,37 @@ TEST_P(Stream, RefusalsOfTheProducerCanBeRepaired)
     EXPECT_EQ(ORV_CAM_OK, stream->StartAcquisition(OrvCam::kInfinite, 0));
     EXPECT_NE(nullptr, Next()) << "through the stream that was opened anew";
     script->revokeResult = GC_ERR_SUCCESS;
+
+    script->stopResult = GC_ERR_BUSY;
+    EXPECT_EQ(ORV_CAM_ERR_BUSY, stream->StopAcquisition(1));
+    EXPECT_EQ(ORV_CAM_OK, stream->ReleaseBufferQueue()) << "closing ends what would not stop";
+    Start();
+    EXPECT_NE(nullptr, Next());
+    script->stopResult = GC_ERR_SUCCESS;
+    EXPECT_EQ(ORV_CAM_OK, stream->StopAcquisition(1));
+}
+
+/// What the producer does not give back it may write to, so the memory stays for as long.
+TEST_P(Stream, BuffersOutliveAStreamThatWouldNotClose)
+{
+    Start();
+    ASSERT_EQ(ORV_CAM_OK, stream->StopAcquisition(1));
+    script->revokeResult = script->closeResult = GC_ERR_BUSY;
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(ORV_CAM_ERR_PRODUCER, stream->ReleaseBufferQueue());
+        script->scribble();
+        int status = 0;
+        EXPECT_EQ(nullptr, stream->GetBuffer(10, &status));
+        EXPECT_EQ(ORV_CAM_ERR_INVALID_STATE, status);
+    }
+    script->closeResult = GC_ERR_SUCCESS;
+    Start();
+    EXPECT_EQ(3, script->announced) << "closed at last, and opened anew";
+    script->closeResult = GC_ERR_BUSY;
+    Release();
+    script->scribble();
+    script->closeResult = GC_ERR_SUCCESS;
+    script->closeStream(); // TearDown finds nothing left behind
 }
 
 TEST_P(Stream, ReleaseInTheMiddleOfEverything)
