@@ -59,8 +59,8 @@ void Observation::Note(OrvCam::Buffer &buffer)
         ++m_seen.incompleteFrames;
         return;
     }
-    ++m_seen.completeFrames;
-    m_seen.longestPauseSeconds = std::max(m_seen.longestPauseSeconds, Seconds(m_lastFrame - m_lastComplete));
+    if (++m_seen.completeFrames > 1) // the wait for the first is none between frames
+        m_seen.longestPauseSeconds = std::max(m_seen.longestPauseSeconds, Seconds(m_lastFrame - m_lastComplete));
     m_lastComplete = m_lastFrame;
     m_pauseIsStale = true;
     NotePicture(*buffer.GetImage(), m_lastFrame);

@@ -50,7 +50,7 @@ struct Facts {
     bool isStreaming = false; ///< an acquisition was started
     double streamingSeconds = 0;
     double secondsSinceFrame = 0;     ///< since the last frame, complete or not, or since the start
-    double longestPauseSeconds = 0;   ///< that there has been before or between complete frames
+    double longestPauseSeconds = 0;   ///< that there has been between complete frames
     std::uint64_t completeFrames = 0; ///< since the start, as the next
     std::uint64_t incompleteFrames = 0;
 
@@ -77,6 +77,7 @@ struct Facts {
     double gain = 0;        ///< in the camera's unit, mostly dB
     double frameRateHz = 0; ///< that the settings lead to, 0 when not known
     std::uint64_t payloadSize = 0;
+    std::uint64_t packetSize = 0; ///< that it is set to, 0 when not known; what the stream tells is surer
 
     // The pictures' levels, as shares of their pixels: the least that was seen in the time looked at.
     bool hasPicture = false;

@@ -145,13 +145,14 @@ std::vector<StartTrigger> SwitchedOnTriggers(OrvCam::FeatureArray &features, int
     for (const std::string &entry : entries) {
         if (IsSilence(*err))
             break;
-        *err = WithSelector(features, entry, [&] {
+        const int step = WithSelector(features, entry, [&] {
             int status = ORV_CAM_OK;
             if (const auto trigger = PresentTrigger(features, entry, &status))
                 found.push_back(*trigger);
             return status;
         });
-        onStep(*err);
+        *err = *err == ORV_CAM_OK || IsSilence(step) ? step : *err;
+        onStep(step);
     }
     return found;
 }
@@ -177,8 +178,7 @@ void GatherCamera(OrvCam::Device &device, Facts &facts, TriggerSearch search, co
     facts.gain = gain.value_or(0);
     facts.frameRateHz = FrameRate(settings);
     facts.payloadSize = ToCount<std::uint64_t>(settings.Number({"PayloadSize"}));
-    if (facts.stream.packetSize == 0)
-        facts.stream.packetSize = ToCount<std::uint64_t>(settings.Number({"GevSCPSPacketSize"}));
+    facts.packetSize = ToCount<std::uint64_t>(settings.Number({"GevSCPSPacketSize"}));
     facts.isSilent = settings.IsSilent();
 }
 

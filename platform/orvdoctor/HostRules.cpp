@@ -62,12 +62,20 @@ std::string FilterText(int filter)
 }
 
 /// Where the way back leads through another interface, a strict filter throws even questions for this computer's
-/// address (ARP) away, so that nothing is sent to it; the kernel does not count those.
-bool MayFilterQuestions(const Facts &facts)
+/// address (ARP) away, so that nothing is sent to it; the kernel does not count those. But it counts what came in:
+/// where nothing did, nobody asked. \return what came in at the filtering one of two interfaces in one subnet; null
+/// otherwise.
+const HostCounts::Arrived *MaybeFilteredQuestions(const Facts &facts)
 {
     const Twins twins = FindTwins(facts);
-    return facts.isMissing && twins.other &&
-           (twins.other->reversePathFilter == kStrict || twins.cameras->reversePathFilter == kStrict);
+    if (!facts.isMissing || !twins.other)
+        return nullptr;
+    for (const HostInterfaceFacts *interface : {twins.other, twins.cameras}) {
+        const HostCounts::Arrived *const arrived = ArrivedAt(facts, interface->name);
+        if (interface->reversePathFilter == kStrict && arrived && arrived->packets > 0)
+            return arrived;
+    }
+    return nullptr;
 }
 
 Finding FindFilterInSearch(const Facts &facts)
@@ -86,11 +94,11 @@ Finding FindFilterInSearch(const Facts &facts)
                             " away, as it does with the answers of a camera that it would not send to by the same "
                             "interface. It is switched on for " +
                             names + ".";
-    else
+    else if (const HostCounts::Arrived *const arrived = MaybeFilteredQuestions(facts))
         diagnosis.finding = "Two interfaces of this computer are in one subnet, and the kernel's reverse-path filter "
-                            "throws away what a camera sends to the one that it would not be answered by. It is "
-                            "switched on for " +
-                            names + ".";
+                            "throws away what a camera sends to the one that it would not be answered by; " +
+                            ArrivedText(*arrived) + " came in through " + Printable(arrived->name) +
+                            " during the search. The filter is switched on for " + names + ".";
     const bool hasDefault = std::any_of(facts.interfaces.begin(), facts.interfaces.end(),
                                         [](const HostInterfaceFacts &one) { return one.hasDefaultRoute; });
     LoosenFilters(interfaces, hasDefault || FindTwins(facts).other, facts, diagnosis);
@@ -131,7 +139,7 @@ void SetSysctl(Diagnosis &diagnosis, const std::vector<std::string> &settings)
 
 Finding FindReversePathFilter(const Facts &facts)
 {
-    if (facts.host.filtered == 0 && !MayFilterQuestions(facts))
+    if (facts.host.filtered == 0 && !MaybeFilteredQuestions(facts))
         return {};
     if (facts.isMissing)
         return FindFilterInSearch(facts);

@@ -137,12 +137,13 @@ Finding FindLargePackets(const Facts &facts)
     const OrvCam::StreamStatistics &stream = facts.stream;
     const HostInterfaceFacts *const interface = InterfaceOf(facts.camera, facts.interfaces);
     const std::uint64_t mtu = interface && interface->mtu > 0 ? static_cast<std::uint64_t>(interface->mtu) : 0;
-    const bool isAboveMtu = mtu != 0 && stream.packetSize > mtu;
+    const std::uint64_t packetSize = PacketSize(facts);
+    const bool isAboveMtu = mtu != 0 && packetSize > mtu;
     const bool isHarmful = LacksPackets(facts) || IsNoticeable(stream.incomplete, stream.delivered);
     if (facts.isSilent || (!LosesAllLongPackets(facts) && !(isAboveMtu && isHarmful)))
         return {};
     Diagnosis diagnosis{};
-    const std::string size = std::to_string(stream.packetSize);
+    const std::string size = std::to_string(packetSize);
     diagnosis.cure = Cure::ReducePacketSize;
     if (isAboveMtu) {
         diagnosis.finding = "The camera sends packets of " + size + " bytes, but " + Printable(interface->name) +
@@ -152,7 +153,7 @@ Finding FindLargePackets(const Facts &facts)
     } else {
         diagnosis.finding = "The camera sends packets of " + size +
                             " bytes, and not one of the long ones arrives: something on the way carries less.";
-        diagnosis.value = static_cast<double>(stream.packetSize > kEthernetMtu ? kEthernetMtu : kSmallestMtu);
+        diagnosis.value = static_cast<double>(packetSize > kEthernetMtu ? kEthernetMtu : kSmallestMtu);
     }
     diagnosis.remedy = "Set GevSCPSPacketSize to " + NumberText(diagnosis.value) +
                        (isAboveMtu ? ", or let interface (for good in the network settings) and switches carry more."
@@ -194,13 +195,12 @@ Finding FindNoBuffers(const Facts &facts)
 Finding FindLostPackets(const Facts &facts)
 {
     const OrvCam::StreamStatistics &stream = facts.stream;
-    const bool isExplained =
-        LosesAllLongPackets(facts) || FindLargePackets(facts) || (HasSmallBuffer(stream) && DropsExplainLoss(stream));
+    const bool isExplained = FindLargePackets(facts) || (HasSmallBuffer(stream) && DropsExplainLoss(stream));
     if (!facts.isStreaming || facts.isSilent || isExplained || !IsNoticeable(stream.incomplete, stream.delivered))
         return {};
     Diagnosis diagnosis{};
     diagnosis.finding = LossText(facts);
-    if (stream.kernelDrops > 0)
+    if (stream.kernelDrops > 0 && DropsExplainLoss(stream))
         diagnosis.remedy = "This computer itself dropped at least " + std::to_string(stream.kernelDrops) +
                            " of them, being too busy: close other programs, or lower the frame rate.";
     else if (stream.droppedByCamera > 0)

@@ -53,6 +53,11 @@ bool LacksPackets(const Facts &facts)
            !IsWithinPicturePeriod(facts) && !FindEndedAcquisition(facts);
 }
 
+std::uint64_t PacketSize(const Facts &facts)
+{
+    return facts.stream.packetSize != 0 ? facts.stream.packetSize : facts.packetSize;
+}
+
 bool HasOnlyIncompleteFrames(const Facts &facts)
 {
     return facts.isStreaming && facts.stream.incomplete > 0 && facts.stream.incomplete >= facts.stream.delivered;
@@ -83,9 +88,10 @@ bool LosesAllLongPackets(const Facts &facts)
 {
     constexpr std::uint64_t kShortPerFrame = 3; // leader, trailer and a short last one
     const OrvCam::StreamStatistics &stream = facts.stream;
-    if (!HasOnlyIncompleteFrames(facts) || stream.packetSize <= kPacketOverhead)
+    const std::uint64_t packetSize = PacketSize(facts);
+    if (!HasOnlyIncompleteFrames(facts) || packetSize <= kPacketOverhead)
         return false;
-    const std::uint64_t perFrame = facts.payloadSize / (stream.packetSize - kPacketOverhead);
+    const std::uint64_t perFrame = facts.payloadSize / (packetSize - kPacketOverhead);
     return perFrame > 2 * kShortPerFrame && stream.packets > 0 && stream.fullPackets == 0;
 }
 

@@ -15,6 +15,8 @@ double PicturePeriodSeconds(const Facts &facts);
 bool IsWithinPicturePeriod(const Facts &facts);
 /// No stream packet came where some should have come.
 bool LacksPackets(const Facts &facts);
+/// Of the stream's packets, as agreed or else as the camera is set; 0 when not known.
+std::uint64_t PacketSize(const Facts &facts);
 /// Frames come, and none of them complete.
 bool HasOnlyIncompleteFrames(const Facts &facts);
 /// What came in at an interface in the time that is judged; null when not known.

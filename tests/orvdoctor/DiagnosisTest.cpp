@@ -337,6 +337,22 @@ const Case kCases[] = {
          f.host.filtered = 3;
      },
      {Cause::ReversePathFilter, Cause::TwoInterfacesInOneSubnet}},
+    {"a strict filter beside which the kernel counts nothing, and something came in there",
+     Missing,
+     [](Facts &f) {
+         f.interfaces.push_back(Interface("eth1", "10.0.0.2"));
+         f.interfaces[1].reversePathFilter = 1;
+         f.host.arrived = {{"eth0", 4, 240}, {"eth1", 0, 0}};
+     },
+     {Cause::ReversePathFilter}},
+    {"nothing came in there",
+     Missing,
+     [](Facts &f) {
+         f.interfaces.push_back(Interface("eth1", "10.0.0.2"));
+         f.interfaces[1].reversePathFilter = 1;
+         f.host.arrived = {{"eth0", 0, 0}, {"eth1", 4, 240}};
+     },
+     {}},
     {"a filter that dropped nothing", Missing, [](Facts &f) { f.interfaces[1].reversePathFilter = 1; }, {}},
     {"no interface", Missing, [](Facts &f) { f.interfaces.resize(1); }, {Cause::NoInterface}},
     {"all are switched off",
@@ -572,6 +588,16 @@ const TextCase kTexts[] = {
      "sudo ip link set dev eth0 mtu 9000",
      Cure::ReducePacketSize,
      1500},
+    {"the camera's packet size where the stream does not tell",
+     Incomplete,
+     [](Facts &f) {
+         f.stream.packetSize = 0;
+         f.packetSize = 8000;
+     },
+     {"8000", "eth0", "1500"},
+     "sudo ip link set dev eth0 mtu 8000",
+     Cure::ReducePacketSize,
+     1500},
     {"packet and path",
      Incomplete,
      [](Facts &f) {
@@ -727,6 +753,13 @@ const TextCase kTexts[] = {
      Incomplete,
      [](Facts &) {},
      {"60 of 60 pictures", "in 10 s", "13200", "14000 packets were asked", "800"},
+     "",
+     Cure::None,
+     0},
+    {"lost packets, hardly any of them by this computer",
+     Incomplete,
+     [](Facts &f) { f.stream.kernelDrops = 1; },
+     {"Check cables"},
      "",
      Cure::None,
      0},

@@ -164,13 +164,10 @@ TEST_F(CameraGather, TheSettingsThatMatter)
     EXPECT_TRUE(facts.hasGain);
     EXPECT_EQ(facts.gain, 3);
     EXPECT_EQ(facts.payloadSize, 1310720U);
-    EXPECT_EQ(facts.stream.packetSize, 8000U);
+    EXPECT_EQ(facts.packetSize, 8000U);
     EXPECT_TRUE(facts.exposureIsAuto);
     features.AddFloat("ResultingFrameRate", 9, 100);
     EXPECT_EQ(Gather().frameRateHz, 9) << "what comes of the settings, not what was asked for";
-    facts.stream.packetSize = 1500;
-    orv::GatherCamera(device, facts);
-    EXPECT_EQ(facts.stream.packetSize, 1500U) << "the stream knows better";
 }
 
 TEST_F(CameraGather, TriggersOfEverySelectorAndTheSelectorStays)
