@@ -2,6 +2,8 @@
 #include "cli/Examination.h"
 #include "cli/Terminal.h"
 
+#include <algorithm>
+
 namespace orvcli {
 
 namespace {
@@ -48,6 +50,7 @@ void PrintAsJson(const Examination &examination)
         json.Null();
     else
         WriteCamera(json, examination.camera);
+    json.Member("problem", examination.outcome.problem);
     json.Member("frames", facts.completeFrames + facts.incompleteFrames).Member("seconds", facts.streamingSeconds);
     json.Key("causes").Open('[');
     for (const orv::Diagnosis &diagnosis : examination.diagnoses) {
@@ -72,16 +75,27 @@ Outcome Choose(const Cameras &cameras, const std::string &name, Cameras &chosen)
     return outcome;
 }
 
-/// Causes of any count above what could not be done.
+/// Of a camera that is not there, notes are no more than hints where to look.
+bool HasCause(const Examination &examination)
+{
+    const auto &all = examination.diagnoses;
+    return std::any_of(all.begin(), all.end(), [&](const orv::Diagnosis &diagnosis) {
+        return !examination.facts.isMissing || orv::IsFault(diagnosis.cause);
+    });
+}
+
+/// Causes of any count above what could not be done. What was told of one of several is not said again.
 Outcome Summary(const std::vector<Examination> &examinations)
 {
     Outcome summary;
     for (const Examination &examination : examinations) {
-        if (!examination.diagnoses.empty())
+        if (HasCause(examination))
             return {ExitCode::CausesFound, examination.facts.isMissing ? examination.outcome.problem : ""};
         if (summary.IsOk())
             summary = examination.outcome;
     }
+    if (examinations.size() > 1)
+        summary.problem.clear();
     return summary;
 }
 
@@ -105,18 +119,20 @@ Outcome RunDoctor(const Options &options)
         return found;
     std::vector<Examination> examinations;
     const auto add = [&](Examination examination) {
-        const bool isWorthALine = !examination.diagnoses.empty() || examination.outcome.IsOk();
-        if (options.isJson && isWorthALine)
+        if (options.isJson)
             PrintAsJson(examination);
-        else if (!options.isJson)
+        else
             Print(examination, chosen.size() > 1);
         examinations.push_back(std::move(examination));
     };
     if (!found.IsOk())
         add(ExamineAbsence(duringSearch, found));
-    for (const OrvCam::DeviceDescription &camera : chosen)
-        if (!IsInterrupted())
-            add(Examine(camera, cameras, seconds));
+    for (const OrvCam::DeviceDescription &camera : chosen) {
+        if (IsInterrupted())
+            return Fail("interrupted after " + std::to_string(examinations.size()) + " of " +
+                        std::to_string(chosen.size()) + " cameras");
+        add(Examine(camera, cameras, seconds));
+    }
     return Summary(examinations);
 }
 
