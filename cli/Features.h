@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cli/Json.h"
+#include "cli/Options.h"
 #include "cli/Outcome.h"
 #include "orvcam/OrvFeatures.h"
 
@@ -29,6 +30,9 @@ FeatureState ReadState(OrvCam::FeatureArray &features, const OrvCam::FeatureInfo
 /// Writes a value that is given as ReadValue gives it; numbers also as 0x..., booleans as 0 and 1, enumerations by
 /// number.
 Outcome WriteValue(OrvCam::FeatureArray &features, const OrvCam::FeatureInfo &info, const std::string &text);
+
+/// Does what the options tell to do with features, and prints nothing.
+Outcome WriteAll(OrvCam::FeatureArray &features, const Options &options);
 
 /// A value of its kind: numbers as numbers, what could not be read as null.
 void WriteJsonValue(Json &json, const OrvCam::FeatureInfo &info, const FeatureState &state);

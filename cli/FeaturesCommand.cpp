@@ -161,6 +161,23 @@ Outcome DoAll(FeatureArray &features, const Options &options)
     return outcome;
 }
 
+struct Owner {
+    std::string name; ///< to be shown
+    FeatureArray *features = nullptr;
+};
+
+/// The stream is opened for that, not started.
+Owner OwnerOf(const Options &options, OrvCam::Device &device)
+{
+    const OrvCam::DeviceDescription &camera = device.GetDescription();
+    if (options.ofInterface)
+        return {Printable(camera.interface.text), device.GetInterfaceParameters()};
+    if (!options.ofStream)
+        return {NameOf(camera), device.GetCameraParameters()};
+    OrvCam::Stream *const stream = device.GetStreamByIndex(0);
+    return {"the stream of " + NameOf(camera), stream != nullptr ? stream->GetParameters() : nullptr};
+}
+
 /// What a feature's failure is told with.
 Outcome Of(const std::string &owner, Outcome outcome)
 {
@@ -171,8 +188,20 @@ Outcome Of(const std::string &owner, Outcome outcome)
 
 } // namespace
 
+Outcome WriteAll(FeatureArray &features, const Options &options)
+{
+    for (const FeatureAction &action : options.actions) {
+        const Outcome outcome = Do(features, action, nullptr);
+        if (!outcome.IsOk())
+            return outcome;
+    }
+    return {};
+}
+
 Outcome RunFeatures(const Options &options)
 {
+    if (options.ofInterface && options.ofStream)
+        return Fail("--interface and --stream exclude each other", ExitCode::Usage);
     const bool changes = std::any_of(options.actions.begin(), options.actions.end(),
                                      [](const auto &action) { return action.kind != FeatureAction::Kind::Get; });
     OrvCam::DeviceDescription camera;
@@ -181,16 +210,15 @@ Outcome RunFeatures(const Options &options)
         options.Word(0), changes ? OrvCam::ORV_ACCESS_CONTROL : OrvCam::ORV_ACCESS_READ_ONLY, camera, device);
     if (!outcome.IsOk())
         return outcome;
-    FeatureArray *features = options.ofInterface ? device->GetInterfaceParameters() : device->GetCameraParameters();
-    const std::string owner = options.ofInterface ? Printable(camera.interface.text) : NameOf(camera);
-    if (features == nullptr)
-        return FailedWith(ORV_CAM_ERR_XML, owner);
+    const Owner owner = OwnerOf(options, *device);
+    if (owner.features == nullptr)
+        return FailedWith(ORV_CAM_ERR_XML, owner.name);
     if (!options.actions.empty())
-        return Of(owner, DoAll(*features, options));
+        return Of(owner.name, DoAll(*owner.features, options));
     if (options.isJson)
-        PrintTreeAsJson(*features, options.visibility);
+        PrintTreeAsJson(*owner.features, options.visibility);
     else
-        PrintTree(*features, options.visibility);
+        PrintTree(*owner.features, options.visibility);
     return {};
 }
 

@@ -81,6 +81,8 @@ const std::vector<OptionRow> &OptionRows()
         Action("run", "NAME", "runs the command and waits until it is done", FeatureAction::Kind::Run),
         {"visibility", "LEVEL", "shows features up to beginner, expert, guru (the default) or invisible",
          TakeVisibility},
+        Action("set-stream", "NAME=VALUE", "writes a setting of the stream before it starts", FeatureAction::Kind::Set),
+        Switch("stream", "the features of the camera's stream, as this computer receives it", &Options::ofStream),
         Switch("interface", "the features of the host's interface instead of the camera's", &Options::ofInterface),
         Number<std::uint64_t>("frames", "COUNT", "ends after so many frames", 1, kMostFrames, &Options::frames),
         Number<double>("seconds", "TIME", "ends after so many seconds", kShortest, kLongest, &Options::seconds),

@@ -33,6 +33,7 @@ struct Options {
     std::vector<FeatureAction> actions; ///< in the order they were given
     OrvCam::Visibility visibility = OrvCam::Visibility::Guru;
     bool ofInterface = false;
+    bool ofStream = false;
     bool countTraffic = false;
     bool isStreaming = false;        ///< "events" runs the camera
     bool isUnchecked = false;        ///< "force-ip" does not look whether the address fits

@@ -1,6 +1,7 @@
 #include "cli/Acquisition.h"
 #include "cli/Cameras.h"
 #include "cli/Command.h"
+#include "cli/Features.h"
 #include "cli/StreamFigures.h"
 #include "cli/Terminal.h"
 #include "cli/Traffic.h"
@@ -69,6 +70,16 @@ void PrintResult(const OrvCam::DeviceDescription &camera, const StreamFigures &f
         PrintLine("packets: " + traffic->Text());
 }
 
+/// Before the start: the stream keeps its settings as long as it is open.
+Outcome SetUp(OrvCam::Device &device, const Options &options)
+{
+    if (options.actions.empty())
+        return {};
+    OrvCam::Stream *const stream = device.GetStreamByIndex(0);
+    OrvCam::FeatureArray *const features = stream != nullptr ? stream->GetParameters() : nullptr;
+    return features != nullptr ? WriteAll(*features, options) : FailedWith(ORV_CAM_ERR_XML, "the stream's settings");
+}
+
 } // namespace
 
 Outcome RunStream(const Options &options)
@@ -77,6 +88,9 @@ Outcome RunStream(const Options &options)
     OrvCam::DeviceDescription camera;
     DevicePtr device;
     Outcome outcome = FindAndOpen(options.Word(0), OrvCam::ORV_ACCESS_CONTROL, camera, device);
+    if (!outcome.IsOk())
+        return outcome;
+    outcome = SetUp(*device, options);
     if (!outcome.IsOk())
         return outcome;
     std::optional<Traffic> traffic;

@@ -29,6 +29,8 @@ TEST_F(Features, TreeShowsAccessValuesUnitsAndLimits)
     EXPECT_EQ("8", Member(width, "increment"));
     EXPECT_EQ("\"px\"", Member(width, "unit"));
     EXPECT_THAT(Orvcam({"features", "--interface"}).output, HasSubstr("127.0.0.1"));
+    EXPECT_THAT(Orvcam({"features", "--stream"}).output,
+                testing::ContainsRegex("\n  StreamPacketResendEnable +RW  true\n"));
 }
 
 TEST_F(Features, ActionsAreDoneInTheirOrder)

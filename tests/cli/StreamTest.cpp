@@ -47,6 +47,13 @@ TEST_F(Streams, LostAndIncompleteFramesAreCounted)
     run = Orvcam({"stream", "TWO", "--frames", "10", "--json"});
     EXPECT_EQ(10, Figure(run.output, "incomplete")) << run.output << run.errors;
     EXPECT_EQ(1, run.exitCode) << "not one is good";
+    options = Small("THREE");
+    options.faults.dropPacket = 1; // sent again when it is asked for
+    Open(options);
+    EXPECT_EQ(0, Orvcam({"stream", "THREE", "--frames", "10"}).exitCode);
+    run = Orvcam({"stream", "THREE", "--frames", "10", "--json", "--set-stream", "StreamPacketResendEnable=0"});
+    EXPECT_EQ(10, Figure(run.output, "incomplete")) << run.output << run.errors;
+    EXPECT_EQ(1, Orvcam({"stream", "THREE", "--frames", "1", "--set-stream", "NoSuchSetting=0"}).exitCode);
 }
 
 TEST_F(Streams, FramesThatOvertakeEachOtherAreNotLost)
