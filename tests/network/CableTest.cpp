@@ -72,11 +72,14 @@ void TheUnreachableOneOfTwoIsNamed(Wire &wire)
 void PacketsAreAsLargeAsTheWayCarries(Wire &wire)
 {
     ASSERT_EQ("", wire.Run("ip link set h0 mtu 9000; camera ip link set c0 mtu 9000;"
-                           "camera ip addr add 10.0.0.21/24 dev c0"));
-    ASSERT_EQ("", wire.StartCamera(std::string(kSmall) + "--packet-size 9000 --camera --address 10.0.0.20 --serial ALL "
-                                                         "--camera --address 10.0.0.21 --serial PART --path-mtu 4000"));
-    for (const auto &[words, size] :
-         {std::pair{"stream ALL --frames 5 --json", 9000}, {"stream PART --frames 5 --json", 4000}}) {
+                           "camera ip addr add 10.0.0.21/24 dev c0; camera ip addr add 10.0.0.22/24 dev c0"));
+    ASSERT_EQ("",
+              wire.StartCamera(std::string(kSmall) + "--packet-size 9000 --camera --address 10.0.0.20 --serial ALL "
+                                                     "--camera --address 10.0.0.21 --serial PART --path-mtu 4000 "
+                                                     "--camera --address 10.0.0.22 --serial MORE --packet-size 1500"));
+    for (const auto &[words, size] : {std::pair{"stream ALL --frames 5 --json", 9000},
+                                      {"stream PART --frames 5 --json", 4000},
+                                      {"stream MORE --frames 5 --json", 9000}}) {
         const ProgramRun run = wire.Orvcam(words);
         EXPECT_EQ(0, run.exitCode) << run.errors;
         EXPECT_EQ(0, Figure(run.output, "incomplete"));

@@ -149,6 +149,11 @@ void GigeDevice::OnWritten(std::uint64_t address, std::size_t size)
 {
     if (address < kRegHeartbeatTimeout + 4 && address + size > kRegHeartbeatTimeout)
         m_heartbeat->SetTimeout(ReadHeartbeatTimeout());
+    for (std::uint32_t channel = 0; channel < m_streamCount; ++channel) {
+        const std::uint32_t packetSize = StreamRegister(channel, kStreamPacketSize);
+        if (address < packetSize + 4 && address + size > packetSize)
+            m_isPacketSizeChosen = true;
+    }
 }
 
 bool GigeDevice::HasLegacyDescription()

@@ -48,6 +48,8 @@ public:
     Status CheckConnection() const;
     /// Writes a stream's closing register, without waiting long: what does not get through is repeated later.
     void WriteWithoutWaiting(RegisterWrite write) EXCLUDES(m_channelMutex);
+    /// Whether the application has written a stream's packet size since the camera was opened.
+    bool IsPacketSizeChosen() const { return m_isPacketSizeChosen; }
     /// The application has not written a stream's registers itself, and may show what was in them before.
     void TellStreamRegistersWritten();
     /// Forgets such a write that is still to come, since the channel is being opened again.
@@ -90,6 +92,7 @@ private:
     std::uint32_t m_capability = 0;
     std::uint32_t m_privilege = 0;
     std::uint32_t m_streamCount = 0;
+    std::atomic<bool> m_isPacketSizeChosen{false};
     std::uint64_t m_tickFrequency = 0;
     bool m_hasMessages = false;
 

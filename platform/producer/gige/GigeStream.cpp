@@ -12,6 +12,7 @@ namespace {
 constexpr std::size_t kMinReceiveBuffer = 8 * 1024 * 1024;
 constexpr std::size_t kMaxReceiveBuffer = 256 * 1024 * 1024;
 constexpr std::uint32_t kMulticastPrefix = 0xE; ///< the first four bits of such an address
+constexpr std::uint32_t kLoopbackNetwork = 127;
 
 } // namespace
 
@@ -145,10 +146,14 @@ Result<std::uint32_t> GigeStream::ChoosePacketSize(UdpSocket &socket)
 {
     if (m_device.IsWritable()) {
         // Each time: the path may have become narrower, or a firewall may have been opened. Cheap as long as it works.
-        const auto size = NegotiatePacketSize(m_device, m_index, socket, m_sendsTests);
+        // The largest once; after that the size is the one in use. On loopback there is no network to save packets on.
+        const bool isLocal = m_device.Address() >> 24 == kLoopbackNetwork;
+        const SizeWish wish{m_sendsTests, !m_isSizeSettled && !isLocal && !m_device.IsPacketSizeChosen()};
+        const auto size = NegotiatePacketSize(m_device, m_index, socket, wish);
         if (!size.Ok())
             return size.status;
         m_sendsTests = size.value.isVerified;
+        m_isSizeSettled = true;
     }
     std::uint32_t sizeRegister = 0;
     const Status read = m_device.Client().ReadRegister(StreamRegister(m_index, kStreamPacketSize), sizeRegister);

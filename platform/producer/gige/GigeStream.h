@@ -40,7 +40,8 @@ private:
 
     GigeDevice &m_device;
     const std::uint32_t m_index;
-    bool m_sendsTests = true; ///< the camera has sent test packets, or has not been asked yet
+    bool m_sendsTests = true;     ///< the camera has sent test packets, or has not been asked yet
+    bool m_isSizeSettled = false; ///< packets have been made as large as the way carries
 
     mutable orv::Mutex m_mutex; ///< guards the pointer, for those who only look; taken before the receiver's own
     std::shared_ptr<StreamReceiver> m_receiver GUARDED_BY(m_mutex);

@@ -26,11 +26,11 @@ bool IsRefusal(const Status &status)
 
 class Negotiation {
 public:
-    Negotiation(GigeDevice &device, std::uint32_t streamIndex, UdpSocket &socket, bool sendsTests)
+    Negotiation(GigeDevice &device, std::uint32_t streamIndex, UdpSocket &socket, SizeWish wish)
         : m_client(device.Client()), m_camera(device.Address()),
           m_register(StreamRegister(streamIndex, kStreamPacketSize)), m_socket(socket), m_tap(device.Traffic().stream),
-          m_sendsTests(sendsTests), m_limit(std::min(PresentMtu(device.Interface()) & ~(kStep - 1), kLargest)),
-          m_buffer(65536)
+          m_sendsTests(wish.sendsTests), m_wantsLargest(wish.isLargest),
+          m_limit(std::min(PresentMtu(device.Interface()) & ~(kStep - 1), kLargest)), m_buffer(65536)
     {
     }
 
@@ -43,7 +43,7 @@ public:
         m_flags = initial & (kPacketSizeBigEndian | kPacketSizeDoNotFragment);
         const std::uint32_t present = initial & kPacketSizeMask;
         if (present != 0 && present <= m_limit && Test(present).ArrivedAs() == present)
-            return Settle(present);
+            return Settle(m_wantsLargest && present < m_limit ? std::max(present, Test(m_limit).ArrivedAs()) : present);
         const std::uint32_t usual = std::min(kUsual, m_limit);
         const std::uint32_t low = Probe();
         if (low == 0) // the camera sends no test packets
@@ -163,6 +163,7 @@ private:
     UdpSocket &m_socket;
     const TrafficTap &m_tap;
     bool m_sendsTests;
+    const bool m_wantsLargest;
     const std::uint32_t m_limit;
     std::vector<std::uint8_t> m_buffer;
     std::uint32_t m_flags = 0;
@@ -174,9 +175,9 @@ private:
 } // namespace
 
 Result<NegotiatedSize> NegotiatePacketSize(GigeDevice &device, std::uint32_t streamIndex, UdpSocket &socket,
-                                           bool sendsTests)
+                                           SizeWish wish)
 {
-    return Negotiation(device, streamIndex, socket, sendsTests).Run();
+    return Negotiation(device, streamIndex, socket, wish).Run();
 }
 
 } // namespace nuvark::gige

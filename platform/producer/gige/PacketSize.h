@@ -12,17 +12,23 @@ struct NegotiatedSize {
     bool isVerified = false; ///< a test packet of that size has come
 };
 
+struct SizeWish {
+    bool sendsTests =
+        true; ///< false: for all that is known none come, so that one shot per size is enough until one does
+    bool isLargest = false; ///< the largest that gets through, not the present one
+};
+
 /// Makes sure that packets of the camera's packet size get through to `socket`, which the stream channel points at.
 ///
-/// The present size stays when a test packet of that size arrives. Otherwise the largest size that does arrive is set,
-/// found by bisection below what the interface's MTU is now; what is written is read back, since cameras round. When no
-/// test packet comes at all (not every camera sends them), the present size stays as far as the MTU allows, else 1500.
-/// Late test packets are read away.
+/// The present size stays when a test packet of that size arrives, unless a larger one is wished for and arrives: what
+/// the interface's MTU is now. When the present one does not arrive, the largest size that does arrive is set, found by
+/// bisection below the MTU; what is written is read back, since cameras round. When no test packet comes at all (not
+/// every camera sends them), the present size stays as far as the MTU allows, else 1500. Late test packets are read
+/// away.
 /// Blocks: up to 50 ms per shot that does not get through.
-/// \param sendsTests  false: for all that is known none come, so that one shot per size is enough until one does
 /// \return the size, or the status of a register access that failed.
 Result<NegotiatedSize> NegotiatePacketSize(GigeDevice &device, std::uint32_t streamIndex, UdpSocket &socket,
-                                           bool sendsTests);
+                                           SizeWish wish);
 
 /// The search alone: the largest size in [low, high] that `works` accepts, trying `high` first; `low` is known to work.
 /// `works` gives the size that the camera made of the one asked for, 0 when it did not get through.
