@@ -310,6 +310,15 @@ TEST(FrameContent, TheFirstImageOfSeveralParts)
     tooSmall.Wait(100);
     ASSERT_EQ(tooSmall.sink.Summary(), "1!");
     EXPECT_TRUE(tooSmall.sink.frames[0].info.isLargerThanBuffer);
+
+    Bench fewer({200, 1000, true}); // maps alone, of which the trailer counts only one
+    std::vector<std::uint8_t> maps = packets[0];
+    maps[81] = kConfidence;
+    fewer.Send(maps);
+    for (std::size_t i = 1; i <= 3; ++i)
+        fewer.Send(packets[i]);
+    fewer.Send(Packet(true, 0, 2, 1, 4, TrailerContent()));
+    ASSERT_EQ(fewer.sink.Summary(), "1!") << "the other one has not come";
 }
 
 TEST(FrameContent, PartsBeforeTheirLeader)

@@ -478,7 +478,7 @@ bool FrameBlock::NoteCameraLoss(bool isEnd)
 
 bool FrameBlock::ForgetCutEnd(TimePoint due)
 {
-    if (m_plan.IsStopped() || m_shortId == 0 || m_cutEnds >= kMostCutEnds || !IsComplete() || !IsShortOfImage())
+    if (m_plan.IsStopped() || m_shortId == 0 || m_cutEnds >= kMostCutEnds || !IsComplete() || !IsShorterThanTold())
         return false;
     ++m_cutEnds;
     m_gapDue = due;

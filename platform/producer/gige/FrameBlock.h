@@ -75,7 +75,7 @@ public:
     /// All packets are there that the trailer counts.
     bool IsComplete() const;
     /// Complete, undamaged and all of it in the buffer.
-    bool IsPerfect() const { return IsComplete() && !IsLargerThanBuffer() && !IsShortOfImage(); }
+    bool IsPerfect() const { return IsComplete() && !IsLargerThanBuffer() && !IsShorterThanTold(); }
     /// Of a length that the leader tells: nothing but the trailer may be missing.
     bool HasAllPayload() const { return IsLengthKnown() && m_receivedCount >= ExpectedPackets(); }
     /// A packet that the camera, as long as no newer block has begun, may not have sent at all.
@@ -145,7 +145,7 @@ private:
     bool IsLengthKnown() const;
 
     bool IsLargerThanBuffer() const;
-    bool IsShortOfImage() const;
+    bool IsShorterThanTold() const;
     std::uint64_t ExpectedBytes(Leader::Packing packing) const;
     std::uint32_t Lines() const;
     std::size_t ImageOffset() const;

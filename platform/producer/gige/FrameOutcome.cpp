@@ -17,14 +17,14 @@ std::uint64_t FrameBlock::ExpectedBytes(Leader::Packing packing) const
 {
     if (!m_leader)
         return 0;
-    if (m_leader->CarriesChunks() && m_trailer && m_trailer->chunkSize != 0)
-        return m_trailer->chunkSize;
     if (m_leader->IsMultiPart()) {
         std::uint64_t bytes = 0;
         for (const PartDescription &part : m_leader->parts)
             bytes += part.length; // of 48 bits each, so that no sum of 255 wraps
-        return bytes;
+        return bytes;             // chunks are a part, too, or within one
     }
+    if (m_leader->CarriesChunks() && m_trailer && m_trailer->chunkSize != 0)
+        return m_trailer->chunkSize;
     if (m_leader->hasImage)
         return m_leader->ImageBytes(Lines(), packing);
     return m_leader->size;
@@ -40,9 +40,11 @@ bool FrameBlock::IsLargerThanBuffer() const
     return m_isClipped || expected > m_target.size;
 }
 
-bool FrameBlock::IsShortOfImage() const
+/// Other sizes than those of images and parts may only say how much there can be.
+bool FrameBlock::IsShorterThanTold() const
 {
-    return m_leader && m_leader->hasImage && m_end < ExpectedBytes(Leader::Packing::Continuous);
+    return m_leader && (m_leader->hasImage || m_leader->IsMultiPart()) &&
+           m_end < ExpectedBytes(Leader::Packing::Continuous);
 }
 
 std::size_t FrameBlock::ImageOffset() const
