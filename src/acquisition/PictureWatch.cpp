@@ -61,6 +61,7 @@ void PictureWatch::Start()
     m_mark = Now();
     m_markIsStale = false;
     m_triggered.reset();
+    m_silentMs.reset();
     m_searchedMs = -kSearchAgainMs;
     StopDisplaying();
     m_timer.start();
@@ -215,9 +216,11 @@ void PictureWatch::OnAnswer(orv::Facts answer, orv::TriggerSearch search)
 void PictureWatch::CheckSilence()
 {
     const qint64 now = m_clock.elapsed();
-    if (m_isTelling || now - m_answeredMs < kSilenceMs - kPatienceMs ||
+    const qint64 answeredMs = m_answeredMs;
+    if (m_isTelling || m_silentMs == answeredMs || now - answeredMs < kSilenceMs - kPatienceMs ||
         now - m_arrivals.lastPictureMs < std::max(kSilenceMs, PatienceMs()))
         return;
+    m_silentMs = answeredMs; // once is enough: looking at the host takes a while, and nobody may want to know
     orv::Facts facts;
     facts.camera = m_device->GetDescription();
     facts.isOpen = true;

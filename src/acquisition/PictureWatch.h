@@ -98,6 +98,7 @@ private:
     qint64 m_askedMs = 0;
     qint64 m_searchedMs = 0;               ///< when all triggers were looked at
     std::atomic<qint64> m_answeredMs{0};   ///< when the camera last answered m_thread
+    std::optional<qint64> m_silentMs;      ///< the last answer when the camera was last judged silent
     std::optional<orv::Facts> m_triggered; ///< the answer by which a trigger was on
     Mark m_mark;                           ///< of the time just after pictures last came
     bool m_markIsStale = false;            ///< a picture came since

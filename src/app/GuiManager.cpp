@@ -380,13 +380,16 @@ void GuiManager::loadConfiguration()
         QFileDialog::getOpenFileName(nullptr, tr("Open camera configuration"), QString(), ConfigurationFilter());
     if (path.isEmpty())
         return;
+    bool isApplied = false;
+    QString whyNot;
     {
         const WaitCursor cursor;
         if (m_session) {
-            m_session->LoadConfiguration(path);
+            const int status = m_session->LoadConfiguration(path);
+            isApplied = status != ORV_CAM_ERR_FILE && status != ORV_CAM_ERR_INVALID_STATE; // else nothing of it
+            whyNot = status == ORV_CAM_OK ? QString() : QString(OrvCam_StatusText(status));
         } else if (OrvCam::System *system = System()) {
             const QByteArray utf8 = path.toUtf8();
-            QString whyNot;
             OrvCam::Device *device = orv::RunBeside([&] {
                 OrvCam::Device *opened = system->CreateDeviceFromConfiguration(utf8.constData(), 0);
                 std::string text;
@@ -396,14 +399,16 @@ void GuiManager::loadConfiguration()
             });
             if (CreateSession(device, whyNot)) {
                 CreatePanels();
-                if (!whyNot.isEmpty())
-                    DisplayError(tr("Not all of the camera configuration could be applied"), 0, whyNot);
+                isApplied = true; // as far as it could be
             } else if (device) {
                 orv::RunBeside([device] { device->Release(); });
             }
         }
     }
-    m_configurationFile = path;
+    if (m_session && !whyNot.isEmpty())
+        DisplayError(tr("Not all of the camera configuration could be applied"), 0, whyNot);
+    if (isApplied)
+        m_configurationFile = path;
     updateGui();
 }
 

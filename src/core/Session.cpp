@@ -483,11 +483,11 @@ bool Session::SnapNextFrame()
 
 // Configuration files
 
-void Session::LoadConfiguration(const QString &path)
+int Session::LoadConfiguration(const QString &path)
 {
     const Busy busy(*this);
     const QByteArray utf8 = path.toUtf8();
-    orv::RunBeside([this, &utf8] { return m_device->LoadFeatures(utf8.constData()); });
+    return orv::RunBeside([this, &utf8] { return m_device->LoadFeatures(utf8.constData()); });
 }
 
 void Session::SaveConfiguration(const QString &path)
@@ -533,34 +533,35 @@ void Session::ParamChanged(_OrvStParam param)
         ours = ours || std::strcmp(param.name, logSwitch.name) == 0;
     if (!ours)
         return;
-    const bool master = ReadFlag("EnableLog");
+    // Each as it is now: the one before may have taken a while, with the event loop turning.
     for (const LogSwitch &logSwitch : kLogSwitches)
-        EnableLog(logSwitch.channel, master && ReadFlag(logSwitch.name));
+        EnableLog(logSwitch.channel, ReadFlag("EnableLog") && ReadFlag(logSwitch.name));
 }
 
 bool Session::EnableLog(LogEnum channel, bool enable)
 {
-    // The camera may take its time for either. What the event loop delivers meanwhile finds the channel as it is to be.
+    LogChannel &log = m_logChannels[channel];
+    log.isWanted = enable;
+    if (log.isSwitching)
+        return true;
+    // The camera may take its time for either, while the event loop delivers what wants the opposite: one switches, and
+    // looks again.
     const Busy busy(*this);
-    const auto found = m_logChannels.find(channel);
-    if (found != m_logChannels.end()) {
-        if (enable)
-            return true;
-        const std::unique_ptr<LogChannel> ended = std::move(found->second);
-        m_logChannels.erase(found);
-        orv::RunBeside([&] { return m_device->UnregisterEvent(channel, LogEvent, ended.get()); });
-        return true;
+    log.isSwitching = true;
+    bool isRefused = false;
+    while (log.isOn != log.isWanted && !isRefused) {
+        const bool on = log.isWanted;
+        const int status = orv::RunBeside([&] {
+            return on ? m_device->RegisterEvent(channel, LogEvent, &log)
+                      : m_device->UnregisterEvent(channel, LogEvent, &log);
+        });
+        isRefused = on && status != ORV_CAM_OK && log.isWanted;
+        log.isOn = on && status == ORV_CAM_OK;
     }
-    if (!enable)
+    log.isSwitching = false;
+    if (!isRefused)
         return true;
-    LogChannel *context =
-        m_logChannels.emplace(channel, std::make_unique<LogChannel>(LogChannel{channel, this})).first->second.get();
-    const int status = orv::RunBeside([&] { return m_device->RegisterEvent(channel, LogEvent, context); });
-    if (status == ORV_CAM_OK)
-        return true;
-    const auto refused = m_logChannels.find(channel);
-    if (refused != m_logChannels.end() && refused->second.get() == context)
-        m_logChannels.erase(refused);
+    log.isWanted = false;
     for (const LogSwitch &logSwitch : kLogSwitches)
         if (logSwitch.channel == channel)
             m_params.SetParamBool(const_cast<char *>(logSwitch.name), false, true);

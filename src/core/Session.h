@@ -55,8 +55,8 @@ public:
 
     /// Asks for exactly one frame to be captured; works in Acquisition only. Always true.
     bool SnapNextFrame();
-    /// Applies a camera configuration file; failures are not reported.
-    void LoadConfiguration(const QString &path);
+    /// Applies a camera configuration file. \return the library's status.
+    int LoadConfiguration(const QString &path);
     /// Writes the camera's configuration; a failure is shown in a message box.
     void SaveConfiguration(const QString &path);
     /// Sets the counters and rates of the workers to zero, with notification.
@@ -84,7 +84,8 @@ public:
     static void CameraDisconnectCallback(const void *data, unsigned long size, void *context);
 
     /// Switches one channel of the traffic log by registering or removing the device's traffic callback. A refused
-    /// registration sets the channel's parameter back to false.
+    /// registration sets the channel's parameter back to false. Called while the channel is being switched, it returns
+    /// at once: the switching goes on to what was wanted last.
     bool EnableLog(LogEnum channel, bool enable);
 
 signals:
@@ -122,9 +123,11 @@ public slots:
 
 private:
     class Busy;
+    /// One channel of the traffic log; its address is what it is registered with.
     struct LogChannel {
-        LogEnum channel;
-        Session *session;
+        bool isWanted = false;
+        bool isOn = false; ///< registered
+        bool isSwitching = false;
     };
 
     void DeclareParams();
@@ -174,8 +177,8 @@ private:
         orv::Cure cure;
         orv::Diagnosis diagnosis;
     };
-    std::optional<PendingCure> m_pendingCure;                     ///< for the next time in Idle
-    std::map<LogEnum, std::unique_ptr<LogChannel>> m_logChannels; // GUI thread
+    std::optional<PendingCure> m_pendingCure;    ///< for the next time in Idle
+    std::map<LogEnum, LogChannel> m_logChannels; // GUI thread
     bool m_enableLog = false;
     bool m_logControl = false;
     bool m_logStream = false;

@@ -465,6 +465,18 @@ TEST_F(GuiManagerTest, ConfigurationFiles)
     Trigger("actionSaveConfiguration");
     const QString failed = "Can not save configuration file: " + answers.filePath;
     EXPECT_EQ(answers.texts, (QStringList{failed + "\nGen<i>Cam error", failed + "\nUnknown error"}));
+
+    answers.texts.clear();
+    answers.filePath = folder.filePath("other.zccf");
+    QFile(answers.filePath).open(QIODevice::WriteOnly);
+    device.loadStatus = ORV_CAM_ERR_INVALID_STATE;
+    Trigger("actionLoadConfiguration"); // into the camera that is open
+    EXPECT_EQ(answers.texts.size(), 1);
+    EXPECT_TRUE(window.windowTitle().contains("camera.zccf")) << "nothing of the other was applied";
+    device.loadStatus = ORV_CAM_OK;
+    Trigger("actionLoadConfiguration");
+    EXPECT_EQ(answers.texts.size(), 1);
+    EXPECT_TRUE(window.windowTitle().contains("other.zccf"));
 }
 
 TEST_F(GuiManagerTest, NothingThatIsNotBuiltIsShown)

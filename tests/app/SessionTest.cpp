@@ -308,6 +308,26 @@ TEST_F(SessionTest, AnUnavailableTrafficLogUnticksItself)
     EXPECT_FALSE(value);
 }
 
+/// A camera may take its time to switch a channel, and its user may think better of it meanwhile.
+TEST_F(SessionTest, ATrafficLogSwitchedOffWhileItIsSwitchedOnIsOff)
+{
+    Open();
+    device.hasTraffic = true;
+    OrvComponent &parameters = *session;
+    parameters.SetParamBool(const_cast<char *>("LogControl"), true);
+    parameters.SetParamBool(const_cast<char *>("LogStream"), true);
+    device.duringRegistration = [&] {
+        QMetaObject::invokeMethod(
+            session.get(), [&] { parameters.SetParamBool(const_cast<char *>("EnableLog"), false); },
+            Qt::BlockingQueuedConnection);
+    };
+    parameters.SetParamBool(const_cast<char *>("EnableLog"), true);
+    EXPECT_FALSE(device.HasTrafficListeners());
+    device.duringRegistration = nullptr;
+    parameters.SetParamBool(const_cast<char *>("EnableLog"), true);
+    EXPECT_TRUE(device.HasTrafficListeners());
+}
+
 TEST(SessionIdentity, CountsUpAndWraps)
 {
     OrvPlayer window(nullptr, false, false);

@@ -10,6 +10,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <thread>
 #include <utility>
@@ -474,8 +475,12 @@ public:
     }
     int RegisterEvent(int type, OrvCam::EventCallback callback, void *context) override
     {
-        if (type != OrvCam::kEventDeviceLost)
-            return ORV_CAM_ERR_NOT_IMPLEMENTED;
+        if (type != OrvCam::kEventDeviceLost) {
+            if (duringRegistration)
+                duringRegistration();
+            const orv::MutexLock lock(m_logMutex);
+            return hasTraffic && m_traffic.insert({type, context}).second ? ORV_CAM_OK : ORV_CAM_ERR_NOT_IMPLEMENTED;
+        }
         {
             const orv::MutexLock lock(m_logMutex);
             m_lost = {callback, context};
@@ -484,14 +489,16 @@ public:
             Lose();
         return ORV_CAM_OK;
     }
-    int UnregisterEvent(int, OrvCam::EventCallback, void *) override
+    int UnregisterEvent(int type, OrvCam::EventCallback, void *context) override
     {
         const orv::MutexLock lock(m_logMutex);
+        if (type != OrvCam::kEventDeviceLost)
+            return m_traffic.erase({type, context}) != 0 ? ORV_CAM_OK : ORV_CAM_ERR_INVALID_PARAMETER;
         m_lost = {};
         return ORV_CAM_OK;
     }
     int SaveFeatures(const char *) override { return saveStatus; }
-    int LoadFeatures(const char *) override { return ORV_CAM_OK; }
+    int LoadFeatures(const char *) override { return loadStatus; }
     void Release() override { released = true; }
 
     /// Calls the device-lost callback on a thread of its own, as the library does.
@@ -505,6 +512,11 @@ public:
         if (lost.first)
             std::thread([lost] { lost.first("lost", 4, lost.second); }).join();
     }
+    bool HasTrafficListeners()
+    {
+        const orv::MutexLock lock(m_logMutex);
+        return !m_traffic.empty();
+    }
     std::vector<std::string> TakeLog()
     {
         const orv::MutexLock lock(m_logMutex);
@@ -515,6 +527,7 @@ private:
     orv::Mutex m_logMutex;
     std::vector<std::string> m_log;
     std::pair<OrvCam::EventCallback, void *> m_lost;
+    std::set<std::pair<int, void *>> m_traffic; ///< who is registered for which channel
 
 public:
     OrvCam::DeviceDescription description;
@@ -524,6 +537,9 @@ public:
     bool hasStream = true;
     bool lostFromTheStart = false; ///< the loss is reported as soon as somebody registers for it
     std::atomic<int> saveStatus{ORV_CAM_OK};
+    std::atomic<int> loadStatus{ORV_CAM_OK};
+    std::atomic<bool> hasTraffic{false};      ///< channels of raw packets can be registered for
+    std::function<void()> duringRegistration; ///< for one
     std::atomic<bool> released{false};
 };
 
