@@ -97,7 +97,11 @@ int DeviceEvents::Unregister(int type, OrvCam::EventCallback callback, void *con
     {
         MutexLock lock(m_mutex);
         auto entry = m_entries.find(type);
-        while (entry != m_entries.end() && entry->second.phase == Phase::Starting) {
+        const auto isChanging = [&] {
+            const bool isEnding = entry->second.phase == Phase::Ending && !entry->second.thread->IsThisThread();
+            return entry->second.phase == Phase::Starting || isEnding; // by another: the callback may still run
+        };
+        while (entry != m_entries.end() && isChanging()) {
             m_changed.Wait(m_mutex);
             entry = m_entries.find(type);
         }

@@ -18,7 +18,6 @@ constexpr ItemCommand kItems[] = {
     {FrameItem::PayloadType, BUFFER_INFO_PAYLOADTYPE},
     {FrameItem::Incomplete, BUFFER_INFO_IS_INCOMPLETE},
     {FrameItem::Timestamp, BUFFER_INFO_TIMESTAMP},
-    {FrameItem::TimestampNs, BUFFER_INFO_TIMESTAMP_NS},
     {FrameItem::FrameId, BUFFER_INFO_FRAMEID},
     {FrameItem::SizeFilled, BUFFER_INFO_SIZE_FILLED},
     {FrameItem::DataSize, BUFFER_INFO_DATA_SIZE},
@@ -31,6 +30,7 @@ constexpr ItemCommand kItems[] = {
     {FrameItem::PixelFormat, BUFFER_INFO_PIXELFORMAT},
     {FrameItem::PixelFormatNamespace, BUFFER_INFO_PIXELFORMAT_NAMESPACE},
     {FrameItem::LargerThanBuffer, BUFFER_INFO_DATA_LARGER_THAN_BUFFER},
+    {FrameItem::TimestampNs, BUFFER_INFO_TIMESTAMP_NS}, // the last: left out of a producer that tells ticks
 };
 constexpr std::size_t kItemCount = sizeof kItems / sizeof kItems[0];
 static_assert(kItemCount == static_cast<std::size_t>(FrameItem::Count), "one row per item");
@@ -174,27 +174,29 @@ FrameInfoReader::FrameInfoReader(const gentl::Functions &calls, DS_HANDLE stream
 void FrameInfoReader::Read(BUFFER_HANDLE buffer, const void *memory, FrameInfo *info)
 {
     info->Clear();
-    if (!ReadStacked(buffer, info))
-        ReadSingly(buffer, info);
+    const std::size_t items = m_tellsTicks ? kItemCount - 1 : kItemCount;
+    if (!ReadStacked(buffer, items, info))
+        ReadSingly(buffer, items, info);
+    m_tellsTicks = info->Has(FrameItem::Timestamp);
     if (info->Get(FrameItem::PayloadType) == PAYLOAD_TYPE_MULTI_PART)
         ReadImagePart(buffer, memory, info);
 }
 
-bool FrameInfoReader::ReadStacked(BUFFER_HANDLE buffer, FrameInfo *info)
+bool FrameInfoReader::ReadStacked(BUFFER_HANDLE buffer, std::size_t items, FrameInfo *info)
 {
     if (m_stackedTries == 0)
         return false;
     InfoBytes answers[kItemCount];
     DS_BUFFER_INFO_STACKED entries[kItemCount];
-    for (std::size_t i = 0; i < kItemCount; ++i)
+    for (std::size_t i = 0; i < items; ++i)
         entries[i] = {kItems[i].command, INFO_DATATYPE_UNKNOWN, answers[i].bytes, answers[i].size, GC_ERR_ERROR};
-    const GC_ERROR result = m_calls.DSGetBufferInfoStacked(m_stream, buffer, entries, kItemCount);
+    const GC_ERROR result = m_calls.DSGetBufferInfoStacked(m_stream, buffer, entries, items);
     if (result != GC_ERR_SUCCESS) {
         m_stackedTries = result == GC_ERR_NOT_IMPLEMENTED ? 0 : m_stackedTries - 1; // it may be this buffer's fault
         return false;
     }
     m_stackedTries = kStackedTries;
-    for (std::size_t i = 0; i < kItemCount; ++i) {
+    for (std::size_t i = 0; i < items; ++i) {
         answers[i].size = entries[i].iSize;
         answers[i].type = entries[i].iType;
         std::uint64_t value = 0;
@@ -204,9 +206,10 @@ bool FrameInfoReader::ReadStacked(BUFFER_HANDLE buffer, FrameInfo *info)
     return true;
 }
 
-void FrameInfoReader::ReadSingly(BUFFER_HANDLE buffer, FrameInfo *info)
+void FrameInfoReader::ReadSingly(BUFFER_HANDLE buffer, std::size_t items, FrameInfo *info)
 {
-    for (const ItemCommand &row : kItems) {
+    for (std::size_t i = 0; i < items; ++i) {
+        const ItemCommand &row = kItems[i];
         std::uint64_t value = 0;
         const bool told = QueryNumber(
             [&](INFO_DATATYPE *type, void *bytes, std::size_t *size) {

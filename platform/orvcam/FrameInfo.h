@@ -66,12 +66,13 @@ public:
     void Read(BUFFER_HANDLE buffer, const void *memory, FrameInfo *info);
 
 private:
-    bool ReadStacked(BUFFER_HANDLE buffer, FrameInfo *info);
-    void ReadSingly(BUFFER_HANDLE buffer, FrameInfo *info);
+    bool ReadStacked(BUFFER_HANDLE buffer, std::size_t items, FrameInfo *info);
+    void ReadSingly(BUFFER_HANDLE buffer, std::size_t items, FrameInfo *info);
     void ReadImagePart(BUFFER_HANDLE buffer, const void *memory, FrameInfo *info);
 
     const gentl::Functions &m_calls;
     const DS_HANDLE m_stream;
+    bool m_tellsTicks = false; ///< of the last frame
     static constexpr int kStackedTries = 3;
     int m_stackedTries; ///< left before the stacked call is given up: a success brings all of them back
 };

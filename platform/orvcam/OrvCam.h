@@ -192,7 +192,8 @@ public:
     /// Device-lost fires once per registration; registered after the loss, it fires at once. While an earlier
     /// registration of the type is being ended by another thread, its end is waited for.
     virtual int RegisterEvent(int eventType, EventCallback callback, void *context) = 0;
-    /// After it returns the callback does not run any more. From the callback itself: after that call has ended.
+    /// After it returns the callback does not run any more. From the callback itself: after that call has ended. Two
+    /// callbacks that end each other's registration wait for each other for ever.
     virtual int UnregisterEvent(int eventType, EventCallback callback, void *context) = 0;
     /// Zero for an event that is not registered.
     virtual EventFigures GetEventFigures(int /*eventType*/) { return {}; }

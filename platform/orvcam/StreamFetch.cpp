@@ -16,6 +16,7 @@ using Clock = std::chrono::steady_clock;
 /// Waits are cut into pieces of this length, so that a producer that loses a kill only delays the answer.
 constexpr std::uint64_t kWaitPieceMs = 200;
 constexpr std::uint64_t kFailurePauseMs = 10;
+constexpr std::chrono::milliseconds kRestartPiece{1};
 
 /// Counts a thread in and out.
 class Presence {
@@ -73,16 +74,11 @@ int StreamImp::WaitForBuffer(std::uint64_t timeoutMs, BufferImp **buffer)
         const std::uint64_t left = forever ? kWaitPieceMs : timeoutMs - std::min(timeoutMs, MillisecondsSince(start));
         const std::uint64_t wait = std::min(left, kWaitPieceMs);
         const Clock::time_point turn = Clock::now();
-        EVENT_NEW_BUFFER_DATA data = {};
-        std::size_t size = sizeof data;
-        const GC_ERROR result = m_calls.EventGetData(newBuffer, &data, &size, wait);
-        if (result == GC_ERR_SUCCESS) {
-            *buffer = TakeFilled(data.BufferHandle);
-            if (*buffer != nullptr)
-                return ORV_CAM_OK;
-        } else if (result != GC_ERR_TIMEOUT && result != GC_ERR_ABORT) {
+        const GC_ERROR result = Fetch(newBuffer, wait, buffer);
+        if (*buffer != nullptr)
+            return ORV_CAM_OK;
+        if (result != GC_ERR_SUCCESS && result != GC_ERR_TIMEOUT && result != GC_ERR_ABORT)
             return StatusOfFailure(result, m_lost);
-        }
         if (result == GC_ERR_TIMEOUT && !forever && MillisecondsSince(start) >= timeoutMs)
             return ORV_CAM_ERR_TIMEOUT;
         const bool hasWaited = result == GC_ERR_TIMEOUT && MillisecondsSince(turn) >= wait / 2;
@@ -92,6 +88,24 @@ int StreamImp::WaitForBuffer(std::uint64_t timeoutMs, BufferImp **buffer)
         if (idleTurns > kTurnsWithoutPause && result != GC_ERR_SUCCESS)
             Pause(std::min(left, kFailurePauseMs));
     }
+}
+
+/// A time-out while the stream is being restarted.
+GC_ERROR StreamImp::Fetch(EVENT_HANDLE newBuffer, std::uint64_t waitMs, BufferImp **buffer)
+{
+    {
+        const Presence fetching(m_fetching);
+        if (!m_isRestarting) {
+            EVENT_NEW_BUFFER_DATA data = {};
+            std::size_t size = sizeof data;
+            const GC_ERROR result = m_calls.EventGetData(newBuffer, &data, &size, waitMs);
+            if (result == GC_ERR_SUCCESS)
+                *buffer = TakeFilled(data.BufferHandle);
+            return result;
+        }
+    }
+    std::this_thread::sleep_for(kRestartPiece);
+    return GC_ERR_TIMEOUT;
 }
 
 /// \return null for a handle that is not ours: the buffers may have been released since the event was fired.
@@ -190,6 +204,10 @@ void StreamImp::QueueThoseOfNobody()
 void StreamImp::ForgetTheRunBefore()
 {
     using Place = BufferImp::Place;
+    // A thread that has been told of a frame already would lend it while it is being filled anew.
+    m_isRestarting = true;
+    for (; m_fetching > 0; std::this_thread::sleep_for(kRestartPiece))
+        m_calls.EventKill(m_newBuffer);
     MutexLock lock(m_mutex);
     const bool isAnyLent =
         std::any_of(m_buffers.begin(), m_buffers.end(), [](const auto &each) { return each->place == Place::User; });
@@ -211,6 +229,7 @@ void StreamImp::ForgetTheRunBefore()
         }
     }
     m_calls.EventFlush(m_newBuffer);
+    m_isRestarting = false;
 }
 
 /// Of a producer that does not tell: false.

@@ -67,7 +67,7 @@ struct StreamOrigin {
 ///
 /// Threads: as OrvCam::Stream says. m_mutex guards the buffer table; it is held for a look into it and for giving a
 /// buffer back, m_readMutex while a fetched frame's infos are read. Neither is held while waiting for a frame, and none
-/// by anything that talks to the camera. Nothing is allocated per frame.
+/// by anything that our own producer asks the camera for. Nothing is allocated per frame.
 class StreamImp final : public OrvCam::Stream {
 public:
     static std::unique_ptr<StreamImp> Open(const StreamOrigin &origin, std::string *error);
@@ -111,6 +111,7 @@ private:
     int Log(const char *call, GC_ERROR error) const;
 
     int WaitForBuffer(std::uint64_t timeoutMs, BufferImp **buffer) EXCLUDES(m_mutex);
+    GC_ERROR Fetch(EVENT_HANDLE newBuffer, std::uint64_t waitMs, BufferImp **buffer) EXCLUDES(m_mutex, m_readMutex);
     BufferImp *TakeFilled(BUFFER_HANDLE handle) EXCLUDES(m_mutex, m_readMutex);
     GC_ERROR Queue(BufferImp *buffer) REQUIRES(m_mutex);
     bool IsQueued(const BufferImp &buffer) const;
@@ -133,6 +134,8 @@ private:
     std::atomic<int> m_waiting{0};     ///< threads in GetBuffer
     std::atomic<bool> m_cancel{false}; ///< the next GetBuffer to see it takes it
     std::atomic<bool> m_closing{false};
+    std::atomic<int> m_fetching{0}; ///< of those in GetBuffer, the ones that may be told of a frame
+    std::atomic<bool> m_isRestarting{false};
     Mutex m_pauseMutex; ///< guards nothing but the wait of m_pauseEnd
     ConditionVariable m_pauseEnd;
 

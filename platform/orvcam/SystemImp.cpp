@@ -119,7 +119,7 @@ void ForEachAtOnce(std::size_t count, const std::function<void(std::size_t)> &wo
     for (std::size_t i = 0; i < count; ++i) {
         try {
             threads.emplace_back(guarded, i);
-        } catch (const std::system_error &) {
+        } catch (const std::exception &) { // no thread, or no memory for one
             guarded(i);
         }
     }
@@ -164,7 +164,9 @@ SystemImp &SystemImp::Instance()
     return *system;
 }
 
-/// Loading runs other people's code, which may hang: it does so on a thread of its own, and without the lock.
+/// Loading runs other people's code, which may hang: it does so on a thread of its own, and without the lock. One that
+/// hangs as early as in its library's initialisers takes along whoever loads a library afterwards: the loader has a
+/// lock of its own.
 int SystemImp::Load(const std::string &path, std::string *error)
 {
     const std::string name = std::filesystem::path(path).filename().string();
@@ -180,7 +182,7 @@ int SystemImp::Load(const std::string &path, std::string *error)
         lock.Unlock();
         try {
             std::thread([this, path, name] { LoadNow(path, name); }).detach();
-        } catch (const std::system_error &) {
+        } catch (const std::exception &) { // no thread, or no memory for one
             LoadNow(path, name);
         }
         lock.Lock();
@@ -248,6 +250,7 @@ void SystemImp::LoadAll()
     const std::string own = gentl::FindProducer(kOwnProducer);
     if (!own.empty() && !IsToBeSkipped(own))
         load(own);
+    paths.erase(std::remove(paths.begin(), paths.end(), own), paths.end());
     ForEachAtOnce(paths.size(), [&](std::size_t i) { load(paths[i]); });
 }
 

@@ -331,8 +331,14 @@ TEST_F(Device, CallbackMayEndItsOwnRegistration)
     EXPECT_TRUE(WaitFor([&] { return listener.Calls() == 1; }));
     // Who registers before that call has ended waits for it.
     Listener next;
-    int status = 1;
-    std::thread registering([&] { status = device->RegisterEvent(1000, Listener::Call, &next); });
+    std::atomic<int> status{1};
+    std::atomic<bool> isRegistering{false};
+    std::thread registering([&] {
+        isRegistering = true;
+        status = device->RegisterEvent(1000, Listener::Call, &next);
+    });
+    EXPECT_TRUE(WaitFor([&] { return isRegistering.load(); }));
+    EXPECT_FALSE(WaitFor([&] { return status != 1; }, std::chrono::milliseconds(30)));
     listener.LetGo();
     registering.join();
     EXPECT_EQ(ORV_CAM_OK, status);

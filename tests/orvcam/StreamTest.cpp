@@ -335,8 +335,19 @@ TEST_P(Stream, AStartForgetsTheRunBefore)
     EXPECT_EQ(ORV_CAM_OK, stream->StartAcquisition(OrvCam::kInfinite, 0));
     EXPECT_EQ(ORV_CAM_OK, stream->StopAcquisition(1));
     EXPECT_EQ(ORV_CAM_OK, stream->StartAcquisition(OrvCam::kInfinite, 0));
-    for (int i = 0; i < 3; ++i)
-        EXPECT_NE(nullptr, Next());
+    for (int i = 0; i < 3; ++i) {
+        OrvCam::Buffer *buffer = Next();
+        ASSERT_NE(nullptr, buffer);
+        EXPECT_EQ(ORV_CAM_OK, stream->QueueBuffer(buffer));
+    }
+    // Who waits all the while gets a frame of the new run.
+    OrvCam::Buffer *fetched = nullptr;
+    std::thread waiter([&] { fetched = stream->GetBuffer(OrvCam::kInfinite, nullptr); });
+    EXPECT_EQ(ORV_CAM_OK, stream->StopAcquisition(1));
+    EXPECT_EQ(ORV_CAM_OK, stream->StartAcquisition(OrvCam::kInfinite, 0));
+    EXPECT_EQ(1, script->deliver());
+    waiter.join();
+    EXPECT_NE(nullptr, fetched);
 }
 
 /// The producer refuses a call that usually cannot fail: nothing is lost for good, and the next try makes it good.
