@@ -204,6 +204,7 @@ void PictureWatch::OnAnswer(orv::Facts answer, orv::TriggerSearch search)
     const bool isElsewhere = m_triggered && m_triggered->triggerSelector != answer.triggerSelector;
     if (!answer.hasTrigger && search == orv::TriggerSearch::Present && isElsewhere) {
         answer.hasTrigger = true;
+        answer.triggerSelector = m_triggered->triggerSelector;
         answer.triggerSource = m_triggered->triggerSource;
     } else {
         m_triggered = answer.hasTrigger ? std::optional<orv::Facts>(answer) : std::nullopt;

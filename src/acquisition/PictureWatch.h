@@ -12,7 +12,6 @@
 #include <chrono>
 #include <optional>
 #include <set>
-#include <string>
 #include <thread>
 
 class DisplayView;
