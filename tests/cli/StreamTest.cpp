@@ -1,7 +1,9 @@
 #include "CliFixture.h"
 
 #include "cli/FrameGaps.h"
+#include "cli/Observation.h"
 #include "support/Sanitized.h"
+#include "support/ScriptedCamera.h"
 
 #include <csignal>
 
@@ -80,6 +82,27 @@ TEST_F(Streams, FramesThatOvertakeEachOtherAreNotLost)
             gaps.Take(id);
         EXPECT_EQ(row.lost, gaps.Lost()) << testing::PrintToString(row.ids);
     }
+}
+
+/// The doctor's patience is a multiple of the pauses between pictures; what the first took says nothing of them.
+TEST(Watching, TheWaitForTheFirstPictureIsNoPause)
+{
+    std::vector<std::string> log;
+    orv::Mutex logMutex;
+    scripted::Stream stream(&log, &logMutex);
+    stream.AllocBufferQueue(nullptr, 3);
+    orvcli::Observation observation;
+    std::thread camera([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(600));
+        stream.Deliver({});
+        stream.Deliver({});
+    });
+    observation.Watch(stream, 0.8);
+    camera.join();
+    orv::Facts facts;
+    observation.Tell(facts);
+    EXPECT_EQ(2u, facts.completeFrames);
+    EXPECT_LT(facts.longestPauseSeconds, 0.5);
 }
 
 TEST_F(Streams, ThatCannotStartHaveFiguresAllTheSame)
