@@ -23,7 +23,7 @@ constexpr int kWidth = 64;
 constexpr int kHeight = 64;
 constexpr std::size_t kBytes = kWidth * kHeight; // three packets of data, with leader and trailer five
 constexpr std::size_t kFrameIdInChunks = 8 + 16; // behind the image: its tail, the timestamp, then the number
-constexpr std::size_t kBuffers = 128;
+constexpr std::size_t kBuffers = 512; ///< for frames that wait for packets while the machine is busy elsewhere
 /// What the checks below keep up with on a busy machine: frames that nobody fetches are no fault of the stream.
 constexpr double kFramesPerSecond = kIsSanitized ? 600 : 1500;
 
