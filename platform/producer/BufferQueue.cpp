@@ -195,7 +195,7 @@ void BufferQueue::Pause(bool paused)
 bool BufferQueue::TakeBuffer(FrameTarget &target)
 {
     const orv::MutexLock lock(m_mutex);
-    if (!m_grabbing || m_filling.size() >= m_remaining)
+    if (IsFull())
         return false;
     ++m_counts.started;
     if (m_input.empty() || m_paused) {
@@ -208,6 +208,12 @@ bool BufferQueue::TakeBuffer(FrameTarget &target)
     target = {buffer->Base(), buffer->Size(), buffer.get()};
     m_filling.push_back(std::move(buffer));
     return true;
+}
+
+bool BufferQueue::WantsFrames() const
+{
+    const orv::MutexLock lock(m_mutex);
+    return !IsFull() && !m_paused;
 }
 
 std::shared_ptr<Buffer> BufferQueue::TakeFilling(const FrameTarget &target)

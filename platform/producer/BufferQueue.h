@@ -111,6 +111,7 @@ public:
 
     // The receiver's side.
     bool TakeBuffer(FrameTarget &target) override EXCLUDES(m_mutex);
+    bool WantsFrames() const override EXCLUDES(m_mutex);
     void Deliver(const FrameTarget &target, const FrameInfo &info) override EXCLUDES(m_mutex);
     void GiveBack(const FrameTarget &target) override EXCLUDES(m_mutex);
     std::size_t SpareBuffers() const override EXCLUDES(m_mutex);
@@ -121,6 +122,7 @@ public:
     void DiscardOutput() EXCLUDES(m_mutex);
 
 private:
+    bool IsFull() const REQUIRES(m_mutex) { return !m_grabbing || m_filling.size() >= m_remaining; }
     std::shared_ptr<Buffer> TakeFilling(const FrameTarget &target) REQUIRES(m_mutex);
     void MoveAll(std::deque<std::shared_ptr<Buffer>> &from, Buffer::State state) REQUIRES(m_mutex);
 

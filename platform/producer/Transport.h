@@ -121,6 +121,8 @@ public:
     /// A buffer to fill. False when none is queued (the frame is lost, which the sink counts), or when the engine does
     /// not want any more frames.
     virtual bool TakeBuffer(FrameTarget &target) = 0;
+    /// False after the last frame that was asked for and during a flush: those that begin now nobody misses.
+    virtual bool WantsFrames() const { return true; }
     virtual void Deliver(const FrameTarget &target, const FrameInfo &info) = 0;
     /// Gives an unfinished buffer back to be filled later.
     virtual void GiveBack(const FrameTarget &target) = 0;

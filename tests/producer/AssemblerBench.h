@@ -56,6 +56,7 @@ public:
     {
         frames.push_back({info, std::vector<std::uint8_t>(target.data, target.data + target.size)});
     }
+    bool WantsFrames() const override { return wants; }
     void GiveBack(const FrameTarget &) override { ++givenBack; }
     std::size_t SpareBuffers() const override { return spare; }
 
@@ -74,6 +75,7 @@ public:
     int taken = 0;
     int givenBack = 0;
     std::size_t spare = 1000;
+    bool wants = true;
 
 private:
     const std::size_t m_bufferSize;

@@ -73,6 +73,7 @@ TEST(FrameAssembler, CountsWhatHappened)
         {"late packets", "A1 P1.2 T1 A2", &Counters::late, 2},
         {"no buffer: nothing is late", "A1 A2", &Counters::late, 0},
         {"no buffer", "A1 A2", &Counters::withoutBuffer, kPackets + 2},
+        {"no buffer, and none wanted", "A1 A2", &Counters::withoutBuffer, 0},
         {"had to give its buffer back", "L1 P1.1 B P1.2 T1", &Counters::withoutBuffer, 2},
         {"numbers left out", "A1 A4", &Counters::missedFrames, 2},
         {"counting anew, seemingly ahead", "A60000 A1", &Counters::missedFrames, 0},
@@ -81,6 +82,7 @@ TEST(FrameAssembler, CountsWhatHappened)
     };
     for (const auto &row : kRows) {
         Bench bench({kBytes, std::string(row.name).find("no buffer") == 0 ? 1 : 1000});
+        bench.sink.wants = std::string(row.name).find("none wanted") == std::string::npos;
         bench.Run(row.script);
         EXPECT_EQ(bench.assembler.Count().*row.counter, row.count) << row.name;
     }

@@ -73,8 +73,10 @@ FrameAssembler::Kind FrameAssembler::Classify(const StreamPacket &packet, FrameB
 FrameBlock *FrameAssembler::Begin(const StreamPacket &packet, TimePoint now)
 {
     const bool follows = m_started && packet.extendedIds == m_newestExtended && IsAhead(Distance(packet), now);
-    if (m_started && !follows)
+    if (m_started && !follows) {
         DeliverAll(); // counting anew, or in another form: what is open will not go on
+        m_bufferless.fill({});
+    }
     if (follows) {
         m_counters.missedFrames += static_cast<std::uint64_t>(Distance(packet) - 1);
         const auto interval = std::chrono::duration_cast<std::chrono::microseconds>(now - m_lastBegin);
@@ -88,7 +90,7 @@ FrameBlock *FrameAssembler::Begin(const StreamPacket &packet, TimePoint now)
     OnNewFrame(now);
     FrameTarget target;
     if (m_refuseNew || !m_sink.TakeBuffer(target)) {
-        NoteBufferless(packet.blockId);
+        NoteBufferless(packet.blockId, !m_refuseNew && m_sink.WantsFrames());
         return nullptr;
     }
     const std::size_t header = packet.extendedIds ? kExtendedHeaderSize : kStandardHeaderSize;
@@ -109,16 +111,17 @@ bool FrameAssembler::IsAhead(std::int64_t distance, TimePoint now) const
     return m_frameTime && m_frameTime->count() > 0 && distance / 2 <= (now - m_lastBegin) / *m_frameTime;
 }
 
-void FrameAssembler::NoteBufferless(std::uint64_t id)
+void FrameAssembler::NoteBufferless(std::uint64_t id, bool isMissed)
 {
-    m_bufferless[id % m_bufferless.size()] = id;
+    m_bufferless[id % m_bufferless.size()] = {id, isMissed};
 }
 
 void FrameAssembler::CountLate(std::uint64_t id)
 {
-    if (m_bufferless[id % m_bufferless.size()] != id)
+    const Bufferless &bufferless = m_bufferless[id % m_bufferless.size()];
+    if (bufferless.id != id)
         ++m_counters.late;
-    else if (!m_refuseNew) // at the end nobody misses them
+    else if (bufferless.isMissed && !m_refuseNew)
         ++m_counters.withoutBuffer;
 }
 
@@ -281,6 +284,9 @@ void FrameAssembler::TakeRequests(std::vector<ResendRequest> &requests, TimePoin
             block.Plan().Stop();
             continue;
         }
+        const std::optional<TimePoint> due = block.Plan().NextDue();
+        if (!due || *due > now)
+            continue;
         const std::size_t before = requests.size();
         const std::uint64_t asked = block.Plan().Requested();
         block.Plan().Collect(
@@ -386,7 +392,7 @@ void FrameAssembler::DeliverAll()
 void FrameAssembler::AbandonAll()
 {
     for (FrameBlock &block : m_open) {
-        NoteBufferless(block.Id());
+        NoteBufferless(block.Id(), true);
         m_sink.GiveBack(block.Target());
     }
     m_open.clear();

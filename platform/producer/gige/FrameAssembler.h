@@ -38,7 +38,7 @@ public:
         std::uint64_t unusable = 0;    ///< malformed, foreign block or unknown format
         std::uint64_t duplicates = 0;
         std::uint64_t late = 0;            ///< of a block that is through already
-        std::uint64_t withoutBuffer = 0;   ///< of a block that got no buffer, or had to give it back
+        std::uint64_t withoutBuffer = 0;   ///< of a block that was wanted and got no buffer, or had to give it back
         std::uint64_t droppedByCamera = 0; ///< blocks that the camera says it could not send, whole or in part
         std::uint64_t refused = 0;         ///< error status instead of data
         std::uint64_t missing = 0;         ///< not there when their frame was given up, though there was room for them
@@ -82,7 +82,7 @@ private:
     Kind Classify(const StreamPacket &packet, FrameBlock *&block);
     std::int64_t Distance(const StreamPacket &packet) const;
     bool IsAhead(std::int64_t distance, TimePoint now) const;
-    void NoteBufferless(std::uint64_t id);
+    void NoteBufferless(std::uint64_t id, bool isMissed);
     void CountLate(std::uint64_t id);
     void Sort(const StreamPacket &packet, orv::ByteSpan datagram, TimePoint now);
     bool IsOfKeptBlock(std::uint64_t id, bool extendedIds) const;
@@ -117,7 +117,11 @@ private:
     bool m_newestExtended = false;
     TimePoint m_lastBegin{};
     std::optional<std::chrono::microseconds> m_frameTime; ///< between the beginnings of two frames, of late
-    std::array<std::uint64_t, 128> m_bufferless{};        ///< blocks that have no buffer, each where its id leads
+    struct Bufferless {
+        std::uint64_t id = 0;
+        bool isMissed = false; ///< it was wanted
+    };
+    std::array<Bufferless, 128> m_bufferless{}; ///< blocks that have no buffer, each where its id leads
     std::size_t m_learned[2] = {0, 0}; ///< data bytes per full packet, for standard and extended ids; 0: as told
     std::vector<std::uint8_t> m_kept;  ///< a packet that waits for another one of its block; empty: none
     std::size_t m_keptAge = 0;         ///< packets since then
