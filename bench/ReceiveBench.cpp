@@ -63,7 +63,8 @@ struct Figures {
     std::uint64_t complete = 0;
     std::uint64_t damaged = 0;             ///< incomplete, or without a buffer
     std::uint64_t refilled = 0;            ///< packets sent again
-    std::array<std::uint64_t, 6> causes{}; ///< of ours alone: see kCauses
+    std::array<std::uint64_t, 7> causes{}; ///< of ours alone: see kCauses
+    std::uint64_t leftOut = 0;             ///< of ours alone: numbers between the first frame and the last one
 };
 
 /// What tells where packets stayed, over the whole run.
@@ -75,7 +76,8 @@ const struct {
                {"refused", NUVARK_STREAM_INFO_NUM_REFUSED},
                {"late", NUVARK_STREAM_INFO_NUM_LATE},
                {"missing", NUVARK_STREAM_INFO_NUM_MISSING},
-               {"frames without a buffer", STREAM_INFO_NUM_UNDERRUN}};
+               {"frames without a buffer", STREAM_INFO_NUM_UNDERRUN},
+               {"frames that never came", NUVARK_STREAM_INFO_NUM_MISSED}};
 
 /// Counts while a receiver runs: the time between the marks is what is measured.
 class Meter {
@@ -152,6 +154,9 @@ Figures ReceiveWithOurs(std::uint32_t packetSize)
     }
     check(gc.DSStartAcquisition(stream, ACQ_START_FLAGS_DEFAULT, GENTL_INFINITE), "DSStartAcquisition");
     Meter meter;
+    std::uint64_t frames = 0;
+    std::uint64_t firstId = 0;
+    std::uint64_t lastId = 0;
     while (!meter.IsOver()) {
         EVENT_NEW_BUFFER_DATA data{};
         std::size_t dataSize = sizeof data;
@@ -160,16 +165,25 @@ Figures ReceiveWithOurs(std::uint32_t packetSize)
         bool8_t incomplete = 1;
         std::size_t infoSize = sizeof incomplete;
         INFO_DATATYPE type = INFO_DATATYPE_UNKNOWN;
-        gc.DSGetBufferInfo(stream, data.BufferHandle, BUFFER_INFO_IS_INCOMPLETE, &type, &incomplete, &infoSize);
+        check(gc.DSGetBufferInfo(stream, data.BufferHandle, BUFFER_INFO_IS_INCOMPLETE, &type, &incomplete, &infoSize),
+              "DSGetBufferInfo");
+        infoSize = sizeof lastId;
+        check(gc.DSGetBufferInfo(stream, data.BufferHandle, BUFFER_INFO_FRAMEID, &type, &lastId, &infoSize),
+              "DSGetBufferInfo");
+        firstId = frames++ == 0 ? lastId : firstId;
         meter.Frame(incomplete == 0);
         gc.DSQueueBuffer(stream, data.BufferHandle);
     }
     Figures figures = meter.Result();
-    std::size_t infoSize = sizeof figures.refilled;
-    INFO_DATATYPE type = INFO_DATATYPE_UNKNOWN;
-    gc.DSGetInfo(stream, NUVARK_STREAM_INFO_NUM_RESENT, &type, &figures.refilled, &infoSize);
+    figures.leftOut = frames != 0 ? lastId - firstId + 1 - frames : 0; // too few frames for them to wrap
+    const auto ask = [&](STREAM_INFO_CMD info, std::uint64_t &value) {
+        std::size_t infoSize = sizeof value;
+        INFO_DATATYPE type = INFO_DATATYPE_UNKNOWN;
+        check(gc.DSGetInfo(stream, info, &type, &value, &infoSize), "DSGetInfo");
+    };
+    ask(NUVARK_STREAM_INFO_NUM_RESENT, figures.refilled);
     for (std::size_t i = 0; i < figures.causes.size(); ++i)
-        gc.DSGetInfo(stream, kCauses[i].info, &type, &figures.causes[i], &infoSize);
+        ask(kCauses[i].info, figures.causes[i]);
     gc.GCCloseLib();
     return figures;
 }
@@ -380,9 +394,11 @@ template <class Receive> Figures Measure(const char *name, double framesPerSecon
               [](const Figures &a, const Figures &b) { return a.cpuPerGigabyte < b.cpuPerGigabyte; });
     Figures median = runs[kRepetitions / 2];
     std::uint64_t damaged = 0;
-    std::array<std::uint64_t, 6> causes{};
+    std::uint64_t leftOut = 0;
+    std::array<std::uint64_t, 7> causes{};
     for (const Figures &run : runs) {
         damaged += run.damaged;
+        leftOut += run.leftOut;
         for (std::size_t i = 0; i < causes.size(); ++i)
             causes[i] += run.causes[i];
     }
@@ -394,6 +410,8 @@ template <class Receive> Figures Measure(const char *name, double framesPerSecon
         if (causes[i] != 0)
             std::printf("    %s, in all runs: %llu\n", kCauses[i].name, static_cast<unsigned long long>(causes[i]));
     }
+    if (leftOut != 0)
+        std::printf("    numbers of frames left out, in all runs: %llu\n", static_cast<unsigned long long>(leftOut));
     std::fflush(stdout);
     return median;
 }

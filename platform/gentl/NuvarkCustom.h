@@ -42,7 +42,8 @@ enum {
     NUVARK_STREAM_INFO_NUM_WITHOUT_BUFFER =
         STREAM_INFO_CUSTOM_ID + 15, ///< UINT64, packets of frames that had no buffer since start
     NUVARK_STREAM_INFO_NUM_DROPPED_BY_CAMERA =
-        STREAM_INFO_CUSTOM_ID + 16 ///< UINT64, frames that the camera says it could not send, whole or in part
+        STREAM_INFO_CUSTOM_ID + 16, ///< UINT64, frames that the camera says it could not send, whole or in part
+    NUVARK_STREAM_INFO_NUM_MISSED = STREAM_INFO_CUSTOM_ID + 17 ///< UINT64, frames since start of which no packet came
 };
 
 /// EVENT_INFO_CMD values.

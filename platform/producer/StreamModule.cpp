@@ -123,6 +123,8 @@ Result<InfoValue> StreamModule::Info(STREAM_INFO_CMD command)
         return InfoValue::UInt64(m_channel->Counters().withoutBuffer);
     case NUVARK_STREAM_INFO_NUM_DROPPED_BY_CAMERA:
         return InfoValue::UInt64(m_channel->Counters().droppedByCamera);
+    case NUVARK_STREAM_INFO_NUM_MISSED:
+        return InfoValue::UInt64(m_channel->Counters().missedFrames);
     default:
         return UnknownCommand("stream", command);
     }
