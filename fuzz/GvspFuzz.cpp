@@ -236,7 +236,7 @@ private:
             m_wire = std::make_unique<Wire>();
         for (const Bytes &datagram : datagrams)
             m_wire->Put(datagram);
-        while (m_wire->batch->Read(m_assembler.NextLanding()))
+        while (m_wire->batch->Read(m_assembler.NextLanding()) != PacketBatch::Found::Nothing)
             TakeBatch(m_wire->batch->Packets());
     }
     void TakeBatch(const std::vector<PacketBatch::Packet> &packets)

@@ -30,7 +30,10 @@ struct PacketBatch::Messages {
     };
     struct Message {
         std::array<iovec, 2 * kMostLanding + 1> pieces;
-        std::size_t landing = 0;     ///< packets whose data has a place in the frame
+        std::size_t landing = 0;       ///< packets whose data has a place in the frame
+        std::uint8_t *begin = nullptr; ///< of the first one's place
+        std::size_t headerSize = 0;
+        std::size_t dataSize = 0;
         std::size_t landed = 0;      ///< those that are the right ones
         std::size_t size = 0;        ///< bytes
         std::size_t packetBytes = 0; ///< of each packet but the last
@@ -38,7 +41,19 @@ struct PacketBatch::Messages {
         Control control;
     };
 
-    Messages() : memory(kMostMessages * kLargestMessage), heads(kMostLanding * kExtendedHeaderSize) {}
+    Messages() : memory(kMostMessages * kLargestMessage), heads(kMostLanding * kExtendedHeaderSize)
+    {
+        for (std::size_t i = 0; i < kMostMessages; ++i) {
+            msghdr &header = headers[i].msg_hdr;
+            header.msg_name = &messages[i].sender;
+            header.msg_iov = messages[i].pieces.data();
+            header.msg_control = &messages[i].control;
+            Divide(i);
+        }
+    }
+    void Lead(std::size_t index, std::uint8_t *begin, std::size_t landing, std::size_t headerSize,
+              std::size_t dataSize);
+    void Divide(std::size_t index);
 
     std::uint8_t *MemoryOf(std::size_t index) { return memory.data() + index * kLargestMessage; }
     bool IsCut(std::size_t index) const { return (headers[index].msg_hdr.msg_flags & MSG_TRUNC) != 0; }
@@ -49,6 +64,35 @@ struct PacketBatch::Messages {
     std::array<mmsghdr, kMostMessages> headers{};
 };
 
+/// Lets the data of the message's first packets come to where they belong. Mostly only the places have changed.
+void PacketBatch::Messages::Lead(std::size_t index, std::uint8_t *begin, std::size_t landing, std::size_t headerSize,
+                                 std::size_t dataSize)
+{
+    Message &message = messages[index];
+    const bool isAlike = message.landing == landing && message.headerSize == headerSize && message.dataSize == dataSize;
+    if (isAlike && message.begin == begin)
+        return;
+    message.begin = begin;
+    message.landing = landing;
+    message.headerSize = headerSize;
+    message.dataSize = dataSize;
+    if (!isAlike)
+        Divide(index);
+    for (std::size_t k = 0; k < landing; ++k)
+        message.pieces[2 * k + 1] = {begin + k * dataSize, dataSize};
+}
+
+/// Into a header and a place for the data of each packet that may land, and memory for the rest.
+void PacketBatch::Messages::Divide(std::size_t index)
+{
+    Message &message = messages[index];
+    for (std::size_t k = 0; k < message.landing; ++k)
+        message.pieces[2 * k] = {heads.data() + (index + k) * message.headerSize, message.headerSize};
+    const std::size_t before = message.landing * (message.headerSize + message.dataSize);
+    message.pieces[2 * message.landing] = {MemoryOf(index) + before, kLargestMessage - before};
+    headers[index].msg_hdr.msg_iovlen = 2 * message.landing + 1;
+}
+
 PacketBatch::PacketBatch(int socket, std::uint32_t camera)
     : m_socket(socket), m_camera(camera), m_messages(std::make_unique<Messages>()), m_sinceRun(kRunsAreOver)
 {
@@ -56,7 +100,7 @@ PacketBatch::PacketBatch(int socket, std::uint32_t camera)
 
 PacketBatch::~PacketBatch() = default;
 
-bool PacketBatch::Read(const std::optional<Landing> &landing)
+PacketBatch::Found PacketBatch::Read(const std::optional<Landing> &landing)
 {
     m_packets.clear();
     m_cut = 0;
@@ -65,12 +109,12 @@ bool PacketBatch::Read(const std::optional<Landing> &landing)
     const int got =
         recvmmsg(m_socket, m_messages->headers.data(), static_cast<unsigned>(wanted), MSG_DONTWAIT, nullptr);
     if (got <= 0)
-        return false;
+        return Found::Nothing;
     const auto count = static_cast<std::size_t>(got);
     Settle(landing, count);
     for (std::size_t i = 0; i < count; ++i)
         AddPackets(i, landing);
-    return true;
+    return count < wanted ? Found::All : Found::Some;
 }
 
 /// A message whose packets are put together is long enough for a call of its own; and where it ends is known only
@@ -93,25 +137,15 @@ void PacketBatch::Prepare(const std::optional<Landing> &landing, std::size_t cou
     Messages &all = *m_messages;
     const std::size_t packet = landing ? landing->headerSize + landing->dataSize : 0;
     const std::size_t perMessage = landing && count == 1 ? std::min(kMostLanding, kLargestMessage / packet) : 1;
-    std::size_t next = 0; // of the packets that land
-    for (std::size_t i = 0; i < count; ++i) {
-        Messages::Message &message = all.messages[i];
-        message.landing = landing ? std::min(perMessage, landing->packets - std::min(next, landing->packets)) : 0;
-        iovec *piece = message.pieces.data();
-        for (std::size_t k = 0; k < message.landing; ++k, ++next) {
-            *piece++ = {all.heads.data() + next * landing->headerSize, landing->headerSize};
-            *piece++ = {landing->begin + next * landing->dataSize, landing->dataSize};
-        }
-        const std::size_t before = message.landing * packet;
-        *piece++ = {all.MemoryOf(i) + before, kLargestMessage - before};
-        msghdr &header = all.headers[i].msg_hdr;
-        header = {};
-        header.msg_name = &message.sender;
-        header.msg_namelen = sizeof message.sender;
-        header.msg_iov = message.pieces.data();
-        header.msg_iovlen = static_cast<std::size_t>(piece - message.pieces.data());
-        header.msg_control = &message.control;
-        header.msg_controllen = sizeof message.control;
+    for (std::size_t i = 0; i < count; ++i) { // several packets land in the only message, or one in each
+        if (landing && i < landing->packets)
+            all.Lead(i, landing->begin + i * landing->dataSize, std::min(perMessage, landing->packets),
+                     landing->headerSize, landing->dataSize);
+        else
+            all.Lead(i, nullptr, 0, 0, 0);
+        msghdr &header = all.headers[i].msg_hdr; // the kernel has written there what came
+        header.msg_namelen = sizeof all.messages[i].sender;
+        header.msg_controllen = sizeof all.messages[i].control;
     }
 }
 
@@ -183,12 +217,9 @@ void PacketBatch::Gather(std::size_t index, std::size_t from)
 void PacketBatch::AddPackets(std::size_t index, const std::optional<Landing> &landing)
 {
     const Messages::Message &message = m_messages->messages[index];
-    if (ntohl(message.sender.sin_addr.s_addr) != m_camera)
-        return;
-    if (m_messages->IsCut(index)) {
-        ++m_cut; // its rest is gone, and its length would teach a wrong packet size
-        return;
-    }
+    const bool isForeign = ntohl(message.sender.sin_addr.s_addr) != m_camera;
+    const bool isCut = m_messages->IsCut(index); // its rest is gone, and its length would teach a wrong packet size
+    m_cut += isCut && !isForeign ? 1 : 0;
     for (std::size_t k = 0; k < message.landed; ++k) {
         const iovec &data = message.pieces[2 * k + 1];
         m_packets.push_back({{static_cast<const std::uint8_t *>(message.pieces[2 * k].iov_base), landing->headerSize},
@@ -198,7 +229,7 @@ void PacketBatch::AddPackets(std::size_t index, const std::optional<Landing> &la
     std::size_t at = message.landed * message.packetBytes;
     while (at < message.size) {
         const std::size_t size = std::min(message.packetBytes, message.size - at);
-        m_packets.push_back({{memory + at, size}, {}});
+        m_packets.push_back({{memory + at, size}, {}, isForeign || isCut});
         at += size;
     }
 }

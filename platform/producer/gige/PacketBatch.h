@@ -20,16 +20,22 @@ namespace nuvark::gige {
 /// One thread. Between Read() and the last use of Packets() the frame's buffer must stay what it is.
 class PacketBatch {
 public:
-    /// \param camera  host byte order; messages of other senders are dropped
+    /// \param camera  host byte order
     PacketBatch(int socket, std::uint32_t camera);
     ~PacketBatch();
 
-    /// Does not wait. \param landing  of the running frame, if there is one. \return whether anything was there.
-    bool Read(const std::optional<Landing> &landing);
+    enum class Found {
+        Nothing, ///< was there
+        All,     ///< that was there has been taken
+        Some     ///< more may be there
+    };
+    /// Does not wait. \param landing  of the running frame, if there is one.
+    Found Read(const std::optional<Landing> &landing);
 
     struct Packet {
         orv::ByteSpan bytes;  ///< the datagram, or its header alone when the rest has landed
         orv::ByteSpan landed; ///< content that is in its place in the frame's buffer already
+        bool isJunk = false;  ///< of another sender, or its message was cut: only for who listens to the traffic
     };
     /// In the order of their coming; good until the next Read().
     const std::vector<Packet> &Packets() const { return m_packets; }

@@ -68,16 +68,15 @@ void StreamReceiver::Stop(StreamChannel::Stop how)
 void StreamReceiver::Run()
 {
     m_realTime = RaiseThreadPriority(Urgency::Receiving);
-    for (;;) {
-        const UdpSocket::Wait wait = m_socket.WaitReadable(NextWake(), &m_stop);
-        if (wait == UdpSocket::Wait::Interrupted)
-            break;
-        int batches = kBatchesAtOnce;
+    TimePoint wake = Clock::now() + kIdleWait;
+    while (m_socket.WaitReadable(wake, &m_stop) != UdpSocket::Wait::Interrupted) {
+        PacketBatch::Found found = PacketBatch::Found::Some;
         m_sinceWaiting = 0;
-        while (batches > 0 && TakeBatch())
-            --batches;
-        OnTime(batches > 0);
-        if (batches > 0 && MayNap() && m_stop.WaitUntil(Clock::now() + kNap))
+        for (int i = 0; i < kBatchesAtOnce && found == PacketBatch::Found::Some; ++i)
+            found = TakeBatch();
+        const bool isAllRead = found != PacketBatch::Found::Some;
+        wake = OnTime(isAllRead);
+        if (isAllRead && MayNap() && m_stop.WaitUntil(Clock::now() + kNap))
             break;
     }
     if (m_how == StreamChannel::Stop::Finish)
@@ -95,20 +94,14 @@ bool StreamReceiver::MayNap()
     return landing && landing->packets > kNapsToGo * m_sinceWaiting;
 }
 
-TimePoint StreamReceiver::NextWake()
-{
-    const orv::MutexLock lock(m_mutex);
-    return m_assembler.NextDeadline().value_or(Clock::now() + kIdleWait);
-}
-
-bool StreamReceiver::TakeBatch()
+PacketBatch::Found StreamReceiver::TakeBatch()
 {
     const orv::MutexLock lock(m_mutex);
     // Who listens wants each packet in one piece.
     const bool mayLand = m_settings.tap == nullptr || !m_settings.tap->IsOn();
-    const bool wasAny = m_batch.Read(mayLand ? m_assembler.NextLanding() : std::nullopt);
-    if (!wasAny)
-        return false;
+    const PacketBatch::Found found = m_batch.Read(mayLand ? m_assembler.NextLanding() : std::nullopt);
+    if (found == PacketBatch::Found::Nothing)
+        return found;
     const TimePoint now = Clock::now();
     m_sinceWaiting += m_batch.Packets().size();
     const std::uint64_t oversized = m_oversized;
@@ -118,7 +111,7 @@ bool StreamReceiver::TakeBatch()
     if (m_oversized != oversized)
         m_longest = kLargestDatagram;
     m_oversized += m_batch.Cut();
-    return true;
+    return found;
 }
 
 void StreamReceiver::TakePacket(const PacketBatch::Packet &packet, TimePoint now)
@@ -129,14 +122,17 @@ void StreamReceiver::TakePacket(const PacketBatch::Packet &packet, TimePoint now
     }
     if (m_settings.tap != nullptr)
         m_settings.tap->Push(packet.bytes);
+    if (packet.isJunk)
+        return;
     if (packet.bytes.size > m_longest)
         ++m_oversized;
     else
         m_assembler.OnPacket(packet.bytes, now);
 }
 
-void StreamReceiver::OnTime(bool isAllRead)
+TimePoint StreamReceiver::OnTime(bool isAllRead)
 {
+    TimePoint next;
     {
         const orv::MutexLock lock(m_mutex);
         const TimePoint now = Clock::now();
@@ -144,8 +140,10 @@ void StreamReceiver::OnTime(bool isAllRead)
             m_assembler.OnTime(now);
         m_assembler.TakeRequests(m_requests, now);
         m_way.Keep(m_socket, now);
+        next = m_assembler.NextDeadline().value_or(now + kIdleWait);
     }
     SendRequests();
+    return next;
 }
 
 void StreamReceiver::SendRequests()
@@ -179,10 +177,10 @@ void StreamReceiver::Drain()
             wake = std::min(wake, m_assembler.NextDeadline().value_or(wake));
         }
         (void)m_socket.WaitReadable(wake, nullptr);
-        const bool wasAny = TakeBatch();
+        const bool wasAny = TakeBatch() != PacketBatch::Found::Nothing;
         if (wasAny)
             quiet = std::min(limit, Clock::now() + kDrainQuiet);
-        OnTime(!wasAny);
+        (void)OnTime(!wasAny);
         if (Clock::now() >= end)
             return;
     }

@@ -46,14 +46,12 @@ public:
 
 private:
     void Run() EXCLUDES(m_mutex); // body of m_thread
-    TimePoint NextWake() EXCLUDES(m_mutex);
     bool MayNap() EXCLUDES(m_mutex);
-    /// \return false when there was nothing.
-    bool TakeBatch() EXCLUDES(m_mutex);
+    PacketBatch::Found TakeBatch() EXCLUDES(m_mutex);
     void TakePacket(const PacketBatch::Packet &packet, TimePoint now) REQUIRES(m_mutex);
     /// What is due by the clock: requests for missing packets and, when nothing more is to be read, frames that have
-    /// waited long enough.
-    void OnTime(bool isAllRead) EXCLUDES(m_mutex);
+    /// waited long enough. \return when something is due next.
+    TimePoint OnTime(bool isAllRead) EXCLUDES(m_mutex);
     void SendRequests();
     void Drain() EXCLUDES(m_mutex);
 
