@@ -9,7 +9,8 @@ namespace orvcli {
 /// Watches a stream for the doctor: what came when, and what was counted since pictures last came. One thread.
 class Observation {
 public:
-    /// To be made before the stream is started. Nothing is asked of the stream before Watch().
+    /// To be made before the stream is started, for the first time since the camera was opened. Nothing is asked of the
+    /// stream before Watch().
     Observation();
 
     /// Takes frames for so many seconds, until the connection is lost or somebody interrupts.
@@ -30,7 +31,7 @@ private:
     void Note(OrvCam::Buffer &buffer);
     void NotePicture(const _OrvImage &image, Clock::time_point now);
 
-    Mark m_start; ///< the stream's own counts begin at zero with each start
+    Mark m_start; ///< the stream's own counts begin at zero when it is opened
     Mark m_pause; ///< when complete frames had just stopped to come; they may have come again
     Mark m_end;
     bool m_pauseIsStale = true; ///< a complete frame has come since
