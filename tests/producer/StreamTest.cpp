@@ -151,12 +151,16 @@ TEST_F(StreamTest, SmallBuffersGetWhatFits)
     EXPECT_TRUE(BufferInfo<bool8_t>(buffer, BUFFER_INFO_IS_INCOMPLETE));
     EXPECT_TRUE(BufferInfo<bool8_t>(buffer, BUFFER_INFO_DATA_LARGER_THAN_BUFFER));
     EXPECT_EQ(BufferInfo<size_t>(buffer, BUFFER_INFO_SIZE_FILLED), kPayload / 2);
-    char data[2048];
-    size_t size = sizeof data;
-    EXPECT_EQ(Gc().EventGetData(error, data, &size, 1000), GC_ERR_SUCCESS);
-    EXPECT_EQ(
-        AskFor<GC_ERROR>([&](auto... out) { return Gc().EventGetDataInfo(error, data, size, EVENT_DATA_ID, out...); }),
-        GC_ERR_BUFFER_TOO_SMALL);
+    // Where the system grants a small socket buffer, that is told first.
+    GC_ERROR told = GC_ERR_SUCCESS;
+    for (int i = 0; i < 2 && told != GC_ERR_BUFFER_TOO_SMALL; ++i) {
+        char data[2048];
+        size_t size = sizeof data;
+        ASSERT_EQ(Gc().EventGetData(error, data, &size, 1000), GC_ERR_SUCCESS);
+        told = AskFor<GC_ERROR>(
+            [&](auto... out) { return Gc().EventGetDataInfo(error, data, size, EVENT_DATA_ID, out...); });
+    }
+    EXPECT_EQ(told, GC_ERR_BUFFER_TOO_SMALL);
 }
 
 TEST_F(StreamTest, QueuesAreFlushedWhileRunning)
