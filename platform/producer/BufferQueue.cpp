@@ -202,8 +202,9 @@ bool BufferQueue::TakeBuffer(FrameTarget &target)
         ++(m_paused ? m_counts.discarded : m_counts.underruns);
         return false;
     }
-    std::shared_ptr<Buffer> buffer = std::move(m_input.front());
-    m_input.pop_front();
+    // The one queued last: while the consumer keeps up, few of the buffers are in use, and those stay in the caches.
+    std::shared_ptr<Buffer> buffer = std::move(m_input.back());
+    m_input.pop_back();
     buffer->m_state = Buffer::State::Filling;
     target = {buffer->Base(), buffer->Size(), buffer.get()};
     m_filling.push_back(std::move(buffer));
@@ -256,7 +257,7 @@ void BufferQueue::GiveBack(const FrameTarget &target)
     if (buffer == nullptr)
         return;
     buffer->m_state = Buffer::State::Input;
-    m_input.push_front(std::move(buffer));
+    m_input.push_back(std::move(buffer));
 }
 
 std::size_t BufferQueue::SpareBuffers() const

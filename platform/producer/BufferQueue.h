@@ -66,8 +66,9 @@ private:
 /// The buffers of one stream on their way: input pool, being filled, output queue.
 ///
 /// It is the receiver's sink and, for the new-buffer event, the source. In the output queue nothing is ever
-/// overwritten; with the input pool empty the next frame is lost and counted. Threads: any. Lock order: m_mutex, then
-/// the handle table's or a buffer's; the notification runs with no lock held.
+/// overwritten; with the input pool empty the next frame is lost and counted. From the pool the buffer queued last is
+/// taken; the standard promises no order there. Threads: any. Lock order: m_mutex, then the handle table's or a
+/// buffer's; the notification runs with no lock held.
 class BufferQueue final : public FrameSink {
 public:
     struct Counts {

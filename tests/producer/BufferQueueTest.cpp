@@ -81,17 +81,17 @@ TEST(BufferQueue, BuffersMoveAsTheStandardSays)
         const char *script;
         const char *states;
     } kRows[] = {
-        {"queued", "q0 q1", "II-"},
-        {"a frame begins", "q0 q1 take", "FI-"},
-        {"it ends", "q0 q1 take fill", "OI-"},
-        {"it is fetched", "q0 q1 take fill get", "-I-"},
-        {"given back it is filled next", "q0 q1 take back take", "FI-"},
-        {"input to output", "q0 q1 take f0", "FO-"},
-        {"output discarded", "q0 q1 take fill f1", "-I-"},
-        {"all to input", "q0 q1 take fill f2", "II-"},
+        {"queued", "q1 q0", "II-"},
+        {"a frame begins in the one queued last", "q1 q0 take", "FI-"},
+        {"it ends", "q1 q0 take fill", "OI-"},
+        {"it is fetched", "q1 q0 take fill get", "-I-"},
+        {"given back it is filled next", "q1 q0 take back take", "FI-"},
+        {"input to output", "q1 q0 take f0", "FO-"},
+        {"output discarded", "q1 q0 take fill f1", "-I-"},
+        {"all to input", "q1 q0 take fill f2", "II-"},
         {"unqueued to input", "q0 take f3", "FII"},
-        {"all discarded", "q0 q1 q2 take fill f4", "---"},
-        {"an unknown operation", "q0 q1 take f9", "FI-"},
+        {"all discarded", "q1 q0 q2 take fill f4", "---"},
+        {"an unknown operation", "q1 q0 take f9", "FI-"},
     };
     for (const auto &row : kRows) {
         QueueBench bench;
@@ -103,7 +103,7 @@ TEST(BufferQueue, BuffersMoveAsTheStandardSays)
 TEST(BufferQueue, RefusesWhatDoesNotFitTheState)
 {
     QueueBench bench;
-    bench.Run("q0 q1 take");
+    bench.Run("q1 q0 take");
     EXPECT_EQ(bench.queue.Queue(bench.buffers[0]).Code(), GC_ERR_RESOURCE_IN_USE);
     EXPECT_EQ(bench.queue.Queue(bench.buffers[1]).Code(), GC_ERR_RESOURCE_IN_USE);
     EXPECT_EQ(bench.queue.Revoke(bench.buffers[0]).Code(), GC_ERR_BUSY);
@@ -132,10 +132,10 @@ TEST(BufferQueue, ACountLimitsWhatIsBegun)
 {
     QueueBench bench;
     bench.queue.Begin(2);
-    bench.Run("q0 q1 q2 take take take");
-    EXPECT_EQ(bench.States(), "FFI") << "two are enough";
+    bench.Run("q1 q0 q2 take take take");
+    EXPECT_EQ(bench.States(), "FIF") << "two are enough";
     bench.Run("fill fill take");
-    EXPECT_EQ(bench.States(), "OOI");
+    EXPECT_EQ(bench.States(), "OIO");
     const BufferQueue::Counts counts = bench.queue.GetCounts();
     EXPECT_FALSE(counts.isGrabbing);
     EXPECT_EQ(counts.underruns, 0U);
@@ -149,7 +149,7 @@ TEST(BufferQueue, CountsWhatIsLost)
     bench.Run("q0 take take fill take q0");
     EXPECT_EQ(bench.queue.GetCounts().underruns, 2U);
     EXPECT_EQ(bench.queue.GetCounts().started, 3U);
-    bench.Run("get q0 q1 take harm");
+    bench.Run("get q1 q0 take harm");
     EXPECT_EQ(bench.queue.GetCounts().incomplete, 0U) << "not fetched yet, and so not delivered either";
     bench.Run("get");
     EXPECT_EQ(bench.queue.GetCounts().incomplete, 1U);
