@@ -9,7 +9,6 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
-#include <regex>
 #include <sstream>
 #include <thread>
 
@@ -89,7 +88,10 @@ std::string Wire::Run(const std::string &lines)
 /// Without "sudo", which nobody needs here, and with the program of this build.
 std::string Wire::RunCure(const std::string &command)
 {
-    std::string line = std::regex_replace(command, std::regex("\\bsudo "), "");
+    constexpr char kSudo[] = "sudo ";
+    std::string line = command;
+    for (std::size_t at = line.find(kSudo); at != std::string::npos; at = line.find(kSudo, at))
+        line.erase(at, sizeof kSudo - 1);
     if (line.rfind("orvcam ", 0) == 0)
         line.replace(0, 6, ORVCAM_PROGRAM);
     return Run(line);
