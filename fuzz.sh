@@ -39,7 +39,7 @@ cmake --build --preset fuzz --target "${programs[@]}"
 bin=$PWD/build/fuzz/bin
 work=$PWD/build/fuzz/corpus
 found=$PWD/build/fuzz/found
-export ASAN_OPTIONS=detect_stack_use_after_return=1
+export ASAN_OPTIONS=detect_stack_use_after_return=1:intercept_tls_get_addr=0
 export LSAN_OPTIONS=suppressions=$PWD/cmake/lsan.supp:print_suppressions=0
 export G_SLICE=always-malloc
 

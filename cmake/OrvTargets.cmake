@@ -36,6 +36,9 @@ function(orv_test name)
     endif()
     add_test(NAME ${name} COMMAND ${name})
     # G_SLICE: GLib's own allocator hands blocks from thread to thread in ways that the sanitizers cannot follow.
+    # intercept_tls_get_addr: the sanitizer takes a loaded library's thread-local block that begins 16 bytes into a
+    # page for one of an old C library's, reads its place out of a header that is not there, and then crashes in its
+    # search for leaks at exit. The loader's own blocks count as reachable without it.
     set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT}
-        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;GENICAM_GENTL64_PATH=${CMAKE_BINARY_DIR}/bin;G_SLICE=always-malloc;LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/lsan.supp;TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/tsan.supp:ignore_noninstrumented_modules=1:second_deadlock_stack=1")
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;GENICAM_GENTL64_PATH=${CMAKE_BINARY_DIR}/bin;G_SLICE=always-malloc;ASAN_OPTIONS=intercept_tls_get_addr=0;LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/lsan.supp;TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/tsan.supp:ignore_noninstrumented_modules=1:second_deadlock_stack=1")
 endfunction()
