@@ -25,6 +25,7 @@ namespace {
 
 constexpr int kMaxLatencyMs = 100;
 constexpr int kSearchPauseMs = 3000;
+const OrvCam::InterfaceDescription kUsb = {OrvCam::ORV_INTERFACE_U3V, "u3v", "USB", "Nuvark.cti"};
 
 /// A dialog over a scripted system, seen through its widgets.
 class CameraSelector : public testing::Test {
@@ -87,11 +88,7 @@ protected:
 
     QTreeWidgetItem *Row(const std::string &serial) const
     {
-        for (QTreeWidgetItemIterator item(Tree()); *item; ++item) {
-            if ((*item)->text(1).toStdString() == serial)
-                return *item;
-        }
-        return nullptr;
+        return Tree()->findItems(QString::fromStdString(serial), Qt::MatchExactly | Qt::MatchRecursive, 1).value(0);
     }
 
     std::string Selected() const
@@ -139,8 +136,7 @@ TEST_F(CameraSelector, SaysThatItSearchesAndThenListsTheCameras)
 
 TEST_F(CameraSelector, InterfacesWithoutCamerasAreOnlyNamedAsSearched)
 {
-    m_system.FindOn({{{OrvCam::ORV_INTERFACE_U3V, "u3v", "USB", "Nuvark.cti"}, {}},
-                     {scripted::System::Ethernet(), {Camera("2"), Camera("1")}}});
+    m_system.FindOn({{kUsb, {}}, {scripted::System::Ethernet(), {Camera("2"), Camera("1")}}});
     Open();
     EXPECT_EQ(Tree()->topLevelItemCount(), 1);
     EXPECT_EQ(Serials(), (Strings{"1", "2"}));
@@ -250,26 +246,23 @@ TEST_F(CameraSelector, PreselectsTheLastUsedElseTheOnlyFreeCamera)
     }
 }
 
-TEST_F(CameraSelector, TheLastUsedCameraIsPreselectedWhenItAppearsLater)
+TEST_F(CameraSelector, TheLastUsedCameraThatAppearsLaterIsPreselectedUnlessTheUserChose)
 {
-    Remember(Camera("2"));
-    m_system.Find({Camera("1")});
-    Open();
-    ASSERT_EQ(Selected(), "1");
-    m_system.Find({Camera("1"), Camera("2")});
-    Refresh();
-    EXPECT_EQ(Selected(), "2");
-}
-
-TEST_F(CameraSelector, TheUsersOwnSelectionIsNotOverridden)
-{
-    Remember(Camera("2"));
-    m_system.Find({Camera("1"), Camera("3")});
-    Open();
-    Click("1");
-    m_system.Find({Camera("1"), Camera("2"), Camera("3")});
-    Refresh();
-    EXPECT_EQ(Selected(), "1");
+    for (const bool userChose : {false, true}) {
+        Remember(Camera("2"));
+        scripted::System::Cameras cameras = {Camera("1")};
+        if (userChose)
+            cameras.push_back(Camera("3"));
+        m_system.Find(cameras);
+        Open();
+        if (userChose)
+            Click("1");
+        ASSERT_EQ(Selected(), "1");
+        cameras.push_back(Camera("2"));
+        m_system.Find(cameras);
+        Refresh();
+        EXPECT_EQ(Selected(), userChose ? "1" : "2");
+    }
 }
 
 TEST_F(CameraSelector, OnlyUsableCamerasCanBeAccepted)
@@ -323,8 +316,7 @@ TEST_F(CameraSelector, DoubleClickAndEnterConnect)
 
 TEST_F(CameraSelector, ArrowKeysStepOverTheHeadings)
 {
-    m_system.FindOn({{scripted::System::Ethernet(), {Camera("1")}},
-                     {{OrvCam::ORV_INTERFACE_U3V, "u3v", "USB", "Nuvark.cti"}, {Camera("2"), Camera("3")}}});
+    m_system.FindOn({{scripted::System::Ethernet(), {Camera("1")}}, {kUsb, {Camera("2"), Camera("3")}}});
     Open();
     Click("1");
     const std::pair<Qt::Key, const char *> steps[] = {{Qt::Key_Down, "2"}, {Qt::Key_End, "3"}, {Qt::Key_Up, "2"},
@@ -374,7 +366,7 @@ protected:
     QTemporaryDir m_folder;
 };
 
-TEST_F(SoftwareCameraButton, IsOfferedOnlyWhenThereIsNoCamera)
+TEST_F(SoftwareCameraButton, IsOfferedWhereThereIsNoCameraAndStartsOne)
 {
     UseProgram("echo ready; exec sleep 60");
     m_system.Find({Camera("1")});
@@ -383,38 +375,30 @@ TEST_F(SoftwareCameraButton, IsOfferedOnlyWhenThereIsNoCamera)
     m_system.Find({});
     Refresh();
     EXPECT_TRUE(Button()->isVisible());
-    Software().SetProgram({});
-    Refresh();
-    EXPECT_FALSE(Button()->isVisible()) << "there is nothing to start";
-}
-
-TEST_F(SoftwareCameraButton, StartsItAndFindsIt)
-{
-    UseProgram("echo ready; exec sleep 60");
-    m_system.Find({});
-    Open();
     m_system.Find({Camera("SIM0001")});
     QTest::mouseClick(Button(), Qt::LeftButton);
     EXPECT_TRUE(WaitFor([this] { return Selected() == "SIM0001"; }));
     EXPECT_FALSE(Button()->isVisible());
+    Software().SetProgram({});
+    m_system.Find({});
+    Refresh();
+    EXPECT_FALSE(Button()->isVisible()) << "there is nothing to start";
 }
 
 TEST_F(SoftwareCameraButton, TellsWhyItDidNotStart)
 {
-    struct Case {
-        const char *lines;
-        const char *reason;
-    };
-    for (const Case &row :
-         {Case{"echo 'address is in use' >&2; exit 1", "address is in use"}, Case{"exit 0", "ended"}}) {
-        UseProgram(row.lines);
+    for (const auto &[lines, reason] :
+         {std::pair{"echo 'address is in use' >&2; exit 1", "address is in use"}, {"exit 0", "ended"}}) {
+        SCOPED_TRACE(lines);
+        const auto isTold = [text = reason, this] { return Find<QLabel>("advice")->text().contains(text); };
+        UseProgram(lines);
         m_system.Find({});
         Open();
         QTest::mouseClick(Button(), Qt::LeftButton);
-        EXPECT_TRUE(WaitFor([&] { return Find<QLabel>("advice")->text().contains(row.reason); })) << row.lines;
+        EXPECT_TRUE(WaitFor(isTold));
         EXPECT_TRUE(Button()->isEnabled());
         Refresh();
-        EXPECT_TRUE(Find<QLabel>("advice")->text().contains(row.reason)) << "gone with the next search";
+        EXPECT_TRUE(isTold()) << "gone with the next search";
         ASSERT_TRUE(WaitFor([this] { return IsIdle() && m_system.InUse() == 0; }));
     }
     Software().SetProgram("/nowhere/orvsim");
