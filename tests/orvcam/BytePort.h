@@ -1,5 +1,7 @@
 #pragma once
 
+#include "MadeDescription.h"
+
 #include "orvcam/OrvStatus.h"
 #include "orvcam/PortIo.h"
 
@@ -56,27 +58,3 @@ private:
         return ORV_CAM_OK;
     }
 };
-
-/// A description with a Root category that lists `features`, and `nodes`; the port is called Device.
-inline std::string DescriptionOf(const std::vector<std::string> &features, const std::string &nodes)
-{
-    std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                      "<RegisterDescription ModelName=\"Test\" VendorName=\"Nuvark\" StandardNameSpace=\"None\" "
-                      "SchemaMajorVersion=\"1\" SchemaMinorVersion=\"1\" SchemaSubMinorVersion=\"0\" "
-                      "MajorVersion=\"2\" MinorVersion=\"3\" SubMinorVersion=\"4\" "
-                      "ProductGuid=\"1\" VersionGuid=\"2\" xmlns=\"http://www.genicam.org/GenApi/Version_1_1\">\n"
-                      "<Category Name=\"Root\" NameSpace=\"Standard\">";
-    for (const std::string &feature : features)
-        xml += "<pFeature>" + feature + "</pFeature>";
-    return xml + "</Category>\n" + nodes + "\n<Port Name=\"Device\" NameSpace=\"Standard\"/>\n</RegisterDescription>\n";
-}
-
-/// An integer register: `extra` are further property elements.
-inline std::string IntReg(const std::string &name, const std::string &address, const std::string &length = "4",
-                          const std::string &access = "RW", const std::string &endianess = "BigEndian",
-                          const std::string &extra = "")
-{
-    return "<IntReg Name=\"" + name + "\">" + extra + "<Address>" + address + "</Address><Length>" + length +
-           "</Length><AccessMode>" + access + "</AccessMode><pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>" +
-           endianess + "</Endianess></IntReg>\n";
-}

@@ -18,7 +18,7 @@ using testing::Not;
 
 std::string Streamable(const std::string &kind, const std::string &name, const std::string &inside)
 {
-    return "<" + kind + " Name=\"" + name + "\"><Streamable>Yes</Streamable>" + inside + "</" + kind + ">\n";
+    return Node(kind, name, "<Streamable>Yes</Streamable>" + inside);
 }
 
 /// A camera with a feature of every fate, and the file that its configuration goes to.

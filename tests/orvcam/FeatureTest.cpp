@@ -16,60 +16,47 @@ using OrvCam::Access;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-std::string Feature(const std::string &kind, const std::string &name, const std::string &inside)
-{
-    return "<" + kind + " Name=\"" + name + "\" NameSpace=\"Standard\">" + inside + "</" + kind + ">\n";
-}
-
-std::string Register(const std::string &kind, const std::string &name, const std::string &address,
-                     const std::string &length, const std::string &tail = "", const std::string &access = "RW")
-{
-    return Feature(kind, name,
-                   "<Address>" + address + "</Address><Length>" + length + "</Length><AccessMode>" + access +
-                       "</AccessMode><pPort>Device</pPort>" + tail);
-}
-
 const std::string kNodes =
     // Integers of every make.
-    Feature("Integer", "Width", "<pValue>WidthReg</pValue><Min>16</Min><Max>640</Max><Inc>16</Inc>") +
+    Node("Integer", "Width", "<pValue>WidthReg</pValue><Min>16</Min><Max>640</Max><Inc>16</Inc>") +
     IntReg("WidthReg", "0x00") + IntReg("Little", "0x04", "4", "RW", "LittleEndian") + IntReg("Short", "0x08", "2") +
     IntReg("Long", "0x10", "8") +
     Register("MaskedIntReg", "MaskBE", "0x18", "4", "<LSB>11</LSB><MSB>4</MSB><Endianess>BigEndian</Endianess>") +
     Register("MaskedIntReg", "MaskLE", "0x1C", "4", "<LSB>4</LSB><MSB>11</MSB><Endianess>LittleEndian</Endianess>") +
-    Feature("StructReg", "S",
-            "<Address>0x20</Address><Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>"
-            "<Endianess>LittleEndian</Endianess><StructEntry Name=\"Entry\"><LSB>8</LSB><MSB>15</MSB></StructEntry>") +
-    Feature("IntSwissKnife", "Twice", "<pVariable Name=\"W\">WidthReg</pVariable><Formula>(W * 2)</Formula>") +
-    Feature("Integer", "Ip", "<pValue>IpReg</pValue><Representation>IPV4Address</Representation>") +
+    Node("StructReg", "S",
+         "<Address>0x20</Address><Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>"
+         "<Endianess>LittleEndian</Endianess><StructEntry Name=\"Entry\"><LSB>8</LSB><MSB>15</MSB></StructEntry>") +
+    Node("IntSwissKnife", "Twice", "<pVariable Name=\"W\">WidthReg</pVariable><Formula>(W * 2)</Formula>") +
+    Node("Integer", "Ip", "<pValue>IpReg</pValue><Representation>IPV4Address</Representation>") +
     IntReg("IpReg", "0x28", "8") +
     // Floats.
     Register("FloatReg", "Float32", "0x30", "4", "<Endianess>BigEndian</Endianess>") +
     Register("FloatReg", "Float64", "0x38", "8", "<Endianess>LittleEndian</Endianess>") +
-    Feature("Float", "Exposure", "<pValue>ExposureConv</pValue><Min>10.5</Min><Max>1000.25</Max>") +
-    Feature("Converter", "ExposureConv",
-            "<FormulaTo>(FROM * 4)</FormulaTo><FormulaFrom>(TO / 4)</FormulaFrom><pValue>ExposureReg</pValue>") +
+    Node("Float", "Exposure", "<pValue>ExposureConv</pValue><Min>10.5</Min><Max>1000.25</Max>") +
+    Node("Converter", "ExposureConv",
+         "<FormulaTo>(FROM * 4)</FormulaTo><FormulaFrom>(TO / 4)</FormulaFrom><pValue>ExposureReg</pValue>") +
     IntReg("ExposureReg", "0x40") +
-    Feature("Float", "Stepped", "<pValue>Float64</pValue><Min>0</Min><Max>10</Max><Inc>0.25</Inc>") +
+    Node("Float", "Stepped", "<pValue>Float64</pValue><Min>0</Min><Max>10</Max><Inc>0.25</Inc>") +
     // The rest.
-    Feature("Boolean", "Flag", "<pValue>FlagReg</pValue><OnValue>5</OnValue><OffValue>6</OffValue>") +
+    Node("Boolean", "Flag", "<pValue>FlagReg</pValue><OnValue>5</OnValue><OffValue>6</OffValue>") +
     IntReg("FlagReg", "0x44") + Register("StringReg", "UserId", "0x48", "8") +
-    Feature("Enumeration", "Mode",
-            "<EnumEntry Name=\"Off\"><Value>0</Value></EnumEntry>"
-            "<EnumEntry Name=\"Slow\"><pIsAvailable>Gate</pIsAvailable><Value>7</Value></EnumEntry>"
-            "<EnumEntry Name=\"Fast\"><Value>3</Value></EnumEntry><pValue>ModeReg</pValue>") +
+    Node("Enumeration", "Mode",
+         "<EnumEntry Name=\"Off\"><Value>0</Value></EnumEntry>"
+         "<EnumEntry Name=\"Slow\"><pIsAvailable>Gate</pIsAvailable><Value>7</Value></EnumEntry>"
+         "<EnumEntry Name=\"Fast\"><Value>3</Value></EnumEntry><pValue>ModeReg</pValue>") +
     IntReg("ModeReg", "0x50") + IntReg("Gate", "0x54") +
-    Feature("Command", "Go", "<pValue>GoReg</pValue><CommandValue>1</CommandValue>") + IntReg("GoReg", "0x58") +
-    Feature("Command", "Reset", "<pValue>ResetReg</pValue><CommandValue>9</CommandValue>") +
+    Node("Command", "Go", "<pValue>GoReg</pValue><CommandValue>1</CommandValue>") + IntReg("GoReg", "0x58") +
+    Node("Command", "Reset", "<pValue>ResetReg</pValue><CommandValue>9</CommandValue>") +
     IntReg("ResetReg", "0x5C", "4", "WO") +
     // Access.
     Register("IntReg", "ReadOnly", "0x60", "4", "", "RO") + Register("IntReg", "WriteOnly", "0x64", "4", "", "WO") +
-    Feature("Integer", "ThroughReadOnly", "<pValue>ReadOnly</pValue>") +
-    Feature("Integer", "Gated", "<pIsAvailable>Gate</pIsAvailable><pValue>WidthReg</pValue>") +
-    Feature("Integer", "BehindGated", "<pValue>Gated</pValue>") +
-    Feature("Integer", "Implemented", "<pIsImplemented>Gate</pIsImplemented><pValue>WidthReg</pValue>") +
-    Feature("Integer", "Lockable", "<pIsLocked>Gate</pIsLocked><pValue>WidthReg</pValue>") +
-    Feature("Command", "LockedGo", "<pIsLocked>Gate</pIsLocked><pValue>GoReg2</pValue><CommandValue>1</CommandValue>") +
-    IntReg("GoReg2", "0x68") + Feature("Integer", "Dangling", "<pValue>Nowhere</pValue>");
+    Node("Integer", "ThroughReadOnly", "<pValue>ReadOnly</pValue>") +
+    Node("Integer", "Gated", "<pIsAvailable>Gate</pIsAvailable><pValue>WidthReg</pValue>") +
+    Node("Integer", "BehindGated", "<pValue>Gated</pValue>") +
+    Node("Integer", "Implemented", "<pIsImplemented>Gate</pIsImplemented><pValue>WidthReg</pValue>") +
+    Node("Integer", "Lockable", "<pIsLocked>Gate</pIsLocked><pValue>WidthReg</pValue>") +
+    Node("Command", "LockedGo", "<pIsLocked>Gate</pIsLocked><pValue>GoReg2</pValue><CommandValue>1</CommandValue>") +
+    IntReg("GoReg2", "0x68") + Node("Integer", "Dangling", "<pValue>Nowhere</pValue>");
 
 class Features : public testing::Test {
 protected:
@@ -186,7 +173,7 @@ TEST(FeatureArray, FloatsGoToTheNearestStep)
         BytePort port;
         std::string error;
         const auto array = FeatureArrayImp::Create(
-            DescriptionOf({"F"}, Feature("Float", "F", std::string("<pValue>R</pValue>") + row.limits) +
+            DescriptionOf({"F"}, Node("Float", "F", std::string("<pValue>R</pValue>") + row.limits) +
                                      Register("FloatReg", "R", "0", "8")),
             port, &error);
         ASSERT_NE(nullptr, array) << error;
@@ -236,37 +223,41 @@ TEST_F(Features, BooleansStringsAndEnumerations)
 
 TEST_F(Features, AccessIsJudgedBeforeTheCameraIsTouched)
 {
-    const auto access = [this](const char *name) { return m_array->GetInt(name)->GetAccess(); };
-    EXPECT_EQ(Access::ReadWrite, access("Width"));
-    EXPECT_EQ(Access::ReadOnly, access("ReadOnly"));
-    EXPECT_EQ(Access::ReadOnly, access("ThroughReadOnly"));
-    EXPECT_EQ(Access::ReadOnly, access("Twice"));
-    EXPECT_EQ(Access::WriteOnly, access("WriteOnly"));
-    EXPECT_EQ(Access::NotAvailable, access("Gated"));
-    EXPECT_EQ(Access::NotAvailable, access("BehindGated"));
-    EXPECT_EQ(Access::ReadWrite, access("Lockable"));
+    const struct {
+        const char *name;
+        Access closed; ///< while the gate is closed
+        int closedWrite;
+        Access open;
+        int openWrite;
+    } kCases[] = {
+        {"Width", Access::ReadWrite, ORV_CAM_OK, Access::ReadWrite, ORV_CAM_OK},
+        {"ReadOnly", Access::ReadOnly, ORV_CAM_ERR_NOT_WRITABLE, Access::ReadOnly, ORV_CAM_ERR_NOT_WRITABLE},
+        {"ThroughReadOnly", Access::ReadOnly, ORV_CAM_ERR_NOT_WRITABLE, Access::ReadOnly, ORV_CAM_ERR_NOT_WRITABLE},
+        {"Twice", Access::ReadOnly, ORV_CAM_ERR_NOT_WRITABLE, Access::ReadOnly, ORV_CAM_ERR_NOT_WRITABLE},
+        {"WriteOnly", Access::WriteOnly, ORV_CAM_OK, Access::WriteOnly, ORV_CAM_OK},
+        {"Gated", Access::NotAvailable, ORV_CAM_ERR_NOT_AVAILABLE, Access::ReadWrite, ORV_CAM_OK},
+        {"BehindGated", Access::NotAvailable, ORV_CAM_ERR_NOT_AVAILABLE, Access::ReadWrite, ORV_CAM_OK},
+        {"Lockable", Access::ReadWrite, ORV_CAM_OK, Access::ReadOnly, ORV_CAM_ERR_NOT_WRITABLE},
+    };
     int status = 0;
     EXPECT_EQ(nullptr, m_array->GetInt("Implemented", &status));
     EXPECT_EQ(ORV_CAM_ERR_FEATURE_NOT_PRESENT, status);
-
-    const int writes = m_port.writes;
-    EXPECT_EQ(ORV_CAM_ERR_NOT_WRITABLE, m_array->SetIntegerValue("ReadOnly", 1));
-    EXPECT_EQ(ORV_CAM_ERR_NOT_WRITABLE, m_array->SetIntegerValue("ThroughReadOnly", 1));
-    EXPECT_EQ(ORV_CAM_ERR_NOT_WRITABLE, m_array->SetIntegerValue("Twice", 1));
-    EXPECT_EQ(ORV_CAM_ERR_NOT_AVAILABLE, m_array->SetIntegerValue("Gated", 64));
-    EXPECT_EQ(ORV_CAM_ERR_NOT_AVAILABLE, m_array->SetIntegerValue("BehindGated", 64));
+    for (const bool isOpen : {false, true}) {
+        Set("Gate", isOpen);
+        for (const auto &row : kCases) {
+            SCOPED_TRACE(testing::Message() << row.name << (isOpen ? " open" : " closed"));
+            EXPECT_EQ(isOpen ? row.open : row.closed, m_array->GetInt(row.name)->GetAccess());
+            const int expected = isOpen ? row.openWrite : row.closedWrite;
+            const int writes = m_port.writes;
+            EXPECT_EQ(expected, m_array->SetIntegerValue(row.name, 64));
+            EXPECT_EQ(writes + (expected == ORV_CAM_OK), m_port.writes);
+        }
+    }
     m_array->GetInt("WriteOnly")->GetValue(&status);
     EXPECT_EQ(ORV_CAM_ERR_NOT_READABLE, status);
-    EXPECT_EQ(writes, m_port.writes);
-
-    Set("Gate", 1);
-    EXPECT_EQ(Access::ReadWrite, access("Gated"));
-    EXPECT_EQ(Access::ReadWrite, access("Implemented"));
-    EXPECT_EQ(Access::ReadOnly, access("Lockable"));
-    EXPECT_EQ(ORV_CAM_ERR_NOT_WRITABLE, m_array->SetIntegerValue("Lockable", 64));
+    EXPECT_EQ(Access::ReadWrite, m_array->GetInt("Implemented")->GetAccess());
     EXPECT_EQ(64, m_array->GetInt("Lockable")->GetValue());
     EXPECT_EQ(ORV_CAM_ERR_NOT_WRITABLE, m_array->ExecuteCommand("LockedGo"));
-    EXPECT_EQ(ORV_CAM_OK, m_array->SetIntegerValue("WriteOnly", 5));
 }
 
 TEST_F(Features, WrongNamesAndKinds)
@@ -320,39 +311,35 @@ TEST_F(Features, CommandsTellWhenTheCameraGoesMeanwhile)
 /// Whatever access fails: the caller gets the port's status, and no text or number of an earlier success.
 TEST_F(Features, FailingPortAtEachAccess)
 {
-    const auto sweep = [this](std::vector<int> &statuses) {
-        int status = ORV_CAM_OK;
-        m_array->GetInt("Width")->GetValue(&status);
-        statuses.push_back(status);
+    const auto sweep = [this] {
+        std::vector<int> statuses;
+        const auto read = [&statuses](auto *node, auto get) {
+            int status = ORV_CAM_OK;
+            const auto value = (node->*get)(&status);
+            statuses.push_back(status);
+            return value;
+        };
+        read(m_array->GetInt("Width"), &OrvCam::IntegerNode::GetValue);
         statuses.push_back(m_array->GetInt("Width")->SetValue(64));
-        const double exposure = m_array->GetFloat("Exposure")->GetValue(&status);
-        if (exposure != (status == ORV_CAM_OK ? 20.0 : 0.0))
-            ADD_FAILURE() << "a wrong number without an error";
-        statuses.push_back(status);
+        const double exposure = read(m_array->GetFloat("Exposure"), &OrvCam::FloatNode::GetValue);
+        EXPECT_EQ(exposure, statuses.back() == ORV_CAM_OK ? 20.0 : 0.0) << "a wrong number without an error";
         statuses.push_back(m_array->GetFloat("Exposure")->SetValue(20.0));
-        const std::string user = m_array->GetString("UserId")->GetValue(&status);
-        if (user != (status == ORV_CAM_OK ? "me" : ""))
-            ADD_FAILURE() << "stale text";
-        statuses.push_back(status);
-        m_array->GetEnum("Mode")->GetValue(&status);
-        statuses.push_back(status);
-        m_array->GetEnum("Mode")->GetEntries(&status);
-        statuses.push_back(status);
+        const std::string user = read(m_array->GetString("UserId"), &OrvCam::StringNode::GetValue);
+        EXPECT_EQ(user, statuses.back() == ORV_CAM_OK ? "me" : "") << "stale text";
+        read(m_array->GetEnum("Mode"), &OrvCam::EnumerationNode::GetValue);
+        read(m_array->GetEnum("Mode"), &OrvCam::EnumerationNode::GetEntries);
         statuses.push_back(m_array->GetEnum("Mode")->SetValue("Fast"));
-        m_array->GetInt("Gated")->GetValue(&status);
-        statuses.push_back(status);
-        m_array->GetInt("Twice")->GetValue(&status);
-        statuses.push_back(status);
-        m_array->GetInt("Lockable")->GetMax(&status);
-        statuses.push_back(status);
+        read(m_array->GetInt("Gated"), &OrvCam::IntegerNode::GetValue);
+        read(m_array->GetInt("Twice"), &OrvCam::IntegerNode::GetValue);
+        read(m_array->GetInt("Lockable"), &OrvCam::IntegerNode::GetMax);
         statuses.push_back(m_array->GetBool("Flag")->SetValue(true));
+        return statuses;
     };
     Set("Gate", 1);
     m_array->GetFloat("Exposure")->SetValue(20.0);
     m_array->GetString("UserId")->SetValue("me");
     m_port.accesses = 0;
-    std::vector<int> good;
-    sweep(good);
+    const std::vector<int> good = sweep();
     const int accesses = m_port.accesses;
     ASSERT_GT(accesses, 10);
     for (int n = 0; n < accesses; ++n) {
@@ -360,8 +347,7 @@ TEST_F(Features, FailingPortAtEachAccess)
         m_port.accesses = 0;
         m_port.failAt = n;
         m_port.failWith = ORV_CAM_ERR_TIMEOUT;
-        std::vector<int> statuses;
-        sweep(statuses);
+        const std::vector<int> statuses = sweep();
         int differing = 0;
         for (std::size_t i = 0; i < good.size(); ++i) {
             if (statuses[i] != good[i]) {
@@ -372,9 +358,7 @@ TEST_F(Features, FailingPortAtEachAccess)
         EXPECT_EQ(1, differing);
     }
     m_port.failAt = -1;
-    std::vector<int> after;
-    sweep(after);
-    EXPECT_EQ(good, after);
+    EXPECT_EQ(good, sweep());
 }
 
 TEST_F(Features, AccessKeepsItsLastAnswerWhileTheCameraIsSilent)
@@ -431,7 +415,7 @@ TEST(FeatureArray, ManyThreadsParseAtOnce)
 TEST(FeatureArray, RegistersThatMoveTakeNoEndOfMemory)
 {
     const auto text = [](const char *name, const std::string &inside) {
-        return Feature("StringReg", name, inside + "<AccessMode>RW</AccessMode><pPort>Device</pPort>");
+        return Node("StringReg", name, inside + "<AccessMode>RW</AccessMode><pPort>Device</pPort>");
     };
     BytePort port(1u << 20);
     std::string error;
@@ -469,17 +453,17 @@ TEST(FeatureArray, OddDescriptionsCrashNothingAndStayOffTheErrorStream)
                        &log);
     testing::internal::CaptureStderr();
     const std::string nodes =
-        Feature("Integer", "Loop", "<pValue>Loop2</pValue>") + Feature("Integer", "Loop2", "<pValue>Loop</pValue>") +
-        Feature("Integer", "NoValue", "") + Feature("Enumeration", "NoEntries", "<pValue>Reg</pValue>") +
-        Feature("IntSwissKnife", "BadFormula", "<Formula>(((</Formula>") +
-        Feature("Integer", "Port", "<pValue>Device</pValue>") + Register("StringReg", "Endless", "0", "999999999999") +
+        Node("Integer", "Loop", "<pValue>Loop2</pValue>") + Node("Integer", "Loop2", "<pValue>Loop</pValue>") +
+        Node("Integer", "NoValue", "") + Node("Enumeration", "NoEntries", "<pValue>Reg</pValue>") +
+        Node("IntSwissKnife", "BadFormula", "<Formula>(((</Formula>") +
+        Node("Integer", "Port", "<pValue>Device</pValue>") + Register("StringReg", "Endless", "0", "999999999999") +
         Register("StringReg", "Long", "0", "1000000") +
-        Feature("StringReg", "TellsLength", "<Address>0</Address><pLength>LengthReg</pLength><pPort>Device</pPort>") +
+        Node("StringReg", "TellsLength", "<Address>0</Address><pLength>LengthReg</pLength><pPort>Device</pPort>") +
         IntReg("LengthReg", "0x10", "8") + Register("IntReg", "Wide", "0", "100") +
         Register("FloatReg", "Odd", "0", "3") + IntReg("Reg", "0") +
         Register("MaskedIntReg", "HighBits", "0", "4", "<LSB>200</LSB><MSB>300</MSB>") +
         Register("MaskedIntReg", "Swapped", "0", "4", "<LSB>20</LSB><MSB>3</MSB>") +
-        Feature("Boolean", "OfString", "<pValue>Long</pValue>");
+        Node("Boolean", "OfString", "<pValue>Long</pValue>");
     BytePort port;
     std::string error;
     auto array = FeatureArrayImp::Create(DescriptionOf({}, nodes), port, &error);

@@ -20,9 +20,10 @@ struct ViewCase {
     const char *rule;
     Items items;
     std::uint32_t width, height, pitch;
-    OrvLineLayout layout;
-    std::size_t offset, dataSize, received;
-    bool incomplete;
+    std::size_t dataSize, received;
+    bool incomplete = false;
+    std::size_t offset = 0;
+    OrvLineLayout layout = ORV_LINES_PITCHED;
 };
 
 Items Frame(std::uint64_t wire, std::uint64_t width, std::uint64_t height, std::uint64_t filled, Items more = {})
@@ -36,54 +37,52 @@ Items Frame(std::uint64_t wire, std::uint64_t width, std::uint64_t height, std::
 }
 
 const ViewCase kCases[] = {
-    {"plain", Frame(kWireMono8, 10, 5, 50), 10, 5, 10, ORV_LINES_PITCHED, 0, 50, 50, false},
-    {"colour", Frame(kWireRgb8, 10, 5, 150), 10, 5, 30, ORV_LINES_PITCHED, 0, 150, 150, false},
-    {"padded lines", Frame(kWireMono8, 10, 5, 60, {{FrameItem::XPadding, 2}}), 10, 5, 12, ORV_LINES_PITCHED, 0, 60, 60,
-     false},
-    {"padding missing behind the last line", Frame(kWireMono8, 10, 5, 58, {{FrameItem::XPadding, 2}}), 10, 5, 12,
-     ORV_LINES_PITCHED, 0, 58, 58, false},
-    {"chunks behind the image are not part of it", Frame(kWireMono8, 10, 5, 80), 10, 5, 10, ORV_LINES_PITCHED, 0, 50,
-     80, false},
-    {"image behind a header", Frame(kWireMono8, 10, 5, 66, {{FrameItem::ImageOffset, 16}}), 10, 5, 10,
-     ORV_LINES_PITCHED, 16, 50, 66, false},
-    {"packed, whole bytes per line", Frame(kWireMono10p, 8, 2, 20), 8, 2, 10, ORV_LINES_PITCHED, 0, 20, 20, false},
-    {"packed, line ends inside a byte", Frame(kWireMono10p, 5, 3, 19), 5, 3, 6, ORV_LINES_CONTINUOUS, 0, 19, 19, false},
+    {"plain", Frame(kWireMono8, 10, 5, 50), 10, 5, 10, 50, 50},
+    {"colour", Frame(kWireRgb8, 10, 5, 150), 10, 5, 30, 150, 150},
+    {"padded lines", Frame(kWireMono8, 10, 5, 60, {{FrameItem::XPadding, 2}}), 10, 5, 12, 60, 60},
+    {"padding missing behind the last line", Frame(kWireMono8, 10, 5, 58, {{FrameItem::XPadding, 2}}), 10, 5, 12, 58,
+     58},
+    {"chunks behind the image are not part of it", Frame(kWireMono8, 10, 5, 80), 10, 5, 10, 50, 80},
+    {"image behind a header", Frame(kWireMono8, 10, 5, 66, {{FrameItem::ImageOffset, 16}}), 10, 5, 10, 50, 66, false,
+     16},
+    {"packed, whole bytes per line", Frame(kWireMono10p, 8, 2, 20), 8, 2, 10, 20, 20},
+    {"packed, line ends inside a byte", Frame(kWireMono10p, 5, 3, 19), 5, 3, 6, 19, 19, false, 0, ORV_LINES_CONTINUOUS},
     {"packed, odd, with padding: lines start on bytes", Frame(kWireMono10p, 5, 2, 16, {{FrameItem::XPadding, 1}}), 5, 2,
-     8, ORV_LINES_PITCHED, 0, 16, 16, false},
-    {"old packing of an odd total", Frame(kWireMono12Packed, 3, 3, 14), 3, 3, 4, ORV_LINES_CONTINUOUS, 0, 14, 14,
-     false},
-    {"fewer lines than set", Frame(kWireMono8, 10, 5, 30, {{FrameItem::DeliveredHeight, 3}}), 10, 3, 10,
-     ORV_LINES_PITCHED, 0, 30, 30, false},
+     8, 16, 16},
+    {"old packing of an odd total", Frame(kWireMono12Packed, 3, 3, 14), 3, 3, 4, 14, 14, false, 0,
+     ORV_LINES_CONTINUOUS},
+    {"fewer lines than set", Frame(kWireMono8, 10, 5, 30, {{FrameItem::DeliveredHeight, 3}}), 10, 3, 10, 30, 30},
     {"with a hole the size stays, up to what was meant",
      Frame(kWireMono8, 10, 5, 30,
            {{FrameItem::Incomplete, 1}, {FrameItem::DataSize, 50}, {FrameItem::DeliveredHeight, 3}}),
-     10, 5, 10, ORV_LINES_PITCHED, 0, 50, 30, true},
-    {"fewer bytes than the picture needs", Frame(kWireMono8, 10, 5, 49), 10, 5, 10, ORV_LINES_PITCHED, 0, 49, 49, true},
+     10, 5, 10, 50, 30, true},
+    {"fewer bytes than the picture needs", Frame(kWireMono8, 10, 5, 49), 10, 5, 10, 49, 49, true},
     {"larger than the buffer", Frame(kWireMono8, 65535, 65535, kMemory * 9, {{FrameItem::LargerThanBuffer, 1}}), 65535,
-     65535, 65535, ORV_LINES_PITCHED, 0, kMemory, kMemory, true},
-    {"a filled size beyond the buffer", Frame(kWireMono8, 1000, 1000, ~0ull), 1000, 1000, 1000, ORV_LINES_PITCHED, 0,
-     kMemory, kMemory, true},
-    {"an offset beyond the buffer", Frame(kWireMono8, 10, 5, 50, {{FrameItem::ImageOffset, ~0ull}}), 10, 5, 10,
-     ORV_LINES_PITCHED, 50, 0, 50, true},
-    {"sides that no camera has", Frame(kWireMono8, 1ull << 40, 1ull << 40, 50), 0, 0, 0, ORV_LINES_PITCHED, 0, 50, 50,
-     true},
-    {"the many lines of a line camera", Frame(kWireMono8, 1, 70000, 70000), 1, 70000, 1, ORV_LINES_PITCHED, 0, 70000,
-     70000, false},
-    {"a line longer than usual", Frame(kWireMono8, 80000, 1, 80000), 80000, 1, 80000, ORV_LINES_PITCHED, 0, 80000,
-     80000, false},
-    {"more lines than the buffer holds", Frame(kWireMono8, 2, 70000, 50), 0, 0, 0, ORV_LINES_PITCHED, 0, 50, 50, true},
-    {"padding that no camera has", Frame(kWireMono8, 10, 5, 50, {{FrameItem::XPadding, ~0ull}}), 0, 0, 0,
-     ORV_LINES_PITCHED, 0, 50, 50, true},
-    {"a file", Frame(kWireMono8, 10, 5, 50, {{FrameItem::PayloadType, 3}}), 0, 0, 0, ORV_LINES_PITCHED, 0, 50, 50,
-     false},
-    {"no image this time", Frame(kWireMono8, 10, 5, 50, {{FrameItem::ImagePresent, 0}}), 0, 0, 0, ORV_LINES_PITCHED, 0,
-     50, 50, false},
-    {"pixels of unknown size are a whole frame", Frame(0x40000001, 10, 5, 50, {{FrameItem::XPadding, 2}}), 10, 5, 0,
-     ORV_LINES_PITCHED, 0, 50, 50, false},
+     65535, 65535, kMemory, kMemory, true},
+    {"a filled size beyond the buffer", Frame(kWireMono8, 1000, 1000, ~0ull), 1000, 1000, 1000, kMemory, kMemory, true},
+    {"an offset beyond the buffer", Frame(kWireMono8, 10, 5, 50, {{FrameItem::ImageOffset, ~0ull}}), 10, 5, 10, 0, 50,
+     true, 50},
+    {"sides that no camera has", Frame(kWireMono8, 1ull << 40, 1ull << 40, 50), 0, 0, 0, 50, 50, true},
+    {"the many lines of a line camera", Frame(kWireMono8, 1, 70000, 70000), 1, 70000, 1, 70000, 70000},
+    {"a line longer than usual", Frame(kWireMono8, 80000, 1, 80000), 80000, 1, 80000, 80000, 80000},
+    {"more lines than the buffer holds", Frame(kWireMono8, 2, 70000, 50), 0, 0, 0, 50, 50, true},
+    {"padding that no camera has", Frame(kWireMono8, 10, 5, 50, {{FrameItem::XPadding, ~0ull}}), 0, 0, 0, 50, 50, true},
+    {"a file", Frame(kWireMono8, 10, 5, 50, {{FrameItem::PayloadType, 3}}), 0, 0, 0, 50, 50},
+    {"no image this time", Frame(kWireMono8, 10, 5, 50, {{FrameItem::ImagePresent, 0}}), 0, 0, 0, 50, 50},
+    {"pixels of unknown size are a whole frame", Frame(0x40000001, 10, 5, 50, {{FrameItem::XPadding, 2}}), 10, 5, 0, 50,
+     50},
     {"and incomplete when the producer says so", Frame(0x40000001, 10, 5, 50, {{FrameItem::Incomplete, 1}}), 10, 5, 0,
-     ORV_LINES_PITCHED, 0, kMemory, 50, true},
-    {"a producer that tells nothing", {}, 20, 4, 20, ORV_LINES_PITCHED, 0, 80, kMemory, false},
+     kMemory, 50, true},
+    {"a producer that tells nothing", {}, 20, 4, 20, 80, kMemory},
 };
+
+FrameView ViewOfItems(const Items &items, const ConfiguredFormat &configured, std::vector<unsigned char> &memory)
+{
+    FrameInfo info;
+    for (const auto &item : items)
+        info.Set(item.first, item.second);
+    return ViewOf(info, configured, memory.data(), memory.size());
+}
 
 TEST(FrameView, FollowsTheInfosButNeverBeyondTheBuffer)
 {
@@ -94,10 +93,7 @@ TEST(FrameView, FollowsTheInfosButNeverBeyondTheBuffer)
     configured.pixelFormat = kWireMono8;
     for (const ViewCase &row : kCases) {
         SCOPED_TRACE(row.rule);
-        FrameInfo info;
-        for (const auto &item : row.items)
-            info.Set(item.first, item.second);
-        const FrameView view = ViewOf(info, configured, memory.data(), memory.size());
+        const FrameView view = ViewOfItems(row.items, configured, memory);
         EXPECT_EQ(row.width, view.image.width);
         EXPECT_EQ(row.height, view.image.height);
         EXPECT_EQ(row.pitch, view.image.linePitch);
@@ -125,13 +121,10 @@ TEST(FrameView, NanosecondsStandInForTicks)
     };
     for (const auto &row : kRows) {
         SCOPED_TRACE(row.rule);
-        FrameInfo info;
-        for (const auto &item : row.items)
-            info.Set(item.first, item.second);
         ConfiguredFormat configured;
         configured.ticksPerSecond = row.ticksPerSecond;
-        unsigned char memory = 0;
-        EXPECT_EQ(row.timestamp, ViewOf(info, configured, &memory, 1).image.timestamp);
+        std::vector<unsigned char> memory(1);
+        EXPECT_EQ(row.timestamp, ViewOfItems(row.items, configured, memory).image.timestamp);
     }
 }
 
@@ -155,10 +148,7 @@ TEST(FrameView, NamesTheFormat)
     };
     for (const auto &row : kFormats) {
         SCOPED_TRACE(row.rule);
-        FrameInfo info;
-        for (const auto &item : row.items)
-            info.Set(item.first, item.second);
-        const FrameView view = ViewOf(info, {}, memory.data(), memory.size());
+        const FrameView view = ViewOfItems(row.items, {}, memory);
         EXPECT_EQ(row.pixelType, view.image.pixelType);
         EXPECT_EQ(row.bitsPerPixel, view.image.bitsPerPixel);
         EXPECT_EQ(row.significantBits, view.image.significantBits);

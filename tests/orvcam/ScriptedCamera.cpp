@@ -1,66 +1,50 @@
 #include "ScriptedCamera.h"
 
+#include "MadeDescription.h"
+
 #include <algorithm>
 
 namespace scripted {
 
 namespace {
 
-const char kXml[] =
-    "<RegisterDescription ModelName=\"Cam\" VendorName=\"Nuvark\" SchemaMajorVersion=\"1\" SchemaMinorVersion=\"1\" "
-    "SchemaSubMinorVersion=\"0\" MajorVersion=\"1\" MinorVersion=\"0\" SubMinorVersion=\"0\">"
-    "<Category Name=\"Root\"><pFeature>Width</pFeature><pFeature>Height</pFeature><pFeature>OffsetX</pFeature>"
-    "<pFeature>Gain</pFeature><pFeature>UserId</pFeature><pFeature>PayloadSize</pFeature></Category>"
-    "<Integer Name=\"Width\"><Streamable>Yes</Streamable><pIsLocked>TLParamsLocked</pIsLocked><pValue>WidthReg</pValue>"
-    "<Min>1</Min><pMax>WidthMax</pMax></Integer>"
-    "<IntSwissKnife Name=\"WidthMax\"><pVariable Name=\"OFF\">OffsetX</pVariable><Formula>(64 - OFF)</Formula>"
-    "</IntSwissKnife>"
-    "<Integer Name=\"OffsetX\"><Streamable>Yes</Streamable><pValue>OffsetReg</pValue><Min>0</Min><pMax>OffsetMax</pMax>"
-    "</Integer><IntSwissKnife Name=\"OffsetMax\"><pVariable Name=\"W\">Width</pVariable><Formula>(64 - W)</Formula>"
-    "</IntSwissKnife>"
-    "<Integer Name=\"Height\"><Streamable>Yes</Streamable><pValue>HeightReg</pValue></Integer>"
-    "<Integer Name=\"TLParamsLocked\"><Value>0</Value></Integer>"
-    "<Float Name=\"Gain\"><Streamable>Yes</Streamable><pValue>GainReg</pValue><Min>-4</Min><Max>4</Max></Float>"
-    "<StringReg Name=\"UserId\"><Streamable>Yes</Streamable><Address>0x200</Address><Length>64</Length>"
-    "<AccessMode>RW</AccessMode><pPort>Device</pPort></StringReg>"
-    "<FloatReg Name=\"GainReg\"><Address>0x120</Address><Length>8</Length><AccessMode>RW</AccessMode>"
-    "<pPort>Device</pPort><Endianess>BigEndian</Endianess></FloatReg>"
-    "<IntReg Name=\"WidthReg\"><Address>0x100</Address><Length>4</Length><AccessMode>RW</AccessMode>"
-    "<pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>"
-    "<IntReg Name=\"HeightReg\"><Address>0x104</Address><Length>4</Length><AccessMode>RW</AccessMode>"
-    "<pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>"
-    "<IntReg Name=\"OffsetReg\"><Address>0x108</Address><Length>4</Length><AccessMode>RW</AccessMode>"
-    "<pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>"
-    "<Enumeration Name=\"PixelFormat\"><EnumEntry Name=\"Mono8\"><Value>0x01080001</Value></EnumEntry>"
-    "<pValue>FormatReg</pValue></Enumeration>"
-    "<IntReg Name=\"FormatReg\"><Address>0x110</Address><Length>4</Length><AccessMode>RW</AccessMode>"
-    "<pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>"
-    "<IntReg Name=\"PayloadSize\"><Address>0x114</Address><Length>8</Length><AccessMode>RO</AccessMode>"
-    "<pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>"
-    "<Port Name=\"Device\"/></RegisterDescription>";
+std::string Streamable(const std::string &kind, const std::string &name, const std::string &inside)
+{
+    return Node(kind, name, "<Streamable>Yes</Streamable>" + inside);
+}
+
+/// 64 minus the value of another node.
+std::string RestOf64(const std::string &name, const std::string &other)
+{
+    return Node("IntSwissKnife", name, "<pVariable Name=\"V\">" + other + "</pVariable><Formula>(64 - V)</Formula>");
+}
+
+const std::string kXml = DescriptionOf(
+    {"Width", "Height", "OffsetX", "Gain", "UserId", "PayloadSize"},
+    Streamable("Integer", "Width",
+               "<pIsLocked>TLParamsLocked</pIsLocked><pValue>WidthReg</pValue><Min>1</Min><pMax>WidthMax</pMax>") +
+        RestOf64("WidthMax", "OffsetX") + IntReg("WidthReg", "0x100") +
+        Streamable("Integer", "OffsetX", "<pValue>OffsetReg</pValue><Min>0</Min><pMax>OffsetMax</pMax>") +
+        RestOf64("OffsetMax", "Width") + IntReg("OffsetReg", "0x108") +
+        Streamable("Integer", "Height", "<pValue>HeightReg</pValue>") + IntReg("HeightReg", "0x104") +
+        Node("Integer", "TLParamsLocked", "<Value>0</Value>") +
+        Streamable("Float", "Gain", "<pValue>GainReg</pValue><Min>-4</Min><Max>4</Max>") +
+        Register("FloatReg", "GainReg", "0x120", "8", "<Endianess>BigEndian</Endianess>") +
+        Register("StringReg", "UserId", "0x200", "64", "<Streamable>Yes</Streamable>") +
+        Node("Enumeration", "PixelFormat",
+             "<EnumEntry Name=\"Mono8\"><Value>0x01080001</Value></EnumEntry><pValue>FormatReg</pValue>") +
+        IntReg("FormatReg", "0x110") + IntReg("PayloadSize", "0x114", "8", "RO"));
 
 /// Of the interface: two devices, the second of which is the camera.
-const char kInterfaceXml[] =
-    "<RegisterDescription ModelName=\"If\" VendorName=\"Nuvark\" SchemaMajorVersion=\"1\" SchemaMinorVersion=\"1\" "
-    "SchemaSubMinorVersion=\"0\" MajorVersion=\"1\" MinorVersion=\"0\" SubMinorVersion=\"0\">"
-    "<Category Name=\"Root\"><pFeature>DeviceSelector</pFeature><pFeature>DeviceID</pFeature>"
-    "<pFeature>GevDeviceForceIPAddress</pFeature><pFeature>GevDeviceForceSubnetMask</pFeature>"
-    "<pFeature>GevDeviceForceGateway</pFeature><pFeature>GevDeviceForceIP</pFeature></Category>"
-    "<Integer Name=\"DeviceSelector\"><pValue>SelectorReg</pValue><Min>0</Min><Max>1</Max></Integer>"
-    "<StringReg Name=\"DeviceID\"><Address>0x200</Address><Length>16</Length><AccessMode>RO</AccessMode>"
-    "<pPort>Device</pPort></StringReg>"
-    "<Command Name=\"GevDeviceForceIP\"><pValue>ForceReg</pValue><CommandValue>1</CommandValue></Command>"
-    "<IntReg Name=\"SelectorReg\"><Address>0x10</Address><Length>4</Length><AccessMode>RW</AccessMode>"
-    "<pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>"
-    "<IntReg Name=\"GevDeviceForceIPAddress\"><Address>0x20</Address><Length>4</Length><AccessMode>RW</AccessMode>"
-    "<pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>"
-    "<IntReg Name=\"GevDeviceForceSubnetMask\"><Address>0x24</Address><Length>4</Length><AccessMode>RW</AccessMode>"
-    "<pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>"
-    "<IntReg Name=\"GevDeviceForceGateway\"><Address>0x28</Address><Length>4</Length><AccessMode>RW</AccessMode>"
-    "<pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>"
-    "<IntReg Name=\"ForceReg\"><Address>0x40</Address><Length>4</Length><AccessMode>WO</AccessMode>"
-    "<pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>"
-    "<Port Name=\"Device\"/></RegisterDescription>";
+const std::string kInterfaceXml =
+    DescriptionOf({"DeviceSelector", "DeviceID", "GevDeviceForceIPAddress", "GevDeviceForceSubnetMask",
+                   "GevDeviceForceGateway", "GevDeviceForceIP"},
+                  Node("Integer", "DeviceSelector", "<pValue>SelectorReg</pValue><Min>0</Min><Max>1</Max>") +
+                      IntReg("SelectorReg", "0x10") + Register("StringReg", "DeviceID", "0x200", "16", "", "RO") +
+                      IntReg("GevDeviceForceIPAddress", "0x20") + IntReg("GevDeviceForceSubnetMask", "0x24") +
+                      IntReg("GevDeviceForceGateway", "0x28") +
+                      Node("Command", "GevDeviceForceIP", "<pValue>ForceReg</pValue><CommandValue>1</CommandValue>") +
+                      IntReg("ForceReg", "0x40", "4", "WO"));
 
 void PutRegister(std::uint64_t address, std::uint64_t value, int bytes)
 {
@@ -80,8 +64,8 @@ Producer &P()
         made->script.fire = Fire;
         made->script.scribble = Scribble;
         made->script.closeStream = CloseStream;
-        std::memcpy(&made->memory[kXmlAddress], kXml, sizeof kXml - 1);
-        std::memcpy(&made->interfaceMemory[kXmlAddress], kInterfaceXml, sizeof kInterfaceXml - 1);
+        kXml.copy(reinterpret_cast<char *>(&made->memory[kXmlAddress]), kXml.size());
+        kInterfaceXml.copy(reinterpret_cast<char *>(&made->interfaceMemory[kXmlAddress]), kInterfaceXml.size());
         return made;
     }();
     return *producer;
@@ -89,7 +73,7 @@ Producer &P()
 
 std::size_t XmlBytes(bool ofInterface)
 {
-    return ofInterface ? sizeof kInterfaceXml - 1 : sizeof kXml - 1;
+    return (ofInterface ? kInterfaceXml : kXml).size();
 }
 
 void Reset()
