@@ -97,6 +97,18 @@ protected:
         ASSERT_EQ(ORV_CAM_OK, stream->AllocBufferQueue(this, buffers));
         ASSERT_EQ(ORV_CAM_OK, stream->StartAcquisition(OrvCam::kInfinite, 0));
     }
+    void Restart()
+    {
+        EXPECT_EQ(ORV_CAM_OK, stream->StopAcquisition(1));
+        EXPECT_EQ(ORV_CAM_OK, stream->StartAcquisition(OrvCam::kInfinite, 0));
+    }
+    /// \return the status of a fetch that yields nothing.
+    int FetchNothing(std::uint64_t timeoutMs)
+    {
+        int status = 0;
+        EXPECT_EQ(nullptr, stream->GetBuffer(timeoutMs, &status));
+        return status;
+    }
     /// Delivers one frame and fetches it.
     OrvCam::Buffer *Next(int *status = nullptr)
     {

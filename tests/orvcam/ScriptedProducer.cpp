@@ -23,6 +23,18 @@ extern "C" GENTL_EXPORT Script *TheScript()
 
 extern "C" {
 
+// What no test needs.
+#define REFUSES(function, ...)                                                                                         \
+    GC_ERROR function(__VA_ARGS__)                                                                                     \
+    {                                                                                                                  \
+        return GC_ERR_NOT_IMPLEMENTED;                                                                                 \
+    }
+REFUSES(GCGetPortInfo, PORT_HANDLE, PORT_INFO_CMD, INFO_DATATYPE *, void *, size_t *)
+REFUSES(EventGetDataInfo, EVENT_HANDLE, const void *, size_t, EVENT_DATA_INFO_CMD, INFO_DATATYPE *, void *, size_t *)
+REFUSES(TLGetInterfaceInfo, TL_HANDLE, const char *, INTERFACE_INFO_CMD, INFO_DATATYPE *, void *, size_t *)
+REFUSES(DSAllocAndAnnounceBuffer, DS_HANDLE, size_t, void *, BUFFER_HANDLE *)
+REFUSES(DSGetBufferID, DS_HANDLE, uint32_t, BUFFER_HANDLE *)
+
 GC_ERROR GCInitLib()
 {
     Lock lock(P().mutex);
@@ -77,10 +89,6 @@ GC_ERROR GCGetPortURL(PORT_HANDLE port, char *url, size_t *size)
     std::snprintf(text, sizeof text, "Local:cam.xml;%llX;%zX", static_cast<unsigned long long>(kXmlAddress),
                   XmlBytes(port == kIf));
     return Text(text, nullptr, url, size);
-}
-GC_ERROR GCGetPortInfo(PORT_HANDLE, PORT_INFO_CMD, INFO_DATATYPE *, void *, size_t *)
-{
-    return GC_ERR_NOT_IMPLEMENTED;
 }
 GC_ERROR GCRegisterEvent(EVENTSRC_HANDLE module, EVENT_TYPE type, EVENT_HANDLE *event)
 {
@@ -158,10 +166,6 @@ GC_ERROR EventGetData(EVENT_HANDLE handle, void *buffer, size_t *size, uint64_t 
     event->queue.pop_front();
     return GC_ERR_SUCCESS;
 }
-GC_ERROR EventGetDataInfo(EVENT_HANDLE, const void *, size_t, EVENT_DATA_INFO_CMD, INFO_DATATYPE *, void *, size_t *)
-{
-    return GC_ERR_NOT_IMPLEMENTED;
-}
 GC_ERROR EventGetInfo(EVENT_HANDLE, EVENT_INFO_CMD command, INFO_DATATYPE *type, void *buffer, size_t *size)
 {
     if (command == 1000 && P().script.tellsFigures != 0)
@@ -214,10 +218,6 @@ GC_ERROR TLGetNumInterfaces(TL_HANDLE, uint32_t *count)
 GC_ERROR TLGetInterfaceID(TL_HANDLE, uint32_t index, char *id, size_t *size)
 {
     return index == 0 ? Text("if0", nullptr, id, size) : GC_ERR_INVALID_INDEX;
-}
-GC_ERROR TLGetInterfaceInfo(TL_HANDLE, const char *, INTERFACE_INFO_CMD, INFO_DATATYPE *, void *, size_t *)
-{
-    return GC_ERR_NOT_IMPLEMENTED;
 }
 GC_ERROR TLOpenInterface(TL_HANDLE, const char *, IF_HANDLE *interface)
 {
@@ -337,10 +337,6 @@ GC_ERROR DSAnnounceBuffer(DS_HANDLE, void *memory, size_t size, void *user, BUFF
     ++P().script.announced;
     return GC_ERR_SUCCESS;
 }
-GC_ERROR DSAllocAndAnnounceBuffer(DS_HANDLE, size_t, void *, BUFFER_HANDLE *)
-{
-    return GC_ERR_NOT_IMPLEMENTED;
-}
 GC_ERROR DSFlushQueue(DS_HANDLE, ACQ_QUEUE_TYPE operation)
 {
     Lock lock(P().mutex);
@@ -381,10 +377,6 @@ GC_ERROR DSGetInfo(DS_HANDLE, STREAM_INFO_CMD command, INFO_DATATYPE *type, void
         return Size(P().script.payload, type, buffer, size);
     if (P().script.tellsFigures != 0)
         return Size(kScriptedFigure + static_cast<std::uint64_t>(command), type, buffer, size);
-    return GC_ERR_NOT_IMPLEMENTED;
-}
-GC_ERROR DSGetBufferID(DS_HANDLE, uint32_t, BUFFER_HANDLE *)
-{
     return GC_ERR_NOT_IMPLEMENTED;
 }
 GC_ERROR DSClose(DS_HANDLE)
@@ -433,30 +425,24 @@ GC_ERROR DSGetBufferInfo(DS_HANDLE, BUFFER_HANDLE handle, BUFFER_INFO_CMD comman
         return Number<bool8_t>(described->second.queued, INFO_DATATYPE_BOOL8, type, buffer, size);
     if (s.fewInfos != 0)
         return GC_ERR_NOT_IMPLEMENTED;
-    switch (command) {
-    case BUFFER_INFO_PAYLOADTYPE:
+    if (command == BUFFER_INFO_PAYLOADTYPE)
         return Size(s.parts != 0 ? PAYLOAD_TYPE_MULTI_PART : PAYLOAD_TYPE_IMAGE, type, buffer, size);
-    case BUFFER_INFO_TIMESTAMP:
+    if (command == BUFFER_INFO_TIMESTAMP)
         return Number<std::uint64_t>(1000 * described->second.frame, INFO_DATATYPE_UINT64, type, buffer, size);
-    case BUFFER_INFO_WIDTH:
-        return Size(s.width, type, buffer, size);
-    case BUFFER_INFO_HEIGHT:
-        return Size(s.height, type, buffer, size);
-    case BUFFER_INFO_XPADDING:
-        return Size(s.xPadding, type, buffer, size);
-    case BUFFER_INFO_IMAGEOFFSET:
-        return Size(s.imageOffset, type, buffer, size);
-    case BUFFER_INFO_SIZE_FILLED:
-        return Size(s.sizeFilled, type, buffer, size);
-    case BUFFER_INFO_DATA_SIZE:
-        return Size(s.dataSize, type, buffer, size);
-    case BUFFER_INFO_IS_INCOMPLETE:
+    if (command == BUFFER_INFO_IS_INCOMPLETE)
         return Number<bool8_t>(s.incomplete != 0, INFO_DATATYPE_BOOL8, type, buffer, size);
-    case BUFFER_INFO_PIXELFORMAT:
+    if (command == BUFFER_INFO_PIXELFORMAT)
         return Number<std::uint64_t>(s.pixelFormat, INFO_DATATYPE_UINT64, type, buffer, size);
-    default:
-        return GC_ERR_NOT_AVAILABLE;
-    }
+    static const std::map<BUFFER_INFO_CMD, std::atomic<std::uint64_t> Script::*> kSizes = {
+        {BUFFER_INFO_WIDTH, &Script::width},
+        {BUFFER_INFO_HEIGHT, &Script::height},
+        {BUFFER_INFO_XPADDING, &Script::xPadding},
+        {BUFFER_INFO_IMAGEOFFSET, &Script::imageOffset},
+        {BUFFER_INFO_SIZE_FILLED, &Script::sizeFilled},
+        {BUFFER_INFO_DATA_SIZE, &Script::dataSize},
+    };
+    const auto told = kSizes.find(command);
+    return told != kSizes.end() ? Size(s.*told->second, type, buffer, size) : GC_ERR_NOT_AVAILABLE;
 }
 
 #ifndef SCRIPTED_FIRST_VERSION

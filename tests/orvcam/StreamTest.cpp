@@ -119,20 +119,15 @@ TEST_P(Stream, OfSeveralPartsTheBestIsThePicture)
 
 TEST_P(Stream, WaitsEndWhenTheyShould)
 {
-    int status = 0;
     Start();
-    EXPECT_EQ(nullptr, stream->GetBuffer(0, &status));
-    EXPECT_EQ(ORV_CAM_ERR_TIMEOUT, status);
+    EXPECT_EQ(ORV_CAM_ERR_TIMEOUT, FetchNothing(0));
     const auto start = steady_clock::now();
-    EXPECT_EQ(nullptr, stream->GetBuffer(30, &status));
-    EXPECT_EQ(ORV_CAM_ERR_TIMEOUT, status);
+    EXPECT_EQ(ORV_CAM_ERR_TIMEOUT, FetchNothing(30));
     EXPECT_GE(steady_clock::now() - start, milliseconds(30));
 
     stream->CancelBuffer(); // nobody waits: the next call ends
-    EXPECT_EQ(nullptr, stream->GetBuffer(OrvCam::kInfinite, &status));
-    EXPECT_EQ(ORV_CAM_ERR_ABORTED, status);
-    EXPECT_EQ(nullptr, stream->GetBuffer(1, &status));
-    EXPECT_EQ(ORV_CAM_ERR_TIMEOUT, status) << "one cancel ends one wait";
+    EXPECT_EQ(ORV_CAM_ERR_ABORTED, FetchNothing(OrvCam::kInfinite));
+    EXPECT_EQ(ORV_CAM_ERR_TIMEOUT, FetchNothing(1)) << "one cancel ends one wait";
 
     for (const int losesKills : {0, 1}) {
         script->losesKills = losesKills;
@@ -156,20 +151,15 @@ TEST_P(Stream, FailingStreamDoesNotSpin)
     Start();
     script->eventResult = GC_ERR_IO;
     const auto start = steady_clock::now();
-    int status = 0;
-    for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(nullptr, stream->GetBuffer(OrvCam::kInfinite, &status));
-        EXPECT_EQ(ORV_CAM_ERR_IO, status);
-    }
+    for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(ORV_CAM_ERR_IO, FetchNothing(OrvCam::kInfinite));
     EXPECT_GE(steady_clock::now() - start, milliseconds(50));
     script->eventResult = GC_ERR_ABORT; // without end, and nobody asked for it
-    EXPECT_EQ(nullptr, stream->GetBuffer(OrvCam::kInfinite, &status));
-    EXPECT_EQ(ORV_CAM_ERR_PRODUCER, status);
+    EXPECT_EQ(ORV_CAM_ERR_PRODUCER, FetchNothing(OrvCam::kInfinite));
     script->eventResult = GC_ERR_SUCCESS;
     script->waitsAtOnce = 1;
     script->polls = 0;
-    EXPECT_EQ(nullptr, stream->GetBuffer(200, &status));
-    EXPECT_EQ(ORV_CAM_ERR_TIMEOUT, status);
+    EXPECT_EQ(ORV_CAM_ERR_TIMEOUT, FetchNothing(200));
     EXPECT_LT(script->polls, 100);
     EXPECT_NE(nullptr, Next());
 }
@@ -315,15 +305,12 @@ TEST_P(Stream, GrabbingWhileFeaturesAreRead)
 /// What was left over of the run before is not part of the next one.
 TEST_P(Stream, AStartForgetsTheRunBefore)
 {
-    int status = 0;
     Start();
     OrvCam::Buffer *lent = Next();
     script->deliver();
     stream->CancelBuffer();
-    EXPECT_EQ(ORV_CAM_OK, stream->StopAcquisition(1));
-    EXPECT_EQ(ORV_CAM_OK, stream->StartAcquisition(OrvCam::kInfinite, 0));
-    EXPECT_EQ(nullptr, stream->GetBuffer(20, &status));
-    EXPECT_EQ(ORV_CAM_ERR_TIMEOUT, status) << "neither the cancel nor the frame that was not fetched";
+    Restart();
+    EXPECT_EQ(ORV_CAM_ERR_TIMEOUT, FetchNothing(20)) << "neither the cancel nor the frame that was not fetched";
     EXPECT_EQ(1, script->deliver());
     EXPECT_EQ(1, script->deliver());
     EXPECT_EQ(0, script->deliver()) << "two of three: one is still lent";
@@ -331,10 +318,8 @@ TEST_P(Stream, AStartForgetsTheRunBefore)
     EXPECT_EQ(1, script->deliver());
     // A producer that does not take a buffer twice in its own words: none is queued twice, so each is still known.
     script->twiceResult = GC_ERR_INVALID_BUFFER;
-    EXPECT_EQ(ORV_CAM_OK, stream->StopAcquisition(1));
-    EXPECT_EQ(ORV_CAM_OK, stream->StartAcquisition(OrvCam::kInfinite, 0));
-    EXPECT_EQ(ORV_CAM_OK, stream->StopAcquisition(1));
-    EXPECT_EQ(ORV_CAM_OK, stream->StartAcquisition(OrvCam::kInfinite, 0));
+    Restart();
+    Restart();
     for (int i = 0; i < 3; ++i) {
         OrvCam::Buffer *buffer = Next();
         ASSERT_NE(nullptr, buffer);
@@ -343,8 +328,7 @@ TEST_P(Stream, AStartForgetsTheRunBefore)
     // Who waits all the while gets a frame of the new run.
     OrvCam::Buffer *fetched = nullptr;
     std::thread waiter([&] { fetched = stream->GetBuffer(OrvCam::kInfinite, nullptr); });
-    EXPECT_EQ(ORV_CAM_OK, stream->StopAcquisition(1));
-    EXPECT_EQ(ORV_CAM_OK, stream->StartAcquisition(OrvCam::kInfinite, 0));
+    Restart();
     EXPECT_EQ(1, script->deliver());
     waiter.join();
     EXPECT_NE(nullptr, fetched);
@@ -396,9 +380,7 @@ TEST_P(Stream, BuffersOutliveAStreamThatWouldNotClose)
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(ORV_CAM_ERR_PRODUCER, stream->ReleaseBufferQueue());
         script->scribble();
-        int status = 0;
-        EXPECT_EQ(nullptr, stream->GetBuffer(10, &status));
-        EXPECT_EQ(ORV_CAM_ERR_INVALID_STATE, status);
+        EXPECT_EQ(ORV_CAM_ERR_INVALID_STATE, FetchNothing(10));
     }
     script->closeResult = GC_ERR_SUCCESS;
     Start();
