@@ -137,42 +137,40 @@ TEST_F(Settings, OnlyTheLowHalfOfAStatusIsAFailure)
     EXPECT_TRUE(m_settings.LoadOrvComponentSettings(file.get(), "G", &worker));
 }
 
-struct DamagedValue {
-    const char *rule;
-    const char *line;
-    bool result;
-};
-
-const DamagedValue kDamagedValues[] = {
-    {"text for an integer", "QueueSize=many", false},
-    {"empty integer", "QueueSize=", false},
-    {"comma as decimal point", "Rate=\"12,5\"", false},
-    {"not a number", "Rate=nan", false},
-    {"list for a number", "Rate=1, 2", false},
-    {"list for a text", "Path=/a, /b", false},
-    {"value of no type", "Path=@Invalid()", false},
-    {"binary rubbish for a text", "Path=@Variant(\\0\\0\\0\\xff\\xff)", false},
-    {"unknown boolean", "Enabled=maybe", false},
-    {"array cut short", "Levels=01", false},
-    {"text for a command", "Apply=now", false},
-    {"parameter of another version", "Gone=1", true},
-    {"line without a value", "QueueSize", true},
-    {"nested group of that name", "QueueSize\\inner=5", true},
-};
-
 TEST_F(Settings, DamagedValuesLeaveTheDefaults)
 {
-    for (const DamagedValue &row : kDamagedValues) {
+    const struct {
+        const char *rule;
+        const char *line;
+        bool result;
+    } cases[] = {
+        {"text for an integer", "QueueSize=many", false},
+        {"empty integer", "QueueSize=", false},
+        {"comma as decimal point", "Rate=\"12,5\"", false},
+        {"not a number", "Rate=nan", false},
+        {"list for a number", "Rate=1, 2", false},
+        {"list for a text", "Path=/a, /b", false},
+        {"value of no type", "Path=@Invalid()", false},
+        {"binary rubbish for a text", "Path=@Variant(\\0\\0\\0\\xff\\xff)", false},
+        {"unknown boolean", "Enabled=maybe", false},
+        {"array cut short", "Levels=01", false},
+        {"text for a command", "Apply=now", false},
+        {"parameter of another version", "Gone=1", true},
+        {"line without a value", "QueueSize", true},
+        {"nested group of that name", "QueueSize\\inner=5", true},
+    };
+    for (const auto &row : cases) {
+        SCOPED_TRACE(row.rule);
         WriteFile(QByteArray("[Grabber]\n") + row.line + "\n");
         Worker worker;
         const bool result = m_settings.LoadOrvComponentSettings(Open().get(), "Grabber", &worker);
-        EXPECT_EQ(result, row.result) << row.rule;
-        EXPECT_EQ(worker.queueSize, 16) << row.rule;
-        EXPECT_EQ(worker.rate, 30) << row.rule;
-        EXPECT_TRUE(worker.enabled) << row.rule;
-        EXPECT_STREQ(worker.path, "/home") << row.rule;
-        EXPECT_EQ(worker.levels[0], 1) << row.rule;
-        EXPECT_EQ(worker.runs, 0) << row.rule;
+        EXPECT_EQ(result, row.result);
+        EXPECT_EQ(worker.queueSize, 16);
+        EXPECT_EQ(worker.rate, 30);
+        EXPECT_TRUE(worker.enabled);
+        EXPECT_STREQ(worker.path, "/home");
+        EXPECT_EQ(worker.levels[0], 1);
+        EXPECT_EQ(worker.runs, 0);
     }
 }
 
@@ -207,26 +205,22 @@ TEST_F(Settings, EachSessionHasOneStoreApartFromTheApplications)
     EXPECT_NE(m_settings.GetSessionSettings("Session_cam2_X100"), first);
 }
 
-struct StoreNameCase {
-    const char *rule;
-    QString session;
-    QString store;
-};
-
-const StoreNameCase kStoreNames[] = {
-    {"plain names stay", "Session_cam1_X100", "Session_cam1_X100"},
-    {"blanks, dots and letters of any script stay", "Session_Gerät 1.5_X-100", "Session_Gerät 1.5_X-100"},
-    {"slashes", "Session_../../etc/passwd_X", "Session_..%2f..%2fetc%2fpasswd_X"},
-    {"backslash", "Session_a\\b", "Session_a%5cb"},
-    {"percent, so that escapes stay unique", "Session_a%2fb", "Session_a%252fb"},
-    {"control characters", QString("Session_\n\t") + QChar(0), "Session_%0a%09%00"},
-    {"leading dot", "..", "%2e."},
-    {"empty", "", "%"},
-};
-
 TEST(SettingsStoreName, IsASafeFileName)
 {
-    for (const StoreNameCase &row : kStoreNames)
+    const struct {
+        const char *rule;
+        QString session, store;
+    } cases[] = {
+        {"plain names stay", "Session_cam1_X100", "Session_cam1_X100"},
+        {"blanks, dots and letters of any script stay", "Session_Gerät 1.5_X-100", "Session_Gerät 1.5_X-100"},
+        {"slashes", "Session_../../etc/passwd_X", "Session_..%2f..%2fetc%2fpasswd_X"},
+        {"backslash", "Session_a\\b", "Session_a%5cb"},
+        {"percent, so that escapes stay unique", "Session_a%2fb", "Session_a%252fb"},
+        {"control characters", QString("Session_\n\t") + QChar(0), "Session_%0a%09%00"},
+        {"leading dot", "..", "%2e."},
+        {"empty", "", "%"},
+    };
+    for (const auto &row : cases)
         EXPECT_EQ(AppSettings::StoreName(row.session).toStdString(), row.store.toStdString()) << row.rule;
 }
 

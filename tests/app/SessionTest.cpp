@@ -50,6 +50,15 @@ protected:
         ASSERT_TRUE(Reaches(Idle));
     }
 
+    void Tick(const char *name, bool value) { Parameters().SetParamBool(const_cast<char *>(name), value); }
+    bool IsTicked(const char *name)
+    {
+        bool value = false;
+        Parameters().GetParamBool(const_cast<char *>(name), &value);
+        return value;
+    }
+    OrvComponent &Parameters() { return *session; }
+
     OrvPlayer window{nullptr, false, false};
     scripted::Device device;
     std::unique_ptr<Session> session;
@@ -92,11 +101,6 @@ TEST_F(SessionTest, CapturingIsOnlyReachedFromAcquisition)
     EXPECT_EQ(device.TakeLog(), kStopLog);
 }
 
-struct FailureCase {
-    const char *step;
-    Log log; ///< what the camera sees until the machine is back in Idle
-};
-
 const Log kRollBack = {"AcquisitionAbort", "StopAcquisition", "TLParamsLocked=0", "ReleaseBufferQueue"};
 const Log kRollBackBeforeGrabbing = {"AcquisitionAbort", "TLParamsLocked=0", "ReleaseBufferQueue"};
 
@@ -106,16 +110,18 @@ Log operator+(Log a, const Log &b)
     return a;
 }
 
-const FailureCase kFailures[] = {
-    {"AllocBufferQueue", Log{"AllocBufferQueue"} + kRollBackBeforeGrabbing},
-    {"TLParamsLocked=1", Log{"AllocBufferQueue", "TLParamsLocked=1"} + kRollBackBeforeGrabbing},
-    {"StartAcquisition", Log{"AllocBufferQueue", "TLParamsLocked=1", "StartAcquisition"} + kRollBackBeforeGrabbing},
-    {"AcquisitionStart", kStartLog + kRollBack},
-};
-
 TEST_F(SessionTest, AFailingStartIsRolledBackAndReported)
 {
-    for (const FailureCase &c : kFailures) {
+    const struct {
+        const char *step;
+        Log log; ///< what the camera sees until the machine is back in Idle
+    } cases[] = {
+        {"AllocBufferQueue", Log{"AllocBufferQueue"} + kRollBackBeforeGrabbing},
+        {"TLParamsLocked=1", Log{"AllocBufferQueue", "TLParamsLocked=1"} + kRollBackBeforeGrabbing},
+        {"StartAcquisition", Log{"AllocBufferQueue", "TLParamsLocked=1", "StartAcquisition"} + kRollBackBeforeGrabbing},
+        {"AcquisitionStart", kStartLog + kRollBack},
+    };
+    for (const auto &c : cases) {
         SCOPED_TRACE(c.step);
         Open();
         const std::string step = c.step;
@@ -185,41 +191,27 @@ TEST_F(SessionTest, DestructionWhileStreamingCleansUp)
     device.Lose(); // no callback is registered any more
 }
 
-struct TitleCase {
-    const char *rule;
-    std::vector<std::pair<const char *, const char *>> features;
-    bool hasFeatures;
-    const char *name, *title;
-};
-
-const TitleCase kTitleCases[] = {
-    {"all three",
-     {{"DeviceUserID", "cam1"}, {"DeviceModelName", "X100"}, {"DeviceSerialNumber", "42"}},
-     true,
-     "Session_cam1_X100",
-     " cam1 [X100, SN:42]"},
-    {"no model: the bracket closes all the same",
-     {{"DeviceUserID", "cam1"}, {"DeviceSerialNumber", "42"}},
-     true,
-     "Session_cam1",
-     " cam1, SN:42]"},
-    {"nothing known", {}, true, "Session", "]"},
-    {"text with a place marker stays text",
-     {{"DeviceUserID", "%1"}, {"DeviceModelName", "%2"}},
-     true,
-     "Session_%1_%2",
-     " %1 [%2]"},
-    {"no features at all", {{"DeviceUserID", "cam1"}}, false, "Session", ""},
-};
-
 TEST_F(SessionTest, NameAndTitleComeFromTheCamera)
 {
-    for (const TitleCase &c : kTitleCases) {
+    const struct {
+        const char *rule, *user, *model, *serial; ///< null: the camera lacks the feature
+        const char *name, *title;
+        bool hasFeatures = true;
+    } cases[] = {
+        {"all three", "cam1", "X100", "42", "Session_cam1_X100", " cam1 [X100, SN:42]"},
+        {"no model: the bracket closes all the same", "cam1", nullptr, "42", "Session_cam1", " cam1, SN:42]"},
+        {"nothing known", nullptr, nullptr, nullptr, "Session", "]"},
+        {"text with a place marker stays text", "%1", "%2", nullptr, "Session_%1_%2", " %1 [%2]"},
+        {"no features at all", "cam1", nullptr, nullptr, "Session", "", false},
+    };
+    for (const auto &c : cases) {
         SCOPED_TRACE(c.rule);
         scripted::Device camera;
         camera.hasFeatures = c.hasFeatures;
-        for (const auto &[feature, value] : c.features)
-            camera.features.AddString(feature, value);
+        for (const auto &[feature, value] :
+             {std::pair{"DeviceUserID", c.user}, {"DeviceModelName", c.model}, {"DeviceSerialNumber", c.serial}})
+            if (value)
+                camera.features.AddString(feature, value);
         const Session named(nullptr, &camera, &window);
         EXPECT_EQ(named.Name(), QString(c.name));
         EXPECT_EQ(named.Title(), QString(c.title));
@@ -298,14 +290,10 @@ TEST_F(SessionTest, ALossAtOpeningIsTold)
 TEST_F(SessionTest, AnUnavailableTrafficLogUnticksItself)
 {
     Open();
-    OrvComponent &parameters = *session;
-    parameters.SetParamBool(const_cast<char *>("LogControl"), true);
-    bool value = false;
-    parameters.GetParamBool(const_cast<char *>("LogControl"), &value);
-    EXPECT_TRUE(value) << "nothing is registered while the master switch is off";
-    parameters.SetParamBool(const_cast<char *>("EnableLog"), true);
-    parameters.GetParamBool(const_cast<char *>("LogControl"), &value);
-    EXPECT_FALSE(value);
+    Tick("LogControl", true);
+    EXPECT_TRUE(IsTicked("LogControl")) << "nothing is registered while the master switch is off";
+    Tick("EnableLog", true);
+    EXPECT_FALSE(IsTicked("LogControl"));
 }
 
 /// A camera may take its time to switch a channel, and its user may think better of it meanwhile.
@@ -313,30 +301,17 @@ TEST_F(SessionTest, ATrafficLogSwitchedOffWhileItIsSwitchedOnIsOff)
 {
     Open();
     device.hasTraffic = true;
-    OrvComponent &parameters = *session;
-    parameters.SetParamBool(const_cast<char *>("LogControl"), true);
-    parameters.SetParamBool(const_cast<char *>("LogStream"), true);
+    Tick("LogControl", true);
+    Tick("LogStream", true);
     device.duringRegistration = [&] {
         QMetaObject::invokeMethod(
-            session.get(), [&] { parameters.SetParamBool(const_cast<char *>("EnableLog"), false); },
-            Qt::BlockingQueuedConnection);
+            session.get(), [&] { Tick("EnableLog", false); }, Qt::BlockingQueuedConnection);
     };
-    parameters.SetParamBool(const_cast<char *>("EnableLog"), true);
+    Tick("EnableLog", true);
     EXPECT_FALSE(device.HasTrafficListeners());
     device.duringRegistration = nullptr;
-    parameters.SetParamBool(const_cast<char *>("EnableLog"), true);
+    Tick("EnableLog", true);
     EXPECT_TRUE(device.HasTrafficListeners());
-}
-
-TEST(SessionIdentity, CountsUpAndWraps)
-{
-    OrvPlayer window(nullptr, false, false);
-    scripted::Device device;
-    const auto identify = [&] { return Session(nullptr, &device, &window).GetComponentTypeID(); };
-    const std::uint8_t first = identify();
-    for (int i = 1; i < 256; ++i)
-        ASSERT_EQ(identify(), static_cast<std::uint8_t>(first + i));
-    EXPECT_EQ(identify(), first);
 }
 
 } // namespace
