@@ -1,20 +1,12 @@
-#include "orvdoctor/Addresses.h"
+#include "DiagnosisFacts.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
+using doctor::MadeInterface;
 using orv::Ipv4Text;
 using orv::ParseIpv4;
-
-orv::HostInterfaceFacts Interface(const char *name, const char *address, const char *mask)
-{
-    orv::HostInterfaceFacts facts;
-    facts.name = name;
-    facts.address = ParseIpv4(address).value();
-    facts.subnetMask = ParseIpv4(mask).value();
-    return facts;
-}
 
 TEST(Addresses, OnlyFourNumbersAreAnAddress)
 {
@@ -56,16 +48,15 @@ TEST(Addresses, TheProposedOneIsFreeAndOfTheSubnet)
         for (const char *address : row.taken)
             taken.push_back(*ParseIpv4(address));
         const std::uint32_t proposed =
-            orv::ProposeAddress(Interface("eth0", row.own, row.mask), *ParseIpv4(row.camera), taken);
+            orv::ProposeAddress(MadeInterface("eth0", row.own, row.mask), *ParseIpv4(row.camera), taken);
         EXPECT_EQ(proposed ? Ipv4Text(proposed) : "", row.proposed) << row.rule;
     }
 }
 
 TEST(Addresses, TheCamerasInterfaceIsFound)
 {
-    const std::vector<orv::HostInterfaceFacts> host{Interface("eth0", "10.0.0.1", "255.255.255.0"),
-                                                    Interface("eth0.5", "10.0.5.1", "255.255.255.0"),
-                                                    Interface("eth1", "10.0.0.2", "255.255.255.0")};
+    const std::vector<orv::HostInterfaceFacts> host{
+        MadeInterface("eth0", "10.0.0.1"), MadeInterface("eth0.5", "10.0.5.1"), MadeInterface("eth1", "10.0.0.2")};
     const struct {
         const char *rule, *text, *id, *camera, *name;
     } cases[] = {

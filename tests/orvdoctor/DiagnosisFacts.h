@@ -46,12 +46,12 @@ template <class Part, class Member, class Value> Change Set(Member Part::*member
     return [=](Facts &facts) { PartOf<Part>(facts).*member = static_cast<Member>(value); };
 }
 
-inline Interface MadeInterface(const char *name, const char *address)
+inline Interface MadeInterface(const char *name, const char *address, const char *mask = "255.255.255.0")
 {
     Interface made;
     made.name = name;
     made.address = orv::ParseIpv4(address).value();
-    made.subnetMask = 0xFFFFFF00;
+    made.subnetMask = orv::ParseIpv4(mask).value();
     made.mtu = 1500;
     made.isLoopback = made.name == "lo";
     return made;
