@@ -182,6 +182,7 @@ struct UntoldLoss {
     const char *rule;
     const char *producer;
     void (*go)(Script &);
+    friend void PrintTo(const UntoldLoss &row, std::ostream *out) { *out << row.rule; }
 };
 
 /// Where nobody tells of the loss, the camera is asked.
@@ -202,7 +203,6 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_P(LossWatch, FindsOutByAsking)
 {
-    SCOPED_TRACE(GetParam().rule);
     Listener listener;
     ASSERT_EQ(ORV_CAM_OK, Register(OrvCam::kEventDeviceLost, listener));
     Start();

@@ -22,9 +22,8 @@ public:
         std::filesystem::create_directories(m_folder);
         if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr) {
             const std::string make = "localedef -i de_DE -f UTF-8 '" + m_folder + "/de_DE.UTF-8' >/dev/null 2>&1";
-            m_made = std::system(make.c_str()) == 0;
-            setenv("LOCPATH", m_folder.c_str(), 1);
-            std::setlocale(LC_ALL, "de_DE.UTF-8");
+            if (std::system(make.c_str()) == 0 && setenv("LOCPATH", m_folder.c_str(), 1) == 0)
+                std::setlocale(LC_ALL, "de_DE.UTF-8");
         }
     }
     ~CommaLocale()
@@ -37,7 +36,6 @@ public:
 
 private:
     std::string m_folder;
-    bool m_made = false;
 };
 
 TEST(Locale, NumbersHaveAPointEverywhere)
@@ -48,9 +46,10 @@ TEST(Locale, NumbersHaveAPointEverywhere)
     BytePort port;
     std::string error;
     auto array = FeatureArrayImp::Create(
-        DescriptionOf({}, "<Float Name=\"Gain\"><pValue>Conv</pValue><Min>0.25</Min><Max>10.75</Max></Float>"
-                          "<Converter Name=\"Conv\"><FormulaTo>(FROM * 2.5)</FormulaTo><FormulaFrom>(TO / 2.5)"
-                          "</FormulaFrom><pValue>Reg</pValue></Converter>" +
+        DescriptionOf({}, Node("Float", "Gain", "<pValue>Conv</pValue><Min>0.25</Min><Max>10.75</Max>") +
+                              Node("Converter", "Conv",
+                                   "<FormulaTo>(FROM * 2.5)</FormulaTo><FormulaFrom>(TO / 2.5)</FormulaFrom>"
+                                   "<pValue>Reg</pValue>") +
                               IntReg("Reg", "0")),
         port, &error);
     ASSERT_NE(nullptr, array) << error;

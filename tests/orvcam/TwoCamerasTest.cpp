@@ -24,14 +24,10 @@ struct Packets {
         std::lock_guard<std::mutex> lock(self->mutex);
         self->all.emplace_back(bytes, bytes + size);
     }
-    template <class Condition> std::size_t CountIf(Condition condition)
+    std::size_t Count(bool (*condition)(const Bytes &) = [](const Bytes &) { return true; })
     {
         std::lock_guard<std::mutex> lock(mutex);
         return static_cast<std::size_t>(std::count_if(all.begin(), all.end(), condition));
-    }
-    std::size_t Count()
-    {
-        return CountIf([](const Bytes &) { return true; });
     }
 };
 
@@ -139,7 +135,7 @@ TEST_F(TwoCameras, TrafficIsTheDevicesOwnAndOnlyWhileRegistered)
     devices[0]->GetCameraParameters()->GetInt("Width")->GetValue();
     const auto isCommand = [](const Bytes &packet) { return packet.size() >= 8 && packet[0] == 0x42; };
     const auto isAnswer = [](const Bytes &packet) { return packet.size() >= 8 && packet[0] == 0; };
-    EXPECT_TRUE(WaitFor([&] { return control.CountIf(isCommand) > 0 && control.CountIf(isAnswer) > 0; }));
+    EXPECT_TRUE(WaitFor([&] { return control.Count(isCommand) > 0 && control.Count(isAnswer) > 0; }));
     for (OrvCam::Device *device : devices)
         Start(*device);
     Take(*devices[0], 10, 64);
@@ -151,7 +147,7 @@ TEST_F(TwoCameras, TrafficIsTheDevicesOwnAndOnlyWhileRegistered)
         const bool isLeader = packet.size() >= header + 28 && (packet[4] & 0x0f) == 1;
         return isLeader && packet[header + 19] != 64;
     };
-    EXPECT_EQ(0u, stream.CountIf(isForeign));
+    EXPECT_EQ(0u, stream.Count(isForeign));
     EXPECT_EQ(ORV_CAM_OK, devices[0]->UnregisterEvent(OrvCam::kEventStreamTraffic, Packets::Add, &stream));
     const std::size_t before = stream.Count();
     Take(*devices[0], 10, 64);
