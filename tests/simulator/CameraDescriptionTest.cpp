@@ -1,4 +1,6 @@
 // The real camera's description, in the eyes of a checker and of somebody else's GenApi.
+#include "simulator/core/ChunkTable.h"
+#include "simulator/features/FeatureNodes.h"
 #include "simulator/gige/GigeCamera.h"
 #include "simulator/gige/Gvcp.h"
 
@@ -36,13 +38,12 @@ protected:
         gige.legacy = GetParam().isLegacy;
         gige.multiPart = !GetParam().isColour;
         camera = std::make_unique<GigeCamera>(options, gige);
-        const auto read = [this](std::uint32_t address, std::uint32_t size, std::uint8_t *bytes) {
-            return camera->Core().Read(address, size, bytes);
-        };
-        const auto write = [this](std::uint32_t address, std::uint32_t size, const std::uint8_t *bytes) {
-            return camera->Core().Write(address, size, bytes).outcome;
-        };
-        bridge = std::make_unique<GenApiBridge>(camera->Core().DescriptionXml(), read, write);
+        bridge = std::make_unique<GenApiBridge>(
+            camera->Core().DescriptionXml(),
+            [this](auto address, auto size, auto *bytes) { return camera->Core().Read(address, size, bytes); },
+            [this](auto address, auto size, auto *bytes) {
+                return camera->Core().Write(address, size, bytes).outcome;
+            });
     }
 
     bool IsHeldByTheCore(const std::string &name) { return !camera->Core().GetFeature(name).empty(); }
@@ -54,13 +55,17 @@ protected:
 TEST_P(CameraDescription, KeepsTheRules)
 {
     EXPECT_THAT(DescriptionProblems(camera->Core().DescriptionXml()), testing::IsEmpty());
+    EXPECT_EQ(bridge->KindOf("GevGVSPExtendedIDMode").empty(), GetParam().isLegacy) << "of version 2";
 }
 
 TEST_P(CameraDescription, EveryFeatureReadsAsTheCoreHoldsIt)
 {
     ASSERT_TRUE(bridge->IsOpen());
+    const std::vector<std::string> names = bridge->Features();
+    for (const Feature &feature : camera->Core().Features().Features())
+        EXPECT_EQ(std::count(names.begin(), names.end(), feature.name), feature.isHidden ? 0 : 1) << feature.name;
     int compared = 0;
-    for (const std::string &name : bridge->Features()) {
+    for (const std::string &name : names) {
         const bool isData = name.rfind("Chunk", 0) == 0 || name.rfind("Event", 0) == 0; // of frames and messages
         if (bridge->KindOf(name) == "Command" || bridge->AccessOf(name) == "WO" || !bridge->IsAvailable(name) ||
             (isData && !IsHeldByTheCore(name)))
@@ -91,6 +96,8 @@ TEST_P(CameraDescription, EveryFeatureTakesItsOwnValueBack)
 
 TEST_P(CameraDescription, LimitsFollowFromOtherFeatures)
 {
+    EXPECT_EQ(bridge->FloatRangeOf("DeviceTemperature").minimum, -40);
+    EXPECT_EQ(bridge->FloatRangeOf("DeviceTemperature").maximum, 125) << "behind a conversion";
     EXPECT_EQ(bridge->IntegerRangeOf("OffsetX").maximum, 0);
     ASSERT_TRUE(bridge->Set("Width", "32"));
     EXPECT_EQ(bridge->IntegerRangeOf("OffsetX").maximum, 32);
@@ -103,13 +110,6 @@ TEST_P(CameraDescription, LimitsFollowFromOtherFeatures)
     EXPECT_FALSE(bridge->IsAvailable("TriggerSoftware"));
     ASSERT_TRUE(bridge->Set("TriggerMode", "On"));
     EXPECT_TRUE(bridge->IsAvailable("TriggerSoftware"));
-}
-
-TEST_P(CameraDescription, ConvertedValuesHaveTheirLimits)
-{
-    const FloatRange range = bridge->FloatRangeOf("DeviceTemperature");
-    EXPECT_EQ(range.minimum, -40);
-    EXPECT_EQ(range.maximum, 125);
 }
 
 // What a frame costs on the wire is up to the packets' size and the length of their ids.
@@ -155,6 +155,61 @@ TEST_P(CameraDescription, EventsAreReadInTheFormTheyCome)
         EXPECT_EQ(bridge->Get("EventFrameEndTimestamp"), std::to_string(0x123456789)) << bridge->Error();
         EXPECT_EQ(bridge->Get("EventFrameEndFrameID"), std::to_string(0x1122)) << bridge->Error();
     }
+}
+
+/// Reads chunks from the end, as a receiver does: length, identifier, data. \return data by identifier.
+std::map<std::uint32_t, std::vector<std::uint8_t>> ChunksIn(const std::vector<std::uint8_t> &payload)
+{
+    std::map<std::uint32_t, std::vector<std::uint8_t>> chunks;
+    const auto begin = payload.begin();
+    std::ptrdiff_t end = static_cast<std::ptrdiff_t>(payload.size());
+    while (end >= 8) {
+        orv::ByteReader tail({&payload[static_cast<std::size_t>(end) - 8], 8});
+        const std::uint32_t id = tail.U32();
+        const std::ptrdiff_t length = tail.U32();
+        if (length > end - 8)
+            return {};
+        chunks[id] = {begin + (end - 8 - length), begin + (end - 8)};
+        end -= 8 + length;
+    }
+    EXPECT_EQ(end, 0);
+    return chunks;
+}
+
+TEST_P(CameraDescription, ChunksAreReadInTheFormTheyCome)
+{
+    CameraState state{CameraOptions()};
+    state.hasChunks = true;
+    state.chunks[static_cast<std::size_t>(ChunkKind::Height)] = false;
+    ChunkValues values;
+    values.timestampNs = 0x0102030405060708;
+    values.frameNumber = 12;
+    values.counter = 34;
+    values.pixelFormat = 0x01080009;
+    values.frame.width = 320;
+    values.frame.gainDb = 1.5;
+    values.frame.exposureUs = 250.25;
+    const std::vector<std::uint8_t> image(1000, 0xab);
+    std::vector<std::uint8_t> payload = image;
+    AppendChunks(state, values, payload);
+    EXPECT_EQ(payload.size(), image.size() + ChunkBytes(state));
+    const auto chunks = ChunksIn(payload);
+    EXPECT_EQ(chunks.size(), kChunkKinds - 1);
+    EXPECT_EQ(chunks.at(0x0001), image);
+    for (const auto &[id, data] : chunks)
+        bridge->Attach(ChunkPortName(id), data);
+    const std::pair<const char *, std::string> texts[] = {
+        {"ChunkTimestamp", std::to_string(values.timestampNs)},
+        {"ChunkFrameID", "12"},
+        {"ChunkCounterValue", "34"},
+        {"ChunkPixelFormat", std::to_string(0x01080009)},
+        {"ChunkWidth", "320"},
+        {"ChunkGain", "1.5"},
+        {"ChunkExposureTime", "250.25"},
+        {"ChunkHeight", ""},
+    };
+    for (const auto &[name, text] : texts)
+        EXPECT_EQ(bridge->Get(name), text) << name << bridge->Error();
 }
 
 INSTANTIATE_TEST_SUITE_P(Cameras, CameraDescription, testing::ValuesIn(kKinds),

@@ -1,5 +1,4 @@
 #include "simulator/core/CameraModel.h"
-#include "simulator/core/ChunkTable.h"
 
 #include <gtest/gtest.h>
 
@@ -109,8 +108,9 @@ protected:
     CameraModel model;
 };
 
-// Consumers cache what nobody told them to forget: whatever a write changes must name it.
-TEST_F(CameraModelTest, WhatAWriteChangesNamesIt)
+// Consumers cache what nobody told them to forget, so whatever a write changes must name it; and a client that walks
+// through the settings must never find one outside its own limits.
+TEST_F(CameraModelTest, WhatAWriteChangesNamesItAndStaysWithinItsLimits)
 {
     for (const Feature &written : model.features.Features()) {
         const bool isClockOrLock = written.name == "TLParamsLocked" || written.name == "DeviceReset";
@@ -120,6 +120,7 @@ TEST_F(CameraModelTest, WhatAWriteChangesNamesIt)
             const Sight before = SeenOf(model.features);
             if (Set(written.name, candidate) != Outcome::Ok)
                 continue;
+            ExpectWithinLimits(model.features, "after " + written.name);
             const Sight after = SeenOf(model.features);
             for (const Feature &changed : model.features.Features()) {
                 if (changed.name == written.name || changed.isVolatile ||
@@ -129,19 +130,6 @@ TEST_F(CameraModelTest, WhatAWriteChangesNamesIt)
                     << written.name << " = " << candidate << " changes " << changed.name << " from "
                     << before.at(changed.name) << " to " << after.at(changed.name);
             }
-        }
-    }
-}
-
-// A client that walks through the settings must never find one outside its own limits.
-TEST_F(CameraModelTest, EverySettingStaysWithinItsLimits)
-{
-    for (const Feature &written : model.features.Features()) {
-        if (written.access == FeatureAccess::ReadOnly || written.name == "TLParamsLocked")
-            continue;
-        for (const std::string &candidate : CandidatesFor(written)) {
-            Set(written.name, candidate);
-            ExpectWithinLimits(model.features, "after " + written.name);
         }
     }
 }
@@ -196,14 +184,6 @@ TEST(CameraModelOptions, ASmallSensorIsNotReducedToNothing)
     }
     EXPECT_EQ(model.features.GetText("WidthMax"), "32");
     EXPECT_EQ(model.features.GetText("HeightMax"), "8");
-}
-
-TEST_F(CameraModelTest, EveryEntryIsExplained)
-{
-    for (const Feature &feature : model.features.Features()) {
-        for (const EnumerationEntry &entry : feature.entries)
-            EXPECT_NE(entry.toolTip, "") << feature.name << " " << entry.name;
-    }
 }
 
 TEST_F(CameraModelTest, RegionAndReductionFitTheSensor)
@@ -303,40 +283,6 @@ TEST_F(CameraModelTest, CountersAndEventsFollowFrames)
     ASSERT_EQ(model.pendingEvents.size(), 3U);
     EXPECT_EQ(model.pendingEvents[2].kind, EventKind::ExposureEnd);
     EXPECT_EQ(model.pendingEvents[2].frameNumber, 2U);
-}
-
-// Read from the end, as a receiver does: length, identifier, data.
-TEST(ChunkTable, ChunksReadFromTheEndLeadBackToTheImage)
-{
-    CameraState state{CameraOptions()};
-    state.hasChunks = true;
-    state.chunks[static_cast<std::size_t>(ChunkKind::Gain)] = false;
-    std::vector<std::uint8_t> payload(1000, 0xab);
-    ChunkValues values;
-    values.timestampNs = 0x0102030405060708;
-    values.frame = state.frame;
-    AppendChunks(state, values, payload);
-    EXPECT_EQ(payload.size(), 1000 + ChunkBytes(state));
-    const auto number = [&payload](std::size_t at) {
-        std::uint32_t value = 0;
-        for (std::size_t i = 0; i < 4; ++i)
-            value = value << 8 | payload[at + i];
-        return value;
-    };
-    std::map<std::uint32_t, std::size_t> found; // identifier, position of the data
-    std::size_t end = payload.size();
-    while (end >= 8) {
-        const std::uint32_t length = number(end - 4);
-        ASSERT_LE(length + 8, end);
-        found[number(end - 8)] = end - 8 - length;
-        end -= length + 8;
-    }
-    EXPECT_EQ(end, 0U);
-    EXPECT_EQ(found.size(), kChunkKinds - 1);
-    EXPECT_EQ(found.count(0x1004), 0U);
-    EXPECT_EQ(found.at(0x0001), 0U);
-    EXPECT_EQ(number(found.at(0x1001)), 0x01020304U);
-    EXPECT_EQ(number(found.at(0x1005)), static_cast<std::uint32_t>(state.frame.width));
 }
 
 } // namespace

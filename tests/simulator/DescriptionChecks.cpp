@@ -1,12 +1,12 @@
 #include "tests/simulator/DescriptionChecks.h"
 
 #include "simulator/features/NumberText.h"
-#include "tests/simulator/DescriptionIndex.h"
-#include "tests/simulator/FormulaChecks.h"
 #include "tests/simulator/SchemaOrder.h"
+#include "tests/simulator/XmlTree.h"
 
-#include <cctype>
+#include <map>
 #include <optional>
+#include <regex>
 #include <set>
 
 namespace orvsim {
@@ -37,42 +37,71 @@ void CheckRoot(const XmlElement &root, Problems &problems)
     }
 }
 
-void CheckReferences(const DescriptionIndex &index, const XmlElement &node, Problems &problems)
+/// Nodes of unknown kind, without a name or with one that was there before are left out.
+std::map<std::string, const XmlElement *> NodesOf(const XmlElement &root, Problems &problems)
 {
-    for (const DescriptionIndex::Reference &reference : DescriptionIndex::ReferencesOf(node)) {
-        const XmlElement *target = index.Find(reference.target);
-        const std::string where = node.Name() + ": <" + reference.tag + "> ";
-        if (target == nullptr)
-            problems.push_back(where + "refers to '" + reference.target + "', which does not exist");
-        else if ((reference.tag == "pPort") != (target->tag == "Port"))
-            problems.push_back(where + "refers to a " + target->tag);
-        else if (reference.tag == "pIndex" && !DescriptionIndex::IsIntegerLike(*target))
-            problems.push_back(where + "refers to a " + target->tag + ", which is no integer");
-        if (reference.tag == "pSelected" && (node.tag == "Boolean" || node.tag == "StructEntry"))
-            problems.push_back(where + "makes a selector of a " + node.tag);
+    std::map<std::string, const XmlElement *> nodes;
+    for (const XmlElement &child : root.children) {
+        if (!IsNodeTag(child.tag))
+            problems.push_back(child.Name() + ": <" + child.tag + "> is no node");
+        else if (child.Name().empty())
+            problems.push_back("<" + child.tag + "> has no name");
+        else if (!nodes.emplace(child.Name(), &child).second)
+            problems.push_back(child.Name() + ": the name is there twice");
     }
+    return nodes;
+}
+
+void CheckReferences(const std::map<std::string, const XmlElement *> &nodes, const XmlElement &node, Problems &problems)
+{
+    for (const XmlElement &child : node.children) {
+        if (child.tag[0] != 'p')
+            continue;
+        const auto target = nodes.find(child.text);
+        const std::string where = node.Name() + ": <" + child.tag + "> ";
+        if (target == nodes.end())
+            problems.push_back(where + "refers to '" + child.text + "', which does not exist");
+        else if ((child.tag == "pPort") != (target->second->tag == "Port"))
+            problems.push_back(where + "refers to a " + target->second->tag);
+        if (child.tag == "pSelected" && node.tag == "Boolean")
+            problems.push_back(where + "makes a selector of a Boolean");
+    }
+}
+
+/// Whether the parentheses, worked out one by one, leave one value, each with one of the standard's operations between
+/// two numbers or declared names: such a formula is read alike by every consumer.
+bool IsPlainFormula(std::string formula, const std::set<std::string> &names, bool isInteger)
+{
+    std::string operand = isInteger ? "\\d+" : "\\d+(?:\\.\\d+)?";
+    for (const std::string &name : names)
+        operand += "|" + name;
+    const std::string sign = "[-+*/%&|^=<>]|\\*\\*|<<|>>|<>|<=|>=|&&|\\|\\|";
+    const std::regex operation("\\((?:" + operand + ") (?:" + sign + ") (?:" + operand + ")\\)");
+    for (std::string rest; (rest = std::regex_replace(formula, operation, "0")) != formula;)
+        formula = rest;
+    return std::regex_match(formula, std::regex(operand));
 }
 
 void CheckFormulas(const XmlElement &node, Problems &problems)
 {
+    static const std::regex kReserved("SGN|NEG|ROUND|TRUNC|FLOOR|CEIL|ABS|SQRT|A?(SIN|COS|TAN)|EXP|LN|LG|E|PI");
     std::set<std::string> names;
     for (const XmlElement &child : node.children) {
-        if (child.tag != "pVariable" && child.tag != "Constant" && child.tag != "Expression")
+        if (child.tag != "pVariable")
             continue;
         names.insert(child.Name());
-        if (!IsVariableName(child.Name()))
+        if (!std::regex_match(child.Name(), std::regex("[A-Za-z]\\w*")) || std::regex_match(child.Name(), kReserved))
             problems.push_back(node.Name() + ": a formula's variable cannot be called '" + child.Name() + "'");
     }
     const bool isInteger = node.tag == "IntSwissKnife" || node.tag == "IntConverter";
     for (const XmlElement &child : node.children) {
-        if (child.tag.compare(0, 7, "Formula") != 0 && child.tag != "Expression")
+        if (child.tag.compare(0, 7, "Formula") != 0)
             continue;
         std::set<std::string> known = names;
-        if (child.tag == "FormulaTo" || child.tag == "FormulaFrom")
+        if (child.tag != "Formula")
             known.insert(child.tag == "FormulaTo" ? "FROM" : "TO");
-        const std::string problem = FormulaProblem(child.text, known, isInteger);
-        if (!problem.empty())
-            problems.push_back(node.Name() + ": <" + child.tag + "> " + child.text + ": " + problem);
+        if (!IsPlainFormula(child.text, known, isInteger))
+            problems.push_back(node.Name() + ": <" + child.tag + "> " + child.text + " is not read alike everywhere");
     }
 }
 
@@ -106,66 +135,36 @@ void CheckBits(const XmlElement &node, std::int64_t bits, Problems &problems)
 void CheckRegister(const XmlElement &node, Problems &problems)
 {
     const std::int64_t length = IntegerFrom(node.TextOf("Length")).value_or(0);
-    const bool isNumber = node.tag == "IntReg" || node.tag == "MaskedIntReg" || node.tag == "FloatReg";
-    if (node.Has("Length") && length <= 0)
-        problems.push_back(node.Name() + ": the length is not positive");
-    if (isNumber && node.Has("Length") && length > 8)
-        problems.push_back(node.Name() + ": a number of " + node.TextOf("Length") + " bytes");
-    if (node.tag == "FloatReg" && length != 4 && length != 8)
-        problems.push_back(node.Name() + ": a float of " + node.TextOf("Length") + " bytes");
-    if (isNumber && length != 1 && !node.Has("Endianess"))
-        problems.push_back(node.Name() + ": lacks <Endianess>");
+    const bool isNumber = node.tag != "StringReg";
+    if (length <= 0 || (isNumber && length > 8) || (node.tag == "FloatReg" && length != 4 && length != 8))
+        problems.push_back(node.Name() + ": a " + node.tag + " of " + node.TextOf("Length") + " bytes");
     if (node.Has("Address") && IntegerFrom(node.TextOf("Address")).value_or(-1) < 0)
         problems.push_back(node.Name() + ": the address is not below 2^63");
     if (node.tag == "MaskedIntReg")
         CheckBits(node, 8 * length, problems);
 }
 
-void CheckIntegerLimits(const XmlElement &node, Problems &problems)
+template <class Parse> void CheckLimits(const XmlElement &node, Parse parse, Problems &problems)
 {
-    const auto minimum = IntegerFrom(node.TextOf("Min"));
-    const auto maximum = IntegerFrom(node.TextOf("Max"));
-    const auto increment = IntegerFrom(node.TextOf("Inc"));
-    for (const char *tag : {"Min", "Max", "Inc", "Value"}) {
-        if (node.Has(tag) && !IntegerFrom(node.TextOf(tag)).has_value())
-            problems.push_back(node.Name() + ": <" + tag + "> is no whole number");
-    }
-    if (increment.has_value() && *increment <= 0)
-        problems.push_back(node.Name() + ": the increment is not positive");
-    if (minimum.has_value() && maximum.has_value()) {
-        if (*minimum > *maximum)
-            problems.push_back(node.Name() + ": the minimum is above the maximum");
-        else if (increment.value_or(1) > 1 && (*maximum - *minimum) % *increment != 0)
-            problems.push_back(node.Name() + ": the increment does not lead from minimum to maximum");
-    }
-    const auto value = IntegerFrom(node.TextOf("Value"));
-    if (value.has_value() && (*value < minimum.value_or(*value) || *value > maximum.value_or(*value)))
-        problems.push_back(node.Name() + ": the value is outside of its limits");
-}
-
-void CheckFloatLimits(const XmlElement &node, Problems &problems)
-{
-    const auto minimum = FloatFrom(node.TextOf("Min"));
-    const auto maximum = FloatFrom(node.TextOf("Max"));
-    for (const char *tag : {"Min", "Max", "Inc", "Value"}) {
-        if (node.Has(tag) && !FloatFrom(node.TextOf(tag)).has_value())
+    for (const char *tag : {"Min", "Max", "Inc"}) {
+        if (node.Has(tag) && !parse(node.TextOf(tag)).has_value())
             problems.push_back(node.Name() + ": <" + tag + "> is no number");
     }
+    const auto minimum = parse(node.TextOf("Min"));
+    const auto maximum = parse(node.TextOf("Max"));
     if (minimum.has_value() && maximum.has_value() && *minimum > *maximum)
         problems.push_back(node.Name() + ": the minimum is above the maximum");
 }
 
-/// A literal value is state of the consumer; only constants may be that.
-void CheckLiteral(const XmlElement &node, Problems &problems)
+void CheckIncrement(const XmlElement &node, Problems &problems)
 {
-    const bool isValueNode = node.tag == "Integer" || node.tag == "Float" || node.tag == "Boolean" ||
-                             node.tag == "Enumeration" || node.tag == "String" || node.tag == "Command";
-    if (!isValueNode || !node.Has("Value"))
-        return;
-    if (node.TextOf("ImposedAccessMode") != "RO")
-        problems.push_back(node.Name() + ": a literal value that can be written");
-    if (node.tag == "Boolean" && node.TextOf("Value") != "0" && node.TextOf("Value") != "1")
-        problems.push_back(node.Name() + ": a Boolean's literal is neither 0 nor 1");
+    const std::int64_t increment = IntegerFrom(node.TextOf("Inc")).value_or(1);
+    const auto minimum = IntegerFrom(node.TextOf("Min"));
+    const auto maximum = IntegerFrom(node.TextOf("Max"));
+    if (increment <= 0)
+        problems.push_back(node.Name() + ": the increment is not positive");
+    else if (minimum.has_value() && maximum.has_value() && (*maximum - *minimum) % increment != 0)
+        problems.push_back(node.Name() + ": the increment does not lead from minimum to maximum");
 }
 
 void CheckPort(const XmlElement &node, Problems &problems)
@@ -177,38 +176,28 @@ void CheckPort(const XmlElement &node, Problems &problems)
     }
 }
 
-void CheckNode(const DescriptionIndex &index, const XmlElement &node, Problems &problems)
+void CheckNode(const std::map<std::string, const XmlElement *> &nodes, const XmlElement &node, Problems &problems)
 {
     for (const std::string &problem : OrderProblems(node))
         problems.push_back(node.Name() + ": " + problem);
     for (const std::string &problem : SpellingProblems(node))
         problems.push_back(node.Name() + ": " + problem);
-    CheckReferences(index, node, problems);
+    CheckReferences(nodes, node, problems);
     CheckFormulas(node, problems);
-    CheckLiteral(node, problems);
-    if (DescriptionIndex::IsRegister(node))
+    CheckPort(node, problems);
+    if (node.Has("Length"))
         CheckRegister(node, problems);
     if (node.tag == "Enumeration")
         CheckEnumeration(node, problems);
-    if (node.tag == "Integer")
-        CheckIntegerLimits(node, problems);
-    if (node.tag == "Float")
-        CheckFloatLimits(node, problems);
-    if (node.tag == "Port" || DescriptionIndex::IsRegister(node))
-        CheckPort(node, problems);
-}
-
-void CheckReach(const DescriptionIndex &index, Problems &problems)
-{
-    const XmlElement *root = index.Find("Root");
-    if (root == nullptr || root->tag != "Category") {
-        problems.push_back("Root: there is no such category");
-        return;
+    if (node.tag == "Integer") {
+        CheckLimits(node, IntegerFrom, problems);
+        CheckIncrement(node, problems);
     }
-    const std::set<std::string> reached = index.ReachedFrom("Root");
-    for (const XmlElement *node : index.Nodes()) {
-        if (reached.count(node->Name()) == 0)
-            problems.push_back(node->Name() + ": no category leads to it, and no node that one leads to");
+    if (node.tag == "Float")
+        CheckLimits(node, FloatFrom, problems);
+    for (const XmlElement &child : node.children) {
+        if (child.tag == "EnumEntry")
+            CheckNode(nodes, child, problems);
     }
 }
 
@@ -224,14 +213,11 @@ std::vector<std::string> DescriptionProblems(const std::string &xml)
         return {"root: the element is <" + root.tag + ">"};
     Problems problems;
     CheckRoot(root, problems);
-    const DescriptionIndex index(root, problems);
-    for (const XmlElement *node : index.Nodes())
-        CheckNode(index, *node, problems);
-    for (const XmlElement *entry : index.Entries())
-        CheckNode(index, *entry, problems);
-    for (const std::string &loop : index.Loops())
-        problems.push_back(loop);
-    CheckReach(index, problems);
+    const auto nodes = NodesOf(root, problems);
+    for (const auto &[name, node] : nodes)
+        CheckNode(nodes, *node, problems);
+    if (nodes.count("Root") == 0 || nodes.at("Root")->tag != "Category")
+        problems.emplace_back("Root: there is no such category");
     return problems;
 }
 

@@ -32,12 +32,9 @@ const char *KindOfNode(ArvGcNode *node)
     return ARV_IS_GC_INTEGER(node) ? "Integer" : "Other";
 }
 
-std::string TextOfEnumeration(ArvGcEnumeration *node, GError **error)
+std::string OrEmpty(const char *text)
 {
-    const char *name = arv_gc_enumeration_get_string_value(node, error);
-    if (name != nullptr || *error != nullptr)
-        return name != nullptr ? name : "";
-    return TextOf(std::int64_t{arv_gc_enumeration_get_int_value(node, error)});
+    return text != nullptr ? text : "";
 }
 
 std::string TextOfNode(ArvGcNode *node, GError **error)
@@ -48,14 +45,10 @@ std::string TextOfNode(ArvGcNode *node, GError **error)
     if (kind == "Float")
         return TextOf(arv_gc_float_get_value(ARV_GC_FLOAT(node), error));
     if (kind == "Enumeration")
-        return TextOfEnumeration(ARV_GC_ENUMERATION(node), error);
+        return OrEmpty(arv_gc_enumeration_get_string_value(ARV_GC_ENUMERATION(node), error));
     if (kind == "Boolean")
         return arv_gc_boolean_get_value(ARV_GC_BOOLEAN(node), error) ? "1" : "0";
-    if (kind == "String") {
-        const char *text = arv_gc_string_get_value(ARV_GC_STRING(node), error);
-        return *error == nullptr && text != nullptr ? text : "";
-    }
-    return {};
+    return kind == "String" ? OrEmpty(arv_gc_string_get_value(ARV_GC_STRING(node), error)) : "";
 }
 
 void SetNode(ArvGcNode *node, const std::string &text, GError **error)
@@ -229,18 +222,6 @@ std::string GenApiBridge::AccessOf(const std::string &name)
     if (node == nullptr)
         return {};
     return arv_gc_access_mode_to_string(arv_gc_feature_node_get_actual_access_mode(ARV_GC_FEATURE_NODE(node)));
-}
-
-std::vector<std::string> GenApiBridge::SelectedBy(const std::string &selector)
-{
-    ArvGcNode *node = m_parts->Node(selector);
-    std::vector<std::string> names;
-    if (node == nullptr || !ARV_IS_GC_SELECTOR(node))
-        return names;
-    const GSList *it = arv_gc_selector_get_selected_features(ARV_GC_SELECTOR(node));
-    for (; it != nullptr; it = it->next)
-        names.emplace_back(arv_gc_feature_node_get_name(ARV_GC_FEATURE_NODE(it->data)));
-    return names;
 }
 
 void GenApiBridge::Attach(const std::string &port, std::vector<std::uint8_t> bytes)

@@ -47,7 +47,6 @@ public:
     bool IsLocked(const std::string &name);
     /// "RO", "RW", "WO"
     std::string AccessOf(const std::string &name);
-    std::vector<std::string> SelectedBy(const std::string &selector);
 
     /// Gives a chunk or event port, by the name of its node, the bytes that its features are read from.
     void Attach(const std::string &port, std::vector<std::uint8_t> bytes);

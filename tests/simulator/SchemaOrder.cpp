@@ -8,48 +8,37 @@ namespace orvsim {
 
 namespace {
 
-// Elements in their order; a|b: one of them, *: any number, !: at least one.
-const std::string kHead = "Extension ToolTip Description DisplayName Visibility DocuURL IsDeprecated EventID "
-                          "pIsImplemented pIsAvailable pIsLocked pBlockPolling ImposedAccessMode pError* pAlias "
-                          "pCastAlias ";
+// The schema's order of what descriptions here are made of; whatever else it knows is added with its first use.
+// a|b: one of them, *: any number, !: at least one.
+const std::string kHead =
+    "ToolTip Description DisplayName Visibility EventID pIsImplemented pIsAvailable pIsLocked ImposedAccessMode ";
 const std::string kNode = kHead + "pInvalidator* ";
-const std::string kRegister = kHead + "Streamable Address|IntSwissKnife|pAddress|pIndex*! Length|pLength! AccessMode! "
-                                      "pPort! Cachable PollingTime pInvalidator* ";
-const std::string kValue = "Streamable pValueCopy* Value|pValue|pIndex! pValueCopy* ValueIndexed|pValueIndexed* "
-                           "ValueDefault|pValueDefault ";
+const std::string kRegister = kHead + "Streamable Address|pAddress*! Length! AccessMode! pPort! Cachable PollingTime "
+                                      "pInvalidator* ";
 const std::string kLimits = "Min|pMin Max|pMax Inc|pInc Unit Representation ";
-const std::string kMask = "Bit|LSB! MSB ";
-const std::string kKnife = kNode + "Streamable pVariable* Constant* Expression* ";
-const std::string kBothWays = "FormulaTo! FormulaFrom! pValue! Unit Representation ";
+const std::string kLook = "Unit Representation DisplayNotation DisplayPrecision ";
 
 const std::map<std::string, std::string> kOrders = {
     {"Category", kNode + "pFeature*"},
-    {"Integer", kNode + kValue + kLimits + "ValidValueSet pSelected*"},
-    {"Float", kNode + kValue + kLimits + "DisplayNotation DisplayPrecision"},
-    {"Boolean", kNode + "Streamable Value|pValue! OnValue OffValue pSelected*"},
-    {"Enumeration", kNode + "Streamable EnumEntry*! Value|pValue! pSelected* PollingTime"},
-    {"EnumEntry", kNode + "Value! NumericValue Symbolic IsSelfClearing"},
-    {"Command", kNode + "Value|pValue! CommandValue|pCommandValue! PollingTime"},
-    {"String", kNode + "Streamable Value|pValue!"},
-    {"IntReg", kRegister + "Sign Endianess Unit Representation pSelected*"},
-    {"MaskedIntReg", kRegister + kMask + "Sign Endianess Unit Representation pSelected*"},
-    {"FloatReg", kRegister + "Endianess Unit Representation DisplayNotation DisplayPrecision"},
+    {"Integer", kNode + "Streamable pValue! " + kLimits + "pSelected*"},
+    {"Float", kNode + "Streamable pValue! " + kLimits},
+    {"Boolean", kNode + "Streamable pValue! OnValue OffValue pSelected*"},
+    {"Enumeration", kNode + "Streamable EnumEntry*! pValue! pSelected* PollingTime"},
+    {"EnumEntry", kNode + "Value!"},
+    {"Command", kNode + "pValue! CommandValue! PollingTime"},
+    {"IntReg", kRegister + "Sign Endianess! Unit Representation"},
+    {"MaskedIntReg", kRegister + "Bit|LSB! MSB Sign Endianess! Unit Representation"},
+    {"FloatReg", kRegister + "Endianess! " + kLook},
     {"StringReg", kRegister},
-    {"Register", kRegister},
-    {"StructReg", kRegister + "Endianess StructEntry*!"},
-    {"StructEntry",
-     kNode + "AccessMode Cachable PollingTime Streamable " + kMask + "Sign Unit Representation pSelected*"},
-    {"Converter", kKnife + kBothWays + "DisplayNotation DisplayPrecision Slope IsLinear"},
-    {"IntConverter", kKnife + kBothWays + "Slope"},
-    {"SwissKnife", kKnife + "Formula! Unit Representation DisplayNotation DisplayPrecision"},
-    {"IntSwissKnife", kKnife + "Formula! Unit Representation"},
-    {"Port", kNode + "ChunkID|pChunkID SwapEndianess CacheChunkData"},
+    {"Converter", kNode + "Streamable pVariable* FormulaTo! FormulaFrom! pValue! " + kLook + "Slope"},
+    {"SwissKnife", kNode + "pVariable* Formula! " + kLook},
+    {"IntSwissKnife", kNode + "pVariable* Formula! Unit Representation"},
+    {"Port", kNode + "ChunkID SwapEndianess CacheChunkData"},
 };
 
 const std::map<std::string, std::string> kSpellings = {
     {"Visibility", "Beginner Expert Guru Invisible"},
     {"AccessMode", "RO RW WO"},
-    {"ImposedAccessMode", "RO RW WO"},
     {"Cachable", "NoCache WriteThrough WriteAround"},
     {"Sign", "Signed Unsigned"},
     {"Endianess", "BigEndian LittleEndian"},

@@ -7,7 +7,7 @@
 
 namespace orvsim {
 
-/// Whether the schema (GenApi 1.1) knows a node of that tag.
+/// Whether the order of such a node (GenApi 1.1) is known here.
 bool IsNodeTag(const std::string &tag);
 
 /// What stands in the wrong place, twice, or is missing among the children of a node; empty when the schema's order is

@@ -22,7 +22,6 @@ ToyCamera::ToyCamera()
     AddTexts();
     AddComputed();
     AddFields();
-    AddData();
     table.PlaceRegisters(registers, kFirstRegister);
 }
 
@@ -72,8 +71,11 @@ void ToyCamera::AddIntegers()
                                      SetterOf(&isStreaming), {0, 1, 1});
     locked.visibility = Visibility::Invisible;
     table.Add(locked);
-    table.Add(FixedIntegerRow("SimLevel", kOther, "Signed in four bytes.", GetterOf(&level), SetterOf(&level),
-                              {-100, 100, 5}));
+    Feature signedLevel = FixedIntegerRow("SimLevel", kOther, "Signed in four bytes.", GetterOf(&level),
+                                          SetterOf(&level), {-100, 100, 5});
+    signedLevel.isVolatile = true;
+    signedLevel.pollingMs = 500;
+    table.Add(signedLevel);
     Feature wide = IntegerRow("SimCount", kOther, "Eight bytes.", GetterOf(&count), SetterOf(&count), [this] {
         return IntegerRange{-count, 2 * count, 1};
     });
@@ -154,21 +156,10 @@ void ToyCamera::AddTexts()
         });
     name.textBytes = 16;
     table.Add(name);
-    table.Add(TextRow("DeviceModelName", "DeviceControl", "Model.", [] { return "Toy 1"; }));
 }
 
 void ToyCamera::AddComputed()
 {
-    Feature temperature =
-        Row("DeviceTemperature", "DeviceControl", FeatureType::Float, FeatureAccess::ReadOnly, "Temperature.");
-    temperature.source = Scaled{"(FROM * 100)", "(TO / 100.0)"};
-    temperature.getInteger = GetterOf(&centiDegrees);
-    temperature.getFloat = [this] { return static_cast<double>(centiDegrees) / 100; };
-    temperature.integerRange = [] { return IntegerRange{-4000, 12500, 1}; };
-    temperature.isRangeFixed = true;
-    temperature.isVolatile = true;
-    temperature.pollingMs = 500;
-    table.Add(temperature);
     Feature stop = Row("SimIris", kOther, FeatureType::Float, FeatureAccess::ReadWrite, "F-number.");
     stop.source = Scaled{"(FROM * 100)", "(TO / 100.0)"};
     stop.getInteger = GetterOf(&iris);
@@ -176,10 +167,6 @@ void ToyCamera::AddComputed()
     stop.integerRange = [] { return IntegerRange{100, 2200, 20}; };
     stop.getFloat = [this] { return static_cast<double>(iris) / 100; };
     table.Add(stop);
-    Feature end = Row("SimEnd", kOther, FeatureType::Integer, FeatureAccess::ReadOnly, "Column behind the frame.");
-    end.source = Formula{"(W + O)", {{"W", "Width"}, {"O", "OffsetX"}}};
-    end.getInteger = [this] { return width + offset; };
-    table.Add(end);
     Feature share = Row("SimShare", kOther, FeatureType::Float, FeatureAccess::ReadOnly, "Share of the sensor.");
     share.source = Formula{"((W * 100.0) / S)", {{"W", "Width"}, {"S", "SimSensor"}}};
     share.getFloat = [this] { return static_cast<double>(width) * 100 / 1280; };
@@ -197,12 +184,6 @@ void ToyCamera::AddFields()
             packetWord = static_cast<std::uint32_t>(value);
             return Outcome::Ok;
         });
-    registers.AddText(
-        0x910, 16, RegisterAccess::ReadWrite, [this] { return hostName; },
-        [this](const std::string &given) {
-            hostName = given;
-            return Outcome::Ok;
-        });
     Feature size = FixedIntegerRow("GevSCPSPacketSize", "TransportLayerControl", "Bytes.", {}, {}, {46, 16000, 2});
     size.access = FeatureAccess::ReadWrite;
     size.source = RegisterField{0x900, 4, 0, 15};
@@ -211,30 +192,6 @@ void ToyCamera::AddFields()
     keep.access = FeatureAccess::ReadWrite;
     keep.source = RegisterField{0x900, 4, 30, 30};
     table.Add(keep);
-    Feature word = IntegerRow("SimPacketWord", kOther, "All of the register.", {}, {}, [] {
-        return IntegerRange{0, 0xffffffff, 1};
-    });
-    word.access = FeatureAccess::ReadWrite;
-    word.source = RegisterField{0x900};
-    table.Add(word);
-    Feature host = TextRow("SimHost", kOther, "Name.", {});
-    host.access = FeatureAccess::ReadWrite;
-    host.source = RegisterField{0x910, 16};
-    table.Add(host);
-}
-
-void ToyCamera::AddData()
-{
-    Feature time = Row("ChunkTimestamp", "ChunkDataControl", FeatureType::Integer, FeatureAccess::ReadOnly, "Time.");
-    time.source = ChunkField{0x1a02, 0, 8};
-    table.Add(time);
-    Feature gain = Row("ChunkGain", "ChunkDataControl", FeatureType::Float, FeatureAccess::ReadOnly, "Gain.");
-    gain.source = ChunkField{0x1a02, 8, 8};
-    table.Add(gain);
-    Feature event =
-        Row("EventFrameEndFrameID", "EventControl", FeatureType::Integer, FeatureAccess::ReadOnly, "Frame.");
-    event.source = EventField{0x9007, 4, 4};
-    table.Add(event);
 }
 
 } // namespace orvsim

@@ -39,10 +39,8 @@ public:
     int triggers = 0;
     std::int64_t isSaving = 0;
     std::string userName = "toy";
-    std::int64_t centiDegrees = -1250;
     std::int64_t iris = 280;
     std::uint32_t packetWord = 0x40000000 | 1500;
-    std::string hostName = "host";
 
 private:
     void AddIntegers();
@@ -52,7 +50,6 @@ private:
     void AddTexts();
     void AddComputed();
     void AddFields();
-    void AddData();
 };
 
 } // namespace orvsim

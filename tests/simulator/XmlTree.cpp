@@ -56,6 +56,14 @@ bool XmlElement::Has(const std::string &childTag) const
                        [&](const XmlElement &child) { return child.tag == childTag; });
 }
 
+const XmlElement &XmlElement::Named(const std::string &name) const
+{
+    static const XmlElement kNone;
+    const auto found =
+        std::find_if(children.begin(), children.end(), [&](const XmlElement &child) { return child.Name() == name; });
+    return found == children.end() ? kNone : *found;
+}
+
 bool ParseXml(const std::string &xml, XmlElement &root, std::string &error)
 {
     const std::unique_ptr<XML_ParserStruct, void (*)(XML_Parser)> parser(XML_ParserCreate(nullptr), XML_ParserFree);
