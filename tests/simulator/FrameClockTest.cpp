@@ -83,27 +83,6 @@ TEST(FrameClock, TheTimerTriggersAgainAndAgain)
     EXPECT_EQ(second - first, 12 * kMs);
 }
 
-TEST(SensorTiming, TheLinkHasOneFastestPixelClock)
-{
-    CameraOptions options;
-    CameraState state(options);
-    state.frame.exposureUs = 100;
-    const std::uint64_t wireBytes = 1'400'000;
-    constexpr std::int64_t kLinkMbps = 1000;
-    double last = -1;
-    std::int64_t fastest = 0;
-    for (state.pixelClockMHz = 10; state.pixelClockMHz <= 400; ++state.pixelClockMHz) {
-        const double loss = LossShare(wireBytes, TimingOf(state, options.family, wireBytes).periodNs, kLinkMbps);
-        EXPECT_GE(loss, last);
-        last = loss;
-        if (loss == 0)
-            fastest = state.pixelClockMHz;
-    }
-    // 1e9 / 8 / 1.4e6 frames per second of 1408 columns and 1040 lines each
-    EXPECT_EQ(fastest, 130);
-    EXPECT_GT(last, 0.6);
-}
-
 TEST(SensorTiming, AWantedRateIsReachedWhereTheSensorCan)
 {
     for (const TimingFamily family : {TimingFamily::PixelClock, TimingFamily::LineTime}) {

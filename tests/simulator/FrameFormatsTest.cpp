@@ -41,6 +41,13 @@ bool IsFilled(const std::uint8_t *bytes, std::size_t count, std::uint8_t value)
     return std::all_of(bytes, bytes + count, [&](std::uint8_t byte) { return byte == value; });
 }
 
+void ExpectColour(const Light &seen, const Light &expected, const std::string &what)
+{
+    EXPECT_NEAR(seen.red, expected.red, 2) << what;
+    EXPECT_NEAR(seen.green, expected.green, 2) << what;
+    EXPECT_NEAR(seen.blue, expected.blue, 2) << what;
+}
+
 } // namespace
 
 TEST(FrameFormats, EveryFormatFillsItsBytesAndNoOthers)
@@ -109,17 +116,11 @@ TEST(FrameFormats, EveryColourFormatShowsTheSameColours)
         for (const std::string &format : SendableFormats()) {
             if (orv::LayoutOf(orvtest::TypeNamed(format)).family == orv::PixelFamily::Mono)
                 continue;
-            const Light seen = MeanColour(renderer, OnPatch(patch, format));
-            EXPECT_NEAR(seen.red, expected.red, 2) << format << " patch " << patch;
-            EXPECT_NEAR(seen.green, expected.green, 2) << format << " patch " << patch;
-            EXPECT_NEAR(seen.blue, expected.blue, 2) << format << " patch " << patch;
+            ExpectColour(MeanColour(renderer, OnPatch(patch, format)), expected, format + " " + std::to_string(patch));
         }
     }
-    const Light red = MeanColour(renderer, OnPatch(14, "RGB8"));
-    const double levelsPerLight = 255.0 / 4096 * 4095 * 0.8;
-    EXPECT_NEAR(red.red, 0.76 * levelsPerLight + 4, 2);
-    EXPECT_NEAR(red.green, 0.14 * levelsPerLight + 4, 2);
-    EXPECT_NEAR(red.blue, 0.16 * levelsPerLight + 4, 2);
+    const auto level = [](double light) { return static_cast<float>(light * 255.0 / 4096 * 4095 * 0.8 + 4); };
+    ExpectColour(MeanColour(renderer, OnPatch(14, "RGB8")), {level(0.76), level(0.14), level(0.16)}, "red");
 }
 
 TEST(FrameFormats, MirroredAndBinnedColourFiltersKeepTheirColours)
@@ -138,12 +139,8 @@ TEST(FrameFormats, MirroredAndBinnedColourFiltersKeepTheirColours)
         binned.offsetX /= 2;
         binned.offsetY /= 2;
         binned.width = binned.height = 14;
-        for (const FrameSettings &settings : {mirrored, binned}) {
-            const Light seen = MeanColour(renderer, settings);
-            EXPECT_NEAR(seen.red, expected.red, 2) << format;
-            EXPECT_NEAR(seen.green, expected.green, 2) << format;
-            EXPECT_NEAR(seen.blue, expected.blue, 2) << format;
-        }
+        for (const FrameSettings &settings : {mirrored, binned})
+            ExpectColour(MeanColour(renderer, settings), expected, format);
     }
 }
 

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <chrono>
 #include <deque>
-#include <mutex>
+#include <future>
 #include <set>
 #include <thread>
 
@@ -52,6 +52,21 @@ bool IsCounter(const Frame &frame)
     return true;
 }
 
+/// Takes frames until each phase of the loop has shown its own picture.
+void ExpectAllPhases(FrameStore &store, FrameRenderer &renderer)
+{
+    std::set<std::uint64_t> shown;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    for (std::uint64_t number = 0; shown.size() < kScenePhases && std::chrono::steady_clock::now() < deadline;
+         ++number) {
+        const auto frame = store.Take(Settings(), number, number * 1000);
+        const auto phase = number % kScenePhases;
+        if (frame->payload == Expected(renderer, Settings(), static_cast<int>(phase), number))
+            shown.insert(phase);
+    }
+    EXPECT_EQ(shown.size(), static_cast<std::size_t>(kScenePhases));
+}
+
 } // namespace
 
 TEST(FrameStore, StepsThroughThePhasesEvenlyAsFarAsMemoryGoes)
@@ -78,16 +93,7 @@ TEST(FrameStore, TheThreadFillsTheLoopUntilEveryPhaseIsShown)
     FrameRenderer renderer(SmallSensor(), 3);
     FrameStore store(SmallSensor(), 3, 1 << 20);
     store.Start();
-    std::set<std::uint64_t> shown;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    for (std::uint64_t number = 0; shown.size() < kScenePhases && std::chrono::steady_clock::now() < deadline;
-         ++number) {
-        const auto frame = store.Take(Settings(), number, number * 1000);
-        const auto phase = number % kScenePhases;
-        if (frame->payload == Expected(renderer, Settings(), static_cast<int>(phase), number))
-            shown.insert(phase);
-    }
-    EXPECT_EQ(shown.size(), static_cast<std::size_t>(kScenePhases));
+    ExpectAllPhases(store, renderer);
     store.Stop();
     store.Start(); // may go on
     EXPECT_NE(store.Take(Settings(), 1, 1), nullptr);
@@ -165,16 +171,7 @@ TEST(FrameStore, WhileTheLoopIsFilledHeldFramesAreCopied)
     }
     // Copies are no frames of the loop: each place shows its own picture at last.
     held.clear();
-    const FrameSettings settings = Settings();
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    std::set<std::uint64_t> shown;
-    for (std::uint64_t number = 0; shown.size() < kScenePhases && std::chrono::steady_clock::now() < deadline;
-         ++number) {
-        const auto frame = store.Take(settings, number, number * 1000);
-        if (frame->payload == Expected(renderer, settings, static_cast<int>(number % kScenePhases), number))
-            shown.insert(number % kScenePhases);
-    }
-    EXPECT_EQ(shown.size(), static_cast<std::size_t>(kScenePhases));
+    ExpectAllPhases(store, renderer);
 }
 
 TEST(FrameStore, ReleasedFramesAreFreedAndPreparedAnew)
@@ -202,44 +199,22 @@ TEST(FrameStore, ReleasedFramesAreFreedAndPreparedAnew)
 
 TEST(FrameStore, FramesMayBeReadAndReleasedElsewhereAndOutliveTheStore)
 {
-    std::mutex mutex;
-    std::deque<std::shared_ptr<Frame>> queue;
-    bool isOver = false;
-    std::size_t wrong = 0;
-    std::size_t seen = 0;
-    std::thread reader([&] {
-        while (true) {
-            std::unique_lock lock(mutex);
-            if (queue.empty() && isOver)
-                return;
-            if (queue.empty()) {
-                lock.unlock();
-                std::this_thread::yield();
-                continue;
-            }
-            const std::shared_ptr<Frame> frame = std::move(queue.front());
-            queue.pop_front();
-            lock.unlock();
-            ++seen;
-            wrong += IsCounter(*frame) ? 0 : 1;
-        }
-    });
-    {
-        FrameStore store(SmallSensor(), 1, 8 * kFrameBytes);
-        store.Start();
-        for (std::uint64_t number = 0; number < 400; ++number) {
-            auto frame = store.Take(Settings(TestPattern::FrameCounter), number, 0);
-            const std::lock_guard lock(mutex);
-            queue.push_back(std::move(frame));
-        }
+    std::vector<std::future<bool>> readers;
+    auto store = std::make_unique<FrameStore>(SmallSensor(), 1, 8 * kFrameBytes);
+    store->Start();
+    for (std::uint64_t number = 0; number < 400; ++number) {
+        auto frame = store->Take(Settings(TestPattern::FrameCounter), number, 0);
+        readers.push_back(std::async(std::launch::async, [frame = std::move(frame)]() mutable {
+            const bool isWhole = IsCounter(*frame);
+            frame.reset();
+            return isWhole;
+        }));
     }
-    {
-        const std::lock_guard lock(mutex);
-        isOver = true;
-    }
-    reader.join();
-    EXPECT_EQ(seen, 400U);
-    EXPECT_EQ(wrong, 0U);
+    const auto last = store->Take(Settings(TestPattern::FrameCounter), 400, 0);
+    store.reset();
+    EXPECT_TRUE(IsCounter(*last));
+    for (std::future<bool> &reader : readers)
+        EXPECT_TRUE(reader.get());
 }
 
 } // namespace orvsim

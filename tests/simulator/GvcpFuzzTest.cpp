@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 namespace {
@@ -16,8 +17,7 @@ public:
     Bytes Random()
     {
         Bytes bytes(Number(600));
-        for (std::uint8_t &byte : bytes)
-            byte = static_cast<std::uint8_t>(m_engine());
+        std::generate(bytes.begin(), bytes.end(), [this] { return static_cast<std::uint8_t>(m_engine()); });
         return bytes;
     }
 
@@ -26,23 +26,13 @@ public:
     {
         for (std::size_t count = 1 + Number(6); count > 0 && !bytes.empty(); --count) {
             const auto place = bytes.begin() + static_cast<std::ptrdiff_t>(Number(bytes.size()));
-            switch (Number(5)) {
-            case 0:
-                *place = static_cast<std::uint8_t>(m_engine());
-                break;
-            case 1:
-                *place ^= static_cast<std::uint8_t>(1U << Number(8));
-                break;
-            case 2:
+            const std::size_t kind = Number(40);
+            if (kind < 16)
+                *place ^= static_cast<std::uint8_t>(kind < 8 ? m_engine() : 1U << kind % 8);
+            else if (kind < 24)
                 bytes.insert(place, static_cast<std::uint8_t>(m_engine()));
-                break;
-            case 3:
-                bytes.erase(place);
-                break;
-            default:
-                if (Number(8) == 0)
-                    bytes.erase(place, bytes.end());
-            }
+            else
+                bytes.erase(place, kind == 39 ? bytes.end() : place + 1);
         }
         return bytes;
     }

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <set>
 
 namespace orvsim {
 namespace {
@@ -30,9 +31,7 @@ TEST(Options, WithoutAnyThereIsOneCameraOnLoopback)
     EXPECT_FALSE(options.cameras[0].hasAddress);
     EXPECT_EQ(options.cameras[0].gige.address >> 24, 127U);
     EXPECT_FALSE(options.cameras[0].hasSerial);
-    EXPECT_EQ(SerialAt(0x7f000001), "SIM0001");
     EXPECT_EQ(SerialAt(0x7f00ffff), "SIM65535");
-    EXPECT_TRUE(options.cameras[0].camera.sensor.isColour);
 }
 
 TEST(Options, OptionsBeforeTheFirstCameraHoldForAll)
@@ -83,16 +82,11 @@ TEST(Options, WhatIsWrongIsNamed)
     };
     const Case cases[] = {
         {{"--widht", "640"}, "\"--widht\""},
-        {{"640"}, "\"640\" is not an option"},
         {{"--width"}, "--width needs a value"},
         {{"--width", "640px"}, "--width: \"640px\" is not a number of 64 to 16384"},
-        {{"--width", "32"}, "64 to 16384"},
-        {{"--drop", "1.5"}, "0.0 to 1.0"},
         {{"--drop", "nan"}, "--drop"},
         {{"--address", "localhost"}, "not an IPv4 address"},
-        {{"--address", "0.0.0.0"}, "not an IPv4 address"},
         {{"--address", "224.0.0.5"}, "not an IPv4 address"},
-        {{"--address", "255.255.255.255"}, "not an IPv4 address"},
         {{"--address", "127.255.255.255"}, "not an IPv4 address"},
         {{"--interface", "no-such-0"}, "no network interface \"no-such-0\""},
         {{"--mono=maybe"}, "neither yes nor no"},
@@ -109,18 +103,21 @@ TEST(Options, WhatIsWrongIsNamed)
 TEST(Options, AFilesProblemsNameTheLine)
 {
     const std::string path = testing::TempDir() + "orvsim-wrong.conf";
-    std::ofstream(path) << "width = 640\n[cameras]\n";
-    EXPECT_NE(Problem({"--config", path}).find("orvsim-wrong.conf:2: \"[cameras]\""), std::string::npos);
     std::ofstream(path) << "width = 640\n\nheight = tall\n";
     EXPECT_NE(Problem({"--config", path}).find("orvsim-wrong.conf:3: height: \"tall\""), std::string::npos);
     std::remove(path.c_str());
 }
 
-TEST(Options, HelpNamesEveryFault)
+TEST(Options, EveryFaultHasNamesOfItsOwnAndIsExplained)
 {
     const std::string help = HelpText();
-    for (const FaultRow &row : FaultRows())
+    std::set<std::string> names;
+    for (const FaultRow &row : FaultRows()) {
+        EXPECT_TRUE(names.insert(row.feature).second) << row.feature;
+        EXPECT_TRUE(names.insert(row.option).second) << row.option;
+        EXPECT_NE(row.rate == nullptr, row.number == nullptr) << row.feature;
         EXPECT_NE(help.find(std::string("--") + row.option + " "), std::string::npos) << row.option;
+    }
 }
 
 } // namespace
