@@ -67,6 +67,17 @@ private:
     std::uint16_t m_lastId = 0;
 };
 
+/// Content of a command that gives the device with that hardware address another IP address; 0: its configured one.
+inline std::vector<std::uint32_t> ForceIpWords(std::uint64_t mac, std::uint32_t address, std::uint32_t mask)
+{
+    std::vector<std::uint32_t> words(14, 0);
+    words[0] = static_cast<std::uint32_t>(mac >> 32);
+    words[1] = static_cast<std::uint32_t>(mac);
+    words[5] = address;
+    words[9] = mask;
+    return words;
+}
+
 constexpr Endpoint kHost{0xC0A80A01, 40000}; // 192.168.10.1
 constexpr Endpoint kOtherPort{0xC0A80A01, 40001};
 constexpr Endpoint kOtherHost{0xC0A80A02, 40000};
@@ -130,5 +141,7 @@ public:
     CommandWriter commands;
     TimePoint now = TimePoint{} + std::chrono::hours(1);
 };
+
+class ControlTest : public ::testing::Test, public ControlFixture {};
 
 } // namespace orvsim

@@ -5,6 +5,8 @@ namespace {
 
 constexpr int kNone = -1; // no answer
 
+class ControlServerTest : public ControlTest {};
+
 struct Exchange {
     const char *name;
     const char *command;
@@ -43,6 +45,7 @@ const Exchange kExchanges[] = {
     {"memory that is not there", "42 01 0084 0008 0001 0000F000 0000 0004", "8003 0085 0000 0001", false},
     {"odd bytes to write", "42 01 0086 0006 0001 000000E8 7265", "8005 0087 0004 0001 0000 0000", true},
     {"nothing to write", "42 01 0086 0004 0001 000000E8", "800E 0087 0000 0001", true},
+    {"write-only register", "42 01 0080 0004 0001 00000944", "8006 0081 0000 0001", false},
     {"reading stops at the first failure", "42 01 0080 000C 0001 00000938 0000F000 00000940",
      "8003 0081 0004 0001 00000BB8", false},
     {"writing stops at the first failure", "42 01 0082 0018 0001 00000938 00000FA0 0000A008 00000001 00000D08 00000001",
@@ -51,7 +54,7 @@ const Exchange kExchanges[] = {
      "8006 0083 0000 0001", false},
 };
 
-TEST(ControlServer, AnswersByteForByte)
+TEST_F(ControlServerTest, AnswersByteForByte)
 {
     for (const Exchange &row : kExchanges) {
         ControlFixture fixture;
@@ -66,27 +69,24 @@ TEST(ControlServer, AnswersByteForByte)
     }
 }
 
-TEST(ControlServer, WhatFailedInAListLeavesTheRestUndone)
+TEST_F(ControlServerTest, WhatFailedInAListLeavesTheRestUndone)
 {
-    ControlFixture fixture;
-    fixture.TakeControl();
-    const Datagram list = fixture.commands.Make(GvcpCommand::WriteRegister,
-                                                {0x0938, 4000, FakeDevice::kReadOnly, 1, FakeDevice::kCounter, 1});
-    EXPECT_EQ(fixture.Status(kHost, list), 0x8004);
-    EXPECT_EQ(fixture.Read(0x0938), 4000U);
-    EXPECT_EQ(fixture.device.writes, 0U);
+    TakeControl();
+    const Datagram list =
+        commands.Make(GvcpCommand::WriteRegister, {0x0938, 4000, FakeDevice::kReadOnly, 1, FakeDevice::kCounter, 1});
+    EXPECT_EQ(Status(kHost, list), 0x8004);
+    EXPECT_EQ(Read(0x0938), 4000U);
+    EXPECT_EQ(device.writes, 0U);
 }
 
-TEST(ControlServer, DiscoveryShowsTheIdentity)
+TEST_F(ControlServerTest, DiscoveryShowsTheIdentity)
 {
-    ControlFixture fixture;
-    const Datagram answer = fixture.Ask(kOtherHost, Hex("42 01 0002 0000 FFFF"));
+    const Datagram answer = Ask(kOtherHost, Hex("42 01 0002 0000 FFFF"));
     Datagram expected = Hex("0000 0003 00F8 FFFF 0002 0000 8000 0001 0000 0000 0000 0000 0000 0007 0000 0006"
                             "0000 0000 0000 0000 0000 0000 C0A8 0A14 0000 0000 0000 0000 0000 0000 FFFF FF00"
                             "0000 0000 0000 0000 0000 0000 0000 0000");
     for (int i = 0; i < 6; ++i)
-        expected[18 + static_cast<std::size_t>(i)] =
-            static_cast<std::uint8_t>(fixture.device.bootstrap.Mac() >> (8 * (5 - i)));
+        expected[18 + static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(device.bootstrap.Mac() >> (8 * (5 - i)));
     const auto append = [&expected](std::string text, std::size_t size) {
         text.resize(size, '\0');
         expected.insert(expected.end(), text.begin(), text.end());
@@ -101,37 +101,35 @@ TEST(ControlServer, DiscoveryShowsTheIdentity)
     EXPECT_EQ(expected[18], 0x02) << "locally administered";
 }
 
-TEST(ControlServer, DiscoveryIsPutOffAndBroadcastAsAsked)
+TEST_F(ControlServerTest, DiscoveryIsPutOffAndBroadcastAsAsked)
 {
-    ControlFixture fixture;
-    fixture.TakeControl();
-    fixture.Write(0x0950, 300);
+    TakeControl();
+    Write(0x0950, 300);
     bool differs = false;
     for (int i = 0; i < 20; ++i) {
-        const auto replies = fixture.Handle(kHost, Hex("42 11 0002 0000 FFFF"));
+        const auto replies = Handle(kHost, Hex("42 11 0002 0000 FFFF"));
         ASSERT_EQ(replies.size(), 1U);
         EXPECT_EQ(replies[0].to, kHost) << "the same subnet needs no broadcast";
-        EXPECT_LE(replies[0].at, fixture.now + std::chrono::milliseconds(300));
-        differs = differs || replies[0].at > fixture.now;
+        EXPECT_LE(replies[0].at, now + std::chrono::milliseconds(300));
+        differs = differs || replies[0].at > now;
     }
     EXPECT_TRUE(differs);
     const Endpoint foreign{0x0A000001, 5000};
-    EXPECT_EQ(fixture.Handle(foreign, Hex("42 11 0002 0000 FFFF"))[0].to, (Endpoint{0xffffffff, 5000}));
-    EXPECT_EQ(fixture.Handle(foreign, Hex("42 01 0002 0000 FFFF"))[0].to, foreign);
+    EXPECT_EQ(Handle(foreign, Hex("42 11 0002 0000 FFFF"))[0].to, (Endpoint{0xffffffff, 5000}));
+    EXPECT_EQ(Handle(foreign, Hex("42 01 0002 0000 FFFF"))[0].to, foreign);
 }
 
-TEST(ControlServer, BroadcastsMayOnlySearchForceAndAct)
+TEST_F(ControlServerTest, BroadcastsMayOnlySearchForceAndAct)
 {
-    ControlFixture fixture;
-    const auto count = [&fixture](const Datagram &command) {
-        return fixture.server.HandleBroadcast(kHost, SpanOf(command), fixture.now).size();
+    const auto count = [this](const Datagram &command) {
+        return server.HandleBroadcast(kHost, SpanOf(command), now).size();
     };
     EXPECT_EQ(count(Hex("42 01 0002 0000 FFFF")), 1U);
-    EXPECT_EQ(count(fixture.commands.Read(0x0A00)), 0U);
-    EXPECT_EQ(count(fixture.commands.Write(0x0A00, 2)), 0U);
+    EXPECT_EQ(count(commands.Read(0x0A00)), 0U);
+    EXPECT_EQ(count(commands.Write(0x0A00, 2)), 0U);
     EXPECT_EQ(count(Hex("42 01 0200 0000 0001")), 0U);
     EXPECT_EQ(count(Hex("42 01 0080 0008 0001 00000A00")), 0U);
-    EXPECT_FALSE(fixture.device.bootstrap.State().IsControlled());
+    EXPECT_FALSE(device.bootstrap.State().IsControlled());
 }
 
 struct PrivilegeRow {
@@ -165,7 +163,7 @@ const PrivilegeRow kPrivileges[] = {
     {"exclusive: everybody may search", 1, kOtherHost, GvcpCommand::Discovery, {}, 0},
 };
 
-TEST(ControlServer, PrivilegesFollowTheMatrix)
+TEST_F(ControlServerTest, PrivilegesFollowTheMatrix)
 {
     for (const PrivilegeRow &row : kPrivileges) {
         ControlFixture fixture;
@@ -182,131 +180,115 @@ TEST(ControlServer, PrivilegesFollowTheMatrix)
     }
 }
 
-TEST(ControlServer, ShowsWhoIsInControl)
+TEST_F(ControlServerTest, ShowsWhoIsInControl)
 {
-    ControlFixture fixture;
-    fixture.TakeControl(6); // with switch-over, which is not offered
-    EXPECT_EQ(fixture.Read(0x0A00), 2U);
-    EXPECT_EQ(fixture.Read(0x0A04), kHost.port);
-    EXPECT_EQ(fixture.Read(0x0A14, kOtherHost), kHost.address);
-    fixture.Write(0x0A00, 0);
-    EXPECT_EQ(fixture.Read(0x0A04), 0U);
-    EXPECT_EQ(fixture.Read(0x0A14), 0U);
+    TakeControl(6); // with switch-over, which is not offered
+    EXPECT_EQ(Read(0x0A00), 2U);
+    EXPECT_EQ(Read(0x0A04), kHost.port);
+    EXPECT_EQ(Read(0x0A14, kOtherHost), kHost.address);
+    Write(0x0A00, 0);
+    EXPECT_EQ(Read(0x0A04), 0U);
+    EXPECT_EQ(Read(0x0A14), 0U);
 }
 
-TEST(ControlServer, RepeatedCommandIsAnsweredAgainNotDoneAgain)
+TEST_F(ControlServerTest, RepeatedCommandIsAnsweredAgainNotDoneAgain)
 {
-    ControlFixture fixture;
-    fixture.TakeControl();
-    const Datagram write = fixture.commands.Write(FakeDevice::kCounter, 1);
-    const Datagram first = fixture.Ask(kHost, write);
-    EXPECT_EQ(fixture.Ask(kHost, write), first);
-    EXPECT_EQ(fixture.device.writes, 1U);
-    EXPECT_EQ(fixture.Status(kOtherHost, write), 0x8006) << "the same bytes from elsewhere are another command";
-    EXPECT_EQ(fixture.Write(FakeDevice::kCounter, 1), 0);
-    EXPECT_EQ(fixture.device.writes, 2U);
+    TakeControl();
+    const Datagram write = commands.Write(FakeDevice::kCounter, 1);
+    const Datagram first = Ask(kHost, write);
+    EXPECT_EQ(Ask(kHost, write), first);
+    EXPECT_EQ(device.writes, 1U);
+    EXPECT_EQ(Status(kOtherHost, write), 0x8006) << "the same bytes from elsewhere are another command";
+    EXPECT_EQ(Write(FakeDevice::kCounter, 1), 0);
+    EXPECT_EQ(device.writes, 2U);
 
-    Datagram silent = fixture.commands.Write(FakeDevice::kCounter, 1);
+    Datagram silent = commands.Write(FakeDevice::kCounter, 1);
     silent[1] = 0;
-    EXPECT_EQ(fixture.Status(kHost, silent), kNone);
-    EXPECT_EQ(fixture.Status(kHost, silent), kNone);
-    EXPECT_EQ(fixture.device.writes, 3U);
-    fixture.Write(0x0938, 60000);
-    fixture.Status(kHost, silent);
-    EXPECT_EQ(fixture.device.writes, 4U) << "only the last command is remembered";
-    fixture.Pass(6000);
-    fixture.Status(kHost, silent);
-    EXPECT_EQ(fixture.device.writes, 5U) << "a new client on an old port";
+    EXPECT_EQ(Status(kHost, silent), kNone);
+    EXPECT_EQ(Status(kHost, silent), kNone);
+    EXPECT_EQ(device.writes, 3U);
+    Write(0x0938, 60000);
+    Status(kHost, silent);
+    EXPECT_EQ(device.writes, 4U) << "only the last command is remembered";
+    Pass(6000);
+    Status(kHost, silent);
+    EXPECT_EQ(device.writes, 5U) << "a new client on an old port";
 }
 
-TEST(ControlServer, WhatWasAnsweredEndsWithControl)
+TEST_F(ControlServerTest, WhatWasAnsweredEndsWithControl)
 {
-    ControlFixture fixture;
-    const Datagram take = fixture.commands.Make(GvcpCommand::WriteRegister, {0x0A00, 2, 0x0938, 500});
-    EXPECT_EQ(fixture.Status(kHost, take), 0);
-    fixture.Pass(1200);
-    EXPECT_FALSE(fixture.device.bootstrap.State().IsControlled());
-    EXPECT_EQ(fixture.Status(kHost, take), 0);
-    EXPECT_TRUE(fixture.device.bootstrap.State().IsController(kHost)) << "done again, not said again";
+    const Datagram take = commands.Make(GvcpCommand::WriteRegister, {0x0A00, 2, 0x0938, 500});
+    EXPECT_EQ(Status(kHost, take), 0);
+    Pass(1200);
+    EXPECT_FALSE(device.bootstrap.State().IsControlled());
+    EXPECT_EQ(Status(kHost, take), 0);
+    EXPECT_TRUE(device.bootstrap.State().IsController(kHost)) << "done again, not said again";
 }
 
-TEST(ControlServer, SilenceEndsControlAndClosesTheChannels)
+TEST_F(ControlServerTest, SilenceEndsControlAndClosesTheChannels)
 {
-    ControlFixture fixture;
-    fixture.TakeControl();
-    fixture.Write(0x0938, 1000);
-    fixture.Write(0x0D18, kHost.address);
-    fixture.Write(0x0D00, 50010);
-    fixture.Write(0x0B10, kHost.address);
-    fixture.Write(0x0B00, 50011);
-    EXPECT_EQ(fixture.device.target.to, (Endpoint{kHost.address, 50010}));
-    EXPECT_EQ(fixture.device.stops, 0);
+    TakeControl();
+    Write(0x0938, 1000);
+    Write(0x0D18, kHost.address);
+    Write(0x0D00, 50010);
+    Write(0x0B10, kHost.address);
+    Write(0x0B00, 50011);
+    EXPECT_EQ(device.target.to, (Endpoint{kHost.address, 50010}));
+    EXPECT_EQ(device.stops, 0);
 
     for (int i = 0; i < 5; ++i) {
-        fixture.Pass(900);
-        fixture.Read(0x0A00); // any command of the controller counts
+        Pass(900);
+        Read(0x0A00); // any command of the controller counts
     }
-    fixture.Pass(900);
-    fixture.Read(0x0A00, kOtherPort); // nobody else's does
-    EXPECT_TRUE(fixture.device.bootstrap.State().IsControlled());
-    fixture.Pass(101);
-    EXPECT_FALSE(fixture.device.bootstrap.State().IsControlled());
-    EXPECT_EQ(fixture.device.target.to.port, 0);
-    EXPECT_EQ(fixture.device.stops, 1);
+    Pass(900);
+    Read(0x0A00, kOtherPort); // nobody else's does
+    EXPECT_TRUE(device.bootstrap.State().IsControlled());
+    Pass(101);
+    EXPECT_FALSE(device.bootstrap.State().IsControlled());
+    EXPECT_EQ(device.target.to.port, 0);
+    EXPECT_EQ(device.stops, 1);
     for (const std::uint32_t address : {0x0A00, 0x0A04, 0x0A14, 0x0B00, 0x0B10, 0x0D00, 0x0D18})
-        EXPECT_EQ(fixture.Read(address), 0U) << std::hex << address;
-    EXPECT_EQ(fixture.Write(0x0938, 1000), 0x8006);
+        EXPECT_EQ(Read(address), 0U) << std::hex << address;
+    EXPECT_EQ(Write(0x0938, 1000), 0x8006);
 }
 
-TEST(ControlServer, HeartbeatIsBoundedAndCanBeSwitchedOff)
+TEST_F(ControlServerTest, HeartbeatIsBoundedAndCanBeSwitchedOff)
 {
-    ControlFixture fixture;
-    fixture.TakeControl();
-    fixture.Write(0x0938, 1);
-    EXPECT_EQ(fixture.Read(0x0938), 500U);
-    fixture.Write(0x0954, kConfigHeartbeatOff);
-    fixture.Pass(3600 * 1000);
-    EXPECT_TRUE(fixture.device.bootstrap.State().IsControlled());
-    fixture.Write(0x0954, 0);
-    fixture.Pass(501);
-    EXPECT_FALSE(fixture.device.bootstrap.State().IsControlled());
+    TakeControl();
+    Write(0x0938, 1);
+    EXPECT_EQ(Read(0x0938), 500U);
+    Write(0x0954, kConfigHeartbeatOff);
+    Pass(3600 * 1000);
+    EXPECT_TRUE(device.bootstrap.State().IsControlled());
+    Write(0x0954, 0);
+    Pass(501);
+    EXPECT_FALSE(device.bootstrap.State().IsControlled());
 }
 
-TEST(ControlServer, SlowCommandIsAnnouncedOnlyWhereAskedFor)
+TEST_F(ControlServerTest, SlowCommandIsAnnouncedOnlyWhereAskedFor)
 {
     using std::chrono::milliseconds;
-    ControlFixture fixture;
-    fixture.TakeControl();
-    fixture.device.slowMs = 1500;
-    auto replies = fixture.Handle(kHost, fixture.commands.Write(FakeDevice::kSlow, 1));
+    TakeControl();
+    device.slowMs = 1500;
+    auto replies = Handle(kHost, commands.Write(FakeDevice::kSlow, 1));
     ASSERT_EQ(replies.size(), 1U);
-    EXPECT_EQ(replies[0].at, fixture.now + milliseconds(1500));
+    EXPECT_EQ(replies[0].at, now + milliseconds(1500));
 
-    fixture.Write(0x0954, kConfigPending);
+    Write(0x0954, kConfigPending);
     const Datagram write = Hex("42 01 0082 0008 0106 0000A004 00000002");
-    replies = fixture.Handle(kHost, write);
+    replies = Handle(kHost, write);
     ASSERT_EQ(replies.size(), 2U);
     EXPECT_EQ(ToHex(replies[0].bytes), ToHex(Hex("0000 0089 0004 0106 0000 05DC")));
-    EXPECT_EQ(replies[0].at, fixture.now);
+    EXPECT_EQ(replies[0].at, now);
     EXPECT_EQ(ToHex(replies[1].bytes), ToHex(Hex("0000 0083 0004 0106 0000 0001")));
-    EXPECT_EQ(replies[1].at, fixture.now + milliseconds(1500));
+    EXPECT_EQ(replies[1].at, now + milliseconds(1500));
 
-    fixture.Pass(1000);
-    replies = fixture.Handle(kHost, write);
+    Pass(1000);
+    replies = Handle(kHost, write);
     ASSERT_EQ(replies.size(), 1U) << "asked again while at it";
     EXPECT_EQ(ToHex(replies[0].bytes), ToHex(Hex("0000 0089 0004 0106 0000 01F4")));
-    fixture.Pass(600);
-    EXPECT_EQ(ToHex(fixture.Ask(kHost, write)), ToHex(Hex("0000 0083 0004 0106 0000 0001")));
-}
-
-TEST(ControlServer, ResetDropsTheController)
-{
-    ControlFixture fixture;
-    fixture.TakeControl();
-    fixture.server.RequestReset();
-    fixture.Pass(1);
-    EXPECT_EQ(fixture.Read(0x0A00), 0U);
-    EXPECT_EQ(fixture.device.stops, 1);
+    Pass(600);
+    EXPECT_EQ(ToHex(Ask(kHost, write)), ToHex(Hex("0000 0083 0004 0106 0000 0001")));
 }
 
 } // namespace

@@ -147,7 +147,7 @@ protected:
         EXPECT_NE(host.ReadMemory(gige.address, 0x0200, 512), "");
         Write(kMcp, listener.Port());
         Write(kScda, kHostAddress);
-        Write(kScp, stream.Where().port);
+        Write(kScp, stream.Port());
         for (const char *event : {"AcquisitionStart", "FrameEnd"}) {
             Set("EventSelector", event);
             Set("EventNotification", "On");
@@ -175,9 +175,9 @@ protected:
         const std::size_t wanted =
             !acquisition.LosesPackets() ? 0 : kFrames + (acquisition.kind == Kind::Image ? 1 : 0);
         while (frames < kFrames || answers < wanted) {
-            const std::optional<Datagram> packet = stream.Take();
-            ASSERT_TRUE(packet.has_value()) << frames << " frames, " << answers << " answers";
-            const PacketFields fields = Parse(*packet);
+            const Datagram packet = stream.Next();
+            ASSERT_FALSE(packet.empty()) << frames << " frames, " << answers << " answers";
+            const PacketFields fields = Parse(packet);
             const auto format = static_cast<gvsp::Format>(fields.format);
             const bool isPayload = format == gvsp::Format::Payload || format == gvsp::Format::PartPayload;
             answers += isPayload && fields.packetId == kLostPacket ? 1 : 0;
@@ -249,7 +249,7 @@ protected:
         EXPECT_EQ(Count({{"gvsp.format", "0x87"}, {"gvsp.flag.packetresend", "0x0001"}}), kFrames);
     }
 
-    StreamReceiver stream;
+    LoopbackSocket stream;
     TestHost listener;
 };
 

@@ -1,7 +1,10 @@
 // The whole camera over UDP on the loopback network.
 #include "tests/simulator/OneCamera.h"
-#include "tests/simulator/Unzip.h"
 
+#include <arv.h>
+#include <zlib.h>
+
+#include <cstring>
 #include <set>
 
 namespace orvsim {
@@ -9,6 +12,19 @@ namespace {
 
 constexpr Endpoint kEverybody{0xffffffff, kGvcpPort};
 constexpr Endpoint kLoopbackSubnet{0x7fffffff, kGvcpPort};
+
+/// A file of an archive, as libaravis unpacks it; empty when its check sum is wrong.
+std::string Unzipped(const std::string &zip, const char *name)
+{
+    const std::unique_ptr<ArvZip, void (*)(ArvZip *)> archive(arv_zip_new(zip.data(), zip.size()), arv_zip_free);
+    std::size_t size = 0;
+    const std::unique_ptr<void, void (*)(void *)> file(arv_zip_get_file(archive.get(), name, &size), g_free);
+    const auto *bytes = static_cast<const Bytef *>(file.get());
+    std::uint32_t check = 0;
+    std::memcpy(&check, zip.data() + 14, sizeof check); // of the first file, in little-endian order
+    const bool isRight = bytes != nullptr && check == crc32(0, bytes, static_cast<uInt>(size));
+    return isRight ? std::string(bytes, bytes + size) : "";
+}
 
 TEST(GigeCameras, AllAnswerOneBroadcast)
 {
@@ -57,16 +73,13 @@ TEST_F(OneCamera, DescriptionLiesWhereItsUrlSays)
         ASSERT_EQ(std::sscanf(url.c_str(), form, &start, &length), 2) << url;
         const std::string bytes = host.ReadMemory(address, start, length);
         ASSERT_EQ(bytes.size(), length);
-        const UnzippedFile file = isZipped ? UnzipFirst(bytes) : UnzippedFile{"", "orvsim.xml", bytes};
-        EXPECT_EQ(file.problem, "");
-        EXPECT_TRUE(file.content == camera->Core().DescriptionXml());
+        EXPECT_TRUE((isZipped ? Unzipped(bytes, "orvsim.xml") : bytes) == camera->Core().DescriptionXml());
     }
 }
 
 TEST_F(OneCamera, FeaturesShowTheRegisters)
 {
-    Open();
-    TakeControl();
+    OpenAndControl();
     Camera &core = camera->Core();
     Set("DeviceUserID", "left");
     EXPECT_STREQ(host.ReadMemory(address, 0x00E8, 16).c_str(), "left");
@@ -89,8 +102,7 @@ TEST_F(OneCamera, FeaturesShowTheRegisters)
 
 TEST_F(OneCamera, TimestampIsLatched)
 {
-    Open();
-    TakeControl();
+    OpenAndControl();
     const auto latch = [this] {
         EXPECT_EQ(host.Write(address, 0x0944, 2), 0);
         return std::uint64_t{host.Read(address, 0x0948)} << 32 | host.Read(address, 0x094C);
@@ -101,25 +113,9 @@ TEST_F(OneCamera, TimestampIsLatched)
     EXPECT_TRUE(ComesTrue([&] { return latch() < first; }));
 }
 
-TEST_F(OneCamera, TestPacketComesInTheSizeThatWasAsked)
-{
-    Open();
-    TakeControl();
-    TestHost receiver;
-    StreamTo(receiver.Port());
-    for (const std::uint32_t size : {1500U, 9000U}) {
-        host.Write(address, 0x0D04, 0xC0000000 | size);
-        const auto arrival = receiver.Receive();
-        ASSERT_TRUE(arrival);
-        EXPECT_EQ(arrival->bytes.size(), size - 28);
-        EXPECT_EQ(arrival->from.port, host.Read(address, 0x0D1C)) << "SCSP";
-    }
-}
-
 TEST_F(OneCamera, SilenceEndsTheAcquisition)
 {
-    Open();
-    TakeControl();
+    OpenAndControl();
     TestHost receiver;
     StreamTo(receiver.Port());
     Set("AcquisitionStart", "1");
@@ -132,8 +128,7 @@ TEST_F(OneCamera, SilenceEndsTheAcquisition)
 
 TEST_F(OneCamera, EventsAreRepeatedUntilAcknowledged)
 {
-    Open();
-    TakeControl();
+    OpenAndControl();
     TestHost listener;
     host.Write(address, 0x0B10, kHostAddress);
     host.Write(address, 0x0B14, 30);
@@ -158,9 +153,15 @@ TEST_F(OneCamera, EventsAreRepeatedUntilAcknowledged)
     const auto next = listener.Receive();
     ASSERT_TRUE(next);
     EXPECT_EQ(next->bytes[7], 2) << "the next id";
+    host.Write(address, 0x0B00, 0);
+    while (listener.Receive(50)) { // what was on its way
+    }
+    Set("AcquisitionStop", "1");
+    Set("AcquisitionStart", "1");
+    EXPECT_FALSE(listener.Receive(100)) << "closed";
 }
 
-TEST_F(OneCamera, ForceIpMovesIt)
+TEST_F(OneCamera, ForceIpMovesItUntilItIsReset)
 {
     Open();
     const std::uint32_t target = TestAddress(4);
@@ -178,7 +179,12 @@ TEST_F(OneCamera, ForceIpMovesIt)
     host.Write(target, 0x0D04, 0xC0000400);
     const auto packet = receiver.Receive();
     ASSERT_TRUE(packet);
-    EXPECT_EQ(packet->from.address, target) << "the stream has moved too";
+    EXPECT_EQ(packet->bytes.size(), 0x400U - 28);
+    EXPECT_EQ(packet->from, (Endpoint{target, static_cast<std::uint16_t>(host.Read(target, 0x0D1C))})) << "SCSP";
+
+    Set("DeviceReset", "1");
+    EXPECT_TRUE(ComesTrue([this] { return camera->Address() == address; })) << "the forced address is forgotten";
+    EXPECT_EQ(host.Read(address, 0x0024), address);
 }
 
 TEST_F(OneCamera, GapsReadAsZeroOnRequest)
@@ -189,34 +195,6 @@ TEST_F(OneCamera, GapsReadAsZeroOnRequest)
     EXPECT_EQ(host.Read(address, 0x0980), 0U);
     EXPECT_EQ(host.ReadMemory(address, 0x0978, 16), std::string(16, '\0'));
     EXPECT_EQ(host.ReadMemory(address, 0x0940, 8), "") << "a write-only register is no gap";
-}
-
-TEST_F(OneCamera, LegacyDescriptionHasNoRegistersOfVersion2)
-{
-    GigeOptions gige = At(0);
-    gige.legacy = true;
-    Open(SmallCamera(), gige);
-    EXPECT_EQ(host.Read(address, 0x0000), 0x00010002U);
-    EXPECT_EQ(camera->Core().DescriptionXml().find("GevGVSPExtendedIDMode"), std::string::npos);
-    EXPECT_NE(camera->Core().DescriptionXml().find("GevSCPSPacketSize"), std::string::npos);
-}
-
-TEST_F(OneCamera, LateAnswersComeLate)
-{
-    CameraOptions options = SmallCamera();
-    options.faults.answerDelayMs = 60;
-    Open(options);
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(host.Read(address, 0x0A00), 0U);
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(60));
-}
-
-TEST_F(OneCamera, ResetDropsItsClient)
-{
-    Open();
-    TakeControl();
-    Set("DeviceReset", "1");
-    EXPECT_TRUE(ComesTrue([this] { return host.Read(address, 0x0A00) == 0; }));
 }
 
 } // namespace

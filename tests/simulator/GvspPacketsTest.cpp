@@ -13,13 +13,6 @@ namespace {
 
 constexpr std::uint64_t kTimestampNs = 0xe8d4a51000; // 1000 s
 
-Datagram Join(const Packet &packet)
-{
-    Datagram datagram(packet.head.begin(), packet.head.begin() + static_cast<std::ptrdiff_t>(packet.headBytes));
-    datagram.insert(datagram.end(), packet.body.data, packet.body.data + packet.body.size);
-    return datagram;
-}
-
 std::shared_ptr<Frame> VgaFrame(std::size_t chunkBytes)
 {
     auto frame = MakeFrame(640, 480, chunkBytes);
@@ -120,7 +113,7 @@ TEST(GvspPackets, PacketsHaveTheStandardsLayout)
             frame = TwoPictures(frame);
         Block block = MakeBlock(frame, target, row.extendedIds ? kLongId : kShortId);
         block.countsFromPart = row.variant == Variant::PartsByThemselves;
-        const Datagram datagram = Join(MakePacket(block, row.packetId, row.sending));
+        const Datagram datagram = BytesOf(MakePacket(block, row.packetId, row.sending));
         EXPECT_EQ(datagram.size(), row.size);
         const Datagram begin = FromHex(row.begin);
         ASSERT_GE(datagram.size(), begin.size());
@@ -133,13 +126,13 @@ TEST(GvspPackets, WithoutExtendedStatusCodesAResentPacketLooksLikeTheFirst)
     StreamTarget target = Target(false);
     target.extendedStatus = false;
     const Block block = MakeBlock(VgaFrame(0), target, kShortId);
-    EXPECT_EQ(Join(MakePacket(block, 5, Sending::Again)), Join(MakePacket(block, 5, Sending::First)));
+    EXPECT_EQ(BytesOf(MakePacket(block, 5, Sending::Again)), BytesOf(MakePacket(block, 5, Sending::First)));
 }
 
 TEST(GvspPackets, RefusalsAreAHeaderWithTheAskedIds)
 {
-    EXPECT_EQ(Join(MakeRefusal(gvsp::kStatusUnavailable, kShortId, 5, false)), FromHex("800C 1234 03 000005"));
-    EXPECT_EQ(Join(MakeRefusal(gvsp::kStatusNotYet, kLongId, 5, true)),
+    EXPECT_EQ(BytesOf(MakeRefusal(gvsp::kStatusUnavailable, kShortId, 5, false)), FromHex("800C 1234 03 000005"));
+    EXPECT_EQ(BytesOf(MakeRefusal(gvsp::kStatusNotYet, kLongId, 5, true)),
               FromHex("8010 0000 83 0000 00 0000000123456789 00000005"));
 }
 
@@ -150,7 +143,7 @@ TEST(GvspPackets, AFrameGoesAllInWhenItFitsOnePacketAndMay)
     const std::size_t most = 1500 - 28 - 8 - 36 - 8;
     const Block fits = MakeBlock(MakeFrame(static_cast<int>(most), 1), target, 1);
     EXPECT_EQ(fits.packetCount, 1U);
-    const Datagram datagram = Join(MakePacket(fits, 0, Sending::First));
+    const Datagram datagram = BytesOf(MakePacket(fits, 0, Sending::First));
     EXPECT_EQ(datagram.size(), 1472U);
     const PacketFields fields = Parse(datagram);
     EXPECT_EQ(fields.format, 4);

@@ -35,32 +35,23 @@ TEST_F(Messages, BytesOfBothForms)
         const char *name;
         bool extendedIds;
         std::uint64_t block;
-        std::vector<std::uint8_t> data;
+        bool hasData;
         const char *bytes;
     };
     const Row rows[] = {
-        {"event", false, 0x1234, {}, "42 01 00C0 0010 0001 0000 9002 0000 1234 000000E8D4A51000"},
-        {"event, extended",
-         true,
-         0x123456789,
-         {},
+        {"event", false, 0x1234, false, "42 01 00C0 0010 0001 0000 9002 0000 1234 000000E8D4A51000"},
+        {"event, extended", true, 0x123456789, false,
          "42 11 00C0 0018 0001 0018 9002 0000 0000 0000000123456789 000000E8D4A51000"},
-        {"with data",
-         false,
-         0x1234,
-         {0, 0, 0x61, 0xA8},
-         "42 01 00C2 0014 0001 0000 9002 0000 1234 000000E8D4A51000 000061A8"},
-        {"with data, extended",
-         true,
-         0x123456789,
-         {0, 0, 0x61, 0xA8},
+        {"with data", false, 0x1234, true, "42 01 00C2 0014 0001 0000 9002 0000 1234 000000E8D4A51000 000061A8"},
+        {"with data, extended", true, 0x123456789, true,
          "42 11 00C2 001C 0001 001C 9002 0000 0000 0000000123456789 000000E8D4A51000 000061A8"},
     };
+    const std::vector<std::uint8_t> data = {0, 0, 0x61, 0xA8};
     for (const Row &row : rows) {
         MessageChannel fresh;
         target.extendedIds = row.extendedIds;
         fresh.SetTarget(target);
-        ASSERT_TRUE(fresh.Push(Event(0x9002, row.data), row.block));
+        ASSERT_TRUE(fresh.Push(Event(0x9002, row.hasData ? data : std::vector<std::uint8_t>()), row.block));
         const auto sent = fresh.Tick(now);
         ASSERT_EQ(sent.size(), 1U) << row.name;
         EXPECT_EQ(ToHex(sent[0].bytes), ToHex(Hex(row.bytes))) << row.name;
@@ -140,24 +131,6 @@ TEST_F(Messages, QueueIsBoundedAndForgottenWithItsDestination)
     EXPECT_TRUE(Pass(1000).empty()) << "neither what waited nor what was under way";
     channel.SetTarget({});
     EXPECT_FALSE(channel.Push(Event(0x9001), 1)) << "closed";
-}
-
-TEST_F(Messages, AreOpenedAndClosedByTheRegisters)
-{
-    ControlFixture fixture;
-    fixture.TakeControl();
-    const auto isOpen = [&fixture] { return fixture.messages.Push({0x9001, 0, 0, {}}, 1); };
-    EXPECT_FALSE(isOpen());
-    const Datagram list = fixture.commands.Make(GvcpCommand::WriteRegister,
-                                                {0x0B10, kHost.address, 0x0B14, 50, 0x0B18, 1, 0x0B00, 50011});
-    EXPECT_EQ(fixture.Status(kHost, list), 0);
-    EXPECT_TRUE(isOpen());
-    const auto sent = fixture.messages.Tick(fixture.now);
-    ASSERT_EQ(sent.size(), 1U);
-    EXPECT_EQ(sent[0].to, (Endpoint{kHost.address, 50011}));
-    EXPECT_EQ(fixture.messages.Tick(fixture.now + milliseconds(50)).size(), 1U) << "repeated as MCTT says";
-    fixture.Write(0x0B00, 0);
-    EXPECT_FALSE(isOpen());
 }
 
 } // namespace

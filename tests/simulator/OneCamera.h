@@ -39,6 +39,11 @@ protected:
         ASSERT_EQ(camera->Open(), "");
         address = gige.address;
     }
+    void OpenAndControl(const CameraOptions &options = SmallCamera())
+    {
+        Open(options);
+        TakeControl();
+    }
     void TakeControl() { ASSERT_EQ(host.Write(address, 0x0A00, 2), 0); }
     void Set(const std::string &name, const std::string &text)
     {
@@ -54,12 +59,8 @@ protected:
     }
     Datagram ForceTo(std::uint32_t wanted)
     {
-        std::vector<std::uint32_t> words(14, 0);
-        words[0] = host.Read(address, 0x0008);
-        words[1] = host.Read(address, 0x000C);
-        words[5] = wanted;
-        words[9] = 0xff000000;
-        return host.commands.Make(GvcpCommand::ForceIp, words);
+        const std::uint64_t mac = std::uint64_t{host.Read(address, 0x0008)} << 32 | host.Read(address, 0x000C);
+        return host.commands.Make(GvcpCommand::ForceIp, ForceIpWords(mac, wanted, 0xff000000));
     }
     template <class Condition> static bool ComesTrue(Condition condition)
     {

@@ -5,9 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
-#include <map>
-#include <tuple>
+#include <set>
 
 namespace orvsim {
 
@@ -15,12 +13,7 @@ namespace {
 
 /// What came out: packet ids, and the bytes of each packet.
 struct Recorder : PacketSink {
-    void Put(const Packet &packet) override
-    {
-        Datagram bytes(packet.head.begin(), packet.head.begin() + static_cast<std::ptrdiff_t>(packet.headBytes));
-        bytes.insert(bytes.end(), packet.body.data, packet.body.data + packet.body.size);
-        datagrams.push_back(bytes);
-    }
+    void Put(const Packet &packet) override { datagrams.push_back(BytesOf(packet)); }
     void PutForeign(const std::vector<std::uint8_t> &datagram, bool fromAnotherPort) override
     {
         datagrams.push_back(datagram);
@@ -40,7 +33,6 @@ struct Recorder : PacketSink {
 };
 
 constexpr std::uint32_t kPackets = 1002;
-constexpr std::uint32_t kTrailer = kPackets - 1;
 
 const Block &LargeBlock()
 {
@@ -52,10 +44,10 @@ const Block &LargeBlock()
     return block;
 }
 
-Recorder Pass(const Faults &faults, Sending sending = Sending::First, std::uint64_t seed = 5)
+Recorder Pass(const Faults &faults, Sending sending = Sending::First)
 {
     Recorder recorder;
-    PacketFaults stage(seed);
+    PacketFaults stage(5);
     stage.Begin(faults, sending, LargeBlock().packetCount);
     for (std::uint32_t id = 0; id < LargeBlock().packetCount; ++id)
         stage.Pass(MakePacket(LargeBlock(), id, sending), id, recorder);
@@ -68,11 +60,6 @@ Faults With(double Faults::*rate, double value)
     Faults faults;
     faults.*rate = value;
     return faults;
-}
-
-std::size_t CountOf(const std::vector<std::uint32_t> &ids, std::uint32_t id)
-{
-    return static_cast<std::size_t>(std::count(ids.begin(), ids.end(), id));
 }
 
 } // namespace
@@ -89,10 +76,9 @@ TEST(PacketFaults, RatesDropAndDuplicateTheirShare)
 {
     EXPECT_NEAR(static_cast<double>(Pass(With(&Faults::dropRate, 0.1)).datagrams.size()), 902, 40);
     EXPECT_TRUE(Pass(With(&Faults::dropRate, 1)).datagrams.empty());
-    const Recorder doubled = Pass(With(&Faults::duplicateRate, 0.1));
-    EXPECT_NEAR(static_cast<double>(doubled.datagrams.size()), 1102, 40);
-    for (std::uint32_t id = 0; id < kPackets; ++id)
-        EXPECT_GE(CountOf(doubled.Ids(), id), 1U);
+    const std::vector<std::uint32_t> doubled = Pass(With(&Faults::duplicateRate, 0.1)).Ids();
+    EXPECT_NEAR(static_cast<double>(doubled.size()), 1102, 40);
+    EXPECT_EQ(std::set(doubled.begin(), doubled.end()).size(), kPackets);
 }
 
 TEST(PacketFaults, ReorderedPacketsChangePlacesWithTheirSuccessor)
@@ -113,27 +99,19 @@ TEST(PacketFaults, ReorderedPacketsChangePlacesWithTheirSuccessor)
     EXPECT_EQ(Pass(With(&Faults::reorderRate, 1)).datagrams.size(), kPackets);
 }
 
-TEST(PacketFaults, TruncatedPacketsLoseTheirLastBytesAndNeverAll)
+TEST(PacketFaults, TruncatedPacketsLoseTheirEndAndCorruptedOnesBitsOfTheirHeader)
 {
-    const Recorder cut = Pass(With(&Faults::truncateRate, 1));
     const Recorder whole = Pass({});
-    ASSERT_EQ(cut.datagrams.size(), whole.datagrams.size());
-    for (std::size_t i = 0; i < whole.datagrams.size(); ++i) {
+    const Recorder cut = Pass(With(&Faults::truncateRate, 1));
+    const Recorder corrupt = Pass(With(&Faults::corruptRate, 1));
+    ASSERT_EQ(cut.datagrams.size(), kPackets);
+    ASSERT_EQ(corrupt.datagrams.size(), kPackets);
+    for (std::size_t i = 0; i < kPackets; ++i) {
         const Datagram &was = whole.datagrams[i];
-        const Datagram &is = cut.datagrams[i];
+        Datagram is = cut.datagrams[i];
         ASSERT_TRUE(!is.empty() && is.size() < was.size()) << i;
         ASSERT_TRUE(std::equal(is.begin(), is.end(), was.begin())) << i;
-    }
-}
-
-TEST(PacketFaults, CorruptedPacketsHaveBitsFlippedInTheirHeaderOnly)
-{
-    const Recorder corrupt = Pass(With(&Faults::corruptRate, 1));
-    const Recorder whole = Pass({});
-    ASSERT_EQ(corrupt.datagrams.size(), whole.datagrams.size());
-    for (std::size_t i = 0; i < whole.datagrams.size(); ++i) {
-        const Datagram &was = whole.datagrams[i];
-        const Datagram &is = corrupt.datagrams[i];
+        is = corrupt.datagrams[i];
         ASSERT_FALSE(std::equal(was.begin(), was.begin() + 8, is.begin())) << i;
         ASSERT_TRUE(std::equal(was.begin() + 8, was.end(), is.begin() + 8, is.end())) << i;
     }
@@ -156,21 +134,11 @@ TEST(PacketFaults, ChosenPacketsAreMissingUntilTheyAreSentAgain)
     faults.dropTrailerRate = 1;
     const std::vector<std::uint32_t> first = Pass(faults).Ids();
     EXPECT_EQ(first.size(), kPackets - 3);
-    for (const std::uint32_t id : {0U, 17U, kTrailer})
-        EXPECT_EQ(CountOf(first, id), 0U) << id;
+    for (const std::uint32_t id : {0U, 17U, kPackets - 1})
+        EXPECT_EQ(std::count(first.begin(), first.end(), id), 0) << id;
     EXPECT_EQ(Pass(faults, Sending::Again).datagrams.size(), kPackets);
     // The network's faults befall what is sent again too.
     EXPECT_LT(Pass(With(&Faults::dropRate, 0.1), Sending::Again).datagrams.size(), kPackets);
-}
-
-TEST(PacketFaults, TheSameSeedGivesTheSameFaults)
-{
-    Faults all;
-    for (double Faults::*rate : {&Faults::dropRate, &Faults::reorderRate, &Faults::duplicateRate, &Faults::truncateRate,
-                                 &Faults::corruptRate, &Faults::foreignRate})
-        all.*rate = 0.1;
-    EXPECT_EQ(Pass(all).datagrams, Pass(all).datagrams);
-    EXPECT_NE(Pass(all, Sending::First, 6).datagrams, Pass(all).datagrams);
 }
 
 } // namespace orvsim

@@ -3,10 +3,7 @@
 #include "base/Bytes.h"
 #include "orvimage/PixelFormats.h"
 
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include <chrono>
 
 namespace orvsim {
 
@@ -35,56 +32,6 @@ std::shared_ptr<Frame> MakeFrame(int width, int height, std::size_t chunkBytes)
     return frame;
 }
 
-StreamReceiver::StreamReceiver() : m_fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
-{
-    const int bytes = 8 << 20;
-    setsockopt(m_fd, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
-    sockaddr_in local{};
-    local.sin_family = AF_INET;
-    local.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof local;
-    if (bind(m_fd, reinterpret_cast<sockaddr *>(&local), length) == 0 &&
-        getsockname(m_fd, reinterpret_cast<sockaddr *>(&local), &length) == 0)
-        m_port = ntohs(local.sin_port);
-}
-
-StreamReceiver::~StreamReceiver()
-{
-    close(m_fd);
-}
-
-Endpoint StreamReceiver::Where() const
-{
-    return {INADDR_LOOPBACK, m_port};
-}
-
-std::optional<Datagram> StreamReceiver::Take(std::chrono::milliseconds limit)
-{
-    pollfd readable{m_fd, POLLIN, 0};
-    if (poll(&readable, 1, static_cast<int>(limit.count())) != 1)
-        return std::nullopt;
-    Datagram datagram(65536);
-    sockaddr_in from{};
-    socklen_t length = sizeof from;
-    const ssize_t size =
-        recvfrom(m_fd, datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr *>(&from), &length);
-    m_lastPort = ntohs(from.sin_port);
-    datagram.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
-    return datagram;
-}
-
-std::vector<Datagram> StreamReceiver::Take(std::size_t count)
-{
-    std::vector<Datagram> datagrams;
-    while (datagrams.size() < count) {
-        std::optional<Datagram> datagram = Take();
-        if (!datagram.has_value())
-            break;
-        datagrams.push_back(std::move(*datagram));
-    }
-    return datagrams;
-}
-
 PacketFields Parse(const Datagram &datagram)
 {
     orv::ByteReader in({datagram.data(), datagram.size()});
@@ -108,6 +55,13 @@ PacketFields Parse(const Datagram &datagram)
     if (in.Ok())
         fields.content.assign(rest.data, rest.data + rest.size);
     return fields;
+}
+
+Datagram BytesOf(const Packet &packet)
+{
+    Datagram datagram(packet.head.begin(), packet.head.begin() + static_cast<std::ptrdiff_t>(packet.headBytes));
+    datagram.insert(datagram.end(), packet.body.data, packet.body.data + packet.body.size);
+    return datagram;
 }
 
 std::map<std::uint64_t, ReceivedBlock> Reassemble(const std::vector<Datagram> &datagrams)
@@ -137,6 +91,7 @@ void FakeSource::Push(const FrameJob &job, std::shared_ptr<Frame> frame)
     {
         const orv::MutexLock lock(m_mutex);
         m_due.push_back({job, std::move(frame)});
+        m_progress.due = m_due.size();
     }
     m_changed.NotifyAll();
 }
@@ -147,37 +102,19 @@ void FakeSource::SetFaults(const Faults &faults)
     m_faults = faults;
 }
 
-bool FakeSource::WaitForSent(std::size_t frames)
+FakeSource::Progress FakeSource::SoFar() const
+{
+    const orv::MutexLock lock(m_mutex);
+    return m_progress;
+}
+
+bool FakeSource::WaitFor(const std::function<bool(const Progress &)> &isReached)
 {
     const orv::MutexLock lock(m_mutex);
     const auto deadline = Clock::now() + kLimit;
-    while (m_sent < frames && m_changed.WaitUntil(m_mutex, deadline) == std::cv_status::no_timeout) {
+    while (!isReached(m_progress) && m_changed.WaitUntil(m_mutex, deadline) == std::cv_status::no_timeout) {
     }
-    return m_sent >= frames;
-}
-
-bool FakeSource::WaitForTaken()
-{
-    const orv::MutexLock lock(m_mutex);
-    const auto deadline = Clock::now() + kLimit;
-    while (!m_due.empty() && m_changed.WaitUntil(m_mutex, deadline) == std::cv_status::no_timeout) {
-    }
-    return m_due.empty();
-}
-
-bool FakeSource::WaitForQuestions(std::size_t count)
-{
-    const orv::MutexLock lock(m_mutex);
-    const auto deadline = Clock::now() + kLimit;
-    while (m_questions < count && m_changed.WaitUntil(m_mutex, deadline) == std::cv_status::no_timeout) {
-    }
-    return m_questions >= count;
-}
-
-std::size_t FakeSource::Questions() const
-{
-    const orv::MutexLock lock(m_mutex);
-    return m_questions;
+    return isReached(m_progress);
 }
 
 std::optional<FrameJob> FakeSource::WaitForFrame(std::int64_t timeoutMs)
@@ -190,6 +127,7 @@ std::optional<FrameJob> FakeSource::WaitForFrame(std::int64_t timeoutMs)
         return std::nullopt;
     const Entry entry = std::move(m_due.front());
     m_due.pop_front();
+    m_progress.due = m_due.size();
     m_frame = entry.frame;
     m_changed.NotifyAll();
     return entry.job;
@@ -206,7 +144,7 @@ void FakeSource::FrameSent(const FrameJob &)
 {
     {
         const orv::MutexLock lock(m_mutex);
-        ++m_sent;
+        ++m_progress.sent;
     }
     m_changed.NotifyAll();
 }
@@ -214,7 +152,7 @@ void FakeSource::FrameSent(const FrameJob &)
 Faults FakeSource::CurrentFaults() const
 {
     const orv::MutexLock lock(m_mutex);
-    ++m_questions;
+    ++m_progress.questions;
     m_changed.NotifyAll();
     return m_faults;
 }

@@ -2,11 +2,13 @@
 
 #include "base/Mutex.h"
 #include "simulator/gige/FrameSource.h"
+#include "simulator/gige/GvspPackets.h"
 #include "simulator/gige/StreamSender.h"
+#include "simulator/LoopbackSocket.h"
 
-#include <chrono>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -16,27 +18,6 @@ namespace orvsim {
 
 /// An image of Mono8 with bytes that repeat nowhere within a packet's reach.
 std::shared_ptr<Frame> MakeFrame(int width, int height, std::size_t chunkBytes = 0);
-
-/// A plain UDP socket on 127.0.0.1.
-class StreamReceiver {
-public:
-    StreamReceiver();
-    ~StreamReceiver();
-    StreamReceiver(const StreamReceiver &) = delete;
-
-    Endpoint Where() const;
-    /// The next datagram; nothing when none comes within the time.
-    std::optional<Datagram> Take(std::chrono::milliseconds limit = std::chrono::seconds(10));
-    /// So many datagrams; fewer when they do not come.
-    std::vector<Datagram> Take(std::size_t count);
-    /// The sender's port of the last datagram.
-    std::uint16_t LastPort() const { return m_lastPort; }
-
-private:
-    int m_fd = -1;
-    std::uint16_t m_port = 0;
-    std::uint16_t m_lastPort = 0;
-};
 
 /// The fields of a stream packet's header.
 struct PacketFields {
@@ -49,6 +30,8 @@ struct PacketFields {
     Datagram content;
 };
 PacketFields Parse(const Datagram &datagram);
+/// Head and body one behind the other.
+Datagram BytesOf(const Packet &packet);
 
 /// What a block's packets bring together.
 struct ReceivedBlock {
@@ -64,13 +47,14 @@ class FakeSource : public FrameSource {
 public:
     void Push(const FrameJob &job, std::shared_ptr<Frame> frame) EXCLUDES(m_mutex);
     void SetFaults(const Faults &faults) EXCLUDES(m_mutex);
-    /// True once so many frames have been sent.
-    bool WaitForSent(std::size_t frames) EXCLUDES(m_mutex);
-    /// True once all frames were taken from here, or passed over.
-    bool WaitForTaken() EXCLUDES(m_mutex);
-    /// True once the stream has asked for its faults so often.
-    bool WaitForQuestions(std::size_t count) EXCLUDES(m_mutex);
-    std::size_t Questions() const EXCLUDES(m_mutex);
+    struct Progress {
+        std::size_t due = 0;       ///< frames that were neither taken from here nor passed over
+        std::size_t sent = 0;      ///< frames
+        std::size_t questions = 0; ///< for the faults
+    };
+    Progress SoFar() const EXCLUDES(m_mutex);
+    /// True once it has come so far.
+    bool WaitFor(const std::function<bool(const Progress &)> &isReached) EXCLUDES(m_mutex);
     std::uint64_t WireBytes(std::size_t payloadBytes) const { return m_wireBytes(payloadBytes); }
 
     void SetWireBytes(std::function<std::uint64_t(std::size_t)> wireBytes) override { m_wireBytes = wireBytes; }
@@ -90,9 +74,8 @@ private:
     mutable orv::ConditionVariable m_changed;
     std::deque<Entry> m_due GUARDED_BY(m_mutex);
     std::shared_ptr<Frame> m_frame GUARDED_BY(m_mutex); ///< of the job that was given last
-    std::size_t m_sent GUARDED_BY(m_mutex) = 0;
     Faults m_faults GUARDED_BY(m_mutex);
-    mutable std::size_t m_questions GUARDED_BY(m_mutex) = 0;
+    mutable Progress m_progress GUARDED_BY(m_mutex);
 };
 
 } // namespace orvsim
