@@ -23,6 +23,8 @@ const std::vector<FaultRow> &FaultRows()
 {
     static const std::vector<FaultRow> rows = {
         Rate("SimDropRate", "drop", &Faults::dropRate, "Share of the stream's packets that are never sent."),
+        Number("SimDropBurst", "drop-burst", &Faults::dropBurst, 0, 1'000'000, "",
+               "Further packets that are lost behind each one that SimDropRate drops, also of the next frames."),
         Rate("SimReorderRate", "reorder", &Faults::reorderRate, "Share of the packets that their successor overtakes."),
         Rate("SimDuplicateRate", "duplicate", &Faults::duplicateRate, "Share of the packets that are sent twice."),
         Rate("SimTruncateRate", "truncate", &Faults::truncateRate, "Share of the packets that lose their last bytes."),

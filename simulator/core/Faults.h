@@ -11,7 +11,8 @@ namespace orvsim {
 struct Faults {
     // stream, per packet
     double dropRate = 0;
-    double reorderRate = 0; ///< the packet changes places with its successor
+    std::int64_t dropBurst = 0; ///< packets that are lost behind each one that is dropped by its rate
+    double reorderRate = 0;     ///< the packet changes places with its successor
     double duplicateRate = 0;
     double truncateRate = 0;      ///< the packet loses its last bytes
     double corruptRate = 0;       ///< header fields with random bits

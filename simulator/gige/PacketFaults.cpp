@@ -69,7 +69,10 @@ void PacketFaults::End(PacketSink &sink)
 
 bool PacketFaults::IsDropped(std::uint32_t packetId)
 {
-    const bool byChance = m_dice.Falls(m_faults.dropRate);
+    const bool isInBurst = m_burstLeft > 0;
+    const bool byChance = isInBurst || m_dice.Falls(m_faults.dropRate);
+    if (byChance)
+        m_burstLeft = isInBurst ? m_burstLeft - 1 : m_faults.dropBurst;
     const bool isLeader = packetId == 0 && m_packetCount > 1;
     const bool isTrailer = packetId > 0 && packetId + 1 == m_packetCount;
     const bool byNumber = m_isFirstSending && m_faults.dropPacket == static_cast<std::int64_t>(packetId);

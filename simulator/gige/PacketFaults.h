@@ -28,7 +28,11 @@ public:
     explicit PacketFaults(std::uint64_t seed) : m_seed(seed), m_dice(seed) {}
 
     /// The sequence of chances begins anew.
-    void Restart() { m_dice = FaultDice(m_seed); }
+    void Restart()
+    {
+        m_dice = FaultDice(m_seed);
+        m_burstLeft = 0;
+    }
     FaultDice &Dice() { return m_dice; }
 
     /// Before the packets of a block, or a run of them that is sent again.
@@ -52,6 +56,7 @@ private:
     bool m_dropsLeader = false;
     bool m_dropsTrailer = false;
     std::uint32_t m_packetCount = 0;
+    std::int64_t m_burstLeft = 0;      ///< packets that are still lost with one that was dropped
     std::optional<Packet> m_overtaken; ///< goes out behind its successor
 };
 

@@ -81,6 +81,16 @@ TEST(PacketFaults, RatesDropAndDuplicateTheirShare)
     EXPECT_EQ(std::set(doubled.begin(), doubled.end()).size(), kPackets);
 }
 
+TEST(PacketFaults, BurstsTakePacketsInARow)
+{
+    Faults faults = With(&Faults::dropRate, 0.01);
+    faults.dropBurst = 9;
+    const std::vector<std::uint32_t> ids = Pass(faults).Ids();
+    EXPECT_LT(ids.size(), kPackets - 9);
+    for (std::size_t i = 1; i < ids.size(); ++i)
+        EXPECT_TRUE(ids[i] == ids[i - 1] + 1 || ids[i] > ids[i - 1] + 10) << ids[i];
+}
+
 TEST(PacketFaults, ReorderedPacketsChangePlacesWithTheirSuccessor)
 {
     const std::vector<std::uint32_t> ids = Pass(With(&Faults::reorderRate, 0.1)).Ids();
