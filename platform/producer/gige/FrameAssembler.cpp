@@ -8,10 +8,6 @@ namespace nuvark::gige {
 
 namespace {
 
-/// A block up to this far behind the newest is late; farther behind, the camera has begun to count anew.
-constexpr std::int64_t kLateDistance = 100;
-/// A packet other than a leader opens a block only this close to the newest one; anything else is junk.
-constexpr std::int64_t kBlindDistance = 16;
 /// A packet waits for another one of its block while so many others come.
 constexpr std::size_t kKeptPackets = 16;
 constexpr std::size_t kNewerFramesBegun = 2;
@@ -39,19 +35,6 @@ FrameAssembler::FrameAssembler(FrameSink &sink, Settings settings)
 {
 }
 
-std::int64_t FrameAssembler::Distance(const StreamPacket &packet) const
-{
-    if (packet.extendedIds)
-        return static_cast<std::int64_t>(packet.blockId - m_newestId);
-    const auto distance = static_cast<std::int16_t>(packet.blockId - m_newestId);
-    // 65535 is followed by 1: across the wrap there is one number less than there seems to be.
-    if (distance > 0 && packet.blockId < m_newestId)
-        return distance - 1;
-    if (distance < 0 && packet.blockId > m_newestId)
-        return distance + 1;
-    return distance;
-}
-
 FrameAssembler::Kind FrameAssembler::Classify(const StreamPacket &packet, FrameBlock *&block)
 {
     for (FrameBlock &open : m_open) {
@@ -60,33 +43,24 @@ FrameAssembler::Kind FrameAssembler::Classify(const StreamPacket &packet, FrameB
             return Kind::Open;
         }
     }
-    if (!m_started)
-        return Kind::New;
-    if (packet.extendedIds != m_newestExtended)
-        return Kind::Strange;
-    const std::int64_t distance = Distance(packet);
-    if (distance <= 0 && distance > -kLateDistance)
+    switch (m_numbers.PlaceOf(packet)) {
+    case BlockNumbers::Place::Past:
         return Kind::Late;
-    return distance == 1 ? Kind::New : Kind::Strange;
+    case BlockNumbers::Place::Next:
+        return Kind::New;
+    default:
+        return Kind::Strange;
+    }
 }
 
 FrameBlock *FrameAssembler::Begin(const StreamPacket &packet, TimePoint now)
 {
-    const bool follows = m_started && packet.extendedIds == m_newestExtended && IsAhead(Distance(packet), now);
-    if (m_started && !follows) {
-        DeliverAll(); // counting anew, or in another form: what is open will not go on
+    const BlockNumbers::Step step = m_numbers.Advance(packet, now);
+    if (step.isAnew) {
+        DeliverAll(); // what is open will not go on
         m_bufferless.fill({});
     }
-    if (follows) {
-        m_counters.missedFrames += static_cast<std::uint64_t>(Distance(packet) - 1);
-        const auto interval = std::chrono::duration_cast<std::chrono::microseconds>(now - m_lastBegin);
-        const std::chrono::microseconds each = interval / Distance(packet);
-        m_frameTime = m_frameTime ? (3 * *m_frameTime + each) / 4 : each;
-    }
-    m_lastBegin = now;
-    m_started = true;
-    m_newestId = packet.blockId;
-    m_newestExtended = packet.extendedIds;
+    m_counters.missedFrames += step.leftOut;
     OnNewFrame(now);
     FrameTarget target;
     if (m_refuseNew || !m_sink.TakeBuffer(target)) {
@@ -101,14 +75,6 @@ FrameBlock *FrameAssembler::Begin(const StreamPacket &packet, TimePoint now)
     if (!m_settings.resend.enabled)
         m_open.back().Plan().Stop();
     return &m_open.back();
-}
-
-/// Far ahead the camera counts anew, unless it may have sent as many frames since.
-bool FrameAssembler::IsAhead(std::int64_t distance, TimePoint now) const
-{
-    if (distance <= kLateDistance)
-        return distance > 0;
-    return m_frameTime && m_frameTime->count() > 0 && distance / 2 <= (now - m_lastBegin) / *m_frameTime;
 }
 
 void FrameAssembler::NoteBufferless(std::uint64_t id, bool isMissed)
@@ -204,9 +170,7 @@ bool FrameAssembler::IsOfKeptBlock(std::uint64_t id, bool extendedIds) const
 /// Until another packet of the same block shows that it has really begun.
 void FrameAssembler::Keep(const StreamPacket &packet, orv::ByteSpan datagram)
 {
-    const std::int64_t distance = packet.extendedIds == m_newestExtended ? Distance(packet) : 0;
-    const bool isNear = distance > 0 && distance <= kBlindDistance;
-    if (!isNear && !IsFormat(packet, PacketFormat::Leader)) {
+    if (!m_numbers.IsNear(packet) && !IsFormat(packet, PacketFormat::Leader)) {
         ++m_counters.unusable;
         return;
     }
@@ -305,7 +269,8 @@ void FrameAssembler::TakeRequests(std::vector<ResendRequest> &requests, TimePoin
 std::chrono::microseconds FrameAssembler::FirstTimeout() const
 {
     const std::chrono::microseconds longest = m_settings.resend.packetTimeout;
-    return m_frameTime ? std::min(longest, std::max(kShortestPacketTimeout, *m_frameTime / 2)) : longest;
+    const std::optional<std::chrono::microseconds> frameTime = m_numbers.FrameTime();
+    return frameTime ? std::min(longest, std::max(kShortestPacketTimeout, *frameTime / 2)) : longest;
 }
 
 bool FrameAssembler::IsWaitingForTrigger(const FrameBlock &block) const
@@ -336,7 +301,7 @@ TimePoint FrameAssembler::GiveUpTime(const FrameBlock &block) const
 
 bool FrameAssembler::IsNewest(const FrameBlock &block) const
 {
-    return block.Id() == m_newestId && block.HasExtendedIds() == m_newestExtended;
+    return m_numbers.IsNewest(block.Id(), block.HasExtendedIds());
 }
 
 void FrameAssembler::DeliverReady()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "producer/gige/BlockNumbers.h"
 #include "producer/gige/FrameBlock.h"
 #include "producer/gige/Gvsp.h"
 #include "producer/gige/Resend.h"
@@ -80,8 +81,6 @@ private:
         Strange ///< of one that may begin elsewhere
     };
     Kind Classify(const StreamPacket &packet, FrameBlock *&block);
-    std::int64_t Distance(const StreamPacket &packet) const;
-    bool IsAhead(std::int64_t distance, TimePoint now) const;
     void NoteBufferless(std::uint64_t id, bool isMissed);
     void CountLate(std::uint64_t id);
     void Sort(const StreamPacket &packet, orv::ByteSpan datagram, TimePoint now);
@@ -111,12 +110,8 @@ private:
     std::vector<std::uint64_t> m_spareBits;
     FrameBlock::Former m_former;
     ResendWindow m_window;
-    bool m_started = false; ///< a first block has been seen
+    BlockNumbers m_numbers;
     bool m_refuseNew = false;
-    std::uint64_t m_newestId = 0;
-    bool m_newestExtended = false;
-    TimePoint m_lastBegin{};
-    std::optional<std::chrono::microseconds> m_frameTime; ///< between the beginnings of two frames, of late
     struct Bufferless {
         std::uint64_t id = 0;
         bool isMissed = false; ///< it was wanted
