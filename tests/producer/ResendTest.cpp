@@ -62,7 +62,6 @@ TEST(Resend, AsksAgainForWhatIsMissing)
         {"a cut last packet", "L1 P1.1 P1.2 P1.3 P1.4 P1.5/7 T1 W1 ? R1.5", "1:5", "1"},
         {"nothing for delivered frames", "L1 P1.1 P1.3 P1.4 P1.5 T1 W100 ? P1.2 ?", "; ", "1!"},
         {"across the wrap", "A65535 P1.1 A2 W1 ?", "1:0 1:2-", "65535"},
-        {"a number left out", "A1 A3 W30 ?", "", "1 3"},
         {"a stray packet does not jump ahead", "A1 P9.3 L2 P2.1 P2.2 P2.3 P2.4 P2.5 T2 A3", "", "1 2 3"},
     };
     for (const auto &row : kRows) {
@@ -77,6 +76,97 @@ TEST(Resend, AsksAgainForWhatIsMissing)
             bench.ExpectCompleteFramesAreRight();
         }
     }
+}
+
+// Blocks of which nothing came: the camera may have lost them, dropped them or never numbered a frame so.
+TEST(Resend, AsksForTheFirstPacketOfMissedBlocks)
+{
+    const std::string eight = "2:0 3:0 4:0 5:0 6:0 7:0 8:0 9:0";
+    const std::string unanswered = "W1 ? W20 ? W80 ";
+    const struct {
+        const char *name;
+        std::string script;
+        std::string asked;
+        const char *delivered;
+        std::uint64_t missed;
+        std::uint64_t late = 0;
+    } kRows[] = {
+        {"then for the rest", "A1 A3 ? W1 ? R2 ? R2.1 R2.2 R2.3 R2.4 R2.5 T2", "; 2:0; 2:1-", "1 2 3", 0},
+        {"which may have a hole of its own", "A1 A3 W1 ? R2 R2.1 R2.3 T2 ?", "2:0; 2:2 2:4-5", "1", 0},
+        {"not when it comes by itself", "A1 A3 A2 W30 ?", "", "1 2 3", 0},
+        {"nor its rest while that may come", "A1 A3 P2.2 ? L2 P2.1 P2.3 P2.4 P2.5 T2", "", "1 2 3", 0},
+        {"but what it lacks", "A1 A3 P2.2 W1 ?", "2:0-1 2:3-", "1", 0},
+        {"several", "A1 A4 W1 ? R3 R2", "2:0 3:0", "1", 0},
+        {"in their order", "A1 A4 W1 ? A3 A2", "2:0 3:0", "1 2 3 4", 0},
+        {"at most eight", "A1 A10 W1 ?", eight, "1", 0},
+        {"of more the camera has forgotten the first ones", "A1 A11 W1 ?", "", "1 11", 9},
+        {"at the wrap", "A65534 A1 W1 ? A65535", "65535:0", "65534 65535 1", 0},
+        {"behind it", "A65535 A3 W1 ? A2 A1", "1:0 2:0", "65535 1 2 3", 0},
+        {"the camera is asked again", "A1 W100 A3 W1 ? W19 ? W1 ?", "2:0; ; 2:0", "1", 0},
+        {"and given up after the retention", "A1 A3 W99 A4 W1 ?", "", "1 3 4", 1},
+        {"what comes then is late", "A1 A3 W1 ? W99 R2 R2.1 ?", "2:0; ", "1 3", 1, 2},
+        {"a refusal ends it at once", "A1 A4 W1 ? E2.0 E3.0", "2:0 3:0", "1 4", 2},
+        {"however many there are", "A1 A3 W1 ? E2.0 E2.1 E2.2", "2:0", "1 3", 1, 2},
+        {"not one that nobody asked for", "A1 A3 E2.0 W1 ?", "2:0", "1", 0},
+        {"the camera's memory ran over", "A1 A3 O2", "", "1 3", 1},
+        {"not yet there: later", "A1 A3 W1 ? N2.0 W19 ? W1 ? A2", "2:0; ; 2:0", "1 2 3", 0},
+        {"not for ever", "A1 A3 W1 ? N2.0 W20 ? N2.0 W79", "2:0; 2:0", "1 3", 1},
+        {"three gaps without an answer are enough",
+         "A1 A3 " + unanswered + "A6 " + unanswered + "A8 " + unanswered + "A10 W1 ? A12",
+         "2:0; 2:0; 4:0 5:0; 4:0 5:0; 7:0; 7:0; ", "1 3 6 8 10 12", 6},
+        {"also for what is waited for", "A1 A3 W1 ? A5 A7 W1 ? W20 ? W79", "2:0; 4:0 6:0; 2:0 4:0 6:0", "1 3 5 7", 3},
+        {"one with an answer begins the count anew",
+         "A1 A3 " + unanswered + "A5 " + unanswered + "A7 W1 ? A6 A9 " + unanswered + "A11 W1 ?",
+         "2:0; 2:0; 4:0; 4:0; 6:0; 8:0; 8:0; 10:0", "1 3 5 6 7 9", 3},
+        {"so does a refusal", "A1 A3 " + unanswered + "A5 " + unanswered + "A7 W1 ? E6.0 A9 " + unanswered + "A11 W1 ?",
+         "2:0; 2:0; 4:0; 4:0; 6:0; 8:0; 8:0; 10:0", "1 3 5 7 9", 4},
+        {"counting anew ends it", "A500 A502 A1 W1 ?", "", "500 502 1", 1},
+        {"giving back, too", "A1 A3 L4 P4.1 B R2 A5", "", "1 5", 1, 1},
+    };
+    for (const auto &row : kRows) {
+        for (const bool extended : {false, true}) {
+            if (extended && row.script.find("A65") != std::string::npos)
+                continue;
+            Bench bench({kBytes, 1000, extended, true});
+            bench.Run(row.script);
+            EXPECT_EQ(bench.asked, row.asked) << row.name;
+            EXPECT_EQ(bench.sink.Summary(), row.delivered) << row.name;
+            bench.ExpectCompleteFramesAreRight();
+            EXPECT_EQ(bench.assembler.Count().missedFrames, row.missed) << row.name;
+            EXPECT_EQ(bench.assembler.Count().late, row.late) << row.name;
+            bench.assembler.DeliverAll();
+            EXPECT_EQ(bench.sink.taken, static_cast<int>(bench.sink.frames.size()) + bench.sink.givenBack) << row.name;
+        }
+    }
+}
+
+TEST(Resend, MissedBlocksLeaveTheBuffersToFramesThatCome)
+{
+    const auto run = [](std::size_t spare, int buffers, const char *script) {
+        Bench bench({kBytes, buffers, false, true});
+        bench.sink.spare = spare;
+        bench.Run(script);
+        return bench.sink.Summary() + " of " + std::to_string(bench.sink.taken) + ", missed " +
+               std::to_string(bench.assembler.Count().missedFrames) + ", without " +
+               std::to_string(bench.assembler.Count().withoutBuffer);
+    };
+    EXPECT_EQ(run(2, 9, "A1 A3 W1 ?"), "1 of 2, missed 0, without 0") << "one for it, one for the next frame";
+    EXPECT_EQ(run(1, 9, "A1 A3 W1 ?"), "1 3 of 2, missed 1, without 0");
+    EXPECT_EQ(run(2, 9, "A1 A3 A4 A5 A6"), "1 3 4 5 6 of 5, missed 1, without 0") << "the others use them up";
+    EXPECT_EQ(run(9, 1, "A1 A3 W1 ?"), "1 of 2, missed 1, without 6") << "before a frame without one nobody waits";
+    EXPECT_EQ(run(9, 2, "A1 A3 W1 ? R2 R2.1"), "1 3 of 3, missed 0, without 2") << "it came and there was none";
+
+    Bench unwanted({kBytes, 1000, false, true});
+    unwanted.Run("A1 A3");
+    unwanted.assembler.RefuseNewFrames();
+    EXPECT_EQ(unwanted.sink.Summary(), "1 3");
+
+    Bench told({kBytes, 1000, true, true}); // the camera says that it dropped the block before
+    told.Run("A1");
+    for (std::uint32_t id = 1; id <= 2; ++id)
+        told.Send(Packet(true, 0, 3, 3, id, Pixels(3, (id - 1) * kData, kData), kFlagFormerDropped));
+    told.Run("W1 ?");
+    EXPECT_EQ(told.asked, "3:0");
 }
 
 namespace {

@@ -3,6 +3,7 @@
 #include "producer/gige/Bootstrap.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace nuvark::gige {
 
@@ -31,7 +32,8 @@ bool IsWholeBlock(const StreamPacket &packet)
 } // namespace
 
 FrameAssembler::FrameAssembler(FrameSink &sink, Settings settings)
-    : m_sink(sink), m_settings(settings), m_window(std::max(settings.packetSize, kSmallestPacket))
+    : m_sink(sink), m_settings(settings), m_missed(m_settings.resend),
+      m_window(std::max(settings.packetSize, kSmallestPacket))
 {
 }
 
@@ -43,6 +45,8 @@ FrameAssembler::Kind FrameAssembler::Classify(const StreamPacket &packet, FrameB
             return Kind::Open;
         }
     }
+    if (m_missed.Has(packet.blockId, packet.extendedIds))
+        return Kind::Missed;
     switch (m_numbers.PlaceOf(packet)) {
     case BlockNumbers::Place::Past:
         return Kind::Late;
@@ -60,8 +64,38 @@ FrameBlock *FrameAssembler::Begin(const StreamPacket &packet, TimePoint now)
         DeliverAll(); // what is open will not go on
         m_bufferless.fill({});
     }
-    m_counters.missedFrames += step.leftOut;
     OnNewFrame(now);
+    FrameBlock *block = Open(packet, m_open.end());
+    const bool mayWait = block != nullptr && (packet.flags & kFlagFormerDropped) == 0;
+    if (mayWait && m_missed.IsWorthWaiting(step.leftOut, m_sink.SpareBuffers()))
+        WaitForMissed(step.leftOut, packet.extendedIds, now);
+    else
+        m_counters.missedFrames += step.leftOut;
+    return block;
+}
+
+void FrameAssembler::WaitForMissed(std::uint64_t count, bool extendedIds, TimePoint now)
+{
+    for (std::uint64_t places = count; places > 0; --places)
+        m_missed.Add(m_numbers.Before(places), extendedIds, places == 1, now);
+}
+
+/// Of a missed block the first packet has come: it takes its place in front of those that wait for it.
+FrameBlock *FrameAssembler::BeginMissed(const StreamPacket &packet)
+{
+    ResendPlan asked = m_missed.Take(packet.blockId);
+    const std::int64_t distance = m_numbers.Distance(packet.blockId);
+    const auto next = std::find_if(m_open.begin(), m_open.end(),
+                                   [&](const FrameBlock &open) { return m_numbers.Distance(open.Id()) > distance; });
+    FrameBlock *block = Open(packet, next);
+    if (block != nullptr)
+        block->Plan() = std::move(asked);
+    return block;
+}
+
+/// \return nothing when there is no buffer for it.
+FrameBlock *FrameAssembler::Open(const StreamPacket &packet, std::list<FrameBlock>::iterator next)
+{
     FrameTarget target;
     if (m_refuseNew || !m_sink.TakeBuffer(target)) {
         NoteBufferless(packet.blockId, !m_refuseNew && m_sink.WantsFrames());
@@ -71,10 +105,10 @@ FrameBlock *FrameAssembler::Begin(const StreamPacket &packet, TimePoint now)
     const std::size_t told = std::max(m_settings.packetSize, kSmallestPacket + header) - kIpUdpHeaders - header;
     const std::size_t learned = m_learned[packet.extendedIds ? 1 : 0];
     m_former.dataPerPacket = learned != 0 ? learned : told;
-    m_open.emplace_back(packet, target, m_former, std::move(m_spareBits));
+    FrameBlock &block = *m_open.emplace(next, packet, target, m_former, std::move(m_spareBits));
     if (!m_settings.resend.enabled)
-        m_open.back().Plan().Stop();
-    return &m_open.back();
+        block.Plan().Stop();
+    return &block;
 }
 
 void FrameAssembler::NoteBufferless(std::uint64_t id, bool isMissed)
@@ -96,7 +130,8 @@ void FrameAssembler::OnNewFrame(TimePoint now)
 {
     for (FrameBlock &block : m_open)
         block.NoteTail(now + m_settings.resend.initialTimeout);
-    while (m_open.size() > 1 && 2 * m_sink.SpareBuffers() <= m_open.size())
+    const auto waiting = [this] { return m_open.size() + m_missed.Count(); };
+    while (waiting() > 1 && 2 * m_sink.SpareBuffers() <= waiting())
         DeliverOldest();
 }
 
@@ -135,15 +170,13 @@ void FrameAssembler::Sort(const StreamPacket &packet, orv::ByteSpan datagram, Ti
     }
     FrameBlock *block = nullptr;
     const Kind kind = Classify(packet, block);
-    // What was asked for belongs to a block that had begun.
-    if (kind == Kind::Late || (block == nullptr && packet.IsResent())) {
+    // What was asked for belongs to a block that had begun, or is waited for.
+    if (kind == Kind::Late || (block == nullptr && kind != Kind::Missed && packet.IsResent())) {
         CountLate(packet.blockId);
         return;
     }
     if (packet.IsError()) {
-        ++(block != nullptr ? m_counters.refused : m_counters.unusable);
-        if (block != nullptr)
-            OnRefusal(*block, packet, now);
+        OnError(kind, block, packet, now);
         return;
     }
     if (kind == Kind::Strange && !IsOfKeptBlock(packet.blockId, packet.extendedIds) && !IsWholeBlock(packet)) {
@@ -151,13 +184,15 @@ void FrameAssembler::Sort(const StreamPacket &packet, orv::ByteSpan datagram, Ti
         return;
     }
     if (block == nullptr)
-        block = Begin(packet, now);
-    if (block == nullptr) {
+        block = kind == Kind::Missed ? BeginMissed(packet) : Begin(packet, now);
+    if (block != nullptr) {
+        TakeKept(*block, now);
+        Take(*block, packet, now);
+        if (kind == Kind::Missed) // newer ones have begun: its rest follows at once, or is lost like its beginning
+            block->NoteTail(block->Plan().Requested() != 0 ? now : now + m_settings.resend.initialTimeout);
+    } else {
         CountLate(packet.blockId); // as the rest of it will be
-        return;
     }
-    TakeKept(*block, now);
-    Take(*block, packet, now);
     DeliverReady();
 }
 
@@ -209,6 +244,18 @@ void FrameAssembler::Take(FrameBlock &block, const StreamPacket &packet, TimePoi
     block.ForgetCutEnd(now);
 }
 
+void FrameAssembler::OnError(Kind kind, FrameBlock *block, const StreamPacket &packet, TimePoint now)
+{
+    ++(kind == Kind::Open || kind == Kind::Missed ? m_counters.refused : m_counters.unusable);
+    if (kind == Kind::Open)
+        OnRefusal(*block, packet, now);
+    if (kind == Kind::Missed) {
+        m_counters.droppedByCamera += packet.status == kStatusOverrun ? 1 : 0;
+        m_counters.missedFrames += m_missed.OnRefusal(packet, now);
+    }
+    DeliverReady();
+}
+
 void FrameAssembler::OnRefusal(FrameBlock &block, const StreamPacket &packet, TimePoint now)
 {
     if (block.HasPacket(packet.packetId))
@@ -236,7 +283,6 @@ void FrameAssembler::OnRefusal(FrameBlock &block, const StreamPacket &packet, Ti
     default:
         break;
     }
-    DeliverReady();
 }
 
 void FrameAssembler::TakeRequests(std::vector<ResendRequest> &requests, TimePoint now)
@@ -262,6 +308,8 @@ void FrameAssembler::TakeRequests(std::vector<ResendRequest> &requests, TimePoin
             requests[i].extendedIds = block.HasExtendedIds();
         }
     }
+    m_counters.missedFrames +=
+        m_missed.TakeRequests({m_settings.resend, FirstTimeout(), now}, m_window, requests, m_counters.requested);
     DeliverReady();
 }
 
@@ -287,8 +335,8 @@ bool FrameAssembler::IsBeingCured(const FrameBlock &block) const
 /// Of the oldest frame.
 bool FrameAssembler::IsHopeless(const FrameBlock &block) const
 {
-    return !IsBeingCured(block) &&
-           (block.HasEnded() || m_open.size() > kNewerFramesBegun || (m_open.size() > 1 && m_open[1].IsComplete()));
+    return !IsBeingCured(block) && (block.HasEnded() || m_open.size() > kNewerFramesBegun ||
+                                    (m_open.size() > 1 && std::next(m_open.begin())->IsComplete()));
 }
 
 TimePoint FrameAssembler::GiveUpTime(const FrameBlock &block) const
@@ -304,14 +352,25 @@ bool FrameAssembler::IsNewest(const FrameBlock &block) const
     return m_numbers.IsNewest(block.Id(), block.HasExtendedIds());
 }
 
+/// The oldest frame, by a block before it of which nothing has come yet.
+bool FrameAssembler::IsHeldBack() const
+{
+    return !m_missed.IsEmpty() && m_numbers.Distance(m_missed.OldestId()) < m_numbers.Distance(m_open.front().Id());
+}
+
 void FrameAssembler::DeliverReady()
 {
-    while (!m_open.empty() && (m_open.front().IsComplete() || IsHopeless(m_open.front())))
+    while (!m_open.empty() && (m_open.front().IsComplete() || IsHopeless(m_open.front())) && !IsHeldBack())
         DeliverOldest();
 }
 
+/// Of a block of which nothing has come there is nothing to deliver: it is missed for good.
 void FrameAssembler::DeliverOldest()
 {
+    if (IsHeldBack()) {
+        m_counters.missedFrames += m_missed.GiveUpOldest();
+        return;
+    }
     Deliver(m_open.front());
     m_spareBits = m_open.front().GiveBits();
     m_open.front().Describe(m_former);
@@ -320,6 +379,8 @@ void FrameAssembler::DeliverOldest()
 
 void FrameAssembler::OnTime(TimePoint now)
 {
+    m_counters.missedFrames += m_missed.OnTime(now);
+    DeliverReady();
     for (FrameBlock &block : m_open) {
         if (IsBeingCured(block) && now - block.LastPacket() >= m_settings.resend.packetTimeout &&
             !IsWaitingForTrigger(block))
@@ -333,9 +394,12 @@ void FrameAssembler::OnTime(TimePoint now)
 
 std::optional<TimePoint> FrameAssembler::NextDeadline() const
 {
+    const std::optional<TimePoint> missed = m_missed.NextDeadline();
     if (m_open.empty() || IsWaitingForTrigger(m_open.front()))
-        return std::nullopt;
+        return missed;
     TimePoint next = GiveUpTime(m_open.front());
+    if (missed)
+        next = std::min(next, *missed);
     for (const FrameBlock &block : m_open) {
         if (!IsBeingCured(block))
             continue;
@@ -350,12 +414,21 @@ std::optional<TimePoint> FrameAssembler::NextDeadline() const
 
 void FrameAssembler::DeliverAll()
 {
+    m_counters.missedFrames += m_missed.GiveUpAll();
     while (!m_open.empty())
         DeliverOldest();
 }
 
+void FrameAssembler::RefuseNewFrames()
+{
+    m_refuseNew = true;
+    m_counters.missedFrames += m_missed.GiveUpAll();
+    DeliverReady();
+}
+
 void FrameAssembler::AbandonAll()
 {
+    m_counters.missedFrames += m_missed.GiveUpAll();
     for (FrameBlock &block : m_open) {
         NoteBufferless(block.Id(), true);
         m_sink.GiveBack(block.Target());

@@ -3,13 +3,13 @@
 #include "producer/gige/BlockNumbers.h"
 #include "producer/gige/FrameBlock.h"
 #include "producer/gige/Gvsp.h"
+#include "producer/gige/MissedBlocks.h"
 #include "producer/gige/Resend.h"
 #include "producer/gige/UdpSocket.h"
 #include "producer/Transport.h"
 
 #include <array>
-#include <deque>
-#include <memory>
+#include <list>
 #include <optional>
 #include <vector>
 
@@ -23,6 +23,9 @@ namespace nuvark::gige {
 /// frames have begun; any frame is when no packet of it has come for the retention time (the newest one, as long
 /// as the camera may have sent only a part of it: for a second), and when those held back behind it use up the buffers.
 /// Nothing a packet says is believed beyond what fits.
+///
+/// With resending on, blocks of which nothing has come hold up the newer ones, too, while MissedBlocks waits for them;
+/// they get a buffer when their first packet comes.
 ///
 /// A block that does not follow the newest one directly opens with its second packet: a single one may be a stray.
 /// Not thread-safe: one thread at a time. Memory is taken when a larger buffer than before comes along, not per packet.
@@ -45,7 +48,7 @@ public:
         std::uint64_t missing = 0;         ///< not there when their frame was given up, though there was room for them
         std::uint64_t requested = 0;
         std::uint64_t resent = 0;       ///< of those requested, that came
-        std::uint64_t missedFrames = 0; ///< ids between two blocks that never came
+        std::uint64_t missedFrames = 0; ///< ids between two blocks of which nothing came
     };
 
     FrameAssembler(FrameSink &sink, Settings settings);
@@ -69,7 +72,7 @@ public:
     /// Gives the buffers of all open frames back; the rest of their packets is dropped as late.
     void AbandonAll();
     /// No frame is begun from now on; open ones go on.
-    void RefuseNewFrames() { m_refuseNew = true; }
+    void RefuseNewFrames();
 
     const Counters &Count() const { return m_counters; }
 
@@ -77,6 +80,7 @@ private:
     enum class Kind {
         Open,   ///< of a block that is being received
         Late,   ///< of one that is through
+        Missed, ///< of one that is waited for, the first packet of it
         New,    ///< of the next one
         Strange ///< of one that may begin elsewhere
     };
@@ -88,8 +92,12 @@ private:
     void Keep(const StreamPacket &packet, orv::ByteSpan datagram);
     void TakeKept(FrameBlock &block, TimePoint now);
     FrameBlock *Begin(const StreamPacket &packet, TimePoint now);
+    void WaitForMissed(std::uint64_t count, bool extendedIds, TimePoint now);
+    FrameBlock *BeginMissed(const StreamPacket &packet);
+    FrameBlock *Open(const StreamPacket &packet, std::list<FrameBlock>::iterator next);
     void OnNewFrame(TimePoint now);
     void Take(FrameBlock &block, const StreamPacket &packet, TimePoint now);
+    void OnError(Kind kind, FrameBlock *block, const StreamPacket &packet, TimePoint now);
     void OnRefusal(FrameBlock &block, const StreamPacket &packet, TimePoint now);
 
     bool IsWaitingForTrigger(const FrameBlock &block) const;
@@ -98,6 +106,7 @@ private:
     bool IsNewest(const FrameBlock &block) const;
     TimePoint GiveUpTime(const FrameBlock &block) const;
     std::chrono::microseconds FirstTimeout() const;
+    bool IsHeldBack() const;
     void DeliverReady();
     void DeliverOldest();
     void Deliver(FrameBlock &block);
@@ -106,7 +115,8 @@ private:
     const Settings m_settings;
     Counters m_counters;
 
-    std::deque<FrameBlock> m_open; ///< oldest first
+    std::list<FrameBlock> m_open; ///< oldest first
+    MissedBlocks m_missed;        ///< each older than a block of m_open
     std::vector<std::uint64_t> m_spareBits;
     FrameBlock::Former m_former;
     ResendWindow m_window;
