@@ -1,7 +1,6 @@
 #include "producer/gige/FrameBlock.h"
 
 #include <algorithm>
-#include <bitset>
 
 /// What is said of a frame in the end; FrameBlock.cpp holds the receiving.
 namespace nuvark::gige {
@@ -32,62 +31,37 @@ std::uint64_t FrameBlock::ExpectedBytes(Leader::Packing packing) const
 
 bool FrameBlock::IsLargerThanBuffer() const
 {
-    if (m_payloadCount > m_maxPayload)
+    if (m_payloadCount > m_places.Most())
         return true;
     const std::uint64_t expected = ExpectedBytes(Leader::Packing::Continuous);
     if (expected != 0 && !m_leader->CarriesChunks())
-        return expected > m_target.size; // a last packet padded to full size does not count
-    return m_isClipped || expected > m_target.size;
+        return expected > Target().size; // a last packet padded to full size does not count
+    return m_places.IsClipped() || expected > Target().size;
 }
 
 /// Other sizes than those of images and parts may only say how much there can be.
 bool FrameBlock::IsShorterThanTold() const
 {
     return m_leader && (m_leader->hasImage || m_leader->IsMultiPart()) &&
-           m_end < ExpectedBytes(Leader::Packing::Continuous);
+           m_places.End() < ExpectedBytes(Leader::Packing::Continuous);
 }
 
 std::size_t FrameBlock::ImageOffset() const
 {
-    return m_leader->imagePart < m_parts.size() ? m_parts[m_leader->imagePart].begin : m_target.size;
+    return m_places.PartBegin(m_leader->imagePart);
 }
 
 bool FrameBlock::IsComplete() const
 {
-    return m_leader && m_trailer && m_receivedCount >= std::min(m_payloadCount, m_maxPayload) && !m_isBroken;
+    return m_leader && m_trailer && m_places.Count() >= std::min(m_payloadCount, m_places.Most()) && !m_isBroken;
 }
 
 std::uint32_t FrameBlock::MissingPackets(std::uint64_t dataSize) const
 {
-    const std::uint64_t told = std::max<std::uint64_t>(m_payloadCount, PacketsFor(dataSize, m_dataPerPacket));
-    const auto expected = static_cast<std::uint32_t>(std::min<std::uint64_t>(told, m_maxPayload));
-    std::uint32_t there = 0;
-    for (std::uint32_t word = 0; word <= expected / 64; ++word) {
-        const std::uint64_t counted =
-            word < expected / 64 ? ~std::uint64_t{0} : ~(~std::uint64_t{1} << (expected % 64));
-        there += static_cast<std::uint32_t>(std::bitset<64>(m_received[word] & counted).count());
-    }
-    return (m_leader ? 0 : 1) + (m_trailer ? 0 : 1) + expected - there;
-}
-
-/// All that no packet has filled, be it a packet's place or behind the last of them. Only packets that came are looked
-/// at, since a small packet size makes many places in a large buffer.
-void FrameBlock::ZeroHoles(std::uint64_t end)
-{
-    std::uint64_t filled = 0; // up to there
-    const auto zeroUpTo = [&](std::uint64_t to) {
-        if (filled < std::min(to, end))
-            std::fill(m_target.data + filled, m_target.data + std::min(to, end), 0);
-    };
-    for (std::size_t word = 0; word < m_received.size(); ++word) {
-        for (std::uint64_t bits = m_received[word]; bits != 0; bits &= bits - 1) {
-            const auto id = static_cast<std::uint32_t>(64 * word + __builtin_ctzll(bits));
-            const Slot slot = SlotOf(id);
-            zeroUpTo(slot.offset);
-            filled = slot.offset + StoredBytes(id, slot);
-        }
-    }
-    zeroUpTo(end);
+    const std::uint64_t inData = PacketsFor(dataSize, m_places.DataPerPacket());
+    const std::uint64_t told = std::max<std::uint64_t>(m_payloadCount, inData);
+    const auto expected = static_cast<std::uint32_t>(std::min<std::uint64_t>(told, m_places.Most()));
+    return (m_leader ? 0 : 1) + (m_trailer ? 0 : 1) + expected - m_places.CountUpTo(expected);
 }
 
 /// One behind the other in the buffer. Chunks are no part towards the outside.
@@ -97,8 +71,8 @@ std::vector<FramePart> FrameBlock::DescribeParts() const
     std::uint64_t begin = 0;
     for (const PartDescription &told : m_leader->parts) {
         FramePart part;
-        part.begin = std::min<std::uint64_t>(begin, m_target.size);
-        part.size = std::min<std::uint64_t>(told.length, m_target.size - part.begin);
+        part.begin = std::min<std::uint64_t>(begin, Target().size);
+        part.size = std::min<std::uint64_t>(told.length, Target().size - part.begin);
         part.dataType = GenTLPartType(told.dataType);
         part.pixelFormat = told.pixelFormat;
         part.width = told.width;
@@ -124,12 +98,12 @@ FrameInfo FrameBlock::Describe(bool bigEndianPixels) const
     info.isIncomplete = !complete;
     info.isLargerThanBuffer = IsLargerThanBuffer();
     info.bigEndianPixels = bigEndianPixels;
-    std::uint64_t expected = std::max(m_end, std::uint64_t{m_payloadCount} * m_dataPerPacket);
+    std::uint64_t expected = std::max(m_places.End(), std::uint64_t{m_payloadCount} * m_places.DataPerPacket());
     if (m_leader) {
         const Leader &leader = *m_leader;
         info.payloadType = GenTLPayloadType(leader.payloadType);
         info.parts = DescribeParts();
-        info.imageOffset = leader.hasImage && !m_parts.empty() ? ImageOffset() : 0;
+        info.imageOffset = leader.hasImage && m_places.HasParts() ? ImageOffset() : 0;
         info.timestamp = leader.timestamp;
         info.fileName = leader.fileName;
         info.hasImage = leader.hasImage;
@@ -148,14 +122,14 @@ FrameInfo FrameBlock::Describe(bool bigEndianPixels) const
         const std::uint64_t told = ExpectedBytes(Leader::Packing::PerLine);
         // A complete frame ends where its data ends, except that the last packet may have been padded.
         if (complete)
-            expected = told != 0 ? std::min(m_end, told) : m_end;
+            expected = told != 0 ? std::min(m_places.End(), told) : m_places.End();
         else if (told != 0 || leader.IsMultiPart())
             expected = told;
     } else if (m_trailer) {
         info.payloadType = GenTLPayloadType(m_trailer->payloadType);
     }
-    info.dataSize = std::min<std::uint64_t>(expected, m_target.size);
-    info.sizeFilled = std::min<std::uint64_t>(m_receivedBytes, info.dataSize);
+    info.dataSize = std::min<std::uint64_t>(expected, Target().size);
+    info.sizeFilled = std::min<std::uint64_t>(m_places.Bytes(), info.dataSize);
     // With holes nobody can say where the chunks begin.
     if (complete && m_leader->CarriesChunks()) {
         info.hasChunks = true;
