@@ -291,5 +291,14 @@ TEST_F(ControlServerTest, SlowCommandIsAnnouncedOnlyWhereAskedFor)
     EXPECT_EQ(ToHex(Ask(kHost, write)), ToHex(Hex("0000 0083 0004 0106 0000 0001")));
 }
 
+TEST_F(ControlServerTest, ResetDropsTheController)
+{
+    TakeControl();
+    server.RequestReset();
+    Pass(1);
+    EXPECT_EQ(Read(0x0A00), 0U);
+    EXPECT_EQ(device.stops, 1);
+}
+
 } // namespace
 } // namespace orvsim

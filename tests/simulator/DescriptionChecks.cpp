@@ -93,7 +93,7 @@ void CheckFormulas(const XmlElement &node, Problems &problems)
         if (!std::regex_match(child.Name(), std::regex("[A-Za-z]\\w*")) || std::regex_match(child.Name(), kReserved))
             problems.push_back(node.Name() + ": a formula's variable cannot be called '" + child.Name() + "'");
     }
-    const bool isInteger = node.tag == "IntSwissKnife" || node.tag == "IntConverter";
+    const bool isInteger = node.tag == "IntSwissKnife";
     for (const XmlElement &child : node.children) {
         if (child.tag.compare(0, 7, "Formula") != 0)
             continue;

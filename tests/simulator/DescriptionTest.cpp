@@ -92,6 +92,7 @@ TEST(Description, SomebodyElsesGenApiWritesEveryKind)
         {"SimIris", "5.6"},
         {"GevSCPSPacketSize", "8000"},
         {"GevSCPSDoNotFragment", "0"},
+        {"SimHost", "other"},
     };
     for (const auto &[name, text] : writes) {
         ToyCamera camera;

@@ -65,6 +65,7 @@ TEST(FeatureTable, TextsAreCheckedLikeRegisters)
         {"ExposureTime", "20,5", "ExposureTime 20,5: must be 10 to 1000000", "10000.25"},
         {"ExposureTime", "nan", "ExposureTime nan: must be 10 to 1000000", "10000.25"},
         {"ExposureTime", "9.99", "ExposureTime 9.99: must be 10 to 1000000", "10000.25"},
+        {"PixelFormat", "Rgb", "PixelFormat Rgb: must be one of Mono8", "Mono8"},
         {"PixelFormat", "Mono10", "PixelFormat Mono10: must be one of Mono8", "Mono8"},
         {"ReverseX", "true", "", "1"},
         {"TriggerSoftware", "", "TriggerSoftware: is not available now", ""},
@@ -74,6 +75,7 @@ TEST(FeatureTable, TextsAreCheckedLikeRegisters)
         {"DeviceUserID", "taken", "DeviceUserID taken: was refused by the camera", "taken"},
         {"SimIris", "5.6", "SimIris 5.6: cannot be set by text", "2.8"},
         {"GevSCPSPacketSize", "20000", "GevSCPSPacketSize 20000: must be 46 to 16000 in steps of 2", "1500"},
+        {"SimHost", "other", "", "other"},
         {"NoSuchFeature", "1", "NoSuchFeature: is not a feature of this camera", ""},
     };
     for (const Case &row : cases) {
@@ -126,6 +128,8 @@ TEST(FeatureTable, LocksAndAvailabilityCountAtTheMomentOfTheWrite)
     EXPECT_EQ(camera.Set("PixelFormat", "Mono10"), "");
     EXPECT_EQ(camera.Set("UserSetSave", ""), "");
     EXPECT_EQ(camera.Set("UserSetSave", ""), "UserSetSave: cannot be set just now");
+    EXPECT_EQ(camera.Set("GevSCPSPacketSize", "8000"), "");
+    EXPECT_EQ(camera.packetWord, 0x40000000u | 8000) << "fields of one register keep each other";
 }
 
 } // namespace orvsim

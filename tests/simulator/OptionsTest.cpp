@@ -82,6 +82,7 @@ TEST(Options, WhatIsWrongIsNamed)
     };
     const Case cases[] = {
         {{"--widht", "640"}, "\"--widht\""},
+        {{"640"}, "\"640\" is not an option"},
         {{"--width"}, "--width needs a value"},
         {{"--width", "640px"}, "--width: \"640px\" is not a number of 64 to 16384"},
         {{"--drop", "nan"}, "--drop"},
@@ -103,6 +104,8 @@ TEST(Options, WhatIsWrongIsNamed)
 TEST(Options, AFilesProblemsNameTheLine)
 {
     const std::string path = testing::TempDir() + "orvsim-wrong.conf";
+    std::ofstream(path) << "width = 640\n[cameras]\n";
+    EXPECT_NE(Problem({"--config", path}).find("orvsim-wrong.conf:2: \"[cameras]\""), std::string::npos);
     std::ofstream(path) << "width = 640\n\nheight = tall\n";
     EXPECT_NE(Problem({"--config", path}).find("orvsim-wrong.conf:3: height: \"tall\""), std::string::npos);
     std::remove(path.c_str());

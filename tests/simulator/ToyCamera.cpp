@@ -184,6 +184,12 @@ void ToyCamera::AddFields()
             packetWord = static_cast<std::uint32_t>(value);
             return Outcome::Ok;
         });
+    registers.AddText(
+        0x910, 16, RegisterAccess::ReadWrite, [this] { return hostName; },
+        [this](const std::string &given) {
+            hostName = given;
+            return Outcome::Ok;
+        });
     Feature size = FixedIntegerRow("GevSCPSPacketSize", "TransportLayerControl", "Bytes.", {}, {}, {46, 16000, 2});
     size.access = FeatureAccess::ReadWrite;
     size.source = RegisterField{0x900, 4, 0, 15};
@@ -192,6 +198,10 @@ void ToyCamera::AddFields()
     keep.access = FeatureAccess::ReadWrite;
     keep.source = RegisterField{0x900, 4, 30, 30};
     table.Add(keep);
+    Feature host = TextRow("SimHost", kOther, "Name.", {});
+    host.access = FeatureAccess::ReadWrite;
+    host.source = RegisterField{0x910, 16};
+    table.Add(host);
 }
 
 } // namespace orvsim

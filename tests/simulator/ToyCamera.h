@@ -41,6 +41,7 @@ public:
     std::string userName = "toy";
     std::int64_t iris = 280;
     std::uint32_t packetWord = 0x40000000 | 1500;
+    std::string hostName = "host";
 
 private:
     void AddIntegers();
