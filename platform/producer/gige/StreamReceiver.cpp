@@ -69,14 +69,16 @@ void StreamReceiver::Run()
 {
     m_realTime = RaiseThreadPriority(Urgency::Receiving);
     TimePoint wake = Clock::now() + kIdleWait;
-    while (m_socket.WaitReadable(wake, &m_stop) != UdpSocket::Wait::Interrupted) {
+    bool hasNapped = false; // something has come meanwhile, most likely
+    while (hasNapped || m_socket.WaitReadable(wake, &m_stop) != UdpSocket::Wait::Interrupted) {
         PacketBatch::Found found = PacketBatch::Found::Some;
         m_sinceWaiting = 0;
         for (int i = 0; i < kBatchesAtOnce && found == PacketBatch::Found::Some; ++i)
             found = TakeBatch();
         const bool isAllRead = found != PacketBatch::Found::Some;
         wake = OnTime(isAllRead);
-        if (isAllRead && MayNap() && m_stop.WaitUntil(Clock::now() + kNap))
+        hasNapped = isAllRead && MayNap();
+        if (hasNapped && m_stop.WaitUntil(Clock::now() + kNap))
             break;
     }
     if (m_how == StreamChannel::Stop::Finish)
