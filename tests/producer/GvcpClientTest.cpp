@@ -226,6 +226,13 @@ TEST(Silence, CountsQuestionsRatherThanTime)
     silence.OnHeard(start + seconds(6));
     EXPECT_EQ(silence.InVain(start + seconds(9)).count(), 0);
     EXPECT_GE(silence.LongestGap(), seconds(5));
+
+    silence.OnAsked(start + seconds(10));
+    silence.OnHeard(start + seconds(20));
+    silence.ForgetGaps();
+    silence.OnAsked(start + seconds(21));
+    silence.OnHeard(start + seconds(21));
+    EXPECT_EQ(silence.LongestGap(), seconds(11)) << "the answer may have waited here while this program was stopped";
 }
 
 TEST(GvcpClient, PutOffForeverIsNoAnswer)

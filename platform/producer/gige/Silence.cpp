@@ -20,11 +20,11 @@ void Silence::OnAsked(TimePoint now)
 void Silence::OnHeard(TimePoint now)
 {
     const Clock::rep ticks = now.time_since_epoch().count();
-    const Clock::rep before = m_lastAnswer.exchange(ticks);
-    m_questions = 0;
+    m_lastAnswer = ticks;
+    m_longestGap = std::max<Clock::rep>(m_longestGap, ticks - m_reached);
+    if (m_questions.exchange(0) != 0)
+        m_reached = m_firstQuestion.load();
     m_excusedUntil = 0;
-    if (before != 0)
-        m_longestGap = std::max<Clock::rep>(m_longestGap, ticks - before);
 }
 
 Clock::duration Silence::InVain(TimePoint now) const

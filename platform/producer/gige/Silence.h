@@ -13,7 +13,7 @@ namespace nuvark::gige {
 /// earlier calls but for what two threads at the same moment make of it.
 class Silence {
 public:
-    Silence() { OnHeard(Clock::now()); }
+    Silence() : m_lastAnswer(Clock::now().time_since_epoch().count()), m_reached(m_lastAnswer.load()) {}
 
     void OnAsked(TimePoint now);
     void OnHeard(TimePoint now);
@@ -24,14 +24,16 @@ public:
     /// For how long it has been asked in vain; 0 after few questions and while it is excused.
     Clock::duration InVain(TimePoint now) const;
 
-    /// The longest time between two answers since the last ForgetGaps().
+    /// The longest time since the last ForgetGaps() that the camera may have heard nothing of us: from a question that
+    /// it answered to the answer to the next one. An answer itself may have waited here while this program was stopped.
     Clock::duration LongestGap() const { return Clock::duration(m_longestGap); }
     void ForgetGaps() { m_longestGap = 0; }
 
 private:
     static TimePoint At(Clock::rep ticks) { return TimePoint(Clock::duration(ticks)); }
 
-    std::atomic<Clock::rep> m_lastAnswer{0};
+    std::atomic<Clock::rep> m_lastAnswer;
+    std::atomic<Clock::rep> m_reached;          ///< when the last question that was answered was asked
     std::atomic<Clock::rep> m_firstQuestion{0}; ///< since then
     std::atomic<int> m_questions{0};            ///< since then
     std::atomic<Clock::rep> m_excusedUntil{0};
