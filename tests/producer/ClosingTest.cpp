@@ -1,50 +1,55 @@
 // Modules that are closed, lost or gone while somebody uses them, through the exported functions.
 #include "ConformanceFixture.h"
+#include "Waiters.h"
+
+#include <functional>
 
 TEST_F(ConformanceTest, WhatIsBelowAClosedModuleIsGone)
 {
-    const EVENT_HANDLE events[] = {Register(EVENT_ERROR), Register(NUVARK_EVENT_DEVICE_LOST)};
-    std::thread waiter([&] {
-        std::uint8_t bytes[64];
-        size_t size = sizeof bytes;
-        const GC_ERROR code = Gc().EventGetData(events[0], bytes, &size, GENTL_INFINITE);
-        EXPECT_TRUE(code == GC_ERR_ABORT || code == GC_ERR_INVALID_HANDLE) << code << ", the latter when it came late";
-    });
-    const auto inQueue = [&](EVENT_HANDLE event) {
-        size_t size = 0;
-        return Gc().EventGetInfo(event, EVENT_NUM_IN_QUEUE, nullptr, nullptr, &size);
-    };
-    AllocateBuffers(2);
-    const BUFFER_HANDLE buffer = TakeOneFrame();
-    ASSERT_EQ(Gc().DSStopAcquisition(stream, ACQ_STOP_FLAGS_DEFAULT), GC_ERR_SUCCESS);
-    ASSERT_EQ(Gc().DSStartAcquisition(stream, ACQ_START_FLAGS_DEFAULT, GENTL_INFINITE), GC_ERR_SUCCESS);
-    Set("AcquisitionStart", "1");
-    ASSERT_FALSE(Next(newBuffer).empty());
-    ASSERT_EQ(Gc().IFClose(interface), GC_ERR_SUCCESS) << "while running, with somebody waiting";
-    waiter.join();
-    std::uint8_t bytes[4];
-    size_t size = sizeof bytes;
-    EXPECT_EQ(inQueue(events[0]), GC_ERR_INVALID_HANDLE);
-    EXPECT_EQ(inQueue(events[1]), GC_ERR_INVALID_HANDLE);
-    EXPECT_EQ(Gc().GCReadPort(port, 0, bytes, &size), GC_ERR_INVALID_HANDLE);
-    EXPECT_EQ(Gc().DSQueueBuffer(stream, buffer), GC_ERR_INVALID_HANDLE);
-    EXPECT_EQ(Gc().DSClose(stream), GC_ERR_INVALID_HANDLE) << "some consumers close the stream last";
-    EXPECT_EQ(Gc().DevClose(device), GC_ERR_INVALID_HANDLE);
-    EXPECT_EQ(Gc().IFClose(interface), GC_ERR_INVALID_HANDLE);
-    ASSERT_EQ(Gc().TLOpenInterface(system, "GEV:lo:127.0.0.1", &interface), GC_ERR_SUCCESS) << "and opened again";
-    OpenEverything();
+    const std::function<GC_ERROR()> kWays[] = {[&] { return Gc().DSClose(stream); },
+                                               [&] { return Gc().DevClose(device); },
+                                               [&] { return Gc().IFClose(interface); }};
+    for (int way = 0; way < 3; ++way) {
+        SCOPED_TRACE(way);
+        AllocateBuffers(2);
+        const BUFFER_HANDLE buffer = TakeOneFrame();
+        ASSERT_EQ(Gc().DSStopAcquisition(stream, ACQ_STOP_FLAGS_DEFAULT), GC_ERR_SUCCESS);
+        ASSERT_EQ(Gc().DSStartAcquisition(stream, ACQ_START_FLAGS_DEFAULT, GENTL_INFINITE), GC_ERR_SUCCESS);
+        Set("AcquisitionStart", "1");
+        ASSERT_NE(Fetch(), nullptr) << "the last buffer: nothing more comes";
+        const EVENT_HANDLE lost = Register(NUVARK_EVENT_DEVICE_LOST);
+        Waiters ofStream(Gc(), newBuffer, 2);
+        Waiters ofDevice(Gc(), lost, way == 0 ? 0 : 2);
+        ASSERT_EQ(kWays[way](), GC_ERR_SUCCESS) << "while running, with somebody waiting";
+        EXPECT_TRUE(Becomes([&] { return ofStream.Ended() + ofDevice.Ended() == (way == 0 ? 2 : 4); }));
+        const auto queued = [&](EVENT_HANDLE event) {
+            size_t size = 0;
+            return Gc().EventGetInfo(event, EVENT_NUM_IN_QUEUE, nullptr, nullptr, &size);
+        };
+        std::uint8_t bytes[4];
+        const GC_ERROR ofDeviceNow = way == 0 ? GC_ERR_SUCCESS : GC_ERR_INVALID_HANDLE;
+        EXPECT_EQ(queued(newBuffer), GC_ERR_INVALID_HANDLE);
+        EXPECT_EQ(queued(lost), ofDeviceNow);
+        EXPECT_EQ(Read(0, bytes, sizeof bytes), ofDeviceNow);
+        EXPECT_EQ(Gc().DSQueueBuffer(stream, buffer), GC_ERR_INVALID_HANDLE);
+        EXPECT_EQ(Gc().DSClose(stream), GC_ERR_INVALID_HANDLE) << "some consumers close the stream last";
+        EXPECT_EQ(Gc().DevClose(device), ofDeviceNow);
+        EXPECT_EQ(Gc().IFClose(interface), way == 2 ? GC_ERR_INVALID_HANDLE : GC_ERR_SUCCESS);
+        Set("AcquisitionStop", "1");
+        ASSERT_NO_FATAL_FAILURE(OpenInterface());
+        ASSERT_NO_FATAL_FAILURE(OpenEverything()) << "and all of it again";
+    }
 }
 
 TEST_F(ConformanceTest, ClosingUnderManyCallersIsAnsweredByCode)
 {
     for (int round = 0; round < 8; ++round) {
         AllocateBuffers(3);
-        ASSERT_EQ(Gc().GCRegisterEvent(stream, EVENT_NEW_BUFFER, &newBuffer), GC_ERR_SUCCESS);
         ASSERT_EQ(Gc().DSStartAcquisition(stream, ACQ_START_FLAGS_DEFAULT, GENTL_INFINITE), GC_ERR_SUCCESS);
         BUFFER_HANDLE buffer = nullptr;
         ASSERT_EQ(Gc().DSGetBufferID(stream, 0, &buffer), GC_ERR_SUCCESS);
         Set("AcquisitionStart", "1");
-        ASSERT_FALSE(Next(newBuffer).empty()) << "frames flow";
+        ASSERT_NE(Fetch(), nullptr) << "frames flow";
         std::atomic<bool> closed{false};
         std::atomic<int> calls{0};
         std::vector<std::thread> callers;
@@ -98,7 +103,7 @@ TEST_F(ConformanceTest, ClosingUnderManyCallersIsAnsweredByCode)
             caller.join();
         Set("AcquisitionStop", "1");
         if (round % 2 != 0) {
-            ASSERT_EQ(Gc().TLOpenInterface(system, "GEV:lo:127.0.0.1", &interface), GC_ERR_SUCCESS);
+            ASSERT_NO_FATAL_FAILURE(OpenInterface());
         }
         OpenEverything();
     }

@@ -1,44 +1,6 @@
 #include "producer/Event.h"
 #include "ProducerFixture.h"
-
-#include <atomic>
-
-namespace {
-
-/// Threads that wait for one event; how each wait ended is counted by code.
-class Waiters {
-public:
-    Waiters(const orv::gentl::Functions &gc, EVENT_HANDLE event, int count)
-    {
-        for (int i = 0; i < count; ++i) {
-            m_threads.emplace_back([this, &gc, event] {
-                char data[2048];
-                size_t size = sizeof data;
-                ++m_waiting;
-                const GC_ERROR code = gc.EventGetData(event, data, &size, GENTL_INFINITE);
-                ++(code == GC_ERR_ABORT ? m_aborted : code == GC_ERR_SUCCESS ? m_served : m_other);
-            });
-        }
-        Becomes([&] { return m_waiting == count; });
-    }
-    ~Waiters()
-    {
-        for (std::thread &thread : m_threads)
-            thread.join();
-    }
-    int Aborted() const { return m_aborted; }
-    int Served() const { return m_served; }
-    int Other() const { return m_other; }
-
-private:
-    std::atomic<int> m_waiting{0};
-    std::atomic<int> m_aborted{0};
-    std::atomic<int> m_served{0};
-    std::atomic<int> m_other{0};
-    std::vector<std::thread> m_threads;
-};
-
-} // namespace
+#include "Waiters.h"
 
 TEST(Event, AWaiterWithTooLittleRoomLeavesTheDataToAnother)
 {
@@ -69,8 +31,7 @@ TEST(Event, AWaiterWithTooLittleRoomLeavesTheDataToAnother)
 
 TEST_F(ProducerTest, AKillEndsExactlyOneWait)
 {
-    EVENT_HANDLE event = nullptr;
-    ASSERT_EQ(Gc().GCRegisterEvent(system, EVENT_ERROR, &event), GC_ERR_SUCCESS);
+    const EVENT_HANDLE event = Register(system, EVENT_ERROR);
     {
         Waiters waiters(Gc(), event, 3);
         for (int killed = 1; killed <= 3; ++killed) {
@@ -91,18 +52,10 @@ TEST_F(ProducerTest, AKillEndsExactlyOneWait)
 
 TEST_F(ProducerTest, UnregisteringAndClosingWakeAllWaiters)
 {
-    EVENT_HANDLE event = nullptr;
-    ASSERT_EQ(Gc().GCRegisterEvent(system, EVENT_ERROR, &event), GC_ERR_SUCCESS);
-    {
-        Waiters waiters(Gc(), event, 3);
-        ASSERT_EQ(Gc().GCUnregisterEvent(system, EVENT_ERROR), GC_ERR_SUCCESS);
-        EXPECT_TRUE(Becomes([&] { return waiters.Aborted() + waiters.Other() == 3; }));
-    }
-    ASSERT_EQ(Gc().GCRegisterEvent(system, EVENT_ERROR, &event), GC_ERR_SUCCESS);
-    {
-        Waiters waiters(Gc(), event, 3);
-        ASSERT_EQ(Gc().GCCloseLib(), GC_ERR_SUCCESS);
-        EXPECT_TRUE(Becomes([&] { return waiters.Aborted() + waiters.Other() == 3; }));
+    for (const bool isUnregistered : {true, false}) {
+        Waiters waiters(Gc(), Register(system, EVENT_ERROR), 3);
+        ASSERT_EQ(isUnregistered ? Gc().GCUnregisterEvent(system, EVENT_ERROR) : Gc().GCCloseLib(), GC_ERR_SUCCESS);
+        EXPECT_TRUE(Becomes([&] { return waiters.Ended() == 3; }));
     }
 }
 
@@ -118,12 +71,11 @@ TEST_F(StreamTest, NewBufferEventsServeSeveralWaiters)
         for (int i = 0; !all && i < 3; ++i)
             Gc().EventKill(newBuffer);
     }
-    size_t inQueue = 9;
-    size_t size = sizeof inQueue;
-    EXPECT_EQ(Gc().EventGetInfo(newBuffer, EVENT_NUM_IN_QUEUE, nullptr, &inQueue, &size), GC_ERR_SUCCESS);
-    EXPECT_EQ(inQueue, 0U);
-    EXPECT_EQ(AskFor<std::uint64_t>([&](auto... out) { return Gc().EventGetInfo(newBuffer, EVENT_NUM_FIRED, out...); }),
-              3U);
+    for (const auto &[command, number] : {std::pair(EVENT_NUM_IN_QUEUE, 0U), {EVENT_NUM_FIRED, 3U}}) {
+        EXPECT_EQ(AskFor<std::uint64_t>(
+                      [&, what = command](auto... out) { return Gc().EventGetInfo(newBuffer, what, out...); }),
+                  number);
+    }
 }
 
 TEST_F(StreamTest, NewBufferDataAreTakenApart)
@@ -173,26 +125,4 @@ TEST_F(StreamTest, FramesWaitForALateRegistration)
     for (int i = 0; i < 3; ++i)
         EXPECT_NE(Fetch(), nullptr) << i;
     StopCamera();
-}
-
-TEST_F(StreamTest, ClosingWithAWaiterAndARunningStreamEndsTheWait)
-{
-    for (const bool byInterface : {false, true}) {
-        if (byInterface) {
-            ASSERT_EQ(OpenDevice(), GC_ERR_SUCCESS) << LastError();
-            ASSERT_EQ(Gc().DevOpenDataStream(device, (DeviceId() + "/stream0").c_str(), &stream), GC_ERR_SUCCESS);
-            ASSERT_EQ(Gc().GCRegisterEvent(stream, EVENT_NEW_BUFFER, &newBuffer), GC_ERR_SUCCESS);
-        }
-        AllocateBuffers(3);
-        StartCamera();
-        ASSERT_NE(Fetch(), nullptr);
-        ASSERT_EQ(WriteRegister(kAcquisition, 0), GC_ERR_SUCCESS);
-        while (Fetch(30) != nullptr) {
-        }
-        Waiters waiters(Gc(), newBuffer, 2);
-        EXPECT_EQ(byInterface ? Gc().IFClose(interface) : Gc().DevClose(device), GC_ERR_SUCCESS);
-        EXPECT_TRUE(Becomes([&] { return waiters.Aborted() + waiters.Other() == 2; }));
-        EXPECT_EQ(Gc().DSClose(stream), GC_ERR_INVALID_HANDLE) << "closed with its device";
-        EXPECT_EQ(Gc().DevClose(device), GC_ERR_INVALID_HANDLE);
-    }
 }

@@ -4,8 +4,10 @@
 #include "gentl/NuvarkCustom.h"
 #include "support/ForeignCamera.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -89,14 +91,134 @@ protected:
         EXPECT_EQ(size, sizeof value);
         return value;
     }
+    template <class Value> Value BufferInfo(BUFFER_HANDLE buffer, BUFFER_INFO_CMD command) const
+    {
+        return AskFor<Value>([&](auto... out) { return Gc().DSGetBufferInfo(stream, buffer, command, out...); });
+    }
+    template <class Value> Value StreamInfo(STREAM_INFO_CMD command) const
+    {
+        return AskFor<Value>([&](auto... out) { return Gc().DSGetInfo(stream, command, out...); });
+    }
+
+    void OpenInterface()
+    {
+        ASSERT_EQ(Gc().TLOpenInterface(system, "GEV:lo:127.0.0.1", &interface), GC_ERR_SUCCESS) << LastError();
+    }
+    /// Fills `device` and `port`.
+    GC_ERROR OpenDevice(const std::string &name, DEVICE_ACCESS_FLAGS access)
+    {
+        const GC_ERROR opened = Gc().IFOpenDevice(interface, name.c_str(), access, &device);
+        if (opened == GC_ERR_SUCCESS) {
+            EXPECT_EQ(Gc().DevGetPort(device, &port), GC_ERR_SUCCESS);
+        }
+        return opened;
+    }
+    /// Fills `stream` and `newBuffer`.
+    void OpenStream()
+    {
+        const std::string id = Ask([&](INFO_DATATYPE *, void *out, size_t *size) {
+            return Gc().DevGetDataStreamID(device, 0, static_cast<char *>(out), size);
+        });
+        ASSERT_EQ(Gc().DevOpenDataStream(device, id.c_str(), &stream), GC_ERR_SUCCESS) << LastError();
+        newBuffer = Register(stream, EVENT_NEW_BUFFER);
+    }
+    /// \param user pointer that every one of them carries.
+    void AllocateBuffers(int count, std::size_t size, void *user = nullptr)
+    {
+        for (int i = 0; i < count; ++i) {
+            BUFFER_HANDLE buffer = nullptr;
+            ASSERT_EQ(Gc().DSAllocAndAnnounceBuffer(stream, size, user, &buffer), GC_ERR_SUCCESS) << LastError();
+            ASSERT_EQ(Gc().DSQueueBuffer(stream, buffer), GC_ERR_SUCCESS);
+        }
+    }
+    /// The next filled buffer, null when none comes.
+    BUFFER_HANDLE Fetch(std::uint64_t timeoutMs = 3000) const
+    {
+        EVENT_NEW_BUFFER_DATA data{};
+        size_t size = sizeof data;
+        return Gc().EventGetData(newBuffer, &data, &size, timeoutMs) == GC_ERR_SUCCESS ? data.BufferHandle : nullptr;
+    }
+    std::vector<std::uint8_t> Pixels(BUFFER_HANDLE buffer)
+    {
+        const auto *base = BufferInfo<const std::uint8_t *>(buffer, BUFFER_INFO_BASE);
+        return {base, base + BufferInfo<size_t>(buffer, BUFFER_INFO_SIZE_FILLED)};
+    }
+
+    EVENT_HANDLE Register(void *module, EVENT_TYPE type) const
+    {
+        EVENT_HANDLE event = nullptr;
+        EXPECT_EQ(Gc().GCRegisterEvent(module, type, &event), GC_ERR_SUCCESS) << type << " " << LastError();
+        return event;
+    }
+    EVENT_HANDLE Register(EVENT_TYPE type) const { return Register(device, type); }
+    /// The event's next entry, empty when none comes.
+    std::vector<std::uint8_t> Next(EVENT_HANDLE event, std::uint64_t timeoutMs = 3000) const
+    {
+        std::vector<std::uint8_t> bytes(65536);
+        size_t size = bytes.size();
+        const GC_ERROR code = Gc().EventGetData(event, bytes.data(), &size, timeoutMs);
+        bytes.resize(code == GC_ERR_SUCCESS ? size : 0);
+        return bytes;
+    }
+    std::string NextText(EVENT_HANDLE event, std::uint64_t timeoutMs) const
+    {
+        const std::vector<std::uint8_t> bytes = Next(event, timeoutMs);
+        return {bytes.begin(), bytes.end()};
+    }
+
+    GC_ERROR Read(std::uint64_t address, void *data, size_t size) const
+    {
+        return Gc().GCReadPort(port, address, data, &size);
+    }
+    GC_ERROR Write(std::uint64_t address, const void *data, size_t size) const
+    {
+        return Gc().GCWritePort(port, address, data, &size);
+    }
+    /// A module's own description of itself.
+    std::string DescriptionOf(PORT_HANDLE module) const
+    {
+        const auto number = [&](URL_INFO_CMD command) {
+            return AskFor<std::uint64_t>(
+                [&](auto... out) { return Gc().GCGetPortURLInfo(module, 0, command, out...); });
+        };
+        std::string xml(number(URL_INFO_FILE_SIZE), '\0');
+        size_t size = xml.size();
+        EXPECT_EQ(Gc().GCReadPort(module, number(URL_INFO_FILE_REGISTER_ADDRESS), xml.data(), &size), GC_ERR_SUCCESS);
+        return xml;
+    }
+    /// Where the register of a module's feature is, by its description.
+    std::uint64_t AddressOf(PORT_HANDLE module, const std::string &node) const
+    {
+        const std::string xml = DescriptionOf(module);
+        const auto found = xml.find("Name=\"" + node + "\"");
+        EXPECT_NE(found, std::string::npos) << node;
+        return found == std::string::npos ? 0 : std::stoull(xml.substr(xml.find("<Address>", found) + 9), nullptr, 16);
+    }
+    GC_ERROR SetNumber(PORT_HANDLE module, const std::string &feature, std::int64_t value) const
+    {
+        size_t size = sizeof value;
+        return Gc().GCWritePort(module, AddressOf(module, feature + "Reg"), &value, &size);
+    }
+    std::int64_t GetNumber(PORT_HANDLE module, const std::string &feature) const
+    {
+        std::int64_t value = 0;
+        size_t size = sizeof value;
+        EXPECT_EQ(Gc().GCReadPort(module, AddressOf(module, feature + "Reg"), &value, &size), GC_ERR_SUCCESS);
+        return value;
+    }
 
     TL_HANDLE system = nullptr;
+    IF_HANDLE interface = nullptr;
+    DEV_HANDLE device = nullptr;
+    PORT_HANDLE port = nullptr;
+    DS_HANDLE stream = nullptr;
+    EVENT_HANDLE newBuffer = nullptr;
 
 private:
     std::unique_ptr<orv::gentl::Library> m_library;
 };
 
-/// With a software camera on the loopback interface.
+/// With somebody else's software camera on the loopback interface.
 class CameraTest : public ProducerTest {
 protected:
     void SetUp() override
@@ -105,36 +227,20 @@ protected:
             GTEST_SKIP() << "the software camera is not installed";
         ProducerTest::SetUp();
         ASSERT_TRUE(camera.Start(kCameraAddress, kCameraSerial));
+        ASSERT_EQ(Gc().TLUpdateInterfaceList(system, nullptr, 10), GC_ERR_SUCCESS);
         ASSERT_NO_FATAL_FAILURE(OpenInterface());
     }
 
-    void OpenInterface()
-    {
-        ASSERT_EQ(Gc().TLUpdateInterfaceList(system, nullptr, 10), GC_ERR_SUCCESS);
-        ASSERT_EQ(Gc().TLOpenInterface(system, "GEV:lo:127.0.0.1", &interface), GC_ERR_SUCCESS) << LastError();
-    }
     std::string DeviceId() const { return "GEV:ip:" + camera.Address(); }
     GC_ERROR OpenDevice(DEVICE_ACCESS_FLAGS access = DEVICE_ACCESS_CONTROL)
     {
-        const GC_ERROR opened = Gc().IFOpenDevice(interface, DeviceId().c_str(), access, &device);
-        if (opened == GC_ERR_SUCCESS) {
-            EXPECT_EQ(Gc().DevGetPort(device, &port), GC_ERR_SUCCESS);
-        }
-        return opened;
+        return ProducerTest::OpenDevice(DeviceId(), access);
     }
     int AccessStatus() const
     {
         return AskFor<std::int32_t>([&](auto... out) {
             return Gc().IFGetDeviceInfo(interface, DeviceId().c_str(), DEVICE_INFO_ACCESS_STATUS, out...);
         });
-    }
-    GC_ERROR Read(std::uint64_t address, void *data, size_t size) const
-    {
-        return Gc().GCReadPort(port, address, data, &size);
-    }
-    GC_ERROR Write(std::uint64_t address, const void *data, size_t size) const
-    {
-        return Gc().GCWritePort(port, address, data, &size);
     }
     /// The camera's registers are big-endian.
     GC_ERROR WriteRegister(std::uint64_t address, std::uint32_t value) const
@@ -149,6 +255,17 @@ protected:
         EXPECT_EQ(Read(address, bytes, sizeof bytes), GC_ERR_SUCCESS) << LastError();
         return std::uint32_t{bytes[0]} << 24 | bytes[1] << 16 | bytes[2] << 8 | bytes[3];
     }
+    void StartCamera()
+    {
+        ASSERT_EQ(Gc().DSStartAcquisition(stream, ACQ_START_FLAGS_DEFAULT, GENTL_INFINITE), GC_ERR_SUCCESS)
+            << LastError();
+        ASSERT_EQ(WriteRegister(kAcquisition, 1), GC_ERR_SUCCESS) << LastError();
+    }
+    void StopCamera(ACQ_STOP_FLAGS flags = ACQ_STOP_FLAGS_DEFAULT)
+    {
+        EXPECT_EQ(WriteRegister(kAcquisition, 0), GC_ERR_SUCCESS) << LastError();
+        EXPECT_EQ(Gc().DSStopAcquisition(stream, flags), GC_ERR_SUCCESS) << LastError();
+    }
 
     // Registers of the software camera.
     static constexpr std::uint64_t kWidth = 0x100;
@@ -157,9 +274,6 @@ protected:
     static constexpr std::uint64_t kFramePeriodUs = 0x138;
 
     ForeignCamera camera;
-    IF_HANDLE interface = nullptr;
-    DEV_HANDLE device = nullptr;
-    PORT_HANDLE port = nullptr;
 };
 
 /// With an open stream of small, fast frames and the new-buffer event registered.
@@ -179,52 +293,8 @@ protected:
         ASSERT_EQ(WriteRegister(kWidth, kFrameWidth), GC_ERR_SUCCESS);
         ASSERT_EQ(WriteRegister(kHeight, kFrameHeight), GC_ERR_SUCCESS);
         ASSERT_EQ(WriteRegister(kFramePeriodUs, kPeriodUs), GC_ERR_SUCCESS);
-        const std::string id = Ask([&](INFO_DATATYPE *, void *out, size_t *size) {
-            return Gc().DevGetDataStreamID(device, 0, static_cast<char *>(out), size);
-        });
-        ASSERT_EQ(Gc().DevOpenDataStream(device, id.c_str(), &stream), GC_ERR_SUCCESS) << LastError();
-        ASSERT_EQ(Gc().GCRegisterEvent(stream, EVENT_NEW_BUFFER, &newBuffer), GC_ERR_SUCCESS);
+        ASSERT_NO_FATAL_FAILURE(OpenStream());
     }
 
-    void AllocateBuffers(int count, std::size_t size = kPayload)
-    {
-        for (int i = 0; i < count; ++i) {
-            BUFFER_HANDLE buffer = nullptr;
-            ASSERT_EQ(Gc().DSAllocAndAnnounceBuffer(stream, size, nullptr, &buffer), GC_ERR_SUCCESS) << LastError();
-            ASSERT_EQ(Gc().DSQueueBuffer(stream, buffer), GC_ERR_SUCCESS);
-        }
-    }
-    void StartCamera(std::uint64_t count = GENTL_INFINITE)
-    {
-        ASSERT_EQ(Gc().DSStartAcquisition(stream, ACQ_START_FLAGS_DEFAULT, count), GC_ERR_SUCCESS) << LastError();
-        ASSERT_EQ(WriteRegister(kAcquisition, 1), GC_ERR_SUCCESS) << LastError();
-    }
-    void StopCamera(ACQ_STOP_FLAGS flags = ACQ_STOP_FLAGS_DEFAULT)
-    {
-        EXPECT_EQ(WriteRegister(kAcquisition, 0), GC_ERR_SUCCESS) << LastError();
-        EXPECT_EQ(Gc().DSStopAcquisition(stream, flags), GC_ERR_SUCCESS) << LastError();
-    }
-    /// The next filled buffer, null when none comes.
-    BUFFER_HANDLE Fetch(std::uint64_t timeoutMs = 3000)
-    {
-        EVENT_NEW_BUFFER_DATA data{};
-        size_t size = sizeof data;
-        return Gc().EventGetData(newBuffer, &data, &size, timeoutMs) == GC_ERR_SUCCESS ? data.BufferHandle : nullptr;
-    }
-    template <class Value> Value BufferInfo(BUFFER_HANDLE buffer, BUFFER_INFO_CMD command)
-    {
-        return AskFor<Value>([&](auto... out) { return Gc().DSGetBufferInfo(stream, buffer, command, out...); });
-    }
-    template <class Value> Value StreamInfo(STREAM_INFO_CMD command)
-    {
-        return AskFor<Value>([&](auto... out) { return Gc().DSGetInfo(stream, command, out...); });
-    }
-    std::vector<std::uint8_t> Pixels(BUFFER_HANDLE buffer)
-    {
-        const auto *base = BufferInfo<const std::uint8_t *>(buffer, BUFFER_INFO_BASE);
-        return {base, base + BufferInfo<size_t>(buffer, BUFFER_INFO_SIZE_FILLED)};
-    }
-
-    DS_HANDLE stream = nullptr;
-    EVENT_HANDLE newBuffer = nullptr;
+    void AllocateBuffers(int count, std::size_t size = kPayload) { ProducerTest::AllocateBuffers(count, size); }
 };

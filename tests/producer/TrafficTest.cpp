@@ -81,9 +81,9 @@ TEST(MessageChannels, AcknowledgeRepeatsAndTellOnce)
     const Endpoint host{lo.address, channel.value->Port()};
     UdpSocket camera = UdpSocket::Open(cameraAddress).value;
     UdpSocket stranger = UdpSocket::Open(*ParseAddress("127.0.0.24")).value;
-    const auto send = [&](UdpSocket &from, std::uint32_t source, const std::string &packet) {
+    const auto send = [&](UdpSocket &from, const std::string &packet) {
         const auto bytes = FromHex(packet);
-        EXPECT_TRUE(from.SendVia(1, source, host, SpanOf(bytes)).Ok());
+        EXPECT_TRUE(from.SendTo(host, SpanOf(bytes)).Ok());
     };
     const auto answer = [&] {
         std::vector<std::uint8_t> bytes(64);
@@ -93,16 +93,16 @@ TEST(MessageChannels, AcknowledgeRepeatsAndTellOnce)
         return bytes;
     };
     const std::string event = "00 00 90 02 00 00 12 34 00 00 00 E8 D4 A5 10 00";
-    send(stranger, *ParseAddress("127.0.0.24"), "42 01 00 C0 00 10 00 01 " + event);
+    send(stranger, "42 01 00 C0 00 10 00 01 " + event);
     for (int i = 0; i < 3; ++i) {
-        send(camera, cameraAddress, "42 01 00 C0 00 10 00 01 " + event);
+        send(camera, "42 01 00 C0 00 10 00 01 " + event);
         EXPECT_EQ(answer(), FromHex("00 00 00 C1 00 00 00 01"));
     }
-    send(camera, cameraAddress, "42 01 00 C2 00 10 00 02 " + event);
+    send(camera, "42 01 00 C2 00 10 00 02 " + event);
     EXPECT_EQ(answer(), FromHex("00 00 00 C3 00 00 00 02"));
     EXPECT_TRUE(Becomes([&] { return told == 2; })) << told;
-    send(camera, cameraAddress, "42 00 00 C0 00 10 00 03 " + event); // wants no answer
-    send(camera, cameraAddress, "42 01 00 C0 00 10 00 04 " + event);
+    send(camera, "42 00 00 C0 00 10 00 03 " + event); // wants no answer
+    send(camera, "42 01 00 C0 00 10 00 04 " + event);
     EXPECT_EQ(answer(), FromHex("00 00 00 C1 00 00 00 04"));
     EXPECT_TRUE(Becomes([&] { return told == 4; })) << told;
 }
@@ -131,19 +131,31 @@ TEST(EventQueues, CountWhatTheyDrop)
     EXPECT_EQ(byNumber.Dropped(), 5U);
 }
 
-using TrafficTest = SimulatedTest;
+class TrafficTest : public SimulatedTest {
+protected:
+    void SetUp() override
+    {
+        SimulatedTest::SetUp();
+        ASSERT_NO_FATAL_FAILURE(StartCamera());
+        OpenDevice();
+    }
+    /// What is told about one entry of an event.
+    std::string EntryInfo(EVENT_HANDLE event, const std::vector<std::uint8_t> &entry, EVENT_DATA_INFO_CMD command)
+    {
+        return Ask(
+            [&](auto... out) { return Gc().EventGetDataInfo(event, entry.data(), entry.size(), command, out...); });
+    }
+};
 
 TEST_F(TrafficTest, ControlPacketsOfBothDirectionsAreShownWhileSomebodyListens)
 {
-    StartCamera();
-    ASSERT_NO_FATAL_FAILURE(OpenDevice());
     std::uint8_t bytes[8];
     ASSERT_EQ(Read(0x0938, bytes, 4), GC_ERR_SUCCESS) << LastError();
     const EVENT_HANDLE traffic = Register(NUVARK_EVENT_CONTROL_TRAFFIC);
-    std::size_t queued = 1;
-    size_t size = sizeof queued;
-    ASSERT_EQ(Gc().EventGetInfo(traffic, EVENT_NUM_IN_QUEUE, nullptr, &queued, &size), GC_ERR_SUCCESS);
-    EXPECT_EQ(queued, 0U) << "nothing of before";
+    const auto number = [&](EVENT_INFO_CMD command) {
+        return AskFor<std::uint64_t>([&](auto... out) { return Gc().EventGetInfo(traffic, command, out...); });
+    };
+    EXPECT_EQ(number(EVENT_NUM_IN_QUEUE), 0U) << "nothing of before";
     ASSERT_EQ(Read(0x093C, bytes, 8), GC_ERR_SUCCESS) << LastError();
     // The heartbeat may speak in between.
     std::vector<std::uint8_t> command;
@@ -157,13 +169,8 @@ TEST_F(TrafficTest, ControlPacketsOfBothDirectionsAreShownWhileSomebodyListens)
     EXPECT_EQ(answer[7], command[7]) << "the same request id";
     EXPECT_EQ(std::vector<std::uint8_t>(answer.begin() + 12, answer.end()),
               std::vector<std::uint8_t>(bytes, bytes + 8));
-    EXPECT_EQ(Ask([&](auto... out) {
-                  return Gc().EventGetDataInfo(traffic, answer.data(), answer.size(), EVENT_DATA_VALUE, out...);
-              }),
-              std::string(answer.begin(), answer.end()));
-    EXPECT_EQ(AskFor<std::uint64_t>(
-                  [&](auto... out) { return Gc().EventGetInfo(traffic, NUVARK_EVENT_INFO_NUM_DROPPED, out...); }),
-              0U);
+    EXPECT_EQ(EntryInfo(traffic, answer, EVENT_DATA_VALUE), std::string(answer.begin(), answer.end()));
+    EXPECT_EQ(number(NUVARK_EVENT_INFO_NUM_DROPPED), 0U);
     ASSERT_EQ(Gc().GCUnregisterEvent(device, NUVARK_EVENT_CONTROL_TRAFFIC), GC_ERR_SUCCESS);
     ASSERT_EQ(Read(0x0938, bytes, 4), GC_ERR_SUCCESS);
 }
@@ -171,8 +178,6 @@ TEST_F(TrafficTest, ControlPacketsOfBothDirectionsAreShownWhileSomebodyListens)
 TEST_F(TrafficTest, TheCameraTellsEventsWhileSomebodyListens)
 {
     constexpr std::uint64_t kMessagePort = 0x0B00;
-    StartCamera();
-    ASSERT_NO_FATAL_FAILURE(OpenDevice());
     const auto portNumber = [&] {
         std::uint8_t bytes[4] = {};
         EXPECT_EQ(Read(kMessagePort, bytes, 4), GC_ERR_SUCCESS) << LastError();
@@ -187,24 +192,17 @@ TEST_F(TrafficTest, TheCameraTellsEventsWhileSomebodyListens)
     Set("TestEventGenerate", "1");
     const std::vector<std::uint8_t> event = Next(events);
     ASSERT_GE(event.size(), kHeaderSize + 16);
-    const auto info = [&](EVENT_DATA_INFO_CMD command) {
-        return Ask(
-            [&](auto... out) { return Gc().EventGetDataInfo(events, event.data(), event.size(), command, out...); });
-    };
-    const std::string value = info(EVENT_DATA_VALUE);
-    EXPECT_EQ(value, std::string(event.begin() + kHeaderSize, event.end()));
+    EXPECT_EQ(EntryInfo(events, event, EVENT_DATA_VALUE), std::string(event.begin() + kHeaderSize, event.end()));
     char id[8];
     std::snprintf(id, sizeof id, "%02X%02X", event[10], event[11]);
-    EXPECT_EQ(info(EVENT_DATA_ID), id);
-    EXPECT_EQ(AskFor<std::uint64_t>([&](auto... out) {
-                  return Gc().EventGetDataInfo(events, event.data(), event.size(), EVENT_DATA_NUMID, out...);
-              }),
-              static_cast<std::uint64_t>(event[10] << 8 | event[11]));
+    EXPECT_EQ(EntryInfo(events, event, EVENT_DATA_ID), id);
+    const std::uint64_t number = static_cast<std::uint64_t>(event[10] << 8 | event[11]);
+    EXPECT_EQ(EntryInfo(events, event, EVENT_DATA_NUMID),
+              std::string(reinterpret_cast<const char *>(&number), sizeof number));
 
     const std::vector<std::uint8_t> message = Next(traffic);
     EXPECT_EQ(message, event) << "one event in the packet";
-    const std::vector<std::uint8_t> acknowledge = Next(traffic);
-    EXPECT_EQ(CommandOf(acknowledge), CommandOf(message) + 1);
+    EXPECT_EQ(CommandOf(Next(traffic)), CommandOf(message) + 1) << "and its acknowledge";
 
     ASSERT_EQ(Gc().GCUnregisterEvent(device, EVENT_REMOTE_DEVICE), GC_ERR_SUCCESS);
     EXPECT_NE(portNumber(), 0) << "somebody is left";
@@ -214,40 +212,21 @@ TEST_F(TrafficTest, TheCameraTellsEventsWhileSomebodyListens)
     EXPECT_NE(portNumber(), 0) << "and opened again";
     Set("TestEventGenerate", "1");
     EXPECT_EQ(Gc().DevClose(device), GC_ERR_SUCCESS);
-}
 
-TEST_F(TrafficTest, AReaderIsToldNoEvents)
-{
-    StartCamera();
-    ASSERT_NO_FATAL_FAILURE(OpenDevice("SIM-PRODUCER", DEVICE_ACCESS_READONLY));
-    EVENT_HANDLE event = nullptr;
-    EXPECT_EQ(Gc().GCRegisterEvent(device, EVENT_REMOTE_DEVICE, &event), GC_ERR_NOT_IMPLEMENTED);
-    EXPECT_EQ(Gc().GCRegisterEvent(device, NUVARK_EVENT_CONTROL_TRAFFIC, &event), GC_ERR_SUCCESS);
+    OpenDevice("SIM-PRODUCER", DEVICE_ACCESS_READONLY);
+    EVENT_HANDLE refused = nullptr;
+    EXPECT_EQ(Gc().GCRegisterEvent(device, EVENT_REMOTE_DEVICE, &refused), GC_ERR_NOT_IMPLEMENTED) << "a mere reader";
+    Register(NUVARK_EVENT_CONTROL_TRAFFIC);
 }
 
 TEST_F(TrafficTest, StreamPacketsAreShownAsTheyCame)
 {
-    StartCamera();
-    ASSERT_NO_FATAL_FAILURE(OpenDevice());
     const EVENT_HANDLE traffic = Register(NUVARK_EVENT_STREAM_TRAFFIC);
     const EVENT_HANDLE invalid = Register(EVENT_FEATURE_INVALIDATE);
-    size_t size = 0;
-    ASSERT_EQ(Gc().DevGetDataStreamID(device, 0, nullptr, &size), GC_ERR_SUCCESS);
-    std::string id(size, '\0');
-    ASSERT_EQ(Gc().DevGetDataStreamID(device, 0, id.data(), &size), GC_ERR_SUCCESS);
-    DS_HANDLE stream = nullptr;
-    ASSERT_EQ(Gc().DevOpenDataStream(device, id.c_str(), &stream), GC_ERR_SUCCESS) << LastError();
-    BUFFER_HANDLE buffer = nullptr;
-    ASSERT_EQ(Gc().DSAllocAndAnnounceBuffer(stream, 1 << 20, nullptr, &buffer), GC_ERR_SUCCESS);
-    ASSERT_EQ(Gc().DSQueueBuffer(stream, buffer), GC_ERR_SUCCESS);
-    EVENT_HANDLE newBuffer = nullptr;
-    ASSERT_EQ(Gc().GCRegisterEvent(stream, EVENT_NEW_BUFFER, &newBuffer), GC_ERR_SUCCESS);
-    ASSERT_EQ(Gc().DSStartAcquisition(stream, ACQ_START_FLAGS_DEFAULT, 1), GC_ERR_SUCCESS) << LastError();
-    Set("AcquisitionStart", "1");
-    EVENT_NEW_BUFFER_DATA data{};
-    size = sizeof data;
-    ASSERT_EQ(Gc().EventGetData(newBuffer, &data, &size, 3000), GC_ERR_SUCCESS) << LastError();
-    Set("AcquisitionStop", "1");
+    ASSERT_NO_FATAL_FAILURE(OpenStream());
+    AllocateBuffers(1, 1 << 20);
+    const BUFFER_HANDLE buffer = TakeOneFrame();
+    ASSERT_NE(buffer, nullptr) << LastError();
     // The picture is in the packets: leader, payload, trailer of a camera with long or short ids.
     std::vector<std::uint8_t> packet;
     int testPackets = 0;
@@ -260,16 +239,12 @@ TEST_F(TrafficTest, StreamPacketsAreShownAsTheyCame)
     while ((packet = Next(traffic)).size() > 8 && (packet[4] & 0x0F) == 3)
         picture.insert(picture.end(), packet.begin() + (extended ? 20 : 8), packet.end());
     ASSERT_EQ(packet[4] & 0x0F, 2) << "and a trailer last";
-    const auto *base = AskFor<const std::uint8_t *>(
-        [&](auto... out) { return Gc().DSGetBufferInfo(stream, data.BufferHandle, BUFFER_INFO_BASE, out...); });
-    EXPECT_EQ(picture, std::vector<std::uint8_t>(base, base + picture.size()));
+    EXPECT_EQ(picture, Pixels(buffer));
     EXPECT_EQ(picture.size(), 64U * 48U);
 
     const std::vector<std::uint8_t> feature = Next(invalid);
-    EXPECT_EQ(Ask([&](auto... out) {
-                  return Gc().EventGetDataInfo(invalid, feature.data(), feature.size(), EVENT_DATA_ID, out...);
-              }),
-              "GevSCPSPacketSize");
+    EXPECT_EQ(EntryInfo(invalid, feature, EVENT_DATA_ID), "GevSCPSPacketSize");
+    size_t size = 0;
     EXPECT_EQ(Gc().EventGetDataInfo(invalid, feature.data(), feature.size(), EVENT_DATA_VALUE, nullptr, nullptr, &size),
               GC_ERR_NOT_AVAILABLE);
     ASSERT_EQ(Gc().GCUnregisterEvent(device, NUVARK_EVENT_STREAM_TRAFFIC), GC_ERR_SUCCESS);
