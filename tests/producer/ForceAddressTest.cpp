@@ -1,9 +1,7 @@
 // Cameras that no route leads to: found, shown, and given an address.
 #include "producer/gige/ForceAddress.h"
-#include "producer/gige/Gvcp.h"
 #include "producer/gige/NetworkInterfaces.h"
 #include "producer/gige/Text.h"
-#include "producer/gige/UdpSocket.h"
 
 #include "HexBytes.h"
 #include "ScriptedDevice.h"
@@ -30,79 +28,6 @@ std::vector<std::uint8_t> DiscoveryPayload(std::uint32_t address, const char *mo
     out.Bytes({rest.data(), rest.size()});
     return out.Take();
 }
-
-/// A camera with an address that this network does not have: it hears broadcasts and nothing else.
-class ForeignSubnetCamera {
-public:
-    ForeignSubnetCamera()
-    {
-        m_ears = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        const int on = 1;
-        setsockopt(m_ears, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-        sockaddr_in everybody{};
-        everybody.sin_family = AF_INET;
-        everybody.sin_port = htons(kControlPort);
-        everybody.sin_addr.s_addr = INADDR_BROADCAST;
-        EXPECT_EQ(bind(m_ears, reinterpret_cast<sockaddr *>(&everybody), sizeof everybody), 0);
-        m_thread = std::thread([this] { Run(); });
-    }
-    ~ForeignSubnetCamera()
-    {
-        m_stopping = true;
-        m_thread.join();
-        close(m_ears);
-    }
-
-    std::atomic<bool> answersForce{true};
-    std::atomic<std::uint16_t> forceStatus{0};
-    std::vector<std::uint8_t> Forced()
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        return m_forced;
-    }
-
-private:
-    void Run()
-    {
-        while (!m_stopping) {
-            pollfd ready{m_ears, POLLIN, 0};
-            if (poll(&ready, 1, 10) <= 0)
-                continue;
-            std::uint8_t datagram[1024];
-            sockaddr_in peer{};
-            socklen_t length = sizeof peer;
-            const ssize_t size =
-                recvfrom(m_ears, datagram, sizeof datagram, 0, reinterpret_cast<sockaddr *>(&peer), &length);
-            const std::uint16_t command = size >= 8 ? static_cast<std::uint16_t>(datagram[2] << 8 | datagram[3]) : 0;
-            const std::uint16_t id = static_cast<std::uint16_t>(datagram[6] << 8 | datagram[7]);
-            EXPECT_EQ(datagram[1], 0x11) << "may be answered by broadcast";
-            if (command == 0x0002) {
-                Answer(peer, 0, 3, id, DiscoveryPayload(kForeignAddress, "Faraway"));
-            } else if (command == 0x0004) {
-                {
-                    const std::lock_guard<std::mutex> lock(m_mutex);
-                    m_forced.assign(datagram + 8, datagram + size);
-                }
-                if (answersForce)
-                    Answer(peer, forceStatus, 5, id, {});
-            }
-        }
-    }
-    void Answer(const sockaddr_in &peer, std::uint16_t status, std::uint16_t code, std::uint16_t id,
-                const std::vector<std::uint8_t> &payload)
-    {
-        const auto bytes = MakeAnswer(status, code, id, payload);
-        UdpSocket mouth = UdpSocket::Open(*ParseAddress("127.0.0.25")).value;
-        (void)mouth.SendVia(1, *ParseAddress("127.0.0.25"), {ntohl(peer.sin_addr.s_addr), ntohs(peer.sin_port)},
-                            {bytes.data(), bytes.size()});
-    }
-
-    int m_ears = -1;
-    std::atomic<bool> m_stopping{false};
-    std::mutex m_mutex;
-    std::vector<std::uint8_t> m_forced;
-    std::thread m_thread;
-};
 
 class ForceAddressTest : public SimulatedTest {
 protected:
@@ -133,16 +58,6 @@ protected:
 };
 
 } // namespace
-
-TEST(ForceAddressCommands, LookAsTheStandardWantsThem)
-{
-    const std::array<std::uint8_t, 6> mac{0x02, 0, 0, 0xAB, 0xCD, 0xEF};
-    const Datagram command = MakeForceAddress(0x0101, mac, *ParseAddress("192.168.10.20"), 0xFFFFFF00, 0);
-    EXPECT_EQ(command, FromHex("42 11 00 04 00 38 01 01 00 00 02 00 00 AB CD EF"
-                               "00 00 00 00 00 00 00 00 00 00 00 00 C0 A8 0A 14"
-                               "00 00 00 00 00 00 00 00 00 00 00 00 FF FF FF 00"
-                               "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"));
-}
 
 TEST_F(ForceAddressTest, ACameraMovesAndIsFoundAgain)
 {
@@ -186,7 +101,8 @@ TEST_F(ForceAddressTest, SettingsAndSelectionBelongToTheCamera)
     gige.legacy = true;
     auto second = std::make_unique<orvsim::GigeCamera>(options, gige);
     ASSERT_EQ(second->Open(), "");
-    ASSERT_EQ(Gc().IFUpdateDeviceList(interface, nullptr, 300), GC_ERR_SUCCESS);
+    ASSERT_EQ(SetNumber(interface, "DeviceUpdateList", 1), GC_ERR_SUCCESS);
+    EXPECT_EQ(SetNumber(interface, "DeviceSelector", 2), GC_ERR_INVALID_VALUE) << "there are numbers 0 and 1";
     const auto selectedAddress = [&] { return GetNumber(interface, "GevDeviceIPAddress"); };
     ASSERT_EQ(SetNumber(interface, "DeviceSelector", 0), GC_ERR_SUCCESS);
     const std::int64_t secondsPlace = selectedAddress() == kSimulatedAddress + 5 ? 0 : 1;
@@ -222,52 +138,51 @@ TEST_F(ForceAddressTest, SettingsAndSelectionBelongToTheCamera)
 
 TEST_F(ForceAddressTest, ACameraInAForeignSubnetIsListedAndTakesAnAddress)
 {
-    ForeignSubnetCamera foreign;
+    std::atomic<int> forceStatus{0}; // below zero: no answer
+    // With an address that this network does not have it hears broadcasts and nothing else.
+    ScriptedDevice foreign(
+        [&](auto &device, auto &got) {
+            EXPECT_EQ(got.flags, 0x11) << "may be answered by broadcast";
+            if (got.command == 0x0002)
+                device.Answer(0, 3, got.id, DiscoveryPayload(kForeignAddress, "Faraway"));
+            else if (got.command == 0x0004 && forceStatus >= 0)
+                device.Answer(static_cast<std::uint16_t>(forceStatus), 5, got.id, {});
+        },
+        "255.255.255.255");
     ASSERT_EQ(Gc().IFUpdateDeviceList(interface, nullptr, 200), GC_ERR_SUCCESS);
     const std::string id = "GEV:020000abcdef";
     EXPECT_EQ(Info(id, NUVARK_DEVICE_INFO_IP_ADDRESS), "192.168.77.5");
-    const auto status = [&] {
-        return AskFor<std::int32_t>([&](auto... out) {
-            return Gc().IFGetDeviceInfo(interface, id.c_str(), DEVICE_INFO_ACCESS_STATUS, out...);
-        });
-    };
-    EXPECT_EQ(status(), DEVICE_ACCESS_STATUS_NOACCESS);
-    EXPECT_EQ(Gc().IFOpenDevice(interface, id.c_str(), DEVICE_ACCESS_CONTROL, &device), GC_ERR_ACCESS_DENIED);
+    const auto status = AskFor<std::int32_t>(
+        [&](auto... out) { return Gc().IFGetDeviceInfo(interface, id.c_str(), DEVICE_INFO_ACCESS_STATUS, out...); });
+    EXPECT_EQ(status, DEVICE_ACCESS_STATUS_NOACCESS);
+    EXPECT_EQ(ProducerTest::OpenDevice(id, DEVICE_ACCESS_CONTROL), GC_ERR_ACCESS_DENIED);
 
     EXPECT_EQ(Force("Faraway", 0x7F000030, 0xFF000000), GC_ERR_SUCCESS) << LastError();
-    EXPECT_EQ(foreign.Forced(), FromHex("00 00 02 00 00 AB CD EF 00 00 00 00 00 00 00 00 00 00 00 00 7F 00 00 30"
-                                        "00 00 00 00 00 00 00 00 00 00 00 00 FF 00 00 00"
-                                        "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"));
-    foreign.forceStatus = 0x8006;
+    EXPECT_EQ(foreign.Last(0x0004).payload,
+              FromHex("00 00 02 00 00 AB CD EF 00 00 00 00 00 00 00 00 00 00 00 00 7F 00 00 30"
+                      "00 00 00 00 00 00 00 00 00 00 00 00 FF 00 00 00"
+                      "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"));
+    forceStatus = 0x8006;
     EXPECT_EQ(Force("Faraway", 0x7F000030, 0xFF000000), GC_ERR_ACCESS_DENIED);
-    foreign.answersForce = false;
+    forceStatus = -1;
     EXPECT_EQ(Force("Faraway", 0x7F000030, 0xFF000000), GC_ERR_TIMEOUT);
     EXPECT_EQ(Force("Faraway", 0, 0), GC_ERR_SUCCESS) << "to find one by itself, which no camera answers";
 }
 
-TEST(KnownCameras, AreAskedOneByOne)
+TEST_F(ProducerTest, KnownCamerasAreAskedOneByOne)
 {
     // Bound to its own address it hears no broadcast.
-    ScriptedDevice quiet([](ScriptedDevice &device, const ScriptedDevice::Received &got) {
+    ScriptedDevice quiet([](auto &device, auto &got) {
         if (got.command == 0x0002)
             device.Answer(0, 3, got.id, DiscoveryPayload(*ParseAddress(kScriptedAddress), "Quiet"));
         else
             device.Answer(0, static_cast<std::uint16_t>(got.command + 1), got.id, {0, 0, 0, 0});
     });
     setenv(kKnownCamerasVariable, "nonsense, 127.0.0.21", 1);
-    std::string error;
-    const auto library = orv::gentl::Library::Load(ORV_PRODUCER_FILE, &error);
-    ASSERT_NE(library, nullptr) << error;
-    const orv::gentl::Functions &gc = library->Calls();
-    TL_HANDLE system = nullptr;
-    IF_HANDLE interface = nullptr;
-    ASSERT_EQ(gc.GCInitLib(), GC_ERR_SUCCESS);
-    ASSERT_EQ(gc.TLOpen(&system), GC_ERR_SUCCESS);
-    ASSERT_EQ(gc.TLOpenInterface(system, "GEV:lo:127.0.0.1", &interface), GC_ERR_SUCCESS);
-    EXPECT_EQ(gc.IFUpdateDeviceList(interface, nullptr, 200), GC_ERR_SUCCESS);
+    ASSERT_NO_FATAL_FAILURE(OpenInterface());
+    EXPECT_EQ(Gc().IFUpdateDeviceList(interface, nullptr, 200), GC_ERR_SUCCESS);
     std::uint32_t count = 0;
-    EXPECT_EQ(gc.IFGetNumDevices(interface, &count), GC_ERR_SUCCESS);
+    EXPECT_EQ(Gc().IFGetNumDevices(interface, &count), GC_ERR_SUCCESS);
     EXPECT_EQ(count, 1U);
     unsetenv(kKnownCamerasVariable);
-    EXPECT_EQ(gc.GCCloseLib(), GC_ERR_SUCCESS);
 }

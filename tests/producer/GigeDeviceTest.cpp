@@ -1,9 +1,5 @@
-#include "producer/gige/GigeDevice.h"
-#include "producer/gige/Gvsp.h"
-#include "producer/gige/Text.h"
-
-#include "ProducerFixture.h"
-#include "ScriptedDevice.h"
+#include "AssemblerBench.h"
+#include "DeviceFixture.h"
 #include "support/PrivateNetwork.h"
 
 #include <future>
@@ -15,76 +11,13 @@ using namespace nuvark::gige;
 
 namespace {
 
-class Listener final : public CameraListener {
-public:
-    void OnCameraLost(const std::string &reason) override
-    {
-        text = reason;
-        isLost = true;
-    }
-    std::string text;
-    std::atomic<bool> isLost{false};
-};
-
-Result<std::unique_ptr<Camera>> OpenOnLoopback(const char *address, CameraAccess access, CameraListener &listener)
-{
-    NetworkInterface interface;
-    interface.name = "lo";
-    interface.index = 1;
-    interface.address = *ParseAddress("127.0.0.1");
-    interface.mask = 0xFF000000;
-    return GigeDevice::Open(interface, *ParseAddress(address), access, listener);
-}
-
 Status WriteWord(Camera &camera, std::uint32_t address, std::uint32_t value)
 {
-    const std::uint8_t bytes[4] = {std::uint8_t(value >> 24), std::uint8_t(value >> 16), std::uint8_t(value >> 8),
-                                   std::uint8_t(value)};
-    return camera.Write(address, bytes, sizeof bytes);
+    const std::uint32_t bigEndian = htonl(value);
+    return camera.Write(address, reinterpret_cast<const std::uint8_t *>(&bigEndian), sizeof bigEndian);
 }
 
-/// A camera of plain registers, opened for control.
-class GigeDeviceTest : public ::testing::Test {
-protected:
-    void Open(const char *address = kScriptedAddress, CameraAccess access = CameraAccess::Control)
-    {
-        auto opened = OpenOnLoopback(address, access, listener);
-        ASSERT_TRUE(opened.Ok()) << opened.status.Text();
-        device = std::move(opened.value);
-    }
-
-    RegisterCamera camera;
-    Listener listener;
-    std::unique_ptr<Camera> device;
-};
-
-/// Gives one buffer out again and again.
-class OneBuffer final : public FrameSink {
-public:
-    explicit OneBuffer(std::size_t size) : m_memory(size) {}
-
-    bool TakeBuffer(FrameTarget &target) override
-    {
-        target = {m_memory.data(), m_memory.size(), this};
-        return true;
-    }
-    void Deliver(const FrameTarget &, const FrameInfo &info) override
-    {
-        if (onDeliver)
-            onDeliver();
-        ++(info.isIncomplete ? incomplete : complete);
-    }
-    void GiveBack(const FrameTarget &) override {}
-
-    std::function<void()> onDeliver;
-    std::atomic<int> complete{0};
-    std::atomic<int> incomplete{0};
-
-private:
-    std::vector<std::uint8_t> m_memory;
-};
-
-/// The camera's sending side: frames of raw data in packets of any size.
+/// The camera's sending side: pictures of one line in packets of any size.
 class Sender {
 public:
     explicit Sender(std::uint32_t port, const char *to = "127.0.0.1")
@@ -93,44 +26,23 @@ public:
         m_socket = UdpSocket::Open(*ParseAddress(kScriptedAddress)).value;
     }
 
-    void Leader(std::uint16_t block, std::uint64_t size)
+    /// Leader, payload in equal packets, and trailer.
+    void Frame(std::uint16_t block, std::uint32_t packets, std::uint32_t packetData)
     {
-        orv::ByteWriter out = Head(block, 1, 0);
-        out.U16(0);
-        out.U16(payload::kRaw);
-        out.U64(0);
-        out.U64(size);
-        Send(out);
+        Leader(block, packets * packetData);
+        for (std::uint32_t id = 1; id <= packets; ++id)
+            Send(assembling::Packet(false, 0, 3, block, id, std::vector<std::uint8_t>(packetData)));
+        Send(assembling::Packet(false, 0, 2, block, packets + 1, assembling::TrailerContent(1)));
     }
-    void Payload(std::uint16_t block, std::uint32_t id, std::size_t size)
+    void Leader(std::uint16_t block, std::uint32_t size)
     {
-        orv::ByteWriter out = Head(block, 3, id);
-        const std::vector<std::uint8_t> content(size, 7);
-        out.Bytes({content.data(), content.size()});
-        Send(out);
-    }
-    void Trailer(std::uint16_t block, std::uint32_t id)
-    {
-        orv::ByteWriter out = Head(block, 2, id);
-        out.U16(0);
-        out.U16(payload::kRaw);
-        Send(out);
+        Send(assembling::Packet(false, 0, 1, block, 0, assembling::LeaderContent({payload::kImage, size, 1})));
     }
 
 private:
-    static orv::ByteWriter Head(std::uint16_t block, std::uint32_t format, std::uint32_t id)
+    void Send(const std::vector<std::uint8_t> &packet)
     {
-        orv::ByteWriter out;
-        out.U16(0);
-        out.U16(block);
-        out.U32(format << 24 | id);
-        return out;
-    }
-    void Send(orv::ByteWriter &out)
-    {
-        const auto datagram = out.Take();
-        EXPECT_TRUE(
-            m_socket.SendVia(1, *ParseAddress(kScriptedAddress), m_to, {datagram.data(), datagram.size()}).Ok());
+        EXPECT_TRUE(m_socket.SendVia(1, *ParseAddress(kScriptedAddress), m_to, {packet.data(), packet.size()}).Ok());
     }
 
     const Endpoint m_to;
@@ -315,14 +227,12 @@ TEST_F(GigeDeviceTest, AStreamThatCannotStartLeavesItsChannelClosed)
 #endif
 #endif
     ASSERT_NO_FATAL_FAILURE(Open());
-    OneBuffer sink(1000);
-    const auto stream = device->MakeStream(0);
     camera.SetHook([](auto command, auto address) {
         const bool isSize =
             command == static_cast<std::uint16_t>(Command::ReadRegister) && address == RegisterCamera::kPacketSize;
         return isSize ? RegisterCamera::Reaction::Refuse : RegisterCamera::Reaction::Answer;
     });
-    EXPECT_FALSE(stream->Start(sink, 1000).Ok());
+    EXPECT_FALSE(StartStream().Ok());
     EXPECT_TRUE(Becomes([&] { return camera.Get(RegisterCamera::kStreamPort) == 0; }));
     camera.SetHook({});
 
@@ -333,42 +243,26 @@ TEST_F(GigeDeviceTest, AStreamThatCannotStartLeavesItsChannelClosed)
     getrlimit(RLIMIT_NOFILE, &before);
     const rlimit tight{static_cast<rlim_t>(next) + 1, before.rlim_max};
     setrlimit(RLIMIT_NOFILE, &tight);
-    EXPECT_EQ(stream->Start(sink, 1000).Code(), GC_ERR_IO);
+    EXPECT_EQ(StartStream().Code(), GC_ERR_IO);
     setrlimit(RLIMIT_NOFILE, &before);
     EXPECT_TRUE(Becomes([&] { return camera.Get(RegisterCamera::kStreamPort) == 0; }));
 
-    EXPECT_TRUE(stream->Start(sink, 1000).Ok());
+    EXPECT_TRUE(StartStream().Ok());
     EXPECT_NE(camera.Get(RegisterCamera::kStreamPort), 0U);
-}
-
-TEST_F(GigeDeviceTest, APacketSizeOfZeroIsNotTakenForGood)
-{
-    camera.Set(RegisterCamera::kPacketSize, 0);
-    ASSERT_NO_FATAL_FAILURE(Open());
-    OneBuffer sink(1000);
-    const auto stream = device->MakeStream(0);
-    ASSERT_TRUE(stream->Start(sink, 1000).Ok());
-    EXPECT_EQ(camera.Get(RegisterCamera::kPacketSize), 1500U);
-    EXPECT_EQ(stream->Counters().packetSize, 1500U);
 }
 
 TEST_F(GigeDeviceTest, AReaderStartsOnlyWhatIsSentToEverybody)
 {
     ASSERT_NO_FATAL_FAILURE(Open(kScriptedAddress, CameraAccess::ReadOnly));
-    OneBuffer sink(1000);
-    const auto stream = device->MakeStream(0);
     camera.Set(RegisterCamera::kStreamAddress, *ParseAddress("127.0.0.5"));
-    EXPECT_EQ(stream->Start(sink, 1000).Code(), GC_ERR_ACCESS_DENIED);
+    EXPECT_EQ(StartStream().Code(), GC_ERR_ACCESS_DENIED);
     camera.Set(RegisterCamera::kStreamAddress, *ParseAddress("239.1.2.3"));
-    EXPECT_EQ(stream->Start(sink, 1000).Code(), GC_ERR_ACCESS_DENIED) << "not opened by who controls it";
+    EXPECT_EQ(StartStream().Code(), GC_ERR_ACCESS_DENIED) << "not opened by who controls it";
     constexpr std::uint16_t kPort = 45678;
     camera.Set(RegisterCamera::kStreamPort, kPort);
-    const Status started = stream->Start(sink, 1000);
+    const Status started = StartStream();
     ASSERT_TRUE(started.Ok()) << started.Text();
-    Sender sender(kPort, "239.1.2.3");
-    sender.Leader(1, 1000);
-    sender.Payload(1, 1, 1000);
-    sender.Trailer(1, 2);
+    Sender(kPort, "239.1.2.3").Frame(1, 1, 1000);
     EXPECT_TRUE(Becomes([&] { return sink.complete == 1; }));
 }
 
@@ -377,20 +271,25 @@ TEST_F(GigeDeviceTest, ThePathIsLookedAtWithEachStart)
     const struct {
         const char *name;
         RegisterCamera::Path path;
+        std::uint32_t told; ///< the camera's register before
         std::uint32_t size;
-    } kRows[] = {{"as it is", {9000, 0, 1}, 9000},
-                 {"narrower than at the last start", {1500, 0, 1}, 1500},
-                 {"a camera that takes multiples of 32, and no small ones", {1480, 1000, 32}, 1472},
-                 {"no test packets", {0, 0, 1}, 1472},
-                 {"not all of them", {1400, 0, 1, true}, 1400}};
-    camera.Set(RegisterCamera::kPacketSize, 9000);
+    } kRows[] = {{"as it is", {9000, 0, 1}, 9000, 9000},
+                 {"narrower than at the last start", {1500, 0, 1}, 9000, 1500},
+                 {"a camera that takes multiples of 32, and no small ones", {1480, 1000, 32}, 1500, 1472},
+                 {"of an odd size", {3333, 0, 1}, 9000, 3332},
+                 {"no size yet, and everything passes", {65000, 0, 1}, 0, 65000},
+                 {"no test packets", {0, 0, 1}, 1472, 1472},
+                 {"no test packets, and zero is no size", {0, 0, 1}, 0, 1500},
+                 {"not all of them", {1400, 0, 1, true}, 1500, 1400}};
     ASSERT_NO_FATAL_FAILURE(Open());
-    OneBuffer sink(1000);
-    const auto stream = device->MakeStream(0);
     for (const auto &row : kRows) {
+        camera.Set(RegisterCamera::kPacketSize, row.told);
         camera.SetPath(row.path);
-        ASSERT_TRUE(stream->Start(sink, 1000).Ok()) << row.name;
+        const std::size_t before = camera.Count(RegisterCamera::kPacketSize);
+        ASSERT_TRUE(StartStream().Ok()) << row.name;
         EXPECT_EQ(camera.Get(RegisterCamera::kPacketSize), row.size) << row.name;
+        EXPECT_EQ(stream->Counters().packetSize, row.size) << row.name;
+        EXPECT_LE(camera.Count(RegisterCamera::kPacketSize) - before, 200U) << row.name << ": a search by halves";
         stream->StopReceiving(StreamChannel::Stop::AtOnce);
     }
     EXPECT_EQ(sink.incomplete, 0) << "no test packet is a frame";
@@ -405,37 +304,27 @@ TEST_F(GigeDeviceTest, TheWayFromTheCameraIsOpened)
     for (std::uint32_t source : {0x0D1C, 0x0B1C})
         camera.Set(source, ears.LocalPort());
     ASSERT_NO_FATAL_FAILURE(Open());
-    OneBuffer sink(1000);
-    std::uint8_t bytes[64];
-    Endpoint sender;
-    const auto stream = device->MakeStream(0);
-    ASSERT_TRUE(stream->Start(sink, 1000).Ok());
-    ASSERT_TRUE(Becomes([&] { return ears.HasDatagram(); }));
-    EXPECT_NE(ears.Receive(bytes, sizeof bytes, &sender), 0U);
-    EXPECT_EQ(sender.port, camera.Get(RegisterCamera::kStreamPort));
+    const auto senderOfNext = [&] {
+        std::uint8_t bytes[64];
+        Endpoint sender;
+        EXPECT_TRUE(Becomes([&] { return ears.HasDatagram(); }));
+        EXPECT_NE(ears.Receive(bytes, sizeof bytes, &sender), 0U);
+        return sender.port;
+    };
+    ASSERT_TRUE(StartStream().Ok());
+    EXPECT_EQ(senderOfNext(), camera.Get(RegisterCamera::kStreamPort));
     ASSERT_TRUE(device->ListenToMessages(true).Ok());
-    ASSERT_TRUE(Becomes([&] { return ears.HasDatagram(); }));
-    EXPECT_NE(ears.Receive(bytes, sizeof bytes, &sender), 0U);
-    EXPECT_EQ(sender.port, camera.Get(0x0B00));
+    EXPECT_EQ(senderOfNext(), camera.Get(0x0B00));
 }
 
 TEST_F(GigeDeviceTest, PacketsLongerThanExpectedCostOneFrameOnly)
 {
-    constexpr std::size_t kData = 4000; // in packets of 1500, as the camera says
     ASSERT_NO_FATAL_FAILURE(Open());
-    OneBuffer sink(3 * kData);
-    const auto stream = device->MakeStream(0);
-    ASSERT_TRUE(stream->Start(sink, 3 * kData).Ok());
+    ASSERT_TRUE(StartStream().Ok());
     Sender sender(camera.Get(RegisterCamera::kStreamPort));
-    const auto sendFrame = [&](std::uint16_t block) {
-        sender.Leader(block, 3 * kData);
-        for (std::uint32_t id = 1; id <= 3; ++id)
-            sender.Payload(block, id, kData);
-        sender.Trailer(block, 4);
-    };
-    sendFrame(1);
+    sender.Frame(1, 3, 4000); // in packets of 1500, as the camera says
     EXPECT_TRUE(Becomes([&] { return sink.incomplete == 1; }));
-    sendFrame(2);
+    sender.Frame(2, 3, 4000);
     EXPECT_TRUE(Becomes([&] { return sink.complete == 1; }));
     EXPECT_GE(stream->Counters().oversizedPackets, 1U);
     EXPECT_EQ(sink.incomplete, 1);
@@ -444,16 +333,13 @@ TEST_F(GigeDeviceTest, PacketsLongerThanExpectedCostOneFrameOnly)
 TEST_F(GigeDeviceTest, TheCountersOfARunAreThereWhileItStops)
 {
     ASSERT_NO_FATAL_FAILURE(Open());
-    OneBuffer sink(1000);
-    const auto stream = device->MakeStream(0);
     std::future<StreamCounters> asked;
     sink.onDeliver = [&] {
         asked = std::async(std::launch::async, [&] { return stream->Counters(); });
         (void)asked.wait_for(std::chrono::milliseconds(50));
     };
-    ASSERT_TRUE(stream->Start(sink, 1000).Ok());
-    Sender sender(camera.Get(RegisterCamera::kStreamPort));
-    sender.Leader(1, 1000); // alone it waits for a trigger
+    ASSERT_TRUE(StartStream().Ok());
+    Sender(camera.Get(RegisterCamera::kStreamPort)).Leader(1, 1000); // alone it waits for a trigger
     EXPECT_TRUE(Becomes([&] { return stream->Counters().packets == 1; }));
     stream->StopReceiving(StreamChannel::Stop::AtOnce);
     ASSERT_TRUE(asked.valid());

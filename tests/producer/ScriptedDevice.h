@@ -33,9 +33,11 @@ inline std::vector<std::uint8_t> MakeAnswer(std::uint16_t status, std::uint16_t 
 }
 
 /// A device that answers as a test wants. The script gets each command and sends what it likes; on its own thread.
+/// At the broadcast address it hears what is sent to everybody, and nothing else.
 class ScriptedDevice {
 public:
     struct Received {
+        std::uint8_t flags = 0;
         std::uint16_t command = 0;
         std::uint16_t id = 0;
         std::vector<std::uint8_t> payload;
@@ -45,6 +47,8 @@ public:
     explicit ScriptedDevice(Script script, const char *address = kScriptedAddress) : m_script(std::move(script))
     {
         m_fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        const int on = 1;
+        setsockopt(m_fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
         sockaddr_in local{};
         local.sin_family = AF_INET;
         local.sin_port = htons(nuvark::gige::kControlPort);
@@ -80,6 +84,14 @@ public:
         const std::lock_guard<std::mutex> lock(m_mutex);
         return m_commands;
     }
+    /// The latest one of that kind.
+    Received Last(std::uint16_t command)
+    {
+        Received last;
+        for (const Received &got : Commands())
+            last = got.command == command ? got : last;
+        return last;
+    }
 
 private:
     void Run()
@@ -94,7 +106,7 @@ private:
                 recvfrom(m_fd, datagram, sizeof datagram, 0, reinterpret_cast<sockaddr *>(&m_peer), &length);
             if (size < static_cast<ssize_t>(nuvark::gige::kHeaderSize))
                 continue;
-            Received received{std::uint16_t(datagram[2] << 8 | datagram[3]),
+            Received received{datagram[1], std::uint16_t(datagram[2] << 8 | datagram[3]),
                               std::uint16_t(datagram[6] << 8 | datagram[7]),
                               std::vector<std::uint8_t>(datagram + 8, datagram + size)};
             {
@@ -152,7 +164,7 @@ public:
     {
         std::size_t count = 0;
         for (const ScriptedDevice::Received &got : Commands())
-            count += got.payload.size() >= 4 && Word(got.payload, 0) == address ? 1 : 0;
+            count += orv::ByteReader({got.payload.data(), got.payload.size()}).U32() == address ? 1 : 0;
         return count;
     }
 
@@ -163,6 +175,8 @@ public:
         std::uint32_t step = 1;
         bool losesEverySecond = false;
     };
+    /// Of a command whose later registers are refused, how many were written before.
+    std::atomic<bool> tellsHowFar{false};
     void SetPath(const Path &path)
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -175,57 +189,88 @@ public:
     static constexpr std::uint32_t kStreamAddress = 0x0D18;
 
 private:
-    static std::uint32_t Word(const std::vector<std::uint8_t> &bytes, std::size_t at)
-    {
-        return orv::ByteReader({bytes.data() + at, bytes.size() - at}).U32();
-    }
+    using Command = nuvark::gige::Command;
+    using Outcome = std::optional<std::uint16_t>; ///< a status; nothing when no answer is to be sent
+    struct Exchange {
+        ScriptedDevice &device;
+        const ScriptedDevice::Received &got;
+        orv::ByteReader in;
+        orv::ByteWriter out;
+    };
 
     void OnCommand(ScriptedDevice &device, const ScriptedDevice::Received &got)
     {
-        using nuvark::gige::Command;
-        const std::uint32_t address = got.payload.size() >= 4 ? Word(got.payload, 0) : 0;
+        Exchange e{device, got, orv::ByteReader({got.payload.data(), got.payload.size()}), {}};
+        const auto command = static_cast<Command>(got.command);
+        const Outcome outcome = command == Command::ReadRegister    ? ReadRegisters(e)
+                                : command == Command::WriteRegister ? WriteRegisters(e)
+                                                                    : UseMemory(e);
+        if (outcome)
+            device.Answer(*outcome, static_cast<std::uint16_t>(got.command + 1), got.id, e.out.Take());
+    }
+    /// What the hook wants done about one register.
+    Outcome React(const Exchange &e, std::uint32_t address)
+    {
         Hook hook;
         {
             const std::lock_guard<std::mutex> lock(m_mutex);
             hook = m_hook;
         }
-        const Reaction reaction = hook ? hook(got.command, address) : Reaction::Answer;
-        const auto code = static_cast<std::uint16_t>(got.command + 1);
-        if (reaction == Reaction::Stay)
-            return;
-        const std::map<Reaction, std::uint16_t> refusals = {{Reaction::Refuse, 0x8003},
-                                                            {Reaction::Deny, nuvark::gige::kStatusAccessDenied},
-                                                            {Reaction::Busy, nuvark::gige::kStatusBusy}};
-        if (const auto refusal = refusals.find(reaction); refusal != refusals.end()) {
-            device.Answer(refusal->second, code, got.id, {});
-            return;
+        const Reaction reaction = hook ? hook(e.got.command, address) : Reaction::Answer;
+        if (reaction == Reaction::PutOff)
+            e.device.Answer(0, nuvark::gige::kPendingAcknowledge, e.got.id, {0, 0, kPutOffMs >> 8, kPutOffMs & 0xFF});
+        const std::map<Reaction, Outcome> kStatuses = {{Reaction::Answer, 0},
+                                                       {Reaction::Refuse, 0x8003},
+                                                       {Reaction::Deny, nuvark::gige::kStatusAccessDenied},
+                                                       {Reaction::Busy, nuvark::gige::kStatusBusy}};
+        const auto status = kStatuses.find(reaction);
+        return status == kStatuses.end() ? std::nullopt : status->second;
+    }
+    Outcome ReadRegisters(Exchange &e)
+    {
+        Outcome outcome = 0;
+        while (outcome == 0 && e.in.Rest().size >= 4) {
+            const std::uint32_t address = e.in.U32();
+            outcome = React(e, address);
+            if (outcome == 0)
+                e.out.U32(Get(address));
         }
-        if (reaction == Reaction::PutOff) {
-            device.Answer(0, nuvark::gige::kPendingAcknowledge, got.id, {0, 0, kPutOffMs >> 8, kPutOffMs & 0xFF});
-            return;
+        return outcome;
+    }
+    Outcome WriteRegisters(Exchange &e)
+    {
+        Outcome outcome = 0;
+        std::uint32_t done = 0;
+        while (outcome == 0 && e.in.Rest().size >= 8) {
+            const std::uint32_t address = e.in.U32();
+            const std::uint32_t value = e.in.U32();
+            outcome = React(e, address);
+            if (outcome == 0 && address == kPacketSize)
+                outcome = SetPacketSize(e.device, value) ? 0 : 0x8005;
+            else if (outcome == 0)
+                Set(address, value);
+            done += outcome == 0 ? 1 : 0;
         }
-        orv::ByteWriter out;
-        if (got.command == static_cast<std::uint16_t>(Command::ReadRegister)) {
-            for (std::size_t i = 0; i + 4 <= got.payload.size(); i += 4)
-                out.U32(Get(Word(got.payload, i)));
-        } else if (got.command == static_cast<std::uint16_t>(Command::WriteRegister)) {
-            if (address == kPacketSize && !SetPacketSize(device, Word(got.payload, 4))) {
-                device.Answer(0x8005, code, got.id, {});
-                return;
-            }
-            if (address != kPacketSize)
-                Set(address, Word(got.payload, 4));
-            out.U32(1);
-        } else if (got.command == static_cast<std::uint16_t>(Command::ReadMemory)) {
-            out.U32(address);
-            for (std::uint32_t i = 0; i < (Word(got.payload, 4) & 0xFFFF); i += 4)
-                out.U32(Get(address + i));
-        } else { // written memory: words
-            for (std::size_t i = 4; i + 4 <= got.payload.size(); i += 4)
-                Set(address + static_cast<std::uint32_t>(i) - 4, Word(got.payload, i));
-            out.U32(static_cast<std::uint32_t>(got.payload.size()) - 4);
+        if (outcome == 0 || tellsHowFar)
+            e.out.U32(done);
+        return outcome;
+    }
+    Outcome UseMemory(Exchange &e)
+    {
+        std::uint32_t address = e.in.U32();
+        const Outcome outcome = React(e, address);
+        if (outcome != 0)
+            return outcome;
+        if (e.got.command == static_cast<std::uint16_t>(Command::ReadMemory)) {
+            e.out.U32(address);
+            for (const std::uint32_t end = address + (e.in.U32() & 0xFFFF); address < end; address += 4)
+                e.out.U32(Get(address));
+            return outcome;
         }
-        device.Answer(0, code, got.id, out.Take());
+        e.out.U32(static_cast<std::uint32_t>(e.in.Rest().size));
+        for (; e.in.Rest().size >= 4; address += 4)
+            Set(address, e.in.U32());
+        return outcome;
     }
 
     bool SetPacketSize(ScriptedDevice &device, std::uint32_t value)
