@@ -15,6 +15,8 @@ using namespace gvspinput;
 constexpr std::uint32_t kPacketSize = 110;
 constexpr int kWidth = 20;
 constexpr int kLines = 12;
+constexpr std::uint16_t kBufferSize = kWidth * kLines + 20;
+constexpr std::uint8_t kManyBuffers = 7;
 constexpr std::uint32_t kMono8 = 0x01080001;
 
 std::shared_ptr<orvsim::Frame> MakeFrame(bool hasChunks)
@@ -39,13 +41,13 @@ std::shared_ptr<orvsim::Frame> MakeFrame(bool hasChunks)
 class Stream {
 public:
     explicit Stream(const orvsim::StreamTarget &target, bool hasChunks = false, std::uint8_t settings = 0,
-                    std::uint16_t bufferSize = kWidth * kLines + 20)
+                    std::uint16_t bufferSize = kBufferSize, std::uint8_t buffers = 3)
         : m_target(target), m_frame(MakeFrame(hasChunks))
     {
         m_out.U8(settings);
         m_out.U16(static_cast<std::uint16_t>(target.packetSize));
         m_out.U16(bufferSize);
-        m_out.U8(3);
+        m_out.U8(buffers);
     }
 
     std::uint32_t Count(std::uint64_t id) const { return orvsim::MakeBlock(m_frame, m_target, id).packetCount; }
@@ -223,6 +225,23 @@ std::vector<Bytes> Seeds()
                             .Refuse(2, 1, orvsim::gvsp::kStatusUnavailable)
                             .Whole(7)
                             .Done());
+        // Of blocks 2, 5 and 6 nothing comes by itself.
+        seeds.push_back(Stream(target, false, kResend, kBufferSize, kManyBuffers)
+                            .Whole(1)
+                            .Whole(3)
+                            .Wait(20)
+                            .Do(kRequest)
+                            .Send(2, 0, Sending::Again)
+                            .Whole(4)
+                            .Do(kRequest)
+                            .Send(2, 2, Sending::Again)
+                            .Whole(7)
+                            .Wait(20)
+                            .Do(kRequest)
+                            .Refuse(5, 0, orvsim::gvsp::kStatusUnavailable)
+                            .Whole(6)
+                            .Wait(2000)
+                            .Done());
         seeds.push_back(Stream(target).Send(1, 0).Send(2, 0).Send(1, last).Send(1, 1).Send(1, 1).Wait(2000).Done());
         seeds.push_back(Stream(target, false, 0, 100).Whole(1).Whole(65535).Whole(1).Do(kAbandon).Done());
         seeds.push_back(Stream(target).Send(1, 0).AtOnce(1, {1, 2, 3, 4}).AtOnce(1, {last}).Whole(2).Done());
@@ -230,6 +249,14 @@ std::vector<Bytes> Seeds()
         orvsim::StreamTarget allIn = Target(extended, 400);
         allIn.allIn = true;
         seeds.push_back(Stream(allIn, true).Whole(1).Do(kRefuseNew).Whole(2).Do(kDeliverAll).Done());
+        seeds.push_back(Stream(allIn, false, kResend, kBufferSize, kManyBuffers)
+                            .Whole(1)
+                            .Whole(4)
+                            .Wait(20)
+                            .Do(kRequest)
+                            .Whole(3)
+                            .Whole(2)
+                            .Done());
         orvsim::StreamTarget old = Target(extended, 9000);
         old.oldChunkType = true;
         seeds.push_back(Stream(old, true, kBigEndian).Whole(1).Done());
