@@ -105,6 +105,20 @@ Finding FindFilterInSearch(const Facts &facts)
     return diagnosis;
 }
 
+/// What came in where the camera's stream may: at its own interface, at that of the way to it or at a twin. The kernel
+/// counts what it throws away for all interfaces together, and other people's packets are among it. \return null where
+/// too little for a stream came.
+const HostCounts::Arrived *MaybeArrivedStream(const Facts &facts)
+{
+    const HostInterfaceFacts *const own = InterfaceOf(facts.camera, facts.interfaces);
+    const Twins twins = FindTwins(facts);
+    for (const std::string &name :
+         {own ? own->name : std::string(), facts.routeInterface, twins.other ? twins.other->name : std::string()})
+        if (MayCarryStream(facts, name))
+            return ArrivedAt(facts, name);
+    return nullptr;
+}
+
 /// Moves one of the two elsewhere, though never what the rest of the world is reached through.
 void Separate(const Twins &twins, Diagnosis &diagnosis)
 {
@@ -192,16 +206,17 @@ Finding FindTwoInterfaces(const Facts &facts)
 Finding FindBlockedStream(const Facts &facts)
 {
     const auto address = ParseIpv4(facts.camera.address);
-    if (!LacksPackets(facts) || !ThrowsStreamAway(facts) || !address || FindReversePathFilter(facts))
+    const HostCounts::Arrived *const arrived = MaybeArrivedStream(facts);
+    if (!LacksPackets(facts) || !ThrowsStreamAway(facts) || !arrived || !address || FindReversePathFilter(facts))
         return {};
     const HostInterfaceFacts *const interface = InterfaceOf(facts.camera, facts.interfaces);
     const Passage passage = LetThrough(facts, Ipv4Text(*address), 0, interface ? interface->name : "");
     Diagnosis diagnosis{};
-    diagnosis.finding = "Not one stream packet has reached this program for " + SecondsText(facts.countedSeconds) +
-                        ", while at least " +
-                        CountText(static_cast<std::uint64_t>(facts.host.undelivered), "packet", "packets") +
-                        " came into this computer and " + "were thrown away in it, as a firewall does" +
-                        (facts.firewall.empty() ? "." : "; " + facts.firewall + " is switched on.");
+    diagnosis.finding =
+        "Not one stream packet has reached this program for " + SecondsText(facts.countedSeconds) + ", while " +
+        ArrivedText(*arrived) + " came in through " + Printable(arrived->name) + " and this computer threw at least " +
+        CountText(static_cast<std::uint64_t>(facts.host.undelivered), "packet", "packets") +
+        " away, as a firewall does" + (facts.firewall.empty() ? "." : "; " + facts.firewall + " is switched on.");
     diagnosis.remedy = "Let UDP packets from " + Ipv4Text(*address) + " through.";
     if (!passage.advice.empty())
         diagnosis.remedy += " " + passage.advice;

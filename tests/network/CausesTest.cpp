@@ -43,6 +43,14 @@ constexpr char kForeign[] = "camera ip addr del 10.0.0.20/24 dev c0; camera ip a
 /// The kernel notices a moment later.
 constexpr char kNoLink[] = "camera ip link set c0 down;"
                            "until ip link show h0 | grep -qE 'state (LOWERLAYER)?DOWN'; do sleep 0.05; done";
+/// Another network of the host, whose datagrams it throws away; some dozens of them while the camera's stay away.
+constexpr char kOtherNetwork[] = "ip link add h1 type veth peer name c1 netns $CAMERA; ip link set h1 up;"
+                                 "ip addr add 10.9.0.1/24 dev h1; camera ip link set c1 up;"
+                                 "camera ip addr add 10.9.0.2/24 dev c1;"
+                                 "ip rule add pref 100 lookup local; ip rule del pref 0;"
+                                 "ip rule add pref 10 iif h1 ipproto udp blackhole";
+constexpr char kStrays[] = "camera ip rule add pref 10 to 10.0.0.1 ipproto udp sport 3957-65534 blackhole; sleep 1;"
+                           "camera bash -c 'for n in {1..60}; do echo >/dev/udp/10.9.0.1/5353; done'";
 constexpr char kStrict[] = "sysctl -qw net.ipv4.conf.h0.rp_filter=1";
 
 struct CauseRow {
@@ -112,6 +120,8 @@ const CauseRow kOfTheWay[] = {
     {"stream port blocked", "stream-blocked", "", "", kBlockStream},
     {"stream port blocked after pictures came", "stream-blocked", "", "", "", kBlockStream, "--seconds 5"},
     {"the camera sends nothing", "no-packets", "", "--drop 1"},
+    {"it does, while others' packets are thrown away", "no-packets", "through h0", "", kOtherNetwork, kStrays,
+     "--seconds 6"},
     {"packets lost", "packets-lost", "", "--drop-packet 7 --resend-mode 1"},
     {"leaders lost", "packets-lost", "", "--drop-leader 1 --resend-mode 1"},
     {"path narrower than any packet", "packets-too-large", "", "--path-mtu 500"},

@@ -24,7 +24,10 @@ struct Case {
 
 const Change kBusy = Set(&Camera::state, DeviceState::Busy);
 const Change kStrictFilter = Set(&Interface::reversePathFilter, 1);
-const Change kThrownAway = Set(&Host::undelivered, 400);
+const Change kThrownAway = [](Facts &facts) {
+    facts.host = Healthy().host;
+    facts.host.undelivered = 400;
+};
 const Change kNoLongPackets = Set(&Stream::fullPackets, 0);
 const Change kAutoExposure = Set(&Facts::exposureIsAuto, true);
 
@@ -59,8 +62,8 @@ const Case kOfHost[] = {
     {"the other one leads to the rest of the world",
      BetweenTwo({[](Facts &f) { f.interfaces.back().hasDefaultRoute = true; }}),
      "Give eth0 and the camera addresses|eth1 carries"},
-    {"a firewall that nobody knows", NothingComes({kThrownAway}), "400 packets|as a firewall does|10.0.0.20",
-     "sudo nft list ruleset"},
+    {"a firewall that nobody knows", NothingComes({kThrownAway}),
+     "through eth0|400 packets|as a firewall does|10.0.0.20", "sudo nft list ruleset"},
     {"one by its own tool", NothingComes({kThrownAway, Set(&Facts::firewall, "ufw")}), "ufw is switched on",
      "sudo ufw allow proto udp from 10.0.0.20"},
     {"one whose rules are in a file",

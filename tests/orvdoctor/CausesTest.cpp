@@ -31,6 +31,7 @@ const Change kSmallBuffer = Set(&Stream::receiveBuffer, 425984);
 const Change kElsewhere = Set(&Camera::address, "192.168.5.20");
 const Change kStrictFilter = Set(&Interface::reversePathFilter, 1);
 const Change kStreamOnEth1 = [](Facts &facts) { facts.host.arrived[3] = {"eth1", 20000, 30U << 20}; };
+const Change kStreamOnEth0 = Set(&Host::arrived, Healthy().host.arrived);
 const Change kFirewall = Set(&Facts::firewall, "ufw");
 
 /// A few packets, and none at any other interface.
@@ -84,14 +85,16 @@ const Case kOfHost[] = {
     {"nothing arrives", NothingComes(), "no-packets"},
     {"just started", NothingComes({Set(&Facts::secondsSinceFrame, 0.5), Set(&Facts::streamingSeconds, 0.5)}), ""},
     {"does not stream", NothingComes({Set(&Facts::isStreaming, false)}), ""},
-    {"packets that this host throws away", NothingComes({Set(&Host::undelivered, 400)}), "stream-blocked"},
-    {"too few of them for a stream", NothingComes({Set(&Host::undelivered, 4)}), "no-packets"},
+    {"packets that this host throws away", NothingComes({kStreamOnEth0, Set(&Host::undelivered, 400)}),
+     "stream-blocked"},
+    {"too few of them for a stream", NothingComes({kStreamOnEth0, Set(&Host::undelivered, 4)}), "no-packets"},
+    {"packets that came in where the camera is not", NothingComes({kStreamOnEth1, Set(&Host::undelivered, 400)}),
+     "no-packets"},
+    {"those of the way to the camera",
+     NothingComes({kStreamOnEth1, Set(&Facts::routeInterface, "eth1"), Set(&Host::undelivered, 400)}),
+     "stream-blocked"},
     {"the way leads through the other interface", BetweenTwo(), "two-interfaces-in-one-subnet no-packets"},
-    {"the stream comes in through the other one",
-     BetweenTwo({Set(&Facts::routeInterface, "eth0"),
-                 [](Facts &f) {
-                     f.host.arrived[3] = {"eth1", 20000, 30U << 20};
-                 }}),
+    {"the stream comes in through the other one", BetweenTwo({Set(&Facts::routeInterface, "eth0"), kStreamOnEth1}),
      "two-interfaces-in-one-subnet no-packets"},
     {"two interfaces that do no harm", BetweenTwo({Set(&Facts::routeInterface, "eth0")}), "no-packets"},
     {"a silent camera between them", BetweenTwo({kSilent}), "two-interfaces-in-one-subnet camera-silent"},
