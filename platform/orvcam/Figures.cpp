@@ -18,6 +18,7 @@ struct Row {
 constexpr Row kRows[] = {
     {{"delivered", "frames", true, &Statistics::delivered}, STREAM_INFO_NUM_DELIVERED},
     {{"incomplete", "frames", true, &Statistics::incomplete}, NUVARK_STREAM_INFO_NUM_INCOMPLETE},
+    {{"missed", "frames", true, &Statistics::missed}, NUVARK_STREAM_INFO_NUM_MISSED},
     {{"underruns", "frames", true, &Statistics::underruns}, STREAM_INFO_NUM_UNDERRUN},
     {{"started", "frames", true, &Statistics::started}, STREAM_INFO_NUM_STARTED},
     {{"droppedByCamera", "frames", true, &Statistics::droppedByCamera}, NUVARK_STREAM_INFO_NUM_DROPPED_BY_CAMERA},

@@ -96,6 +96,7 @@ struct StreamStatistics {
     // frames
     std::uint64_t delivered = 0;       ///< fetched, complete or not
     std::uint64_t incomplete = 0;      ///< of those
+    std::uint64_t missed = 0;          ///< numbers between two frames of which no packet came
     std::uint64_t underruns = 0;       ///< lost because no buffer was queued, since the stream was opened
     std::uint64_t started = 0;         ///< since the stream was opened
     std::uint64_t droppedByCamera = 0; ///< that the camera says it could not send, whole or in part

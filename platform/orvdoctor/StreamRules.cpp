@@ -30,17 +30,31 @@ bool HasSmallBuffer(const OrvCam::StreamStatistics &stream)
     return stream.kernelDrops > 0 && stream.receiveBuffer < stream.wantedReceiveBuffer;
 }
 
-/// The kernel counts what it drops in entries of a socket's queue, and may have made one of many packets.
+/// The kernel counts what it drops in entries of a socket's queue, and may have made one of many packets. Of a frame
+/// that never came it is not known how many packets it had.
 bool DropsExplainLoss(const OrvCam::StreamStatistics &stream)
 {
     constexpr std::uint64_t kPacketsOfEntry = 64;
-    return stream.kernelDrops >= stream.missing / 2 / kPacketsOfEntry;
+    return stream.kernelDrops >= (stream.missing + stream.missed) / 2 / kPacketsOfEntry;
 }
 
-/// More than one frame in a thousand.
-bool IsNoticeable(std::uint64_t lost, std::uint64_t all)
+/// That there should have been. Handing over and counting are no one step.
+std::uint64_t AllFrames(const OrvCam::StreamStatistics &stream)
 {
-    return lost > 0 && lost >= all / 1000;
+    return std::max(stream.delivered, stream.incomplete) + stream.missed;
+}
+
+/// Packets of more than one frame in a thousand.
+bool LosesNoticeably(const OrvCam::StreamStatistics &stream)
+{
+    const std::uint64_t lost = stream.incomplete + stream.missed;
+    return lost > 0 && lost >= AllFrames(stream) / 1000;
+}
+
+/// It was asked for most of the frames that never came, and said that it has nothing of them.
+bool LacksFramesItself(const OrvCam::StreamStatistics &stream)
+{
+    return stream.missed > stream.incomplete && 2 * stream.refused >= stream.missed;
 }
 
 std::string ExposureText(const Facts &facts)
@@ -56,10 +70,13 @@ std::string ExposureText(const Facts &facts)
 std::string LossText(const Facts &facts)
 {
     const OrvCam::StreamStatistics &stream = facts.stream;
-    // Handing over and counting are no one step.
-    const std::uint64_t all = std::max(stream.delivered, stream.incomplete);
-    std::string text =
-        std::to_string(stream.incomplete) + " of " + CountText(all, "picture", "pictures") + " came incomplete";
+    const std::string ofAll = " of " + CountText(AllFrames(stream), "picture", "pictures");
+    std::string text;
+    if (stream.incomplete > 0)
+        text = std::to_string(stream.incomplete) + ofAll + " came incomplete";
+    if (stream.missed > 0)
+        text +=
+            (text.empty() ? "" : " and ") + std::to_string(stream.missed) + (text.empty() ? ofAll : "") + " never came";
     if (facts.countedSeconds > 0)
         text += " in " + SecondsText(facts.countedSeconds);
     if (stream.missing > 0)
@@ -139,7 +156,7 @@ Finding FindLargePackets(const Facts &facts)
     const std::uint64_t mtu = interface && interface->mtu > 0 ? static_cast<std::uint64_t>(interface->mtu) : 0;
     const std::uint64_t packetSize = PacketSize(facts);
     const bool isAboveMtu = mtu != 0 && packetSize > mtu;
-    const bool isHarmful = LacksPackets(facts) || IsNoticeable(stream.incomplete, stream.delivered);
+    const bool isHarmful = LacksPackets(facts) || LosesNoticeably(stream);
     if (facts.isSilent || (!LosesAllLongPackets(facts) && !(isAboveMtu && isHarmful)))
         return {};
     Diagnosis diagnosis{};
@@ -164,7 +181,7 @@ Finding FindLargePackets(const Facts &facts)
 Finding FindSmallBuffer(const Facts &facts)
 {
     const OrvCam::StreamStatistics &stream = facts.stream;
-    if (facts.isSilent || !HasSmallBuffer(stream) || !IsNoticeable(stream.incomplete, stream.delivered))
+    if (facts.isSilent || !HasSmallBuffer(stream) || !LosesNoticeably(stream))
         return {};
     Diagnosis diagnosis{};
     diagnosis.finding =
@@ -196,7 +213,7 @@ Finding FindLostPackets(const Facts &facts)
 {
     const OrvCam::StreamStatistics &stream = facts.stream;
     const bool isExplained = FindLargePackets(facts) || (HasSmallBuffer(stream) && DropsExplainLoss(stream));
-    if (!facts.isStreaming || facts.isSilent || isExplained || !IsNoticeable(stream.incomplete, stream.delivered))
+    if (!facts.isStreaming || facts.isSilent || isExplained || !LosesNoticeably(stream))
         return {};
     Diagnosis diagnosis{};
     diagnosis.finding = LossText(facts);
@@ -206,7 +223,11 @@ Finding FindLostPackets(const Facts &facts)
     else if (stream.droppedByCamera > 0)
         diagnosis.remedy = "The camera says that it could not send " + std::to_string(stream.droppedByCamera) +
                            " of them whole: lower the frame rate, or raise the camera's bandwidth limit.";
-    else if (stream.missing == 0)
+    else if (LacksFramesItself(stream))
+        diagnosis.remedy = "The camera answers that it has nothing of them: it leaves their numbers out, as where it "
+                           "cannot keep up (lower the frame rate), or they were lost on the way, and it keeps nothing "
+                           "to send again (check cables and switches).";
+    else if (stream.missing + stream.missed == 0)
         diagnosis.remedy = "The camera sends less than it announces: set its region and format anew, or restart it.";
     else
         diagnosis.remedy = "Check cables and switches, lower the frame rate, or raise GevSCPD, the pause between two "

@@ -42,6 +42,7 @@ TEST_F(Streams, LostAndIncompleteFramesAreCounted)
     Open(options);
     ProgramRun run = Orvcam({"stream", "--frames", "11", "--json"});
     EXPECT_EQ(10, Figure(run.output, "lost")) << run.output << run.errors;
+    EXPECT_GE(Figure(run.output, "missed"), 10) << run.output;
     options = Small("TWO");
     options.faults.dropPacket = 1;
     options.faults.resendMode = 1; // and it is not sent again

@@ -172,6 +172,7 @@ TEST_P(Stream, FiguresComeFromTheInfosTheyAreNamedAfter)
         {"underruns", STREAM_INFO_NUM_UNDERRUN},
         {"started", STREAM_INFO_NUM_STARTED},
         {"incomplete", NUVARK_STREAM_INFO_NUM_INCOMPLETE},
+        {"missed", NUVARK_STREAM_INFO_NUM_MISSED},
         {"packets", NUVARK_STREAM_INFO_NUM_PACKETS},
         {"fullPackets", NUVARK_STREAM_INFO_NUM_FULL},
         {"withoutBuffer", NUVARK_STREAM_INFO_NUM_WITHOUT_BUFFER},

@@ -109,7 +109,11 @@ const Case kOfStream[] = {
      Incomplete({Set(&Stream::kernelDrops, 13000), Set(&Stream::receiveBuffer, 425984),
                  Set(&Stream::wantedReceiveBuffer, 20000000)}),
      "at least 13000 packets|425984|20000000|212992", "sudo sysctl -w net.core.rmem_max=33554432"},
-    {"lost packets", Incomplete(), "60 of 60 pictures|in 10 s|13200|14000 packets were asked|800"},
+    {"lost packets", Incomplete(), "60 of 60 pictures came incomplete in 10 s|13200|14000 packets were asked|800"},
+    {"pictures lost as a whole", Incomplete({Set(&Stream::missed, 3)}),
+     "60 of 63 pictures came incomplete and 3 never came in|Check cables"},
+    {"that the camera says it does not have", Healthy({Set(&Stream::missed, 40), Set(&Stream::refused, 38)}),
+     "40 of 340 pictures never came in 10 s|leaves their numbers out"},
     {"hardly any of them by this computer", Incomplete({Set(&Stream::kernelDrops, 1)}), "Check cables"},
 };
 
