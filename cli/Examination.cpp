@@ -15,6 +15,17 @@ using OrvCam::DeviceState;
 
 constexpr unsigned kBuffers = 16;
 
+Outcome TooShort(const orv::Facts &facts)
+{
+    return Fail(NameOf(facts.camera) + ": " + std::to_string(facts.completeFrames) + " pictures came in " +
+                Fixed(facts.streamingSeconds, 1) + " s, which is not long enough to tell what is wrong");
+}
+
+bool CameWithoutFrames(const orv::Facts &facts)
+{
+    return facts.isStreaming && facts.completeFrames + facts.incompleteFrames == 0;
+}
+
 /// What the opened camera and a short stream tell.
 Outcome WatchStream(OrvCam::Device &device, double seconds, orv::Facts &facts)
 {
@@ -27,10 +38,7 @@ Outcome WatchStream(OrvCam::Device &device, double seconds, orv::Facts &facts)
         return started;
     observation.Watch(acquisition.Stream(), seconds);
     observation.Tell(facts);
-    if (facts.completeFrames + facts.incompleteFrames > 0 && !IsInterrupted())
-        return {};
-    return Fail(NameOf(facts.camera) + ": " + std::to_string(facts.completeFrames) + " pictures came in " +
-                Fixed(facts.streamingSeconds, 1) + " s, which is not long enough to tell what is wrong");
+    return IsInterrupted() ? TooShort(facts) : Outcome();
 }
 
 bool IsHeld(const OrvCam::DeviceDescription &camera)
@@ -84,6 +92,8 @@ Examination Examine(const OrvCam::DeviceDescription &camera, const Cameras &came
     examination.outcome = Gather(seconds, examination.facts);
     orv::GatherHost(examination.facts); // as it is when things have gone wrong
     examination.diagnoses = orv::Diagnose(examination.facts);
+    if (examination.outcome.IsOk() && examination.diagnoses.empty() && CameWithoutFrames(examination.facts))
+        examination.outcome = TooShort(examination.facts);
     return examination;
 }
 

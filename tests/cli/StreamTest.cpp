@@ -166,6 +166,7 @@ TEST_F(Streams, ThatBringNothingEndWithAHint)
     const ProgramRun json = Orvcam({"doctor", "--seconds", "1.5", "--json"});
     EXPECT_EQ(3, json.exitCode);
     EXPECT_EQ("\"waits-for-trigger\"", Member(json.output, "cause"));
+    EXPECT_EQ("\"\"", Member(json.output, "problem")) << "the cause says it all";
     EXPECT_EQ(0, Orvcam({"features", "--set", "TriggerMode=Off"}).exitCode);
     const ProgramRun well = Orvcam({"doctor", "--seconds", "1"});
     EXPECT_EQ(0, well.exitCode) << well.output;
