@@ -32,11 +32,13 @@ cmake --build --preset release
 
 . scripts/software-camera.sh
 trap stop_software_camera EXIT
+# In colour, so that the status bar shows what is under the mouse: raw mosaics have no value of their own there.
+camera=(build/release/bin/orvsim --format RGB8)
 if [ $mode = demo ]; then
-    start_software_camera build/release/bin/orvsim
-    bash scripts/demo.sh build/release/bin "$demo_dir" "$software_camera_pid"
+    start_software_camera "${camera[@]}" --serial DEMO0001
+    bash scripts/demo.sh build/release/bin "$demo_dir" "$software_camera_pid" DEMO0001
 else
     # Without it the viewer says itself that there is no camera.
-    camera_answers || start_software_camera build/release/bin/orvsim || true
+    camera_answers || start_software_camera "${camera[@]}" || true
     build/release/bin/OrvPlayer
 fi

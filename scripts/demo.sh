@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
 # Uses the viewer the way a person would, on a display of its own, and leaves a screenshot of each step.
-#   demo.sh BIN_DIR OUT_DIR [PID]   PID: the software camera, which is ended to show how its loss is told
+#   demo.sh BIN_DIR OUT_DIR [PID [SERIAL]]   the software camera, which is ended to show how its loss is told; with
+#                                            its serial number it is the one that is chosen among several
 set -euo pipefail
 bin=$1
 out=$2
 camera_pid=${3:-}
+camera_serial=${4:-}
 
 work=$(mktemp -d)
 pids=()
@@ -25,6 +27,10 @@ export DISPLAY
 rm -rf "$out/config" "$out/state"
 export XDG_CONFIG_HOME=$out/config XDG_STATE_HOME=$out/state
 unset QT_QPA_PLATFORM
+if [ -n "$camera_serial" ]; then
+    mkdir -p "$out/config/Zelkor"
+    printf '[CameraSelector]\nvendor=OrvPlayer\nmodel=OrvSim\nserial=%s\n' "$camera_serial" >"$out/config/Zelkor/OrvPlayer.conf"
+fi
 openbox >/dev/null 2>&1 &
 pids+=($!)
 
@@ -60,11 +66,14 @@ picture_moves() {
     [ "$(compare -metric AE "$work/a.png" "$work/b.png" null: 2>&1)" != 0 ]
 }
 picture_rests() { ! picture_moves; }
+selector_open() { window_called '^Camera selection$'; }
+# Return chooses the camera as soon as it is listed. The picture that stays was taken just before.
 choose_camera() {
-    import -window root "$out/2-selector.png"
-    xdotool key Return
-    sleep 0.3
-    window_called 'OrvPlayer -  '
+    selector_open || return 0
+    import -window root "$work/selector.png"
+    selector_open && cp "$work/selector.png" "$out/2-selector.png" && xdotool key Return
+    sleep 0.5
+    ! selector_open
 }
 
 until_true 30 'the main window' window_called 'OrvPlayer - Camera is not connected'
@@ -73,7 +82,9 @@ xdotool windowsize --sync "$main" 1200 700 windowmove "$main" 60 30 windowfocus 
 shot 1-started
 
 xdotool key --clearmodifiers ctrl+k
-until_true 20 'the connected camera' choose_camera
+until_true 20 'the camera selector' selector_open
+until_true 20 'the camera in the selector' choose_camera
+until_true 20 'the connected camera' window_called 'OrvPlayer -  '
 echo 'demo: 2-selector'
 
 xdotool key --clearmodifiers F5

@@ -9,8 +9,10 @@
 #include <QCloseEvent>
 #include <QCoreApplication>
 #include <QFontMetrics>
+#include <QGuiApplication>
 #include <QLabel>
 #include <QPluginLoader>
+#include <QScreen>
 
 #include <algorithm>
 
@@ -19,7 +21,9 @@ ICamEval *OrvPlayer::s_pCamEval = nullptr;
 namespace {
 
 constexpr int kStateVersion = 0;
-constexpr QSize kFirstSize{1100, 720}; ///< until a size is remembered
+constexpr QSize kFirstSize{1100, 720}; ///< until a size is remembered, where the screen has room
+/// Of the screen, beside frame and title, which are known only once the window is shown.
+constexpr double kMostOfScreen = 0.9;
 
 QLabel *FixedLabel(QStatusBar *bar, const QString &widest)
 {
@@ -40,6 +44,25 @@ bool ShowsAnything(const QWidget &bar)
                        [](const QAction *action) { return action->isVisible() && !action->isSeparator(); });
 }
 
+/// A separator stays between two entries that are shown; unlike a menu, a tool bar draws the others too.
+void HideIdleSeparators(const QToolBar &bar)
+{
+    QAction *separator = nullptr; // behind an entry, and perhaps before one
+    bool isAfterEntry = false;
+    for (QAction *action : bar.actions()) {
+        if (action->isSeparator()) {
+            action->setVisible(false);
+            separator = isAfterEntry ? action : separator;
+            isAfterEntry = false;
+        } else if (action->isVisible()) {
+            if (separator != nullptr)
+                separator->setVisible(true);
+            separator = nullptr;
+            isAfterEntry = true;
+        }
+    }
+}
+
 } // namespace
 
 OrvPlayer::OrvPlayer(QWidget *parent, bool camEval, bool automatic)
@@ -54,7 +77,7 @@ OrvPlayer::OrvPlayer(QWidget *parent, bool camEval, bool automatic)
     m_hint = new QLabel(tr("No camera is connected.\nPress Connect (Ctrl+K) to choose one."), m_ui->centralWidget);
     m_hint->setAlignment(Qt::AlignCenter);
     m_ui->centralLayout->addWidget(m_hint);
-    resize(kFirstSize);
+    resize(kFirstSize.boundedTo(QGuiApplication::primaryScreen()->availableSize() * kMostOfScreen));
     if (camEval)
         LoadCamEvalPlugin();
     InitGuiManager();
@@ -143,9 +166,12 @@ void OrvPlayer::HideUnbuiltActions()
     for (QMenu *menu : menuBar()->findChildren<QMenu *>())
         if (!ShowsAnything(*menu))
             menu->menuAction()->setVisible(false);
-    for (QToolBar *bar : findChildren<QToolBar *>())
+    for (QToolBar *bar : findChildren<QToolBar *>()) {
         if (!ShowsAnything(*bar))
             removeToolBar(bar); // not just hidden: that would be remembered, and offered in the context menu
+        else
+            HideIdleSeparators(*bar);
+    }
 }
 
 void OrvPlayer::SetShortcuts()

@@ -16,6 +16,7 @@
 #include <QSaveFile>
 #include <QSvgRenderer>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -45,7 +46,7 @@ QByteArray Read(const QString &path)
     return file.readAll();
 }
 
-QByteArray RenderPng(const QString &svgPath, int sizePx)
+QImage Render(const QString &svgPath, int sizePx)
 {
     QString error;
     const QByteArray fitted = orv::FitToPixels(Read(svgPath), sizePx, &error);
@@ -57,11 +58,40 @@ QByteArray RenderPng(const QString &svgPath, int sizePx)
     QPainter painter(&image);
     painter.setRenderHint(QPainter::Antialiasing);
     renderer.render(&painter);
-    painter.end();
+    return image;
+}
+
+QByteArray ToPng(const QImage &image)
+{
     QByteArray png;
     QBuffer buffer(&png);
     image.save(&buffer, "PNG");
     return png;
+}
+
+QByteArray RenderPng(const QString &svgPath, int sizePx)
+{
+    return ToPng(Render(svgPath, sizePx));
+}
+
+/// The icon on its own shape in white, which stands out by one unit of the grid.
+QImage WithRim(const QImage &icon)
+{
+    QImage shape = icon;
+    QPainter filler(&shape);
+    filler.setCompositionMode(QPainter::CompositionMode_SourceIn);
+    filler.fillRect(shape.rect(), Qt::white);
+    filler.end();
+    QImage image(icon.size(), icon.format());
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    const int rimPx = std::max(1, icon.width() / orv::kIconGridUnits);
+    for (int y = -rimPx; y <= rimPx; ++y)
+        for (int x = -rimPx; x <= rimPx; ++x)
+            painter.drawImage(x, y, shape);
+    painter.drawImage(0, 0, icon);
+    painter.end();
+    return image;
 }
 
 /// An .ico: header, one directory entry of 16 bytes per picture, then the pictures as PNG. Little-endian.
@@ -91,8 +121,12 @@ public:
     void Bake(const QString &svgPath)
     {
         const QString name = QFileInfo(svgPath).completeBaseName();
-        for (int sizePx : orv::kIconSizesPx)
-            Add(QStringLiteral("%1/%2.png").arg(sizePx).arg(name), RenderPng(svgPath, sizePx));
+        for (int sizePx : orv::kIconSizesPx) {
+            const QString file = QStringLiteral("%1/%2.png").arg(sizePx).arg(name);
+            const QImage icon = Render(svgPath, sizePx);
+            Add(file, ToPng(icon));
+            Add(orv::kActiveIcons + file, ToPng(WithRim(icon)));
+        }
         // What a form names directly: the base size, and its double, which Qt finds by the suffix.
         Add(name + ".png", RenderPng(svgPath, orv::kIconBaseSizePx));
         Add(name + "@2x.png", RenderPng(svgPath, 2 * orv::kIconBaseSizePx));

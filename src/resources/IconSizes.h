@@ -6,6 +6,10 @@ namespace orv {
 
 constexpr char kIconFolder[] = ":/OrvPlayer/";
 
+/// Below that folder: the same in all sizes with a light rim, for the entry of a menu under the mouse, which has the
+/// theme's highlight colour as its background.
+constexpr char kActiveIcons[] = "active/";
+
 /// Units on each side of a drawing.
 constexpr int kIconGridUnits = 24;
 

@@ -21,9 +21,11 @@ QIcon OrvIcon(const QString &resourcePath)
     const QString name = QFileInfo(resourcePath).completeBaseName();
     QIcon icon;
     for (int sizePx : orv::kIconSizesPx) {
-        const QString file = QStringLiteral("%1%2/%3.png").arg(folder).arg(sizePx).arg(name);
-        if (QFile::exists(file))
-            icon.addFile(file, QSize(sizePx, sizePx));
+        const QString file = QStringLiteral("%1/%2.png").arg(sizePx).arg(name);
+        if (!QFile::exists(folder + file))
+            continue;
+        icon.addFile(folder + file, QSize(sizePx, sizePx));
+        icon.addFile(folder + orv::kActiveIcons + file, QSize(sizePx, sizePx), QIcon::Active);
     }
     return icon;
 }

@@ -70,6 +70,23 @@ TEST(Icons, KeepTheirContrastOnWhiteAndOnDark)
     }
 }
 
+/// In a menu the entry under the mouse lies on the theme's highlight colour, which may be the icon's own.
+TEST(Icons, StandOutOnTheHighlightUnderTheMouse)
+{
+    const QImage marked = OrvIcon(":/OrvPlayer/save_config.png").pixmap(QSize(24, 24), QIcon::Active).toImage();
+    const QImage normal = OrvIcon(":/OrvPlayer/save_config.png").pixmap(QSize(24, 24), QIcon::Normal).toImage();
+    ASSERT_EQ(marked.size(), normal.size());
+    int rim = 0, covered = 0;
+    for (int i = 0; i < normal.width() * normal.height(); ++i) {
+        const QRgb before = normal.pixel(i % normal.width(), i / normal.width());
+        const QRgb after = marked.pixel(i % normal.width(), i / normal.width());
+        rim += qAlpha(before) == 0 && after == qRgba(255, 255, 255, 255);
+        covered += qAlpha(before) == 255 && after != before;
+    }
+    EXPECT_GT(rim, 24);
+    EXPECT_EQ(covered, 0);
+}
+
 TEST(Icons, HaveSharpEdgesInEverySize)
 {
     struct Case {
