@@ -1,5 +1,8 @@
 #include "cli/Json.h"
 
+#include "orvcam/Text.h"
+
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -47,8 +50,10 @@ Json &Json::Value(const std::string &text)
 {
     Separate();
     m_text += '"';
-    for (const char c : text) {
+    for (std::size_t at = 0; at < text.size();) {
+        const char c = text[at];
         const auto byte = static_cast<unsigned char>(c);
+        const std::size_t length = orv::cam::CharacterBytes(text, at);
         if (c == '"' || c == '\\') {
             m_text += '\\';
             m_text += c;
@@ -56,9 +61,12 @@ Json &Json::Value(const std::string &text)
             char escaped[8];
             std::snprintf(escaped, sizeof escaped, "\\u%04x", byte);
             m_text += escaped;
+        } else if (length == 0) {
+            m_text += "\xef\xbf\xbd"; // U+FFFD
         } else {
-            m_text += c;
+            m_text.append(text, at, length);
         }
+        at += std::max<std::size_t>(length, 1);
     }
     m_text += '"';
     return *this;

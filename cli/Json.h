@@ -15,7 +15,7 @@ public:
     Json &Open(char bracket); ///< '{' or '['
     Json &Close(char bracket);
     Json &Key(const std::string &key);
-    Json &Value(const std::string &text);
+    Json &Value(const std::string &text); ///< what is no UTF-8 becomes U+FFFD
     Json &Value(const char *text) { return Value(std::string(text)); }
     Json &Value(bool value);
     Json &Value(double number); ///< null for what JSON has no number for

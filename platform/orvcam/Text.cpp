@@ -13,7 +13,8 @@ template <class Number> bool ParseWhole(const std::string &text, Number *value)
     return result.ec == std::errc() && result.ptr == text.data() + text.size();
 }
 
-/// Bytes of the character at `at`: 0 for what is no UTF-8 (RFC 3629, section 4) or no character of XML 1.0.
+} // namespace
+
 std::size_t CharacterBytes(const std::string &text, std::size_t at)
 {
     const auto first = static_cast<unsigned char>(text[at]);
@@ -33,8 +34,6 @@ std::size_t CharacterBytes(const std::string &text, std::size_t at)
     const bool isSurrogate = code >= 0xD800 && code <= 0xDFFF;
     return isOverlong || isSurrogate || code > 0x10FFFF || code == 0xFFFE || code == 0xFFFF ? 0 : length;
 }
-
-} // namespace
 
 bool IsUtf8(const std::string &bytes)
 {

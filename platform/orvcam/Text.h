@@ -1,9 +1,13 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace orv::cam {
 
+/// Bytes of the character at `at`: 0 for what is no UTF-8 (RFC 3629, section 4) or no character of XML 1.0. ASCII is
+/// not looked at.
+std::size_t CharacterBytes(const std::string &text, std::size_t at);
 /// Whether the bytes are UTF-8 whose characters above ASCII may all stand in XML. ASCII is not looked at.
 bool IsUtf8(const std::string &bytes);
 /// The same text as UTF-8: text that is not UTF-8 yet is taken for Latin-1.
