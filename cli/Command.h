@@ -2,6 +2,7 @@
 
 #include "cli/Options.h"
 #include "cli/Outcome.h"
+#include "cli/Report.h"
 
 #include <string>
 #include <vector>
@@ -17,20 +18,21 @@ struct Command {
     std::string summary; ///< one line
     std::string details;
     std::vector<std::string> options; ///< names, besides those that all commands take
-    Outcome (*run)(const Options &options);
+    /// Prints what it has for people itself; with --json puts it into the report instead, as far as it came.
+    Outcome (*run)(const Options &options, Report &report);
 };
 
 /// In the order of --help.
 const std::vector<Command> &Commands();
 const Command *FindCommand(const std::string &name);
 
-Outcome RunList(const Options &options);
-Outcome RunInfo(const Options &options);
-Outcome RunFeatures(const Options &options);
-Outcome RunXml(const Options &options);
-Outcome RunStream(const Options &options);
-Outcome RunEvents(const Options &options);
-Outcome RunForceIp(const Options &options);
-Outcome RunDoctor(const Options &options);
+Outcome RunList(const Options &options, Report &report);
+Outcome RunInfo(const Options &options, Report &report);
+Outcome RunFeatures(const Options &options, Report &report);
+Outcome RunXml(const Options &options, Report &report);
+Outcome RunStream(const Options &options, Report &report);
+Outcome RunEvents(const Options &options, Report &report);
+Outcome RunForceIp(const Options &options, Report &report);
+Outcome RunDoctor(const Options &options, Report &report);
 
 } // namespace orvcli

@@ -41,7 +41,7 @@ void Print(const Examination &examination, bool isOneOfSeveral)
         PrintLine("  " + Printable(examination.outcome.problem));
 }
 
-void PrintAsJson(const Examination &examination)
+void PrintAsJson(const Examination &examination, Report &report)
 {
     const orv::Facts &facts = examination.facts;
     Json json;
@@ -58,7 +58,7 @@ void PrintAsJson(const Examination &examination)
         json.Member("finding", diagnosis.finding).Member("remedy", diagnosis.remedy);
         json.Member("command", diagnosis.command).Member("lasting", diagnosis.lasting).Close('}');
     }
-    PrintLine(json.Close(']').Close('}').Text());
+    report.Print(json.Close(']').Close('}'), examination.outcome.problem);
 }
 
 /// The cameras that are meant: without a name all that were found.
@@ -101,7 +101,7 @@ Outcome Summary(const std::vector<Examination> &examinations)
 
 } // namespace
 
-Outcome RunDoctor(const Options &options)
+Outcome RunDoctor(const Options &options, Report &report)
 {
     if (options.seconds > 0 && options.seconds < kLeastSeconds)
         return Fail("less than " + NumberText(kLeastSeconds) + " s is not enough to tell", ExitCode::Usage);
@@ -120,7 +120,7 @@ Outcome RunDoctor(const Options &options)
     std::vector<Examination> examinations;
     const auto add = [&](Examination examination) {
         if (options.isJson)
-            PrintAsJson(examination);
+            PrintAsJson(examination, report);
         else
             Print(examination, chosen.size() > 1);
         examinations.push_back(std::move(examination));

@@ -23,7 +23,6 @@ public:
     struct News {
         std::vector<MessageEvent> events;
         std::optional<std::string> loss; ///< the reason
-        std::uint64_t dropped = 0;
     };
 
     static void OnMessage(const void *data, unsigned long size, void *inbox)
@@ -46,6 +45,12 @@ public:
         }
         return std::exchange(m_news, {});
     }
+    /// Events that came faster than they were taken.
+    std::uint64_t Dropped() EXCLUDES(m_mutex)
+    {
+        orv::MutexLock lock(m_mutex);
+        return m_dropped;
+    }
 
 private:
     void Add(std::vector<MessageEvent> events) EXCLUDES(m_mutex)
@@ -56,7 +61,7 @@ private:
             if (m_news.events.size() < kMostWaiting)
                 m_news.events.push_back(event);
             else
-                ++m_news.dropped;
+                ++m_dropped;
         }
         m_arrived.NotifyAll();
     }
@@ -70,29 +75,35 @@ private:
     orv::Mutex m_mutex;
     orv::ConditionVariable m_arrived;
     News m_news GUARDED_BY(m_mutex);
+    std::uint64_t m_dropped GUARDED_BY(m_mutex) = 0;
 };
 
-/// Hears of the loss as long as it lives.
-class LossWatch {
+/// One kind of news that the inbox gets as long as this lives.
+class Registration {
 public:
-    LossWatch(OrvCam::Device &device, Inbox &inbox)
-        : m_device(device), m_inbox(inbox),
-          m_isRegistered(device.RegisterEvent(OrvCam::kEventDeviceLost, Inbox::OnLost, &inbox) == ORV_CAM_OK)
+    Registration(OrvCam::Device &device, int type, OrvCam::EventCallback callback, Inbox &inbox)
+        : m_device(device), m_type(type), m_callback(callback), m_inbox(inbox),
+          m_status(device.RegisterEvent(type, callback, &inbox))
     {
     }
-    ~LossWatch()
+    ~Registration()
     {
-        if (m_isRegistered)
-            m_device.UnregisterEvent(OrvCam::kEventDeviceLost, Inbox::OnLost, &m_inbox);
+        if (m_status == ORV_CAM_OK)
+            m_device.UnregisterEvent(m_type, m_callback, &m_inbox);
     }
-    LossWatch(const LossWatch &) = delete;
-    LossWatch &operator=(const LossWatch &) = delete;
-    bool IsRegistered() const { return m_isRegistered; }
+    Registration(const Registration &) = delete;
+    Registration &operator=(const Registration &) = delete;
+
+    int Status() const { return m_status; }
+    /// News that came faster than the inbox took them.
+    std::uint64_t Dropped() const { return m_device.GetEventFigures(m_type).dropped; }
 
 private:
     OrvCam::Device &m_device;
+    const int m_type;
+    const OrvCam::EventCallback m_callback;
     Inbox &m_inbox;
-    const bool m_isRegistered;
+    const int m_status;
 };
 
 /// Switches the events that were asked for on, and off again at the end.
@@ -154,13 +165,13 @@ std::map<std::int64_t, std::string> EventNames(OrvCam::FeatureArray *features)
     return names;
 }
 
-void PrintEvent(const MessageEvent &event, const std::string &name, bool isJson)
+void PrintEvent(const MessageEvent &event, const std::string &name, Report *report)
 {
-    if (isJson) {
+    if (report != nullptr) {
         Json json;
         json.Open('{').Member("event", name).Member("id", std::uint64_t{event.id}).Member("block", event.block);
         json.Member("timestamp", event.timestamp).Member("dataBytes", std::uint64_t{event.dataBytes}).Close('}');
-        PrintLine(json.Text());
+        report->Print(json);
         return;
     }
     char id[8];
@@ -168,14 +179,6 @@ void PrintEvent(const MessageEvent &event, const std::string &name, bool isJson)
     PrintLine(std::string(id) + " " + (name.empty() ? "-" : Printable(name)) + ", frame " +
               std::to_string(event.block) + ", time " + std::to_string(event.timestamp) +
               (event.dataBytes > 0 ? ", " + std::to_string(event.dataBytes) + " bytes of data" : ""));
-}
-
-void PrintTraffic(const Traffic &traffic, bool isJson)
-{
-    Json json;
-    json.Open('{').Key("traffic");
-    traffic.Write(json);
-    PrintLine(isJson ? json.Close('}').Text() : "packets: " + traffic.Text());
 }
 
 /// The frames are not what was asked for; without their buffers the camera's driver would complain.
@@ -191,6 +194,7 @@ struct Sources {
     std::map<std::int64_t, std::string> names;
     OrvCam::Stream *stream; ///< that runs meanwhile, or null
     const Traffic *traffic; ///< to be shown, or null
+    Report *report;         ///< null: it is for a person
 };
 
 Outcome Listen(const Sources &from, const Options &options)
@@ -204,26 +208,40 @@ Outcome Listen(const Sources &from, const Options &options)
             ThrowFramesAway(*from.stream);
         for (const MessageEvent &event : news.events) {
             const auto name = from.names.find(event.id);
-            PrintEvent(event, name != from.names.end() ? name->second : std::string(), options.isJson);
+            PrintEvent(event, name != from.names.end() ? name->second : std::string(), from.report);
         }
-        if (news.dropped > 0)
-            std::fprintf(stderr, "orvcam: events: %llu more came too fast to be printed\n",
-                         static_cast<unsigned long long>(news.dropped));
         if (from.traffic != nullptr)
             progress.Show(from.traffic->Text());
         if (news.loss.has_value()) {
-            if (options.isJson)
-                PrintLine(
-                    Json().Open('{').Member("event", "DeviceLost").Member("reason", *news.loss).Close('}').Text());
+            if (from.report != nullptr)
+                from.report->Print(
+                    Json().Open('{').Member("event", "DeviceLost").Member("reason", *news.loss).Close('}'));
             return Fail("the connection to the camera was lost: " + Printable(*news.loss), ExitCode::Lost);
         }
     }
     return {};
 }
 
+/// What is left to be told when all events are printed.
+void TellTheRest(const Sources &from, std::uint64_t dropped)
+{
+    if (dropped > 0) {
+        std::fprintf(stderr, "orvcam: events: %llu more came too fast to be printed\n",
+                     static_cast<unsigned long long>(dropped));
+        if (from.report != nullptr)
+            from.report->Members().Member("dropped", dropped);
+    }
+    if (from.traffic == nullptr)
+        return;
+    if (from.report != nullptr)
+        from.traffic->Write(from.report->Members().Key("traffic"));
+    else
+        PrintLine("packets: " + from.traffic->Text());
+}
+
 } // namespace
 
-Outcome RunEvents(const Options &options)
+Outcome RunEvents(const Options &options, Report &report)
 {
     WatchForInterrupt();
     OrvCam::DeviceDescription camera;
@@ -233,27 +251,30 @@ Outcome RunEvents(const Options &options)
         return outcome;
     OrvCam::FeatureArray *features = device->GetCameraParameters();
     Inbox inbox;
-    const LossWatch loss(*device, inbox);
-    Traffic traffic(*device);
-    traffic.PassMessagesTo(Inbox::OnMessage, &inbox);
-    outcome = options.countTraffic ? traffic.Start() : traffic.StartMessagesOnly();
-    // A driver that shows no packets may still tell the loss, which is then all there is.
-    const bool asksForMessages = options.countTraffic || !options.events.empty();
-    if (!outcome.IsOk() && (asksForMessages || !loss.IsRegistered()))
+    const Registration loss(*device, OrvCam::kEventDeviceLost, Inbox::OnLost, inbox);
+    const Registration events(*device, OrvCam::kEventRemoteDevice, Inbox::OnMessage, inbox);
+    // A driver that has no events may still tell the loss, which is then all there is.
+    if (events.Status() != ORV_CAM_OK && (!options.events.empty() || loss.Status() != ORV_CAM_OK))
+        return FailedWith(events.Status(), "events");
+    Traffic traffic;
+    if (options.countTraffic)
+        outcome = traffic.Start(*device);
+    if (!outcome.IsOk())
         return outcome;
     Notifications notifications(features);
     Acquisition acquisition(*device);
     outcome = notifications.SwitchOn(options.events);
     if (outcome.IsOk() && options.isStreaming)
         outcome = acquisition.Start(options.buffers);
+    Sources from{inbox, EventNames(features), nullptr, options.countTraffic ? &traffic : nullptr,
+                 options.isJson ? &report : nullptr};
+    if (outcome.IsOk() && options.isStreaming)
+        from.stream = &acquisition.Stream();
     if (outcome.IsOk())
-        outcome = Listen({inbox, EventNames(features), options.isStreaming ? &acquisition.Stream() : nullptr,
-                          options.countTraffic ? &traffic : nullptr},
-                         options);
+        outcome = Listen(from, options);
     if (!outcome.IsOk())
         outcome.problem = NameOf(camera) + ": " + outcome.problem;
-    if (options.countTraffic)
-        PrintTraffic(traffic, options.isJson);
+    TellTheRest(from, inbox.Dropped() + events.Dropped());
     return outcome;
 }
 

@@ -82,7 +82,7 @@ void WriteLimits(Json &json, const FeatureState &state)
     json.Close(']');
 }
 
-void PrintTreeAsJson(FeatureArray &features, OrvCam::Visibility visibility)
+Json TreeAsJson(FeatureArray &features, OrvCam::Visibility visibility)
 {
     const char *const kVisibilities[] = {"beginner", "expert", "guru", "invisible"};
     Json json;
@@ -104,7 +104,7 @@ void PrintTreeAsJson(FeatureArray &features, OrvCam::Visibility visibility)
         json.Member("unit", info.unit).Member("visibility", kVisibilities[static_cast<int>(info.visibility)]);
         json.Member("toolTip", info.toolTip).Close('}');
     }
-    PrintLine(json.Close(']').Text());
+    return json.Close(']');
 }
 
 using Values = std::map<std::string, std::string>; ///< the last one read of each feature, as JSON
@@ -142,7 +142,7 @@ Outcome Do(FeatureArray &features, const FeatureAction &action, Values *values)
     return status == ORV_CAM_OK ? Outcome() : FailedWith(status, action.name);
 }
 
-Outcome DoAll(FeatureArray &features, const Options &options)
+Outcome DoAll(FeatureArray &features, const Options &options, Report &report)
 {
     Values values;
     Outcome outcome;
@@ -153,11 +153,9 @@ Outcome DoAll(FeatureArray &features, const Options &options)
     }
     if (!options.isJson)
         return outcome;
-    Json json;
-    json.Open('{');
+    Json &json = report.Members();
     for (const auto &[name, value] : values)
         json.Key(name).Raw(value);
-    PrintLine(json.Close('}').Text());
     return outcome;
 }
 
@@ -198,7 +196,7 @@ Outcome WriteAll(FeatureArray &features, const Options &options)
     return {};
 }
 
-Outcome RunFeatures(const Options &options)
+Outcome RunFeatures(const Options &options, Report &report)
 {
     if (options.ofInterface && options.ofStream)
         return Fail("--interface and --stream exclude each other", ExitCode::Usage);
@@ -214,9 +212,9 @@ Outcome RunFeatures(const Options &options)
     if (owner.features == nullptr)
         return FailedWith(ORV_CAM_ERR_XML, owner.name);
     if (!options.actions.empty())
-        return Of(owner.name, DoAll(*owner.features, options));
+        return Of(owner.name, DoAll(*owner.features, options, report));
     if (options.isJson)
-        PrintTreeAsJson(*owner.features, options.visibility);
+        report.Print(TreeAsJson(*owner.features, options.visibility));
     else
         PrintTree(*owner.features, options.visibility);
     return {};

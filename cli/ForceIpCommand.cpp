@@ -43,7 +43,7 @@ std::string ProblemOf(const orv::AddressChoice &choice, const OrvCam::DeviceDesc
 
 } // namespace
 
-Outcome RunForceIp(const Options &options)
+Outcome RunForceIp(const Options &options, Report &report)
 {
     WatchForInterrupt();
     Cameras cameras;
@@ -70,13 +70,7 @@ Outcome RunForceIp(const Options &options)
     }
     const bool isSeen = IsSeenAt(camera.id, address);
     if (options.isJson)
-        PrintLine(Json()
-                      .Open('{')
-                      .Member("camera", camera.serial)
-                      .Member("address", address)
-                      .Member("isSeen", isSeen)
-                      .Close('}')
-                      .Text());
+        report.Members().Member("camera", camera.serial).Member("address", address).Member("isSeen", isSeen);
     else if (isSeen)
         PrintLine(NameOf(camera) + " is now at " + address);
     return isSeen ? Outcome() : Fail(NameOf(camera) + " accepted, but was not seen at " + address);

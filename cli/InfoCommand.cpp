@@ -60,7 +60,7 @@ std::vector<std::vector<std::string>> RowsOf(const OrvCam::DeviceDescription &ca
 
 } // namespace
 
-Outcome RunInfo(const Options &options)
+Outcome RunInfo(const Options &options, Report &report)
 {
     OrvCam::DeviceDescription camera;
     Outcome outcome = FindCamera(options.Word(0), camera);
@@ -72,16 +72,13 @@ Outcome RunInfo(const Options &options)
     if (outcome.IsOk() && features == nullptr)
         outcome = FailedWith(ORV_CAM_ERR_XML, NameOf(camera));
     std::vector<std::vector<std::string>> rows = RowsOf(camera);
-    Json json;
-    json.Open('{').Key("camera");
+    Json &json = report.Members().Key("camera");
     WriteCamera(json, camera);
     json.Key("features").Open('{');
     if (features != nullptr)
         TakeFeatures(*features, json, rows);
-    json.Close('}').Close('}');
-    if (options.isJson)
-        PrintLine(json.Text());
-    else
+    json.Close('}');
+    if (!options.isJson)
         PrintTable(rows);
     return outcome; // why the features are not among it
 }

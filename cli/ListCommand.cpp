@@ -4,23 +4,22 @@
 
 namespace orvcli {
 
-Outcome RunList(const Options &options)
+Outcome RunList(const Options &options, Report &report)
 {
     Cameras cameras;
     const Outcome listed = ListCameras(cameras);
     if (!listed.IsOk())
         return listed;
+    if (cameras.empty())
+        return Fail("no camera was found", ExitCode::NoCamera);
     if (options.isJson) {
         Json json;
         json.Open('[');
         for (const OrvCam::DeviceDescription &camera : cameras)
             WriteCamera(json, camera);
-        PrintLine(json.Close(']').Text());
-    }
-    if (cameras.empty())
-        return Fail("no camera was found", ExitCode::NoCamera);
-    if (options.isJson)
+        report.Print(json.Close(']'));
         return {};
+    }
     std::vector<std::vector<std::string>> rows = {
         {"SERIAL", "MODEL", "VENDOR", "USER NAME", "ADDRESS", "MAC", "STATE", "INTERFACE"}};
     for (const OrvCam::DeviceDescription &camera : cameras) {

@@ -35,6 +35,10 @@ public:
     {
         while (m_line.problem.empty() && m_next < m_arguments.size())
             TakeArgument(m_arguments[m_next++]);
+        // What stopped the reading is told in the form that was asked for, also where that stands behind it.
+        if (std::find(m_arguments.begin() + static_cast<std::ptrdiff_t>(m_next), m_arguments.end(), "--json") !=
+            m_arguments.end())
+            m_line.options.isJson = true;
         if (m_line.problem.empty() && m_line.command != nullptr && !m_line.options.isHelpWanted)
             CheckWords();
         return std::move(m_line);

@@ -49,25 +49,32 @@ Outcome Receive(OrvCam::Stream &stream, const Options &options, StreamFigures &f
     return {};
 }
 
-void PrintResult(const OrvCam::DeviceDescription &camera, const StreamFigures &figures,
-                 const OrvCam::StreamStatistics &statistics, const Traffic *traffic, bool isJson)
+/// What a run brought, as far as it came.
+struct Result {
+    StreamFigures figures;
+    OrvCam::StreamStatistics statistics;
+    bool isStarted = false;
+    Traffic traffic;
+};
+
+void Write(Json &json, const Result &result, const Options &options)
 {
-    if (isJson) {
-        Json json;
-        json.Open('{').Member("camera", camera.serial).Member("resent", statistics.resent);
-        figures.Write(json);
-        json.Key("statistics");
-        WriteStatistics(json, statistics);
-        if (traffic != nullptr) {
-            json.Key("traffic");
-            traffic->Write(json);
-        }
-        PrintLine(json.Close('}').Text());
-        return;
+    json.Member("resent", result.statistics.resent);
+    result.figures.Write(json);
+    json.Key("statistics");
+    WriteStatistics(json, result.statistics);
+    if (options.countTraffic) {
+        json.Key("traffic");
+        result.traffic.Write(json);
     }
-    PrintLine(NameOf(camera) + ": " + figures.Text() + ", " + std::to_string(statistics.resent) + " packets resent");
-    if (traffic != nullptr)
-        PrintLine("packets: " + traffic->Text());
+}
+
+void Print(const OrvCam::DeviceDescription &camera, const Result &result, const Options &options)
+{
+    PrintLine(NameOf(camera) + ": " + result.figures.Text() + ", " + std::to_string(result.statistics.resent) +
+              " packets resent");
+    if (options.countTraffic)
+        PrintLine("packets: " + result.traffic.Text());
 }
 
 /// Before the start: the stream keeps its settings as long as it is open.
@@ -80,34 +87,39 @@ Outcome SetUp(OrvCam::Device &device, const Options &options)
     return features != nullptr ? WriteAll(*features, options) : FailedWith(ORV_CAM_ERR_XML, "the stream's settings");
 }
 
+Outcome Run(OrvCam::Device &device, const Options &options, Result &result)
+{
+    Outcome outcome = SetUp(device, options);
+    if (outcome.IsOk() && options.countTraffic)
+        outcome = result.traffic.Start(device);
+    if (!outcome.IsOk())
+        return outcome;
+    Acquisition acquisition(device);
+    result.isStarted = true;
+    result.figures.Start();
+    outcome = acquisition.Start(options.buffers);
+    if (outcome.IsOk())
+        outcome = Receive(acquisition.Stream(), options, result.figures);
+    result.figures.Finish();
+    result.statistics = acquisition.Statistics();
+    return outcome;
+}
+
 } // namespace
 
-Outcome RunStream(const Options &options)
+Outcome RunStream(const Options &options, Report &report)
 {
     WatchForInterrupt();
     OrvCam::DeviceDescription camera;
     DevicePtr device;
+    Result result; // ends before the device
     Outcome outcome = FindAndOpen(options.Word(0), OrvCam::ORV_ACCESS_CONTROL, camera, device);
-    if (!outcome.IsOk())
-        return outcome;
-    outcome = SetUp(*device, options);
-    if (!outcome.IsOk())
-        return outcome;
-    std::optional<Traffic> traffic;
-    if (options.countTraffic) {
-        outcome = traffic.emplace(*device).Start();
-        if (!outcome.IsOk())
-            return outcome;
-    }
-    Acquisition acquisition(*device);
-    StreamFigures figures;
-    outcome = acquisition.Start(options.buffers);
     if (outcome.IsOk())
-        outcome = Receive(acquisition.Stream(), options, figures);
-    figures.Finish();
-    const OrvCam::StreamStatistics statistics = acquisition.Statistics();
-    acquisition.Stop();
-    PrintResult(camera, figures, statistics, traffic ? &*traffic : nullptr, options.isJson);
+        outcome = Run(*device, options, result);
+    if (options.isJson)
+        Write(report.Members().Member("camera", camera.serial), result, options);
+    else if (result.isStarted)
+        Print(camera, result, options);
     return outcome;
 }
 

@@ -25,7 +25,11 @@ double Seconds(StreamFigures::Clock::duration duration)
 
 } // namespace
 
-StreamFigures::StreamFigures() : m_start(Clock::now()), m_cpuSeconds(CpuSeconds()) {}
+void StreamFigures::Start()
+{
+    m_start = Clock::now();
+    m_cpuSeconds = CpuSeconds();
+}
 
 void StreamFigures::Take(OrvCam::Buffer &buffer)
 {

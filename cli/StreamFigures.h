@@ -15,7 +15,8 @@ class StreamFigures {
 public:
     using Clock = std::chrono::steady_clock;
 
-    StreamFigures();
+    /// Reads clock and processor time; without it all figures are zero.
+    void Start();
     void Take(OrvCam::Buffer &buffer);
     /// Reads the clock of the processor; call it when the last frame has come.
     void Finish();
@@ -34,10 +35,10 @@ public:
     void Write(Json &json) const;
 
 private:
-    const Clock::time_point m_start;
+    Clock::time_point m_start;
     Clock::time_point m_first;
     Clock::time_point m_last;
-    double m_cpuSeconds; ///< of this process: at the start, then since it
+    double m_cpuSeconds = 0; ///< of this process: at the start, then since it
     FrameGaps m_gaps;
     std::uint64_t m_frames = 0;
     std::uint64_t m_incomplete = 0;

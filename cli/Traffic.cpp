@@ -6,41 +6,32 @@ Traffic::~Traffic()
 {
     for (Channel &channel : m_channels) {
         if (channel.isRegistered)
-            m_device.UnregisterEvent(channel.event, Count, &channel);
+            m_device->UnregisterEvent(channel.event, Count, &channel);
     }
 }
 
-void Traffic::PassMessagesTo(OrvCam::EventCallback callback, void *context)
-{
-    m_channels.back().callback = callback;
-    m_channels.back().context = context;
-}
-
-void Traffic::Count(const void *data, unsigned long size, void *channel)
+void Traffic::Count(const void *, unsigned long size, void *channel)
 {
     auto *counted = static_cast<Channel *>(channel);
     ++counted->packets;
     counted->bytes += size;
-    if (counted->callback != nullptr)
-        counted->callback(data, size, counted->context);
 }
 
-Outcome Traffic::Start()
+Outcome Traffic::Start(OrvCam::Device &device)
 {
+    m_device = &device;
     for (Channel &channel : m_channels) {
-        const Outcome outcome = Start(channel);
-        if (!outcome.IsOk())
-            return outcome;
+        const int status = device.RegisterEvent(channel.event, Count, &channel);
+        channel.isRegistered = status == ORV_CAM_OK;
+        if (!channel.isRegistered)
+            return FailedWith(status, std::string("packets of the channel \"") + channel.name + "\"");
     }
     return {};
 }
 
-Outcome Traffic::Start(Channel &channel)
+std::uint64_t Traffic::Dropped(const Channel &channel) const
 {
-    const int status = m_device.RegisterEvent(channel.event, Count, &channel);
-    channel.isRegistered = status == ORV_CAM_OK;
-    return channel.isRegistered ? Outcome()
-                                : FailedWith(status, std::string("packets of the channel \"") + channel.name + "\"");
+    return channel.isRegistered ? m_device->GetEventFigures(channel.event).dropped : 0;
 }
 
 std::string Traffic::Text() const
@@ -48,8 +39,10 @@ std::string Traffic::Text() const
     std::string text;
     for (const Channel &channel : m_channels) {
         text += (text.empty() ? "" : ", ") + std::string(channel.name) + " " + std::to_string(channel.packets);
-        if (channel.packets != 0)
-            text += " (" + std::to_string(channel.bytes) + " bytes)";
+        const std::uint64_t dropped = Dropped(channel);
+        if (channel.packets != 0 || dropped != 0)
+            text += " (" + std::to_string(channel.bytes) + " bytes" +
+                    (dropped != 0 ? ", " + std::to_string(dropped) + " more dropped" : "") + ")";
     }
     return text;
 }
@@ -59,7 +52,7 @@ void Traffic::Write(Json &json) const
     json.Open('{');
     for (const Channel &channel : m_channels) {
         json.Key(channel.name).Open('{').Member("packets", channel.packets.load());
-        json.Member("bytes", channel.bytes.load()).Close('}');
+        json.Member("bytes", channel.bytes.load()).Member("dropped", Dropped(channel)).Close('}');
     }
     json.Close('}');
 }

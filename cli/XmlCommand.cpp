@@ -1,12 +1,12 @@
 #include "cli/Cameras.h"
 #include "cli/Command.h"
-#include "cli/Terminal.h"
+#include "orvcam/Text.h"
 
 #include <cstdio>
 
 namespace orvcli {
 
-Outcome RunXml(const Options &options)
+Outcome RunXml(const Options &options, Report &report)
 {
     OrvCam::DeviceDescription camera;
     DevicePtr device;
@@ -18,7 +18,7 @@ Outcome RunXml(const Options &options)
     if (status != ORV_CAM_OK)
         return FailedWith(status, NameOf(camera));
     if (options.isJson)
-        PrintLine(Json().Open('{').Member("camera", camera.serial).Member("xml", xml).Close('}').Text());
+        report.Members().Member("camera", camera.serial).Member("xml", orv::cam::ToUtf8(xml));
     else
         std::fwrite(xml.data(), 1, xml.size(), stdout);
     return {};

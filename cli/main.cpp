@@ -19,17 +19,28 @@ Outcome RunCommand(const CommandLine &line)
 {
     if (line.options.isVerbose)
         OrvCam::SetLogSink(LogToErrors, nullptr);
-    Outcome outcome = line.command->run(line.options);
+    Report report;
+    Outcome outcome = line.command->run(line.options, report);
     OrvCam::SetLogSink(nullptr, nullptr);
+    if (line.options.isJson)
+        report.End(outcome);
     if (!outcome.problem.empty())
         outcome.problem = line.command->name + ": " + outcome.problem;
+    return outcome;
+}
+
+Outcome Refuse(const CommandLine &line, const std::string &problem)
+{
+    const Outcome outcome = Fail(problem, ExitCode::Usage);
+    if (line.options.isJson)
+        Report().End(outcome);
     return outcome;
 }
 
 Outcome Run(const CommandLine &line)
 {
     if (!line.problem.empty())
-        return Fail(line.problem + "; --help tells more", ExitCode::Usage);
+        return Refuse(line, line.problem + "; --help tells more");
     if (line.isVersionWanted) {
         PrintLine("orvcam " ORVCAM_VERSION);
         return {};
@@ -38,8 +49,11 @@ Outcome Run(const CommandLine &line)
         std::fputs((line.command != nullptr ? HelpText(*line.command) : HelpText()).c_str(), stdout);
         return {};
     }
-    if (line.command == nullptr)
-        return Fail("there is no command\n\n" + HelpText(), ExitCode::Usage);
+    if (line.command == nullptr) {
+        Outcome outcome = Refuse(line, "there is no command");
+        outcome.problem += "\n\n" + HelpText();
+        return outcome;
+    }
     return RunCommand(line);
 }
 

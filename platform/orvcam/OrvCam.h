@@ -162,6 +162,9 @@ protected:
     ~Stream() = default;
 };
 
+/// An event of the camera, each told once however often the camera sends it. The data are the producer's; of a GigE
+/// Vision camera a packet EVENT_CMD or EVENTDATA_CMD with this event alone.
+constexpr int kEventRemoteDevice = 4;
 /// Device events. Traffic: one call per packet with its bytes as on the wire; nothing is captured while nobody has
 /// registered. Control traffic comes from both directions.
 constexpr int kEventControlTraffic = 1000;
