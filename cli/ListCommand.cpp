@@ -10,16 +10,16 @@ Outcome RunList(const Options &options, Report &report)
     const Outcome listed = ListCameras(cameras);
     if (!listed.IsOk())
         return listed;
-    if (cameras.empty())
-        return Fail("no camera was found", ExitCode::NoCamera);
+    const Outcome found = cameras.empty() ? Fail("no camera was found", ExitCode::NoCamera) : Outcome();
     if (options.isJson) {
         Json json;
         json.Open('[');
         for (const OrvCam::DeviceDescription &camera : cameras)
             WriteCamera(json, camera);
-        report.Print(json.Close(']'));
-        return {};
+        report.Print(json.Close(']'), found.problem); // an empty list says it
     }
+    if (options.isJson || !found.IsOk())
+        return found;
     std::vector<std::vector<std::string>> rows = {
         {"SERIAL", "MODEL", "VENDOR", "USER NAME", "ADDRESS", "MAC", "STATE", "INTERFACE"}};
     for (const OrvCam::DeviceDescription &camera : cameras) {
