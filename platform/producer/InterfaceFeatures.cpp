@@ -12,35 +12,31 @@ constexpr char kBySelector[] = "DeviceSelector";
 
 } // namespace
 
-std::vector<DeviceRecord>::const_iterator InterfaceModule::FindSelected() const
+std::vector<std::string> InterfaceModule::ListedIds() const
 {
-    if (m_selectedId.empty())
-        return m_devices.begin() + static_cast<std::ptrdiff_t>(std::min(m_selector, m_devices.size()));
-    auto record = m_devices.begin();
-    while (record != m_devices.end() && record->id != m_selectedId)
-        ++record;
-    return record;
+    std::vector<std::string> ids;
+    for (const DeviceRecord &device : m_devices)
+        ids.push_back(device.id);
+    return ids;
 }
 
 void InterfaceModule::Select(std::int64_t index)
 {
     const orv::MutexLock lock(m_mutex);
-    m_selector = static_cast<std::size_t>(index);
-    m_selectedId = m_selector < m_devices.size() ? m_devices[m_selector].id : "";
+    m_selection.Select(ListedIds(), static_cast<std::size_t>(index));
 }
 
 std::int64_t InterfaceModule::SelectedIndex() const
 {
     const orv::MutexLock lock(m_mutex);
-    const auto selected = FindSelected();
-    return selected != m_devices.end() ? selected - m_devices.begin() : static_cast<std::int64_t>(m_selector);
+    return static_cast<std::int64_t>(m_selection.Index(ListedIds()));
 }
 
 DeviceRecord InterfaceModule::Selected() const
 {
     const orv::MutexLock lock(m_mutex);
-    const auto selected = FindSelected();
-    return selected != m_devices.end() ? WithStatus(*selected) : DeviceRecord();
+    const std::size_t selected = m_selection.Find(ListedIds());
+    return selected < m_devices.size() ? WithStatus(m_devices[selected]) : DeviceRecord();
 }
 
 InterfaceModule::ForcedAddress InterfaceModule::Forced() const

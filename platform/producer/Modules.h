@@ -1,6 +1,7 @@
 #pragma once
 
 #include "producer/BufferQueue.h"
+#include "producer/ListSelection.h"
 #include "producer/Module.h"
 #include "producer/RegisterMap.h"
 
@@ -42,6 +43,8 @@ public:
 private:
     const RegisterMap *Registers() const override { return &m_registers; }
     std::vector<ModuleFeature> Features();
+    void Select(std::int64_t index) EXCLUDES(m_mutex);
+    std::int64_t SelectedIndex() const EXCLUDES(m_mutex);
     InterfaceRecord Selected() const EXCLUDES(m_mutex);
     std::shared_ptr<HostInterface> Lookup(const std::string &id) EXCLUDES(m_mutex);
 
@@ -49,7 +52,7 @@ private:
     std::vector<std::shared_ptr<HostInterface>> m_interfaces GUARDED_BY(m_mutex);
     std::map<std::string, std::shared_ptr<InterfaceModule>> m_open GUARDED_BY(m_mutex);
     bool m_closed GUARDED_BY(m_mutex) = false;
-    std::atomic<std::uint32_t> m_selector{0};
+    ListSelection m_selection GUARDED_BY(m_mutex);
     const RegisterMap m_registers;
 };
 
@@ -93,7 +96,7 @@ private:
     ForcedAddress Forced() const EXCLUDES(m_mutex);
     void SetForced(std::uint32_t ForcedAddress::*field, std::int64_t value) EXCLUDES(m_mutex);
     Status ForceAddress() EXCLUDES(m_mutex);
-    std::vector<DeviceRecord>::const_iterator FindSelected() const REQUIRES(m_mutex);
+    std::vector<std::string> ListedIds() const REQUIRES(m_mutex);
     Result<std::shared_ptr<DeviceModule>> OpenFound(DeviceRecord record, CameraAccess access) EXCLUDES(m_mutex);
     /// Replaces the list's entry of that camera, if it has one.
     void Refresh(const DeviceRecord &record) EXCLUDES(m_mutex);
@@ -113,9 +116,7 @@ private:
     int m_opening GUARDED_BY(m_mutex) = 0; ///< calls of OpenDevice() that have a place in m_open
     orv::ConditionVariable m_openingDone;
     bool m_closed GUARDED_BY(m_mutex) = false;
-    std::size_t m_selector GUARDED_BY(m_mutex) = 0;
-    /// The camera that was selected: others may come to its place in the list. "" as long as nothing was selected.
-    std::string m_selectedId GUARDED_BY(m_mutex);
+    ListSelection m_selection GUARDED_BY(m_mutex);
     std::map<std::string, ForcedAddress> m_forced GUARDED_BY(m_mutex); ///< by camera
     std::atomic<std::uint32_t> m_subnetSelector{0};
     std::atomic<std::uint32_t> m_gatewaySelector{0};

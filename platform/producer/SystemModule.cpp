@@ -109,10 +109,23 @@ PortFacts SystemModule::Facts()
     return facts;
 }
 
+void SystemModule::Select(std::int64_t index)
+{
+    const orv::MutexLock lock(m_mutex);
+    m_selection.Select(IdsOf(m_interfaces), static_cast<std::size_t>(index));
+}
+
+std::int64_t SystemModule::SelectedIndex() const
+{
+    const orv::MutexLock lock(m_mutex);
+    return static_cast<std::int64_t>(m_selection.Index(IdsOf(m_interfaces)));
+}
+
 InterfaceRecord SystemModule::Selected() const
 {
     const orv::MutexLock lock(m_mutex);
-    return m_selector < m_interfaces.size() ? m_interfaces[m_selector]->Record() : InterfaceRecord();
+    const std::size_t selected = m_selection.Find(IdsOf(m_interfaces));
+    return selected < m_interfaces.size() ? m_interfaces[selected]->Record() : InterfaceRecord();
 }
 
 std::vector<ModuleFeature> SystemModule::Features()
@@ -123,6 +136,10 @@ std::vector<ModuleFeature> SystemModule::Features()
     const auto last = [this] { return std::max<std::int64_t>(1, std::int64_t(Interfaces().size())) - 1; };
     const auto update = [this] {
         UpdateInterfaces();
+        return Status();
+    };
+    const auto select = [this](std::int64_t index) {
+        Select(index);
         return Status();
     };
     return {
@@ -139,7 +156,9 @@ std::vector<ModuleFeature> SystemModule::Features()
         NumberFeature("GenTLSFNCVersionMajor", about, "Version of the feature names", [] { return 1; }),
         NumberFeature("GenTLSFNCVersionMinor", about, "Version of the feature names", [] { return 2; }),
         CommandFeature("InterfaceUpdateList", list, "Looks for interfaces anew", update),
-        SelectorFeature(by, list, "Interface that the following features tell about", m_selector, last),
+        SettingFeature(
+            by, list, "Interface that the following features tell about", [this] { return SelectedIndex(); }, select,
+            last),
         TextFeature(
             "InterfaceID", list, "Identifier of the interface", [this] { return Selected().id; }, by),
         TextFeature(
