@@ -53,6 +53,7 @@ public:
     void StopReceiving(Stop) override { m_sink = nullptr; }
     void AbandonFrames() override {}
     StreamCounters Counters() const override { return {}; }
+    PacketSettings Packets() const override { return {}; }
     ResendSettings Resend() const override { return m_resend; }
     void SetResend(const ResendSettings &settings) override { m_resend = settings; }
 

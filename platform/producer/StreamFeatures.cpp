@@ -26,6 +26,10 @@ std::vector<ModuleFeature> StreamModule::Features()
         return NumberFeature(name, category, toolTip,
                              [this, field] { return std::int64_t(m_channel->Counters().*field); });
     };
+    const auto packets = [this](const char *name, const char *toolTip, auto field) {
+        return NumberFeature(name, kAbout, toolTip,
+                             [this, field] { return std::int64_t(m_channel->Packets().*field); });
+    };
     using Counts = BufferQueue::Counts;
     using Counters = StreamCounters;
     std::vector<ModuleFeature> features = {
@@ -39,9 +43,13 @@ std::vector<ModuleFeature> StreamModule::Features()
                       [] { return kBufferAlignment; }),
         YesNoFeature("StreamIsGrabbing", kAbout, "Whether frames are being taken",
                      [this] { return m_queue->GetCounts().isGrabbing; }),
-        count("DeviceStreamChannelPacketSize", "IP packet size in use", &Counters::packetSize, kAbout),
-        count("GevStreamPacketDelay", "Pause between packets in ticks of the camera's clock, as the stream began",
-              &Counters::packetDelay, kAbout),
+        packets("DeviceStreamChannelPacketSize",
+                "IP packet size in use; without a stream the camera's setting, which a start may change",
+                &PacketSettings::size),
+        packets("GevStreamPacketDelay",
+                "Pause between packets in ticks of the camera's clock, as the stream began; without a stream the "
+                "camera's setting",
+                &PacketSettings::delay),
         count("StreamReceiveBufferSize", "Bytes the kernel granted the socket", &Counters::receiveBuffer, kAbout),
         count("StreamReceiveBufferWanted", "Bytes asked of the kernel for the socket", &Counters::wantedReceiveBuffer,
               kAbout),

@@ -154,6 +154,12 @@ struct StreamCounters {
     bool realTime = false;               ///< the receiving thread got its priority
 };
 
+/// How a camera cuts its frames into packets.
+struct PacketSettings {
+    std::size_t size = 0;    ///< bytes of an IP packet
+    std::uint32_t delay = 0; ///< between packets, in ticks of the camera's clock
+};
+
 /// When missing packets are asked for again, and for how long a frame is waited for.
 struct ResendSettings {
     bool enabled = true;
@@ -166,7 +172,7 @@ struct ResendSettings {
     std::uint32_t tries = 8;            ///< requests for the same packet
 };
 
-/// One stream of a camera. One thread at a time, except for AbandonFrames(), Counters() and the settings: any thread.
+/// One stream of a camera. One thread at a time, except for AbandonFrames(), Counters() and what follows: any thread.
 class StreamChannel {
 public:
     enum class Stop {
@@ -183,6 +189,9 @@ public:
     /// Gives all unfinished buffers back to the sink at once.
     virtual void AbandonFrames() = 0;
     virtual StreamCounters Counters() const = 0;
+    /// As the running stream began; without one the camera is asked, which blocks for register round trips. What was
+    /// known last where it does not answer.
+    virtual PacketSettings Packets() const = 0;
     /// Any thread; what is set counts from the next start on.
     virtual ResendSettings Resend() const = 0;
     virtual void SetResend(const ResendSettings &settings) = 0;

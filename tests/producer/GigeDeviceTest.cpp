@@ -285,10 +285,11 @@ TEST_F(GigeDeviceTest, ThePathIsLookedAtWithEachStart)
     for (const auto &row : kRows) {
         camera.Set(RegisterCamera::kPacketSize, row.told);
         camera.SetPath(row.path);
+        EXPECT_EQ(stream->Packets().size, row.told) << row.name << ": nothing runs yet";
         const std::size_t before = camera.Count(RegisterCamera::kPacketSize);
         ASSERT_TRUE(StartStream().Ok()) << row.name;
         EXPECT_EQ(camera.Get(RegisterCamera::kPacketSize), row.size) << row.name;
-        EXPECT_EQ(stream->Counters().packetSize, row.size) << row.name;
+        EXPECT_EQ(stream->Packets().size, row.size) << row.name;
         EXPECT_LE(camera.Count(RegisterCamera::kPacketSize) - before, 200U) << row.name << ": a search by halves";
         stream->StopReceiving(StreamChannel::Stop::AtOnce);
     }

@@ -193,4 +193,23 @@ StreamCounters GigeStream::Counters() const
     return m_receiver != nullptr ? m_receiver->Counters() : m_last;
 }
 
+bool GigeStream::IsReceiving() const
+{
+    const orv::MutexLock lock(m_mutex);
+    return m_receiver != nullptr;
+}
+
+PacketSettings GigeStream::Packets() const
+{
+    const StreamCounters known = Counters();
+    PacketSettings packets{known.packetSize, known.packetDelay};
+    if (IsReceiving() || !m_device.CheckConnection().Ok())
+        return packets;
+    std::uint32_t size = 0;
+    if (m_device.Client().ReadRegister(StreamRegister(m_index, kStreamPacketSize), size).Ok())
+        packets.size = size & kPacketSizeMask;
+    (void)m_device.Client().ReadRegister(StreamRegister(m_index, kStreamPacketDelay), packets.delay);
+    return packets;
+}
+
 } // namespace nuvark::gige

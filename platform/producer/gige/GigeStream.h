@@ -13,8 +13,7 @@ class GigeDevice;
 
 /// One stream channel of a GigE Vision camera: its registers and its receiver.
 ///
-/// Threads: Start() and StopReceiving() from one thread at a time; AbandonFrames(), Counters() and
-/// the settings from any.
+/// Threads: Start() and StopReceiving() from one thread at a time; all others from any.
 class GigeStream final : public StreamChannel {
 public:
     GigeStream(GigeDevice &device, std::uint32_t index) : m_device(device), m_index(index) {}
@@ -24,6 +23,7 @@ public:
     void StopReceiving(Stop how) override;
     void AbandonFrames() override EXCLUDES(m_mutex);
     StreamCounters Counters() const override EXCLUDES(m_mutex);
+    PacketSettings Packets() const override EXCLUDES(m_mutex);
     ResendSettings Resend() const override EXCLUDES(m_mutex);
     void SetResend(const ResendSettings &settings) override EXCLUDES(m_mutex);
 
@@ -37,6 +37,7 @@ private:
     std::uint16_t SourcePort();
     bool PrepareResend();
     void CloseChannel();
+    bool IsReceiving() const EXCLUDES(m_mutex);
 
     GigeDevice &m_device;
     const std::uint32_t m_index;
