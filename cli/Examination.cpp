@@ -30,7 +30,7 @@ bool CameWithoutFrames(const orv::Facts &facts)
 Outcome WatchStream(OrvCam::Device &device, double seconds, orv::Facts &facts)
 {
     orv::GatherCamera(device, facts);
-    Observation observation;
+    Observation observation(facts);
     Acquisition acquisition(device);
     const Outcome started = acquisition.Start(kBuffers);
     facts.isSilent |= started.code == ExitCode::Lost;

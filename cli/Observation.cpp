@@ -3,6 +3,7 @@
 #include "cli/Terminal.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace orvcli {
 
@@ -18,7 +19,7 @@ double Seconds(std::chrono::steady_clock::duration time)
 
 } // namespace
 
-Observation::Observation()
+Observation::Observation(orv::Facts settings) : m_settings(std::move(settings))
 {
     m_start.time = m_lastFrame = m_lastComplete = Clock::now();
     m_start.host = orv::ReadHostCounts();
@@ -54,16 +55,19 @@ void Observation::Watch(OrvCam::Stream &stream, double seconds)
 
 void Observation::Note(OrvCam::Buffer &buffer)
 {
-    m_lastFrame = Clock::now();
+    const Clock::time_point now = Clock::now();
+    if (m_seen.completeFrames + m_seen.incompleteFrames > 0) // the wait for the first is none between frames
+        m_seen.longestPauseSeconds = std::max(m_seen.longestPauseSeconds, Seconds(now - m_lastFrame));
+    m_lastFrame = now;
     if (buffer.IsIncomplete()) {
         ++m_seen.incompleteFrames;
         return;
     }
-    if (++m_seen.completeFrames > 1) // the wait for the first is none between frames
-        m_seen.longestPauseSeconds = std::max(m_seen.longestPauseSeconds, Seconds(m_lastFrame - m_lastComplete));
-    m_lastComplete = m_lastFrame;
+    ++m_seen.completeFrames;
+    m_rhythm.Note(Seconds(now - m_lastComplete), m_settings);
+    m_lastComplete = now;
     m_pauseIsStale = true;
-    NotePicture(*buffer.GetImage(), m_lastFrame);
+    NotePicture(*buffer.GetImage(), now);
 }
 
 /// A dark moment is no dark scene: the least of what was seen counts.
@@ -88,6 +92,7 @@ void Observation::Tell(orv::Facts &facts) const
     facts.isSilent = facts.isSilent || m_isLost;
     facts.completeFrames = m_seen.completeFrames;
     facts.incompleteFrames = m_seen.incompleteFrames;
+    facts.usualPauseSeconds = m_rhythm.UsualPauseSeconds();
     facts.longestPauseSeconds = m_seen.longestPauseSeconds;
     facts.hasPicture = m_seen.hasPicture;
     facts.darkShare = m_seen.darkShare;
@@ -95,7 +100,7 @@ void Observation::Tell(orv::Facts &facts) const
     facts.streamingSeconds = Seconds(m_end.time - m_start.time);
     facts.secondsSinceFrame = Seconds(m_end.time - m_lastFrame);
     const bool haveStopped =
-        !m_pauseIsStale && Seconds(m_end.time - m_lastComplete) >= orv::PatienceSeconds(m_seen.longestPauseSeconds);
+        !m_pauseIsStale && Seconds(m_end.time - m_lastComplete) >= orv::PatienceSeconds(m_rhythm.UsualPauseSeconds());
     const Mark &from = haveStopped ? m_pause : m_start;
     facts.stream = orv::Since(from.stream, m_end.stream);
     facts.host = orv::Since(from.host, m_end.host);

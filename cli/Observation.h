@@ -1,6 +1,7 @@
 #pragma once
 
 #include "orvdoctor/Diagnosis.h"
+#include "orvdoctor/PictureRhythm.h"
 
 #include <chrono>
 
@@ -11,7 +12,8 @@ class Observation {
 public:
     /// To be made before the stream is started, for the first time since the camera was opened. Nothing is asked of the
     /// stream before Watch().
-    Observation();
+    /// \param settings  of the camera, as far as they are known: they explain pauses
+    explicit Observation(orv::Facts settings = {});
 
     /// Takes frames for so many seconds, until the connection is lost or somebody interrupts.
     void Watch(OrvCam::Stream &stream, double seconds);
@@ -37,6 +39,8 @@ private:
     bool m_pauseIsStale = true; ///< a complete frame has come since
     Clock::time_point m_lastFrame, m_lastComplete, m_lookedAt;
     bool m_isLost = false;
+    orv::Facts m_settings;
+    orv::PictureRhythm m_rhythm;
     orv::Facts m_seen; ///< counts of frames, the longest pause, levels
 };
 

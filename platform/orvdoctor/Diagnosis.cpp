@@ -29,6 +29,7 @@ constexpr CauseRow kCauses[] = {
     {Cause::CameraSilent, "camera-silent", true, FindSilence},
     {Cause::StreamBlocked, "stream-blocked", true, FindBlockedStream},
     {Cause::NoPackets, "no-packets", true, FindNoPackets},
+    {Cause::StreamInterrupted, "stream-interrupted", true, FindInterruption},
     {Cause::PacketsLost, "packets-lost", true, FindLostPackets},
     {Cause::UnusablePackets, "unusable-packets", true, FindUnusablePackets},
     {Cause::NoInterface, "no-interface", true, FindNoInterface},

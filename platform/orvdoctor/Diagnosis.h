@@ -23,6 +23,7 @@ enum class Cause {
     TwoInterfacesInOneSubnet,
     PacketsTooLarge,   ///< packet size above what the path carries
     SocketBufferSmall, ///< packets lost in this host, with a buffer smaller than asked
+    StreamInterrupted, ///< frames stopped to come for a while, and came again
     PacketsLost,       ///< frames stay incomplete, packets are missing on the way
     NoBuffers,         ///< frames lost since the program was slow to give buffers back
     UnusablePackets,   ///< packets arrive, no frame comes of them
@@ -62,8 +63,9 @@ struct Diagnosis {
 
 /// How long a stream may be without pictures before that counts, seconds.
 constexpr double kPatienceSeconds = 1.0;
-/// The same for a stream whose complete frames came with such pauses: three of them, ten seconds at most.
-double PatienceSeconds(double longestPauseSeconds);
+/// The same for a stream between whose complete frames such pauses are usual: three of them, or ten seconds and
+/// somewhat more than one.
+double PatienceSeconds(double usualPauseSeconds);
 /// From which share of dark or saturated pixels on a picture shows nothing.
 constexpr double kDarkLimit = 0.99;
 constexpr double kSaturatedLimit = 0.95;

@@ -50,7 +50,8 @@ struct Facts {
     bool isStreaming = false; ///< an acquisition was started
     double streamingSeconds = 0;
     double secondsSinceFrame = 0;     ///< since the last frame, complete or not, or since the start
-    double longestPauseSeconds = 0;   ///< that there has been between complete frames
+    double usualPauseSeconds = 0;     ///< between complete frames, as PictureRhythm learned it
+    double longestPauseSeconds = 0;   ///< between two frames, complete or not; 0 where it is not to be judged
     std::uint64_t completeFrames = 0; ///< since the start, as the next
     std::uint64_t incompleteFrames = 0;
 

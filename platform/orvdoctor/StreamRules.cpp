@@ -235,6 +235,21 @@ Finding FindLostPackets(const Facts &facts)
     return diagnosis;
 }
 
+Finding FindInterruption(const Facts &facts)
+{
+    const double pause = facts.longestPauseSeconds;
+    const double usual = facts.usualPauseSeconds; // a single pause may be as long as all of them
+    const bool isUnusual = usual > 0 && pause >= PatienceSeconds(usual) && !IsWithinPicturePeriod(facts, pause);
+    if (!facts.isStreaming || facts.isSilent || facts.hasTrigger || !isUnusual || FindNoBuffers(facts))
+        return {};
+    Diagnosis diagnosis{};
+    diagnosis.finding =
+        "No pictures came for " + SecondsText(pause) + " in the midst of the stream, then they came again.";
+    diagnosis.remedy =
+        "Check plugs, cables and switches, and what else uses the network or this computer at such times.";
+    return diagnosis;
+}
+
 Finding FindUnusablePackets(const Facts &facts)
 {
     const OrvCam::StreamStatistics &stream = facts.stream;

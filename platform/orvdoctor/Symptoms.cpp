@@ -11,7 +11,7 @@ constexpr std::uint64_t kPacketOverhead = 36; ///< bytes of headers in a packet,
 /// Camera clocks are not exact, reading out and sending take their time.
 constexpr double kPeriodSlack = 1.2;
 constexpr double kReadOutSeconds = 0.5;
-constexpr double kLongestPatienceSeconds = 10;
+constexpr double kLongPatienceSeconds = 10;
 constexpr double kPausesOfPatience = 3;
 /// Settings may ask for more than the link carries.
 constexpr double kSlowestShare = 0.125;
@@ -25,14 +25,16 @@ double LeastBytes(const Facts &facts)
 
 } // namespace
 
-double PatienceSeconds(double longestPauseSeconds)
+double PatienceSeconds(double usualPauseSeconds)
 {
-    return std::max(kPatienceSeconds, std::min(kLongestPatienceSeconds, kPausesOfPatience * longestPauseSeconds));
+    const double next = usualPauseSeconds * kPeriodSlack + kReadOutSeconds;
+    const double most = std::max(kLongPatienceSeconds, next);
+    return std::max(kPatienceSeconds, std::min(most, kPausesOfPatience * usualPauseSeconds));
 }
 
 bool IsWithoutFrames(const Facts &facts)
 {
-    return facts.isOpen && facts.isStreaming && facts.secondsSinceFrame >= PatienceSeconds(facts.longestPauseSeconds);
+    return facts.isOpen && facts.isStreaming && facts.secondsSinceFrame >= PatienceSeconds(facts.usualPauseSeconds);
 }
 
 double PicturePeriodSeconds(const Facts &facts)
@@ -41,10 +43,15 @@ double PicturePeriodSeconds(const Facts &facts)
     return std::max(facts.exposureUs / 1e6, byRate);
 }
 
-bool IsWithinPicturePeriod(const Facts &facts)
+bool IsWithinPicturePeriod(const Facts &facts, double pauseSeconds)
 {
     const double period = PicturePeriodSeconds(facts);
-    return period >= kPatienceSeconds / 2 && facts.secondsSinceFrame < period * kPeriodSlack + kReadOutSeconds;
+    return period >= kPatienceSeconds / 2 && pauseSeconds < period * kPeriodSlack + kReadOutSeconds;
+}
+
+bool IsWithinPicturePeriod(const Facts &facts)
+{
+    return IsWithinPicturePeriod(facts, facts.secondsSinceFrame);
 }
 
 bool LacksPackets(const Facts &facts)

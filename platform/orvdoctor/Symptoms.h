@@ -11,7 +11,8 @@ namespace orv {
 bool IsWithoutFrames(const Facts &facts);
 /// Seconds from one picture to the next by exposure and frame rate; 0 when not known.
 double PicturePeriodSeconds(const Facts &facts);
-/// The settings account for the time without a picture.
+/// The settings account for so long a time without a picture; by default for the present one.
+bool IsWithinPicturePeriod(const Facts &facts, double pauseSeconds);
 bool IsWithinPicturePeriod(const Facts &facts);
 /// No stream packet came where some should have come.
 bool LacksPackets(const Facts &facts);
@@ -66,6 +67,7 @@ Finding FindLargePackets(const Facts &facts);
 Finding FindSmallBuffer(const Facts &facts);
 Finding FindNoBuffers(const Facts &facts);
 Finding FindLostPackets(const Facts &facts);
+Finding FindInterruption(const Facts &facts);
 Finding FindUnusablePackets(const Facts &facts);
 Finding FindBlack(const Facts &facts);
 Finding FindSaturated(const Facts &facts);

@@ -61,6 +61,7 @@ void PictureWatch::Start()
     m_mark = Now();
     m_markIsStale = false;
     m_triggered.reset();
+    m_settings = orv::Facts();
     m_silentMs.reset();
     m_searchedMs = -kSearchAgainMs;
     StopDisplaying();
@@ -125,9 +126,8 @@ void PictureWatch::NoteArrivals()
     if (complete != m_arrivals.complete || incomplete != m_arrivals.incomplete)
         m_arrivals.lastFrameMs = now;
     if (complete != m_arrivals.complete) {
-        if (m_arrivals.hasPicture)
-            m_arrivals.longestPauseMs = std::max(m_arrivals.longestPauseMs, now - m_arrivals.lastPictureMs);
-        m_arrivals.hasPicture = true;
+        m_arrivals.rhythm.Note(static_cast<double>(now - m_arrivals.lastPictureMs) / 1000, m_settings);
+        m_settings = orv::Facts();
         m_arrivals.lastPictureMs = now;
         m_markIsStale = true;
     }
@@ -137,7 +137,7 @@ void PictureWatch::NoteArrivals()
 
 qint64 PictureWatch::PatienceMs() const
 {
-    const double seconds = orv::PatienceSeconds(static_cast<double>(m_arrivals.longestPauseMs) / 1000);
+    const double seconds = orv::PatienceSeconds(m_arrivals.rhythm.UsualPauseSeconds());
     return static_cast<qint64>(seconds * 1000) + kTickMs / 2;
 }
 
@@ -209,6 +209,8 @@ void PictureWatch::OnAnswer(orv::Facts answer, orv::TriggerSearch search)
     } else {
         m_triggered = answer.hasTrigger ? std::optional<orv::Facts>(answer) : std::nullopt;
     }
+    if (LacksPictures())
+        m_settings = answer;
     if (LacksPictures() || ShowsNothing())
         Judge(answer);
 }
@@ -236,7 +238,7 @@ void PictureWatch::Judge(orv::Facts facts)
     facts.isStreaming = true;
     facts.streamingSeconds = static_cast<double>(mark.ms) / 1000;
     facts.secondsSinceFrame = static_cast<double>(mark.ms - m_arrivals.lastFrameMs) / 1000;
-    facts.longestPauseSeconds = static_cast<double>(m_arrivals.longestPauseMs) / 1000;
+    facts.usualPauseSeconds = m_arrivals.rhythm.UsualPauseSeconds();
     const auto count = [](long now, long before) { return static_cast<std::uint64_t>(std::max(0L, now - before)); };
     facts.completeFrames = count(m_arrivals.complete, m_arrivals.completeBefore);
     facts.incompleteFrames = count(m_arrivals.incomplete, m_arrivals.incompleteBefore);

@@ -3,6 +3,7 @@
 #include "acquisition/FrameSink.h"
 #include "base/Mutex.h"
 #include "orvdoctor/Diagnosis.h"
+#include "orvdoctor/PictureRhythm.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -19,10 +20,10 @@ class GrabbingFifo;
 
 /// Notices that a stream brings no complete pictures, or pictures on which nothing is to be seen, and finds out why.
 ///
-/// A stream counts as without pictures after a second, or after three times the longest pause that there has been
-/// between its pictures, so that a slow trigger is not complained of again and again. While that lasts, host and camera
-/// are asked every two seconds, on a thread of its own: the event loop never waits for a camera. A camera from which no
-/// answer comes for a while is reported silent, still within two seconds.
+/// A stream counts as without pictures after a second, or after three of the pauses that are usual between its
+/// pictures, so that a slow trigger is not complained of again and again. While that lasts, host and camera are asked
+/// every two seconds, on a thread of its own: the event loop never waits for a camera. A camera from which no answer
+/// comes for a while is reported silent, still within two seconds.
 ///
 /// Counts are taken over the time without pictures alone; what was lost an hour ago explains nothing. They are read
 /// here, since neither stream nor kernel asks a camera for them, so that each belongs to a time that is known: a late
@@ -65,8 +66,7 @@ private:
         long incompleteBefore = 0;
         qint64 lastPictureMs = 0; ///< on m_clock, as the next
         qint64 lastFrameMs = 0;   ///< complete or not
-        qint64 longestPauseMs = 0;
-        bool hasPicture = false; ///< since the start
+        orv::PictureRhythm rhythm;
     };
 
     void DisplayImage(const _OrvImage *image) override EXCLUDES(m_levelsMutex);
@@ -99,6 +99,7 @@ private:
     std::atomic<qint64> m_answeredMs{0};   ///< when the camera last answered m_thread
     std::optional<qint64> m_silentMs;      ///< the last answer when the camera was last judged silent
     std::optional<orv::Facts> m_triggered; ///< the answer by which a trigger was on
+    orv::Facts m_settings;                 ///< as answered since the last picture came
     Mark m_mark;                           ///< of the time just after pictures last came
     bool m_markIsStale = false;            ///< a picture came since
     bool m_isTelling = false;

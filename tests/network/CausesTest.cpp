@@ -119,6 +119,8 @@ const CauseRow kOfCameraAndHost[] = {
 const CauseRow kOfTheWay[] = {
     {"stream port blocked", "stream-blocked", "", "", kBlockStream},
     {"stream port blocked after pictures came", "stream-blocked", "", "", "", kBlockStream, "--seconds 5"},
+    {"stream port blocked for a while", "stream-interrupted", "2", "", "",
+     std::string(kBlockStream) + "; sleep 2; ip rule del pref 10", "--seconds 6"},
     {"the camera sends nothing", "no-packets", "", "--drop 1"},
     {"it does, while others' packets are thrown away", "no-packets", "through h0", "", kOtherNetwork, kStrays,
      "--seconds 6"},

@@ -25,6 +25,7 @@ const std::set<std::string> kCalm = {"waits-for-trigger", "long-exposure",      
 
 const Change kTwin = AddTwin;
 const Change kTrigger = Set(&Facts::hasTrigger, true);
+const Change kOutage = Set(&Facts::longestPauseSeconds, 3.5);
 const Change kSilent = Set(&Facts::isSilent, true);
 const Change kLargePackets = Set(&Stream::packetSize, 9000);
 const Change kSmallBuffer = Set(&Stream::receiveBuffer, 425984);
@@ -115,7 +116,8 @@ const Case kOfHost[] = {
 const Case kOfSettings[] = {
     {"waits for a trigger", NothingComes({kTrigger}), "waits-for-trigger"},
     {"a trigger that comes often", Healthy({kTrigger}), ""},
-    {"one every two seconds", NothingComes({kTrigger, Set(&Facts::longestPauseSeconds, 2)}), ""},
+    {"one every two seconds", NothingComes({kTrigger, Set(&Facts::usualPauseSeconds, 2)}), ""},
+    {"one that was late once", Healthy({kTrigger, kOutage}), ""},
     {"a trigger, and pictures with holes", Incomplete({kTrigger}), "packets-lost"},
     {"a long exposure", NothingComes({Set(&Facts::exposureUs, 10e6), Set(&Facts::frameRateHz, 0.1)}), "long-exposure"},
     {"a low frame rate", NothingComes({Set(&Facts::frameRateHz, 0.2)}), "long-exposure"},
@@ -177,6 +179,12 @@ const Case kOfStream[] = {
      Healthy({Set(&Stream::delivered, 10000), Set(&Stream::missed, 1)}), ""},
     {"one in ten thousand",
      Healthy({Set(&Stream::delivered, 10000), Set(&Stream::incomplete, 1), Set(&Stream::missing, 1)}), ""},
+    {"an outage", Healthy({kOutage}), "stream-interrupted"},
+    {"one as long as pauses are", Healthy({kOutage, Set(&Facts::usualPauseSeconds, 3)}), ""},
+    {"the only pause there was", Healthy({kOutage, Set(&Facts::usualPauseSeconds, 0)}), ""},
+    {"as long as the camera exposes", Healthy({kOutage, Set(&Facts::exposureUs, 3e6)}), ""},
+    {"an outage, and another that lasts", NothingComes({kOutage, Set(&Facts::usualPauseSeconds, 0.03)}),
+     "no-packets stream-interrupted"},
     {"packets lost and sent again", Healthy({Set(&Stream::requested, 5000), Set(&Stream::resent, 5000)}), ""},
 };
 

@@ -83,7 +83,7 @@ inline Facts Healthy(const Changes &changes = {})
                         MadeInterface("wlan0", "10.0.7.1")};
     facts.isOpen = facts.isStreaming = true;
     facts.streamingSeconds = facts.countedSeconds = 10;
-    facts.secondsSinceFrame = facts.longestPauseSeconds = 0.03;
+    facts.secondsSinceFrame = facts.usualPauseSeconds = facts.longestPauseSeconds = 0.03;
     facts.completeFrames = 300;
     facts.routeIsKnown = true;
     facts.routeInterface = "eth0";
@@ -109,7 +109,7 @@ inline Facts NothingComes(const Changes &changes = {})
     Facts facts = Healthy();
     facts.hasPicture = false;
     facts.streamingSeconds = facts.secondsSinceFrame = facts.countedSeconds = 3;
-    facts.longestPauseSeconds = 0;
+    facts.usualPauseSeconds = facts.longestPauseSeconds = 0;
     facts.completeFrames = 0;
     facts.host.arrived[1] = {"eth0", 25, 2840};
     facts.stream.delivered = facts.stream.started = facts.stream.packets = 0;
