@@ -1,84 +1,20 @@
-#include "app/GuiManager.h"
+#include "GuiManagerFixture.h"
 
 #include "acquisition/GrabbingFifo.h"
 #include "app/ICamEval.h"
-#include "app/OrvPlayer.h"
-#include "core/Session.h"
-#include "orvgui/OrvCameraSelectorDialog.h"
 #include "panels/PlayerPanel.h"
-#include "support/GuiTest.h"
-#include "support/ScriptedCamera.h"
-#include "support/ScriptedSystem.h"
 
-#include <gtest/gtest.h>
-
-#include <QAction>
-#include <QApplication>
-#include <QFileDialog>
 #include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
-#include <QMessageBox>
 #include <QMetaMethod>
-#include <QPushButton>
 #include <QSignalSpy>
 #include <QStatusBar>
-#include <QTemporaryDir>
-#include <QTextDocument>
-#include <QTimer>
 #include <QToolBar>
 
 #include <memory>
 
 namespace {
-
-/// Closes modal windows as they appear, the way a person would, and remembers what they said.
-class ModalAnswerer : public QObject {
-public:
-    ModalAnswerer()
-    {
-        connect(&m_timer, &QTimer::timeout, this, [this] { Answer(); });
-        m_timer.start(5);
-    }
-    QStringList texts;
-    QStringList details;
-    bool acceptSelector = true;
-    QString filePath; ///< for file dialogs; empty cancels
-
-private:
-    void Answer()
-    {
-        QWidget *modal = QApplication::activeModalWidget();
-        if (auto *box = qobject_cast<QMessageBox *>(modal)) {
-            texts << box->text();
-            details << AsShown(box->informativeText());
-            box->accept();
-        } else if (auto *selector = qobject_cast<OrvGui::OrvCameraSelectorDialog *>(modal)) {
-            if (acceptSelector)
-                selector->findChild<QPushButton *>("connect")->click(); // does nothing until the dialog lets it
-            else
-                selector->reject();
-        } else if (auto *files = qobject_cast<QFileDialog *>(modal)) {
-            if (filePath.isEmpty()) {
-                files->reject();
-            } else {
-                files->selectFile(filePath);
-                static_cast<QDialog *>(files)->accept();
-            }
-        }
-    }
-    /// What a label that judges text by its looks makes of it.
-    static QString AsShown(const QString &text)
-    {
-        QTextDocument document;
-        if (Qt::mightBeRichText(text))
-            document.setHtml(text);
-        else
-            document.setPlainText(text);
-        return document.toPlainText();
-    }
-    QTimer m_timer;
-};
 
 /// Whether anything is connected to an action's trigger; Qt keeps that question to subclasses.
 struct TriggerProbe : QAction {
@@ -86,58 +22,6 @@ struct TriggerProbe : QAction {
     {
         return (action->*&TriggerProbe::isSignalConnected)(QMetaMethod::fromSignal(&QAction::triggered));
     }
-};
-
-class GuiManagerTest : public ::testing::Test {
-protected:
-    GuiManagerTest()
-    {
-        QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
-        device.description.model = "X100";
-        device.features.AddString("DeviceModelName", "X100");
-        device.features.AddString("DeviceSerialNumber", "42");
-        OrvCam::DeviceDescription found;
-        found.id = "scripted";
-        found.model = "X100";
-        found.state = OrvCam::DeviceState::Free;
-        system.Find({found});
-        window.Manager().SetSystem(&system);
-        window.SetDeviceOpener([this](const OrvCam::DeviceDescription &, int access) -> OrvCam::Device * {
-            openedWith = access;
-            return refuseToOpen ? nullptr : &device;
-        });
-        window.show();
-    }
-    void Connect()
-    {
-        Trigger("actionConnect");
-        ASSERT_NE(Session_(), nullptr);
-        ASSERT_TRUE(Reaches(Idle));
-    }
-    void Trigger(const char *name)
-    {
-        QAction *action = Action(name);
-        ASSERT_TRUE(action->isEnabled()) << name;
-        action->trigger();
-    }
-    void Play()
-    {
-        Trigger("actionPlay");
-        ASSERT_TRUE(Reaches(Acquisition));
-    }
-    QAction *Action(const char *name) { return window.findChild<QAction *>(QString::fromLatin1(name)); }
-    Session *Session_() { return window.Manager().CurrentSession(); }
-    bool Reaches(SessionState state)
-    {
-        return WaitFor([&] { return Session_() && Session_()->State() == state; }, 5000);
-    }
-
-    scripted::Device device;
-    scripted::System system;
-    ModalAnswerer answers;
-    OrvPlayer window{nullptr, false, false};
-    int openedWith = 0;
-    bool refuseToOpen = false;
 };
 
 QSet<QString> Names(const char *names)
@@ -385,40 +269,6 @@ TEST_F(GuiManagerTest, RecordingSaysThatItIsNotThere)
     Trigger("actionRecord");
     EXPECT_EQ(answers.texts.size(), 2);
     EXPECT_EQ(Session_()->State(), Acquisition);
-}
-
-TEST_F(GuiManagerTest, ConfigurationFiles)
-{
-    QTemporaryDir folder;
-    answers.filePath = folder.filePath("camera.zccf");
-    QFile(answers.filePath).open(QIODevice::WriteOnly);
-    system.configurationDevice = &device;
-    Trigger("actionLoadConfiguration"); // opens the camera of the file
-    ASSERT_NE(Session_(), nullptr);
-    EXPECT_EQ(QString::fromStdString(system.configurationPath), answers.filePath);
-    ASSERT_TRUE(Reaches(Idle));
-    EXPECT_TRUE(window.windowTitle().endsWith(" { " + answers.filePath + " }"));
-
-    Trigger("actionSaveConfiguration"); // the file is known: no question
-    EXPECT_EQ(answers.texts, QStringList());
-    device.saveStatus = ORV_CAM_ERR_GENICAM;
-    Trigger("actionSaveConfiguration");
-    device.saveStatus = ORV_CAM_ERR_UNKNOWN;
-    Trigger("actionSaveConfiguration");
-    const QString failed = "Can not save configuration file: " + answers.filePath;
-    EXPECT_EQ(answers.texts, (QStringList{failed + "\nGen<i>Cam error", failed + "\nUnknown error"}));
-
-    answers.texts.clear();
-    answers.filePath = folder.filePath("other.zccf");
-    QFile(answers.filePath).open(QIODevice::WriteOnly);
-    device.loadStatus = ORV_CAM_ERR_INVALID_STATE;
-    Trigger("actionLoadConfiguration"); // into the camera that is open
-    EXPECT_EQ(answers.texts.size(), 1);
-    EXPECT_TRUE(window.windowTitle().contains("camera.zccf")) << "nothing of the other was applied";
-    device.loadStatus = ORV_CAM_OK;
-    Trigger("actionLoadConfiguration");
-    EXPECT_EQ(answers.texts.size(), 1);
-    EXPECT_TRUE(window.windowTitle().contains("other.zccf"));
 }
 
 TEST_F(GuiManagerTest, NothingThatIsNotBuiltIsShown)
