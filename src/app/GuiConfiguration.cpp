@@ -6,6 +6,7 @@
 
 #include <QApplication>
 #include <QFileDialog>
+#include <QPointer>
 
 // Loading and saving camera configuration files.
 
@@ -67,10 +68,13 @@ void GuiManager::loadConfiguration()
 
 bool GuiManager::AskSaveFile(const QString &caption)
 {
+    const QPointer<Session> session = m_session;
     QFileDialog dialog(nullptr, caption, QString(), ConfigurationFilter());
     dialog.setAcceptMode(QFileDialog::AcceptSave);
     dialog.setDefaultSuffix(QStringLiteral("zccf"));
     if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
+        return false;
+    if (!session || session != m_session) // lost while the dialog stood open, and told
         return false;
     m_configurationFile = dialog.selectedFiles().constFirst();
     return true;

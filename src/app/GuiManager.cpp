@@ -15,6 +15,7 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QPointer>
 #include <QTextDocument>
 #include <QTimer>
 
@@ -187,11 +188,18 @@ void GuiManager::AttachPlugIn()
     ICamEval *plugIn = OrvPlayer::s_pCamEval;
     if (!plugIn)
         return;
+    // It may show dialogs, and the camera may go while one stands open: the plug-in knows by SessionEnd.
+    const QPointer<Session> session = m_session;
+    const auto isOver = [&] { return !session || session != m_session; };
     if (!plugIn->Attach(m_mainWindow, m_session->Device())) {
         OrvPlayer::UnloadCamEval();
         return;
     }
+    if (isOver())
+        return;
     plugIn->HandOverComponents(m_session, m_session->View(), m_session->GetImgProcessor());
+    if (isOver())
+        return;
     plugIn->AddWidgets(m_mainWindow, 0, 0);
 }
 
@@ -241,6 +249,8 @@ void GuiManager::sessionCameraDisconnected(void *session, unsigned char reason)
         DisplayError(QStringLiteral("Connection to the Camera was lost"), 0);
     else if (reason == InvalidState)
         DisplayError(QStringLiteral("Connection to the Camera was terminated, because of invalid device state"), 0);
+    if (session && session != m_session) // another report closed it while the message stood there
+        return;
     ClosePanels();
     if (!session || session != m_session)
         return;
@@ -430,5 +440,5 @@ bool GuiManager::ConnectAndRunAutoEvaluation()
     }
     CreatePanels();
     updateGui();
-    return OrvPlayer::s_pCamEval && OrvPlayer::s_pCamEval->StartAutoEvaluation();
+    return m_session && OrvPlayer::s_pCamEval && OrvPlayer::s_pCamEval->StartAutoEvaluation();
 }

@@ -87,6 +87,7 @@ private:
     OrvCam::Device *OpenDevice(const OrvCam::DeviceDescription &description, QString *whyNot);
     void ConnectTo(const OrvCam::DeviceDescription &description);
     void AttachPlugIn();
+    /// Asks for the current configuration file. False when there is none to save to, or no longer a camera to save.
     bool AskSaveFile(const QString &caption);
     void DestroySession();
     /// A function of the session, or a wait for a camera, is on the stack: the session must not go now.

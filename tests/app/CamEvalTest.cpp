@@ -1,12 +1,7 @@
-#include "app/GuiManager.h"
 #include "app/ICamEval.h"
-#include "app/OrvPlayer.h"
-#include "core/Session.h"
-#include "support/GuiTest.h"
-#include "support/ScriptedCamera.h"
-#include "support/ScriptedSystem.h"
+#include "GuiManagerFixture.h"
 
-#include <gtest/gtest.h>
+#include <QEventLoop>
 
 namespace {
 
@@ -20,8 +15,10 @@ protected:
     }
     ~CamEvalTest() override
     {
-        if (plugIn)
+        if (plugIn) {
             plugIn->setProperty("refuse", false);
+            plugIn->setProperty("loop", QVariant());
+        }
         OrvPlayer::UnloadCamEval();
     }
     void SetUp() override
@@ -81,6 +78,24 @@ TEST_F(CamEvalTest, ARefusedCameraGoesOnWithoutIt)
     ASSERT_TRUE(Reaches(Acquisition));
     window.Manager().cameraDisconnect();
     EXPECT_EQ(TakeCalls(), QStringList());
+}
+
+TEST_F(CamEvalTest, ACameraLostWhileItAttachesIsNotHandedOver)
+{
+    ModalAnswerer answers;
+    QEventLoop dialog;
+    QTimer look;
+    QObject::connect(&look, &QTimer::timeout, [&] {
+        if (!window.Manager().CurrentSession())
+            dialog.quit();
+    });
+    plugIn->setProperty("loop", QVariant::fromValue<QObject *>(&dialog));
+    device.lostFromTheStart = true;
+    ASSERT_TRUE(window.Manager().CreateSession(&device));
+    look.start(5);
+    window.Manager().CreatePanels();
+    EXPECT_EQ(window.Manager().CurrentSession(), nullptr);
+    EXPECT_EQ(TakeCalls(), (QStringList{"Attach", "OnStop", "SessionEnd"}));
 }
 
 TEST_F(CamEvalTest, TheAutomaticRunTakesTheFirstCamera)

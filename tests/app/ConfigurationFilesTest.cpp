@@ -3,6 +3,8 @@
 #include <QFile>
 #include <QTemporaryDir>
 
+#include <utility>
+
 namespace {
 
 class ConfigurationFilesTest : public GuiManagerTest {};
@@ -39,6 +41,38 @@ TEST_F(ConfigurationFilesTest, TheCurrentOneIsTheLastThatWasLoadedOrSaved)
     Trigger("actionLoadConfiguration");
     EXPECT_EQ(answers.texts.size(), 1);
     EXPECT_TRUE(window.windowTitle().contains("other.zccf"));
+}
+
+TEST_F(ConfigurationFilesTest, TheCameraMayGoWhileTheFileIsChosen)
+{
+    const QString lost = "Connection to the Camera was lost";
+    const struct {
+        const char *action;
+        bool fileExists;
+        QStringList texts;
+    } cases[] = {{"actionSaveConfiguration", false, {lost}},
+                 {"actionSaveConfigurationAs", false, {lost}},
+                 {"actionLoadConfiguration", true, {lost, "Camera cannot be instantinated"}}}; // the file's own camera
+    QTemporaryDir folder;
+    for (const auto &row : cases) {
+        SCOPED_TRACE(row.action);
+        answers.texts.clear();
+        answers.filePath = folder.filePath("chosen.zccf");
+        if (row.fileExists)
+            QFile(answers.filePath).open(QIODevice::WriteOnly);
+        Connect();
+        answers.mayAnswerFiles = [this, isLost = false]() mutable {
+            if (!std::exchange(isLost, true))
+                device.Lose();
+            return Session_() == nullptr;
+        };
+        Trigger(row.action);
+        EXPECT_EQ(Session_(), nullptr);
+        EXPECT_EQ(answers.texts, row.texts);
+        Connect();
+        EXPECT_FALSE(window.windowTitle().contains("chosen.zccf")) << "nothing was saved to it or loaded from it";
+        window.Manager().cameraDisconnect();
+    }
 }
 
 } // namespace

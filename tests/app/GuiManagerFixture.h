@@ -18,6 +18,8 @@
 #include <QTextDocument>
 #include <QTimer>
 
+#include <functional>
+
 /// Closes modal windows as they appear, the way a person would, and remembers what they said.
 class ModalAnswerer : public QObject {
 public:
@@ -30,6 +32,8 @@ public:
     QStringList details;
     bool acceptSelector = true;
     QString filePath; ///< for file dialogs; empty cancels
+    /// Asked before a file dialog is answered, again and again until it says true.
+    std::function<bool()> mayAnswerFiles = [] { return true; };
 
 private:
     void Answer()
@@ -45,6 +49,8 @@ private:
             else
                 selector->reject();
         } else if (auto *files = qobject_cast<QFileDialog *>(modal)) {
+            if (!mayAnswerFiles())
+                return;
             if (filePath.isEmpty()) {
                 files->reject();
             } else {

@@ -1,12 +1,13 @@
 #include "app/ICamEval.h"
 
+#include <QEventLoop>
 #include <QMainWindow>
 #include <QObject>
 #include <QStringList>
 #include <QVariant>
 
 /// A camera-evaluation plug-in that writes down what it is asked, in its property "calls". With its property "refuse"
-/// set it refuses every camera.
+/// set it refuses every camera; a QEventLoop in its property "loop" is run while it attaches, as a dialog would be.
 class TestCamEval : public QObject, public ICamEval {
     Q_OBJECT
     Q_PLUGIN_METADATA(IID "com.zelkor.sw.icameval")
@@ -20,6 +21,8 @@ public:
     bool Attach(QMainWindow *mainWindow, OrvCam::Device *device) override
     {
         Note(mainWindow && device ? "Attach" : "Attach?");
+        if (auto *loop = qobject_cast<QEventLoop *>(property("loop").value<QObject *>()))
+            loop->exec();
         return !property("refuse").toBool();
     }
     void CaptureStart() override { Note("CaptureStart"); }
