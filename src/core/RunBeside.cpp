@@ -1,15 +1,18 @@
 #include "core/RunBeside.h"
 
 #include "base/Mutex.h"
+#include "core/DiagnosticLog.h"
+#include "core/WaitCursor.h"
 
 #include <QCoreApplication>
-#include <QCursor>
 #include <QEventLoop>
 #include <QGuiApplication>
 #include <QThread>
 
 #include <algorithm>
 #include <chrono>
+#include <optional>
+#include <system_error>
 #include <thread>
 
 namespace orv {
@@ -92,9 +95,9 @@ bool WaitQuietly(Completion &completion)
 
 void WaitInEventLoop(Completion &completion)
 {
-    const bool hasCursor = qobject_cast<QGuiApplication *>(QCoreApplication::instance()) != nullptr;
-    if (hasCursor)
-        QGuiApplication::setOverrideCursor(QCursor(Qt::WaitCursor));
+    std::optional<WaitCursor> cursor;
+    if (qobject_cast<QGuiApplication *>(QCoreApplication::instance()))
+        cursor.emplace();
     {
         QEventLoop loop;
         if (completion.Attach(&loop))
@@ -103,8 +106,6 @@ void WaitInEventLoop(Completion &completion)
     }
     // A quitting application ends every event loop; the work still has to be waited for.
     completion.Wait();
-    if (hasCursor)
-        QGuiApplication::restoreOverrideCursor();
 }
 
 } // namespace
@@ -122,10 +123,18 @@ void detail::WaitBeside(const std::function<void()> &work)
         return;
     }
     Completion completion;
-    std::thread thread([&] {
+    std::thread thread;
+    try {
+        thread = std::thread([&] {
+            work();
+            completion.Finish();
+        });
+    } catch (const std::system_error &error) {
+        // A window that stands still for a while is better than a camera that is not stopped.
+        LogFormatted(LogLevel::Warning, LogCode(error.code().value()), "WaitBeside: no thread left, waiting in place");
         work();
-        completion.Finish();
-    });
+        return;
+    }
     if (!WaitQuietly(completion)) {
         ++s_besideCount;
         WaitInEventLoop(completion);

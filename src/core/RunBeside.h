@@ -13,7 +13,8 @@ namespace orv {
 /// On the GUI thread: work that is done within a few milliseconds costs just that. Otherwise the wait cursor is shown
 /// and the event loop goes on painting, ticking timers and delivering queued calls; mouse and keyboard wait until the
 /// work is done. The caller must therefore be ready for queued slots to run while it waits, above all for being told to
-/// go away: see BesideCount(). On any other thread, or without an application object, the work simply runs in place.
+/// go away: see BesideCount(). On any other thread, without an application object,
+/// or when the system has no thread left, the work simply runs in place.
 void WaitBeside(std::function<void()> work);
 
 /// How many waits are under way on the GUI thread. An object that must not be destroyed under a waiting caller is

@@ -11,6 +11,8 @@
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <limits>
+#include <pthread.h>
 #include <stdexcept>
 #include <thread>
 
@@ -63,6 +65,20 @@ TEST(RunBeside, OnOtherThreadsItRunsInPlace)
         return orv::RunBeside([] { return std::this_thread::get_id(); }) == std::this_thread::get_id();
     });
     EXPECT_TRUE(worker.get());
+}
+
+TEST(RunBeside, WithoutAThreadLeftItRunsInPlace)
+{
+    pthread_attr_t before, unaffordable;
+    ASSERT_EQ(pthread_getattr_default_np(&before), 0);
+    ASSERT_EQ(pthread_getattr_default_np(&unaffordable), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&unaffordable, std::numeric_limits<std::size_t>::max() / 4), 0);
+    ASSERT_EQ(pthread_setattr_default_np(&unaffordable), 0);
+    const std::thread::id ranOn = orv::RunBeside([] { return std::this_thread::get_id(); });
+    EXPECT_EQ(pthread_setattr_default_np(&before), 0);
+    pthread_attr_destroy(&unaffordable);
+    pthread_attr_destroy(&before);
+    EXPECT_EQ(ranOn, std::this_thread::get_id());
 }
 
 TEST(RunBeside, QuittingStillWaitsForTheWork)
