@@ -22,7 +22,9 @@ constexpr long kIntMax = std::numeric_limits<long>::max();
 } // namespace
 
 GrabbingFifo::GrabbingFifo(QObject *parent, OrvCam::Device *device)
-    : QObject(parent), WorkingThread("GrabbingFifo"), OrvComponentImp(202), m_stream(device->GetStreamByIndex(0))
+    : QObject(parent), WorkingThread("GrabbingFifo"), OrvComponentImp(202),
+      // Opened on first use, for which a producer may talk to the camera.
+      m_stream(orv::RunBeside([device] { return device->GetStreamByIndex(0); }))
 {
     DeclareParams();
     ReadTickFrequency(device);

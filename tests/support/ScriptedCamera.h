@@ -471,6 +471,8 @@ public:
     unsigned int GetStreamCount() override { return 1; }
     OrvCam::Stream *GetStreamByIndex(unsigned int index) override
     {
+        if (!m_isStreamOpen.exchange(true))
+            features.delay.Wait(); // opening it is a matter between producer and camera
         return hasStream && index == 0 ? &stream : nullptr;
     }
     int RegisterEvent(int type, OrvCam::EventCallback callback, void *context) override
@@ -526,6 +528,7 @@ public:
 private:
     orv::Mutex m_logMutex;
     std::vector<std::string> m_log;
+    std::atomic<bool> m_isStreamOpen{false};
     std::pair<OrvCam::EventCallback, void *> m_lost;
     std::set<std::pair<int, void *>> m_traffic; ///< who is registered for which channel
 
