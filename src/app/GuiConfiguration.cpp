@@ -2,9 +2,9 @@
 
 #include "core/RunBeside.h"
 #include "core/Session.h"
+#include "core/WaitCursor.h"
 #include "orvcam/OrvCam.h"
 
-#include <QApplication>
 #include <QFileDialog>
 #include <QPointer>
 
@@ -17,15 +17,6 @@ QString ConfigurationFilter()
     return GuiManager::tr("Zelkor camera configuration files (*.zccf)");
 }
 
-/// Shows the wait cursor for a scope.
-class WaitCursor {
-public:
-    WaitCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
-    ~WaitCursor() { QApplication::restoreOverrideCursor(); }
-    WaitCursor(const WaitCursor &) = delete;
-    WaitCursor &operator=(const WaitCursor &) = delete;
-};
-
 } // namespace
 
 void GuiManager::loadConfiguration()
@@ -34,36 +25,54 @@ void GuiManager::loadConfiguration()
         QFileDialog::getOpenFileName(nullptr, tr("Open camera configuration"), QString(), ConfigurationFilter());
     if (path.isEmpty())
         return;
-    bool isApplied = false;
-    QString whyNot;
-    {
-        const WaitCursor cursor;
-        if (m_session) {
-            const int status = m_session->LoadConfiguration(path);
-            isApplied = status != ORV_CAM_ERR_FILE && status != ORV_CAM_ERR_INVALID_STATE; // else nothing of it
-            whyNot = status == ORV_CAM_OK ? QString() : QString(OrvCam_StatusText(status));
-        } else if (OrvCam::System *system = System()) {
-            const QByteArray utf8 = path.toUtf8();
-            OrvCam::Device *device = orv::RunBeside([&] {
-                OrvCam::Device *opened = system->CreateDeviceFromConfiguration(utf8.constData(), 0);
-                std::string text;
-                if (system->LastError(&text) != ORV_CAM_OK)
-                    whyNot = QString::fromStdString(text);
-                return opened;
-            });
-            if (CreateSession(device, whyNot)) {
-                CreatePanels();
-                isApplied = true; // as far as it could be
-            } else if (device) {
-                orv::RunBeside([device] { device->Release(); });
-            }
-        }
-    }
-    if (m_session && !whyNot.isEmpty())
-        DisplayError(tr("Not all of the camera configuration could be applied"), 0, whyNot);
+    if (m_session)
+        LoadConfigurationFile(path);
+    else
+        OpenConfigurationFile(path);
+    updateGui();
+}
+
+void GuiManager::LoadConfigurationFile(const QString &path)
+{
+    const int status = m_session->LoadConfiguration(path);
+    const bool isApplied = status != ORV_CAM_ERR_FILE && status != ORV_CAM_ERR_INVALID_STATE; // else nothing of it
+    // A file that was not applied does not become current: the next saving would overwrite it without a question.
     if (isApplied)
         m_configurationFile = path;
-    updateGui();
+    // Told, for the camera now has other settings than the file says.
+    if (status != ORV_CAM_OK)
+        DisplayError(isApplied ? tr("Not all of the camera configuration could be applied")
+                               : tr("The camera configuration could not be applied"),
+                     0, path + QStringLiteral("\n") + QString(OrvCam_StatusText(status)));
+}
+
+void GuiManager::OpenConfigurationFile(const QString &path)
+{
+    OrvCam::System *system = System();
+    if (!system)
+        return;
+    QString whyNot;
+    OrvCam::Device *device = nullptr;
+    {
+        const orv::WaitCursor cursor;
+        const QByteArray utf8 = path.toUtf8();
+        device = orv::RunBeside([&] {
+            OrvCam::Device *opened = system->CreateDeviceFromConfiguration(utf8.constData(), 0);
+            std::string text;
+            if (system->LastError(&text) != ORV_CAM_OK)
+                whyNot = QString::fromStdString(text);
+            return opened;
+        });
+    }
+    if (!CreateSession(device, whyNot)) {
+        if (device)
+            orv::RunBeside([device] { device->Release(); });
+        return;
+    }
+    m_configurationFile = path; // applied as far as it could be
+    CreatePanels();
+    if (m_session && !whyNot.isEmpty())
+        DisplayError(tr("Not all of the camera configuration could be applied"), 0, whyNot);
 }
 
 bool GuiManager::AskSaveFile(const QString &caption)
@@ -86,10 +95,7 @@ void GuiManager::saveConfiguration()
         return;
     if (m_configurationFile.isEmpty() && !AskSaveFile(tr("Save camera configuration")))
         return;
-    {
-        const WaitCursor cursor;
-        m_session->SaveConfiguration(m_configurationFile);
-    }
+    m_session->SaveConfiguration(m_configurationFile);
     updateGui();
 }
 

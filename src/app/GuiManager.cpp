@@ -151,6 +151,10 @@ bool GuiManager::CreateSession(OrvCam::Device *device, const QString &details)
         auto *session = new Session(this, device, m_mainWindow);
         DestroySession();
         m_session = session;
+        // Saving writes to the current file without a question: never one camera's settings over another's.
+        if (m_cameraId != device->GetDescription().id)
+            m_configurationFile.clear();
+        m_cameraId = device->GetDescription().id;
     } catch (const OrvPlayerException &error) {
         DisplayError(QString::fromUtf8(error.what()), error.Code());
         return false;

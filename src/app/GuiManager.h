@@ -6,6 +6,7 @@
 
 #include <array>
 #include <functional>
+#include <string>
 #include <vector>
 
 class OrvPlayer;
@@ -87,6 +88,9 @@ private:
     OrvCam::Device *OpenDevice(const OrvCam::DeviceDescription &description, QString *whyNot);
     void ConnectTo(const OrvCam::DeviceDescription &description);
     void AttachPlugIn();
+    void LoadConfigurationFile(const QString &path);
+    /// Opens the camera that the file describes.
+    void OpenConfigurationFile(const QString &path);
     /// Asks for the current configuration file. False when there is none to save to, or no longer a camera to save.
     bool AskSaveFile(const QString &caption);
     void DestroySession();
@@ -100,7 +104,8 @@ private:
     Session *m_session = nullptr;
     OrvCam::System *m_system = nullptr;
     std::array<PlayerPanel *, kPanelSlots> m_panels{};
-    QString m_configurationFile;
+    QString m_configurationFile; ///< what was last loaded or saved; forgotten when another camera comes
+    std::string m_cameraId;      ///< of the last session
     /// A connect is under way: its waits let queued calls through, which must not start a second one.
     bool m_connecting = false;
 };

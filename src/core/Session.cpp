@@ -9,6 +9,7 @@
 #include "app/OrvPlayer.h"
 #include "core/DiagnosticLog.h"
 #include "core/RunBeside.h"
+#include "core/WaitCursor.h"
 #include "panels/PlayerPanel.h"
 
 #include <QFinalState>
@@ -486,15 +487,20 @@ bool Session::SnapNextFrame()
 int Session::LoadConfiguration(const QString &path)
 {
     const Busy busy(*this);
+    const orv::WaitCursor cursor;
     const QByteArray utf8 = path.toUtf8();
     return orv::RunBeside([this, &utf8] { return m_device->LoadFeatures(utf8.constData()); });
 }
 
 void Session::SaveConfiguration(const QString &path)
 {
-    const Busy busy(*this);
-    const QByteArray utf8 = path.toUtf8();
-    const int status = orv::RunBeside([this, &utf8] { return m_device->SaveFeatures(utf8.constData()); });
+    int status = ORV_CAM_OK;
+    {
+        const Busy busy(*this);
+        const orv::WaitCursor cursor;
+        const QByteArray utf8 = path.toUtf8();
+        status = orv::RunBeside([this, &utf8] { return m_device->SaveFeatures(utf8.constData()); });
+    }
     if (status == ORV_CAM_OK)
         return;
     QString text = tr("Can not save configuration file: ") + path;
@@ -505,7 +511,7 @@ void Session::SaveConfiguration(const QString &path)
     // Plain text: "Gen<i>Cam" is a name, not markup.
     QMessageBox box(QMessageBox::Critical, tr("Error"), text, QMessageBox::Ok, m_mainWindow);
     box.setTextFormat(Qt::PlainText);
-    box.exec();
+    box.exec(); // last: the camera may go meanwhile, and this session with it
 }
 
 void Session::CameraDisconnectCallback(const void *, unsigned long, void *context)

@@ -57,7 +57,7 @@ public:
     bool SnapNextFrame();
     /// Applies a camera configuration file. \return the library's status.
     int LoadConfiguration(const QString &path);
-    /// Writes the camera's configuration; a failure is shown in a message box.
+    /// Writes the camera's configuration; a failure is shown in a message box, during which the session may be closed.
     void SaveConfiguration(const QString &path);
     /// Sets the counters and rates of the workers to zero, with notification.
     void ResetVolatileParams();

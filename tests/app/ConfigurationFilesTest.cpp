@@ -30,17 +30,35 @@ TEST_F(ConfigurationFilesTest, TheCurrentOneIsTheLastThatWasLoadedOrSaved)
     const QString failed = "Can not save configuration file: " + answers.filePath;
     EXPECT_EQ(answers.texts, (QStringList{failed + "\nGen<i>Cam error", failed + "\nUnknown error"}));
 
-    answers.texts.clear();
     answers.filePath = folder.filePath("other.zccf");
     QFile(answers.filePath).open(QIODevice::WriteOnly);
-    device.loadStatus = ORV_CAM_ERR_INVALID_STATE;
-    Trigger("actionLoadConfiguration"); // into the camera that is open
-    EXPECT_EQ(answers.texts.size(), 1);
-    EXPECT_TRUE(window.windowTitle().contains("camera.zccf")) << "nothing of the other was applied";
-    device.loadStatus = ORV_CAM_OK;
-    Trigger("actionLoadConfiguration");
-    EXPECT_EQ(answers.texts.size(), 1);
+    const QString notApplied = "The camera configuration could not be applied";
+    const struct {
+        OrvCamStatus status;
+        const char *current;
+        QStringList texts;
+    } loads[] = {{ORV_CAM_ERR_FILE, "camera.zccf", {notApplied}},
+                 {ORV_CAM_ERR_INVALID_STATE, "camera.zccf", {notApplied}},
+                 {ORV_CAM_OK, "other.zccf", {}},
+                 {ORV_CAM_ERR_GENICAM, "other.zccf", {"Not all of the camera configuration could be applied"}}};
+    for (const auto &row : loads) {
+        SCOPED_TRACE(row.status);
+        answers.texts.clear();
+        answers.details.clear();
+        device.loadStatus = row.status;
+        Trigger("actionLoadConfiguration"); // into the camera that is open
+        EXPECT_EQ(answers.texts, row.texts);
+        for (const QString &details : answers.details)
+            EXPECT_TRUE(details.startsWith(answers.filePath)) << qPrintable(details);
+        EXPECT_TRUE(window.windowTitle().contains(row.current));
+    }
+    Trigger("actionDisconnect");
+    Connect();
     EXPECT_TRUE(window.windowTitle().contains("other.zccf"));
+    Trigger("actionDisconnect");
+    device.description.id = "another camera";
+    Connect();
+    EXPECT_FALSE(window.windowTitle().contains("other.zccf")) << "saving would overwrite what is not this camera's";
 }
 
 TEST_F(ConfigurationFilesTest, TheCameraMayGoWhileTheFileIsChosen)

@@ -2,6 +2,7 @@
 
 #include "app/GuiManager.h"
 #include "app/OrvPlayer.h"
+#include "core/RunBeside.h"
 #include "core/Session.h"
 #include "orvgui/OrvCameraSelectorDialog.h"
 #include "support/GuiTest.h"
@@ -41,6 +42,8 @@ private:
         QWidget *modal = QApplication::activeModalWidget();
         if (auto *box = qobject_cast<QMessageBox *>(modal)) {
             texts << box->text();
+            EXPECT_TRUE(!QApplication::overrideCursor() || orv::BesideCount() > 0)
+                << "a wait cursor over a button to press";
             details << AsShown(box->informativeText());
             box->accept();
         } else if (auto *selector = qobject_cast<OrvGui::OrvCameraSelectorDialog *>(modal)) {
