@@ -210,6 +210,10 @@ bool OrvPlayer::RemoveDisplayWidget(QWidget *widget)
 {
     m_ui->centralLayout->removeWidget(widget);
     widget->hide();
+    disconnect(widget, nullptr, this, nullptr); // of its picture nothing is read out any more
+    for (QLabel *label : {m_coordinates, m_value})
+        if (label) // an automatic run may come and go before the status bar is ready
+            label->clear();
     m_hint->show();
     return true;
 }
