@@ -314,6 +314,7 @@ void GuiManager::stopAcquisitionAndCapture()
 
 void GuiManager::startStopCapture()
 {
+    updateGui(); // the click has turned the check mark; only the state does
     QMessageBox::information(m_mainWindow, QApplication::applicationName(), tr("Recording is not built in yet."));
 }
 

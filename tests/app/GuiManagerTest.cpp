@@ -59,6 +59,7 @@ TEST_F(GuiManagerTest, ActionsFollowTheStateFromConnectingToDisconnecting)
             }
         EXPECT_GE(seen, 41) << "every action is in some menu";
     };
+    const auto isRecordChecked = [&] { return Action("actionRecord")->isChecked(); };
     const auto isDisconnected = [&] {
         check(kAlways + kNotCapturing + Names("actionLoadConfiguration"));
         EXPECT_EQ(window.windowTitle(), "OrvPlayer - Camera is not connected");
@@ -74,8 +75,10 @@ TEST_F(GuiManagerTest, ActionsFollowTheStateFromConnectingToDisconnecting)
     emit Session_()->signalStartCapturing();
     ASSERT_TRUE(Reaches(Capturing));
     check(kAlways + kConnected + Names("actionStop actionRecord"));
+    EXPECT_TRUE(isRecordChecked());
     Trigger("actionStop");
     ASSERT_TRUE(Reaches(Acquisition)) << "stopping a capture goes on playing";
+    EXPECT_FALSE(isRecordChecked());
     Trigger("actionStop");
     ASSERT_TRUE(Reaches(Idle));
     Trigger("actionDisconnect");
@@ -269,6 +272,7 @@ TEST_F(GuiManagerTest, RecordingSaysThatItIsNotThere)
     Trigger("actionRecord");
     EXPECT_EQ(answers.texts.size(), 2);
     EXPECT_EQ(Session_()->State(), Acquisition);
+    EXPECT_FALSE(Action("actionRecord")->isChecked()) << "by the state, not by the click";
 }
 
 TEST_F(GuiManagerTest, NothingThatIsNotBuiltIsShown)
@@ -301,6 +305,11 @@ TEST(OrvPlayerWindow, ShowsThePixelUnderTheMouse)
         EXPECT_TRUE(shown.contains("12x34"));
         EXPECT_TRUE(shown.contains(c.shown));
     }
+    auto *view = new QWidget;
+    window.AddDisplayWidget(view);
+    window.RemoveDisplayWidget(view);
+    for (const QLabel *label : window.statusBar()->findChildren<QLabel *>())
+        EXPECT_EQ(label->text(), "") << "there is no picture any more";
 }
 
 TEST(OrvPlayerWindow, AnEmptyToolBarIsNeitherShownNorOffered)
