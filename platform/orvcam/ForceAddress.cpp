@@ -129,7 +129,8 @@ int ForceAddressThrough(OrvCam::FeatureArray &interface, const OrvCam::DeviceDes
     else if (status == ORV_CAM_ERR_NOT_FOUND)
         *error = "The interface " + device.interface.text + " does not see the camera " + device.id + ".";
     else if (status == ORV_CAM_ERR_TIMEOUT)
-        *error = "The camera " + device.id + " did not confirm its new address.";
+        *error =
+            "The camera " + device.id + " did not confirm its new address; one that a program controls keeps its own.";
     else if (status != ORV_CAM_OK)
         *error = "The address of " + device.id + " could not be set. " + OrvCam_StatusText(status);
     return status;

@@ -73,7 +73,10 @@ std::string GenTLErrorText(const gentl::Functions &calls, const std::string &cal
     std::size_t size = sizeof text;
     const bool told = calls.GCGetLastError(&code, text, &size) == GC_ERR_SUCCESS && code == error;
     text[sizeof text - 1] = '\0';
-    const std::string words = told && text[0] != '\0' ? ToUtf8(text) : "failed";
+    std::string words = told && text[0] != '\0' ? ToUtf8(text) : "failed";
+    const std::string function = call.substr(0, call.find('(')) + ": ";
+    if (words.rfind(function, 0) == 0) // many producers name it, too
+        words.erase(0, function.size());
     return call + ": " + words + " (" + std::to_string(error) + ")";
 }
 

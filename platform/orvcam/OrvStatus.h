@@ -9,7 +9,7 @@ enum OrvCamStatus : int {
     ORV_CAM_ERR_NOT_IMPLEMENTED = -40004,
     ORV_CAM_ERR_TIMEOUT = -40005,
     ORV_CAM_ERR_ABORTED = -40006, ///< a wait was ended from outside
-    ORV_CAM_ERR_IO = -40010,      ///< the camera did not answer or answered with an error
+    ORV_CAM_ERR_IO = -40010,      ///< the camera answered with an error, or, by some drivers, not at all
     ORV_CAM_ERR_ACCESS_DENIED = -40011,
     ORV_CAM_ERR_BUSY = -40012, ///< held by another program
     ORV_CAM_ERR_DEVICE_LOST = -40013,

@@ -56,8 +56,9 @@ GC_ERROR GCGetInfo(TL_INFO_CMD command, INFO_DATATYPE *type, void *buffer, size_
 }
 GC_ERROR GCGetLastError(GC_ERROR *code, char *text, size_t *size)
 {
-    *code = GC_ERR_SUCCESS;
-    return Text("No Error", nullptr, text, size);
+    Lock lock(P().mutex);
+    *code = P().script.openResult; // the one failure that it has words for
+    return Text(*code == GC_ERR_SUCCESS ? "No Error" : "IFOpenDevice: not today", nullptr, text, size);
 }
 GC_ERROR GCReadPort(PORT_HANDLE port, uint64_t address, void *buffer, size_t *size)
 {

@@ -131,7 +131,7 @@ TEST_F(Opening, FailuresToOpenReadLikeSentences)
         {good, 2, GC_ERR_BUSY, ORV_CAM_ERR_BUSY, "cannot be opened. IFOpenDevice"}, // nobody holds it
         {good, 2, GC_ERR_ACCESS_DENIED, ORV_CAM_ERR_BUSY, "in use by another program."},
         {good, 2, GC_ERR_RESOURCE_IN_USE, ORV_CAM_ERR_BUSY, "is already open in this program."},
-        {good, 2, GC_ERR_IO, ORV_CAM_ERR_IO, "cannot be opened. IFOpenDevice"},
+        {good, 2, GC_ERR_IO, ORV_CAM_ERR_IO, "cannot be opened. IFOpenDevice: not today (-1010)"},
         {good, 2, GC_ERR_ACCESS_DENIED, ORV_CAM_ERR_UNREACHABLE,
          "its address 127.0.0.99 does not fit the interface memory", DEVICE_ACCESS_STATUS_NOACCESS},
         {far, 2, GC_ERR_IO, ORV_CAM_ERR_UNREACHABLE, "does not fit the interface", DEVICE_ACCESS_STATUS_UNKNOWN},

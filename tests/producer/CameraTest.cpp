@@ -212,11 +212,11 @@ TEST_F(CameraTest, ASilentCameraFailsFastAndComesBack)
     camera.Suspend();
     std::uint8_t bytes[4];
     const Stopwatch first;
-    EXPECT_EQ(Read(kWidth, bytes, 4), GC_ERR_IO);
+    EXPECT_EQ(Read(kWidth, bytes, 4), GC_ERR_TIMEOUT);
     EXPECT_GE(first.Milliseconds(), 2200) << "all tries";
     const Stopwatch next;
     for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(Read(kWidth, bytes, 4), GC_ERR_IO);
+        EXPECT_EQ(Read(kWidth, bytes, 4), GC_ERR_TIMEOUT);
     EXPECT_LT(next.Milliseconds(), 2000) << "one short try each, less in all than one full round";
     EXPECT_THAT(LastError(), testing::HasSubstr("does not answer"));
     camera.Resume();
@@ -270,7 +270,7 @@ TEST_F(CameraTest, AnAddressWithoutACameraFailsInOneRoundOfTries)
     ASSERT_EQ(Gc().IFUpdateDeviceList(interface, nullptr, 200), GC_ERR_SUCCESS);
     camera.Kill();
     const Stopwatch watch;
-    EXPECT_EQ(OpenDevice(), GC_ERR_IO);
+    EXPECT_EQ(OpenDevice(), GC_ERR_TIMEOUT);
     EXPECT_LT(watch.Milliseconds(), 2800);
 }
 

@@ -59,7 +59,7 @@ TEST_F(GigeDeviceTest, ACameraThatNothingCanBeSentToIsLost)
     ASSERT_NO_FATAL_FAILURE(Open(kSpareAddress));
     ASSERT_TRUE(SetSpareAddress(false));
     std::uint8_t bytes[4];
-    EXPECT_EQ(device->Read(0x0934, bytes, sizeof bytes).Code(), GC_ERR_IO);
+    EXPECT_EQ(device->Read(0x0934, bytes, sizeof bytes).Code(), GC_ERR_TIMEOUT);
     EXPECT_TRUE(Becomes([&] { return listener.isLost.load(); }));
     EXPECT_NE(listener.text.find("not answered"), std::string::npos) << listener.text;
 }
@@ -153,7 +153,7 @@ TEST_F(GigeDeviceTest, WhatCouldNotBeSentIsSentLater)
     static_cast<GigeDevice &>(*device).WriteWithoutWaiting({RegisterCamera::kStreamPort, 0});
     // Long enough for the heartbeat to fail with it once.
     std::uint8_t bytes[4];
-    EXPECT_EQ(device->Read(0x0934, bytes, sizeof bytes).Code(), GC_ERR_IO);
+    EXPECT_EQ(device->Read(0x0934, bytes, sizeof bytes).Code(), GC_ERR_TIMEOUT);
     ASSERT_TRUE(SetSpareAddress(true));
     EXPECT_TRUE(Becomes([&] { return spare.Get(RegisterCamera::kStreamPort) == 0; }));
     EXPECT_FALSE(listener.isLost);
@@ -243,7 +243,7 @@ TEST_F(GigeDeviceTest, AStreamThatCannotStartLeavesItsChannelClosed)
     getrlimit(RLIMIT_NOFILE, &before);
     const rlimit tight{static_cast<rlim_t>(next) + 1, before.rlim_max};
     setrlimit(RLIMIT_NOFILE, &tight);
-    EXPECT_EQ(StartStream().Code(), GC_ERR_IO);
+    EXPECT_EQ(StartStream().Code(), GC_ERR_RESOURCE_EXHAUSTED);
     setrlimit(RLIMIT_NOFILE, &before);
     EXPECT_TRUE(Becomes([&] { return camera.Get(RegisterCamera::kStreamPort) == 0; }));
 

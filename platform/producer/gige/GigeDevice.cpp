@@ -37,14 +37,14 @@ Result<std::unique_ptr<Camera>> GigeDevice::Open(const NetworkInterface &interfa
     std::unique_ptr<GigeDevice> device(new GigeDevice(interface, address, access, listener, std::move(client.value)));
     const Status admitted = access == CameraAccess::ReadOnly ? device->CheckReadable() : device->TakeControl();
     if (!admitted.Ok())
-        return Outward(admitted);
+        return admitted;
     device->ReadFacts();
     device->m_heartbeat =
         std::make_unique<Heartbeat>(*device->m_client, device->HeartbeatSettings(),
                                     [raw = device.get()](const std::string &reason) { raw->OnLost(reason); });
     device->m_heartbeat->Start();
     if (!device->m_client->IsAnswering())
-        return Status(GC_ERR_IO, "the camera stopped answering while it was being opened");
+        return Status(GC_ERR_TIMEOUT, "the camera stopped answering while it was being opened");
     return std::unique_ptr<Camera>(std::move(device));
 }
 
@@ -225,7 +225,7 @@ Status GigeDevice::Told(Status status) const
 {
     if (status.Code() == GC_ERR_ABORT && m_lost)
         return CheckConnection();
-    return Outward(std::move(status));
+    return status;
 }
 
 Status GigeDevice::Read(std::uint64_t address, void *data, std::size_t size)
@@ -330,7 +330,7 @@ Status GigeDevice::OpenMessages()
     if (!named.Ok()) {
         // Some of it may have got through, with the acknowledge lost.
         WriteWithoutWaiting({kRegMessagePort, 0});
-        return Outward(named);
+        return named;
     }
     m_messages = std::move(channel.value);
     if ((ReadOptional(kRegMessageCapability, 0) & kCapabilitySourcePort) != 0)

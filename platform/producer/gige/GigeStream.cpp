@@ -23,7 +23,7 @@ Status GigeStream::Start(FrameSink &sink, std::size_t payloadSize)
         return connection;
     Result<UdpSocket> socket = OpenSocket();
     if (!socket.Ok())
-        return Outward(socket.status);
+        return socket.status;
     StreamReceiver::Settings settings;
     StreamCounters &known = settings.known;
     known.wantedReceiveBuffer = std::min(kMaxReceiveBuffer, std::max(2 * payloadSize, kMinReceiveBuffer));
@@ -31,12 +31,12 @@ Status GigeStream::Start(FrameSink &sink, std::size_t payloadSize)
     Rollback closeChannel([this] { CloseChannel(); });
     const Status opened = OpenChannel(socket.value);
     if (!opened.Ok())
-        return Outward(opened);
+        return opened;
     settings.way = Way({m_device.Address(), SourcePort()});
     settings.way.Keep(socket.value, Clock::now()); // test packets are to get through as well
     const Result<std::uint32_t> packetSize = ChoosePacketSize(socket.value);
     if (!packetSize.Ok())
-        return Outward(packetSize.status);
+        return packetSize.status;
     known.packetSize = packetSize.value & kPacketSizeMask;
     settings.cameraAddress = m_device.Address();
     settings.channel = static_cast<std::uint16_t>(m_index);

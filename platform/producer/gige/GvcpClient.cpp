@@ -34,13 +34,6 @@ private:
 
 } // namespace
 
-Status Outward(Status status)
-{
-    if (status.Code() == GC_ERR_TIMEOUT)
-        return {GC_ERR_IO, status.Text()};
-    return status;
-}
-
 Result<std::unique_ptr<GvcpClient>> GvcpClient::Open(std::uint32_t local, std::uint32_t remote, const Timing &timing)
 {
     Result<UdpSocket> socket = UdpSocket::Open(local);
@@ -51,7 +44,7 @@ Result<std::unique_ptr<GvcpClient>> GvcpClient::Open(std::uint32_t local, std::u
         return connected;
     std::unique_ptr<GvcpClient> client(new GvcpClient(std::move(socket.value), timing));
     if (!client->m_interrupt.IsOpen())
-        return Status(GC_ERR_IO, "the process has no file descriptor left for the control channel");
+        return Status(GC_ERR_RESOURCE_EXHAUSTED, "the process has no file descriptor left for the control channel");
     return client;
 }
 

@@ -23,10 +23,6 @@ enum class Effort {
     Last   ///< two short tries, also after an interrupt, which has sent everybody else away
 };
 
-/// A control status as the consumer is to see it: inside, no answer is a time-out; outside, talking to the camera
-/// failed.
-Status Outward(Status status);
-
 /// The control channel to one camera: register and memory accesses over one UDP socket.
 ///
 /// One command is under way at a time; further callers wait for their turn. When a command of normal effort has had no

@@ -25,7 +25,7 @@ Result<std::unique_ptr<MessageChannel>> MessageChannel::Open(const NetworkInterf
     std::unique_ptr<MessageChannel> channel(
         new MessageChannel(interface, camera, tap, std::move(handler), std::move(socket.value)));
     if (!channel->m_stop.IsOpen())
-        return Status(GC_ERR_IO, "the process has no file descriptor left for the camera's events");
+        return Status(GC_ERR_RESOURCE_EXHAUSTED, "the process has no file descriptor left for the camera's events");
     channel->m_thread = std::thread([raw = channel.get()] { raw->Run(); });
     return channel;
 }

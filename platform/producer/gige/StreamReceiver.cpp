@@ -49,7 +49,7 @@ StreamReceiver::~StreamReceiver()
 Status StreamReceiver::Start()
 {
     if (!m_stop.IsOpen())
-        return {GC_ERR_IO, "the process has no file descriptor left for the stream"};
+        return {GC_ERR_RESOURCE_EXHAUSTED, "the process has no file descriptor left for the stream"};
     m_thread = std::thread([this] { Run(); });
     return {};
 }

@@ -23,9 +23,11 @@ sockaddr_in ToSystem(Endpoint endpoint)
     return address;
 }
 
+/// What the host lacks is told apart from what the network refuses.
 Status SystemError(const char *what)
 {
-    return {GC_ERR_IO, std::string(what) + ": " + std::strerror(errno)};
+    const bool isLack = errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == ENOBUFS;
+    return {isLack ? GC_ERR_RESOURCE_EXHAUSTED : GC_ERR_IO, std::string(what) + ": " + std::strerror(errno)};
 }
 
 /// poll() that signals do not end.
