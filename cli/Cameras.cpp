@@ -39,15 +39,23 @@ std::string Lines(const Cameras &cameras)
 
 Outcome ChooseAny(const Cameras &cameras, OrvCam::DeviceDescription &camera)
 {
-    const auto free = std::find_if(cameras.begin(), cameras.end(),
-                                   [](const auto &one) { return one.state == OrvCam::DeviceState::Free; });
-    if (cameras.size() == 1)
+    using OrvCam::DeviceState;
+    if (cameras.size() == 1) {
         camera = cameras.front();
-    else if (free != cameras.end())
-        camera = *free;
-    else
+        return {};
+    }
+    for (const DeviceState usable : {DeviceState::Free, DeviceState::Unknown}) { // the latter shows when it is opened
+        const auto found = std::find_if(cameras.begin(), cameras.end(),
+                                        [&](const auto &one) { return one.state == usable && one.holder.empty(); });
+        if (found != cameras.end()) {
+            camera = *found;
+            return {};
+        }
+    }
+    if (std::any_of(cameras.begin(), cameras.end(), IsHeld))
         return Fail("none of the cameras is free:" + Lines(cameras), ExitCode::Busy);
-    return {};
+    return Fail("none of the cameras can be reached:" + Lines(cameras) +
+                "\nGive one an address that fits its interface (orvcam force-ip).");
 }
 
 } // namespace
@@ -128,6 +136,15 @@ Outcome OpenCamera(const OrvCam::DeviceDescription &camera, OrvCam::DeviceAccess
     return Fail(Printable(text), FailedWith(status, "").code);
 }
 
+Outcome CheckDescription(OrvCam::Device &device)
+{
+    if (device.GetCameraParameters() != nullptr)
+        return {};
+    std::string text;
+    const bool isTold = OrvCam_GetSystem()->LastError(&text) == ORV_CAM_ERR_XML;
+    return Fail(isTold ? Printable(text) : OrvCam_StatusText(ORV_CAM_ERR_XML));
+}
+
 Outcome FindAndOpen(const std::string &name, OrvCam::DeviceAccess access, OrvCam::DeviceDescription &camera,
                     DevicePtr &device)
 {
@@ -142,6 +159,12 @@ std::string NameOf(const OrvCam::DeviceDescription &camera)
                                     camera.address.empty() ? "" : "at " + camera.address})
         name += part.empty() ? "" : " " + part;
     return Printable(name);
+}
+
+bool IsHeld(const OrvCam::DeviceDescription &camera)
+{
+    return camera.state == OrvCam::DeviceState::Busy || camera.state == OrvCam::DeviceState::ReadOnly ||
+           !camera.holder.empty();
 }
 
 const char *StateText(OrvCam::DeviceState state)

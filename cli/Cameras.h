@@ -27,12 +27,16 @@ Outcome ChooseCamera(const Cameras &cameras, const std::string &name, OrvCam::De
 /// ListCameras and ChooseCamera.
 Outcome FindCamera(const std::string &name, OrvCam::DeviceDescription &camera);
 Outcome OpenCamera(const OrvCam::DeviceDescription &camera, OrvCam::DeviceAccess access, DevicePtr &device);
+/// Why a camera that was opened has no features; Ok when it has. On the thread that opened it, before it opens another.
+Outcome CheckDescription(OrvCam::Device &device);
 /// FindCamera and OpenCamera.
 Outcome FindAndOpen(const std::string &name, OrvCam::DeviceAccess access, OrvCam::DeviceDescription &camera,
                     DevicePtr &device);
 
 /// "OrvSim SIM0001 at 127.0.0.1", for a person.
 std::string NameOf(const OrvCam::DeviceDescription &camera);
+/// By another program.
+bool IsHeld(const OrvCam::DeviceDescription &camera);
 const char *StateText(OrvCam::DeviceState state);
 void WriteCamera(Json &json, const OrvCam::DeviceDescription &camera);
 

@@ -19,7 +19,7 @@ std::string FramesText(const orv::Facts &facts)
 
 void PrintDiagnosis(const orv::Diagnosis &diagnosis)
 {
-    PrintLine((orv::IsFault(diagnosis.cause) ? "problem: " : "note: ") + Printable(diagnosis.finding));
+    PrintLine((diagnosis.isFault ? "problem: " : "note: ") + Printable(diagnosis.finding));
     PrintLine("  " + Printable(diagnosis.remedy));
     if (!diagnosis.command.empty())
         PrintLine("  $ " + Printable(diagnosis.command));
@@ -54,7 +54,7 @@ void PrintAsJson(const Examination &examination, Report &report)
     json.Member("frames", facts.completeFrames + facts.incompleteFrames).Member("seconds", facts.streamingSeconds);
     json.Key("causes").Open('[');
     for (const orv::Diagnosis &diagnosis : examination.diagnoses) {
-        json.Open('{').Member("cause", orv::NameOf(diagnosis.cause)).Member("isFault", orv::IsFault(diagnosis.cause));
+        json.Open('{').Member("cause", orv::NameOf(diagnosis.cause)).Member("isFault", diagnosis.isFault);
         json.Member("finding", diagnosis.finding).Member("remedy", diagnosis.remedy);
         json.Member("command", diagnosis.command).Member("lasting", diagnosis.lasting).Close('}');
     }
@@ -80,7 +80,7 @@ bool HasCause(const Examination &examination)
 {
     const auto &all = examination.diagnoses;
     return std::any_of(all.begin(), all.end(), [&](const orv::Diagnosis &diagnosis) {
-        return !examination.facts.isMissing || orv::IsFault(diagnosis.cause);
+        return !examination.facts.isMissing || diagnosis.isFault;
     });
 }
 
@@ -126,7 +126,7 @@ Outcome RunDoctor(const Options &options, Report &report)
         examinations.push_back(std::move(examination));
     };
     if (!found.IsOk())
-        add(ExamineAbsence(duringSearch, found));
+        add(ExamineAbsence(duringSearch, found, !cameras.empty()));
     for (const OrvCam::DeviceDescription &camera : chosen) {
         if (IsInterrupted())
             return Fail("interrupted after " + std::to_string(examinations.size()) + " of " +

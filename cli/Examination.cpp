@@ -29,6 +29,7 @@ bool CameWithoutFrames(const orv::Facts &facts)
 /// What the opened camera and a short stream tell.
 Outcome WatchStream(OrvCam::Device &device, double seconds, orv::Facts &facts)
 {
+    facts.descriptionProblem = CheckDescription(device).problem;
     orv::GatherCamera(device, facts);
     Observation observation(facts);
     Acquisition acquisition(device);
@@ -41,13 +42,9 @@ Outcome WatchStream(OrvCam::Device &device, double seconds, orv::Facts &facts)
     return IsInterrupted() ? TooShort(facts) : Outcome();
 }
 
-bool IsHeld(const OrvCam::DeviceDescription &camera)
-{
-    return camera.state == DeviceState::Busy || camera.state == DeviceState::ReadOnly || !camera.holder.empty();
-}
-
-/// Somebody may have taken the camera since it was listed, or it is busy by itself.
-void LookForHolder(orv::Facts &facts)
+/// Searches once more for a camera that was listed and could not be opened. Somebody may have taken it meanwhile, it
+/// may be busy by itself, or gone.
+void LookAgain(int status, orv::Facts &facts)
 {
     Cameras cameras;
     if (!ListCameras(cameras).IsOk())
@@ -55,7 +52,10 @@ void LookForHolder(orv::Facts &facts)
     const auto now = std::find_if(cameras.begin(), cameras.end(), [&](const auto &one) {
         return one.id == facts.camera.id && one.interface.id == facts.camera.interface.id;
     });
-    if (now == cameras.end())
+    // Drivers of others say this of a camera that is silent and of one that answers with an error.
+    if (status == ORV_CAM_ERR_IO)
+        facts.isSilent = now == cameras.end();
+    if (status != ORV_CAM_ERR_BUSY || now == cameras.end())
         return;
     facts.camera.state = now->state;
     facts.camera.holder = now->holder;
@@ -72,9 +72,9 @@ Outcome Gather(double seconds, orv::Facts &facts)
         return WatchStream(*device, seconds, facts);
     std::string ignored;
     const int status = OrvCam_GetSystem()->LastError(&ignored);
-    facts.isSilent = status == ORV_CAM_ERR_TIMEOUT || status == ORV_CAM_ERR_DEVICE_LOST || status == ORV_CAM_ERR_IO;
-    if (status == ORV_CAM_ERR_BUSY)
-        LookForHolder(facts);
+    facts.isSilent = status == ORV_CAM_ERR_TIMEOUT || status == ORV_CAM_ERR_DEVICE_LOST;
+    if (!facts.isSilent)
+        LookAgain(status, facts);
     return opened;
 }
 
@@ -97,10 +97,11 @@ Examination Examine(const OrvCam::DeviceDescription &camera, const Cameras &came
     return examination;
 }
 
-Examination ExamineAbsence(const orv::HostCounts &duringSearch, const Outcome &missed)
+Examination ExamineAbsence(const orv::HostCounts &duringSearch, const Outcome &missed, bool othersAreFound)
 {
     Examination examination;
     examination.facts.isMissing = true;
+    examination.facts.othersAreFound = othersAreFound;
     orv::GatherHost(examination.facts);
     examination.facts.host = duringSearch;
     examination.diagnoses = orv::Diagnose(examination.facts);

@@ -20,6 +20,7 @@ struct Examination {
 Examination Examine(const OrvCam::DeviceDescription &camera, const Cameras &cameras, double seconds);
 /// \param duringSearch  what the kernel counted while cameras were searched for.
 /// \param missed  how the search ended.
-Examination ExamineAbsence(const orv::HostCounts &duringSearch, const Outcome &missed);
+/// \param othersAreFound  it has found cameras, and the one that is meant was not among them.
+Examination ExamineAbsence(const orv::HostCounts &duringSearch, const Outcome &missed, bool othersAreFound);
 
 } // namespace orvcli

@@ -209,6 +209,9 @@ Outcome RunFeatures(const Options &options, Report &report)
     if (!outcome.IsOk())
         return outcome;
     const Owner owner = OwnerOf(options, *device);
+    const Outcome described = options.ofInterface || options.ofStream ? Outcome() : CheckDescription(*device);
+    if (!described.IsOk())
+        return described;
     if (owner.features == nullptr)
         return FailedWith(ORV_CAM_ERR_XML, owner.name);
     if (!options.actions.empty())

@@ -53,6 +53,11 @@ Outcome RunForceIp(const Options &options, Report &report)
         outcome = ChooseCamera(cameras, options.Word(0), camera);
     if (!outcome.IsOk())
         return outcome;
+    if (!options.isUnchecked && IsHeld(camera))
+        return Fail(NameOf(camera) + " is in use by another program" +
+                        (camera.holder.empty() ? "" : " (" + Printable(camera.holder) + ")") +
+                        "; a camera that a program controls keeps its address",
+                    ExitCode::Busy);
     const std::string address = options.Word(1);
     const std::string gateway = options.words.size() > 3 ? options.words[3] : "0.0.0.0";
     if (!options.isUnchecked) {

@@ -69,8 +69,8 @@ Outcome RunInfo(const Options &options, Report &report)
     DevicePtr device;
     outcome = OpenCamera(camera, OrvCam::ORV_ACCESS_READ_ONLY, device);
     OrvCam::FeatureArray *features = outcome.IsOk() ? device->GetCameraParameters() : nullptr;
-    if (outcome.IsOk() && features == nullptr)
-        outcome = FailedWith(ORV_CAM_ERR_XML, NameOf(camera));
+    if (outcome.IsOk())
+        outcome = CheckDescription(*device);
     std::vector<std::vector<std::string>> rows = RowsOf(camera);
     Json &json = report.Members().Key("camera");
     WriteCamera(json, camera);

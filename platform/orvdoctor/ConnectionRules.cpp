@@ -118,6 +118,16 @@ Finding FindBusyAnswers(const Facts &facts)
     return diagnosis;
 }
 
+Finding FindUnusableDescription(const Facts &facts)
+{
+    if (facts.descriptionProblem.empty())
+        return {};
+    Diagnosis diagnosis{};
+    diagnosis.finding = facts.descriptionProblem + (facts.descriptionProblem.back() == '.' ? "" : ".");
+    diagnosis.remedy = "Connect the camera anew; when that does not help, its maker may have a firmware that mends it.";
+    return diagnosis;
+}
+
 Finding FindSilence(const Facts &facts)
 {
     if (!facts.isSilent)

@@ -18,6 +18,7 @@ constexpr CauseRow kCauses[] = {
     {Cause::HeldByAnother, "held-by-another", true, FindHolder},
     {Cause::ForeignSubnet, "foreign-subnet", true, FindForeignSubnet},
     {Cause::CameraBusy, "camera-busy", true, FindBusyAnswers},
+    {Cause::BadDescription, "description-unusable", true, FindUnusableDescription},
     {Cause::WaitsForTrigger, "waits-for-trigger", false, FindTrigger},
     {Cause::AcquisitionEnded, "acquisition-ended", false, FindEndedAcquisition},
     {Cause::LongExposure, "long-exposure", false, FindLongExposure},
@@ -56,6 +57,7 @@ std::vector<Diagnosis> Diagnose(const Facts &facts)
     for (const CauseRow &row : kCauses) {
         if (Finding finding = row.find(facts)) {
             finding->cause = row.cause;
+            finding->isFault = row.isFault && !(facts.isMissing && facts.othersAreFound);
             diagnoses.push_back(std::move(*finding));
         }
     }

@@ -10,10 +10,11 @@
 namespace orv {
 
 enum class Cause {
-    ForeignSubnet, ///< the camera's address fits none of the host's interfaces
-    HeldByAnother, ///< another program controls it
-    CameraBusy,    ///< it answers that it is busy, though nobody controls it
-    CameraSilent,  ///< no answer on the control channel
+    ForeignSubnet,  ///< the camera's address fits none of the host's interfaces
+    HeldByAnother,  ///< another program controls it
+    CameraBusy,     ///< it answers that it is busy, though nobody controls it
+    BadDescription, ///< what tells of its features is missing, or cannot be read
+    CameraSilent,   ///< no answer on the control channel
     WaitsForTrigger,
     AcquisitionEnded,  ///< it was told to take so many pictures only
     LongExposure,      ///< longer than has been waited
@@ -59,6 +60,7 @@ struct Diagnosis {
     double value = 0;            ///< that the cure sets: bytes of a packet, microseconds of exposure
     std::string address;         ///< that Cure::SetAddress proposes, and its mask
     std::string subnetMask;
+    bool isFault = true; ///< as IsFault() says; no hint where to look for a missing camera is one when others are found
 };
 
 /// How long a stream may be without pictures before that counts, seconds.

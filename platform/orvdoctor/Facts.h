@@ -39,11 +39,15 @@ struct HostCounts {
 struct Facts {
     OrvCam::DeviceDescription camera;
     bool isMissing = false; ///< cameras were searched for and this one, or any, was not among them
+    /// Of one that is missing: the search does find cameras.
+    bool othersAreFound = false;
     std::vector<HostInterfaceFacts> interfaces;
     std::vector<std::uint32_t> takenAddresses; ///< of other cameras
     bool routeIsKnown = false;
     std::string routeInterface; ///< that this host would send to the camera through; "" when it has no way there
 
+    /// Why the opened camera has no features: a sentence; "" when it has.
+    std::string descriptionProblem;
     bool isOpen = false;      ///< the camera is open in this program, for control
     bool isSilent = false;    ///< it does not answer on its control channel
     bool answersBusy = false; ///< it answers that it is busy, though nobody holds it

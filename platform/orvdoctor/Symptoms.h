@@ -48,6 +48,7 @@ std::string InterfaceText(const HostInterfaceFacts &interface);
 Finding FindHolder(const Facts &facts);
 Finding FindForeignSubnet(const Facts &facts);
 Finding FindBusyAnswers(const Facts &facts);
+Finding FindUnusableDescription(const Facts &facts);
 Finding FindSilence(const Facts &facts);
 // HostRules.cpp
 Finding FindReversePathFilter(const Facts &facts);

@@ -1,5 +1,10 @@
 #include "CliFixture.h"
 
+#include "cli/Cameras.h"
+
+#include <cstdio>
+#include <fstream>
+
 namespace {
 
 using orvsim::ProgramRun;
@@ -72,7 +77,39 @@ TEST_F(Cameras, AreMeantByAnyOfTheirNames)
     EXPECT_EQ(4, none.exitCode);
     EXPECT_THAT(none.errors, HasSubstr("\"THREE\""));
     EXPECT_THAT(none.errors, HasSubstr("ONE"));
+    const ProgramRun missing = Orvcam({"doctor", "THREE", "--json"});
+    EXPECT_EQ(4, missing.exitCode) << "others are found, so what may keep it away are hints";
+    EXPECT_EQ("false", Member(missing.output, "isFault"));
     EXPECT_EQ(0, Orvcam({"stream", "--frames", "1"}).exitCode) << "the first that is free";
+}
+
+TEST_F(Cameras, WithoutANameTheBestIsMeant)
+{
+    using OrvCam::DeviceState;
+    const struct {
+        std::vector<DeviceState> states;
+        orvcli::ExitCode code;
+        std::size_t chosen = 0;
+    } kCases[] = {
+        {{DeviceState::Busy}, orvcli::ExitCode::Ok, 0},
+        {{DeviceState::Busy, DeviceState::Unknown, DeviceState::Free}, orvcli::ExitCode::Ok, 2},
+        {{DeviceState::Unreachable, DeviceState::Unknown}, orvcli::ExitCode::Ok, 1},
+        {{DeviceState::Unreachable, DeviceState::ReadOnly}, orvcli::ExitCode::Busy},
+        {{DeviceState::Unreachable, DeviceState::Unreachable}, orvcli::ExitCode::Failed},
+    };
+    for (const auto &row : kCases) {
+        orvcli::Cameras all(row.states.size());
+        for (std::size_t i = 0; i < all.size(); ++i) {
+            all[i].id = std::to_string(i);
+            all[i].state = row.states[i];
+        }
+        OrvCam::DeviceDescription camera;
+        const orvcli::Outcome outcome = orvcli::ChooseCamera(all, "", camera);
+        EXPECT_EQ(row.code, outcome.code) << outcome.problem;
+        if (outcome.IsOk()) {
+            EXPECT_EQ(std::to_string(row.chosen), camera.id);
+        }
+    }
 }
 
 TEST_F(Cameras, AnAmbiguousNameListsTheMatches)
@@ -102,6 +139,7 @@ TEST_F(Cameras, OneThatAnotherHoldsIsBusyAndCanStillBeRead)
         {{"stream", "ONE", "--frames", "1"}, 5},
         {{"features", "ONE", "--set", "Gain=1"}, 5},
         {{"events", "ONE", "--seconds", "1"}, 5},
+        {{"force-ip", "ONE", "127.0.0.28", "255.0.0.0"}, 5},
         {{"features", "ONE", "--get", "Width"}, 0},
         {{"info", "ONE"}, 0},
         {{"doctor", "ONE"}, 3},
@@ -119,6 +157,28 @@ TEST_F(Cameras, OneThatAnotherHoldsIsBusyAndCanStillBeRead)
     EXPECT_EQ(0, holder.Finish());
     EXPECT_THAT(holder.Output(), HasSubstr(" frames, "));
     EXPECT_EQ(0, Orvcam({"stream", "ONE", "--frames", "1"}).exitCode) << "free again";
+}
+
+TEST_F(Cameras, WithABrokenDescriptionSayThatItIs)
+{
+    if (!ForeignCamera::Installed())
+        GTEST_SKIP() << "the software camera of others is not installed";
+    const std::string file = testing::TempDir() + "orvcam-broken" + std::to_string(getpid()) + ".xml";
+    std::ofstream(file) << "<RegisterDescription>\n<Group>\n</RegisterDescription>\n";
+    ForeignCamera camera;
+    EXPECT_TRUE(camera.Start("127.0.0.12", "ORV12", 0, file));
+    const struct {
+        const char *command;
+        int exitCode;
+    } kCases[] = {{"info", 1}, {"features", 1}, {"stream", 1}, {"doctor", 3}};
+    for (const auto &row : kCases) {
+        SCOPED_TRACE(row.command);
+        const ProgramRun run = Orvcam({row.command, "ORV12"});
+        EXPECT_EQ(row.exitCode, run.exitCode);
+        EXPECT_THAT(run.errors + run.output, HasSubstr("cannot be used: the camera"));
+    }
+    EXPECT_EQ("\"description-unusable\"", Member(Orvcam({"doctor", "ORV12", "--json"}).output, "cause"));
+    std::remove(file.c_str()); // not read before the camera is asked for it
 }
 
 TEST_F(Cameras, OfOthersAreListedReadSetAndStreamed)

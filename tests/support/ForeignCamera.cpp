@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <sstream>
 #include <thread>
+#include <vector>
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -56,21 +57,25 @@ bool ForeignCamera::Installed()
     return false;
 }
 
-bool ForeignCamera::Start(const std::string &address, const std::string &serial, int lostPerThousand)
+bool ForeignCamera::Start(const std::string &address, const std::string &serial, int lostPerThousand,
+                          const std::string &description)
 {
     Kill();
     m_serial = serial;
     m_address = address;
     if (!InPrivateNetwork() && !TakeSharedAddress())
         return false;
-    std::string words[] = {kProgram, "-i", m_address, "-s", m_serial, "-r", std::to_string(lostPerThousand)};
-    char *arguments[std::size(words) + 1] = {};
-    for (std::size_t i = 0; i < std::size(words); ++i)
-        arguments[i] = words[i].data();
+    std::vector<std::string> words = {kProgram, "-i", m_address, "-s", m_serial, "-r", std::to_string(lostPerThousand)};
+    if (!description.empty())
+        words.insert(words.end(), {"-g", description});
+    std::vector<char *> arguments;
+    for (std::string &word : words)
+        arguments.push_back(word.data());
+    arguments.push_back(nullptr);
     const pid_t parent = getpid();
     m_process = fork();
     if (m_process == 0)
-        BecomeCamera(parent, arguments);
+        BecomeCamera(parent, arguments.data());
     return m_process > 0 && WaitUntilItAnswers();
 }
 

@@ -21,7 +21,9 @@ public:
 
     /// Starts the camera and waits until it answers a discovery. \param address one of 127.0.0.1 to 127.0.0.31.
     /// \param lostPerThousand stream packets that it does not send, of each thousand.
-    [[nodiscard]] bool Start(const std::string &address, const std::string &serial, int lostPerThousand = 0);
+    /// \param description  file of another description of its features than its own.
+    [[nodiscard]] bool Start(const std::string &address, const std::string &serial, int lostPerThousand = 0,
+                             const std::string &description = "");
     /// Ends it at once, as a power cut would.
     void Kill();
     /// As if its cable had been pulled, and plugged in again.
