@@ -227,15 +227,52 @@ private:
     bool m_statisticsWereAsked GUARDED_BY(m_mutex) = false;
 };
 
-/// How long the camera takes for an answer.
+/// How long the camera takes for an answer. While somebody watches an event loop, the answer that makes such waits add
+/// up to more than the loop may stand still comes only after the loop has turned.
 class Delay {
 public:
+    static constexpr int kLongestStillMs = 100;
+
     void Wait() const
     {
-        if (const int delay = ms)
-            std::this_thread::sleep_for(std::chrono::milliseconds(delay)); // the camera's own slowness
+        const int delay = ms;
+        std::this_thread::sleep_for(std::chrono::milliseconds(delay)); // the camera's own slowness
+        const orv::MutexLock lock(m_mutex);
+        m_stillMs += delay;
+        if (!m_isWatched || m_stillMs < kLongestStillMs)
+            return;
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+        while (m_stillMs != 0 && !m_hasStuck)
+            m_hasStuck = m_turned.WaitUntil(m_mutex, limit) == std::cv_status::timeout && m_stillMs != 0;
+    }
+    void Watch(bool isWatched)
+    {
+        const orv::MutexLock lock(m_mutex);
+        m_isWatched = isWatched;
+        m_stillMs = 0;
+        m_hasStuck = false;
+    }
+    /// The event loop has.
+    void Turn()
+    {
+        const orv::MutexLock lock(m_mutex);
+        m_stillMs = 0;
+        m_turned.NotifyAll();
+    }
+    /// Whether it has waited for an answer instead of turning.
+    bool HasStuck() const
+    {
+        const orv::MutexLock lock(m_mutex);
+        return m_hasStuck;
     }
     std::atomic<int> ms{0};
+
+private:
+    mutable orv::Mutex m_mutex;
+    mutable orv::ConditionVariable m_turned;
+    bool m_isWatched GUARDED_BY(m_mutex) = false;
+    mutable int m_stillMs GUARDED_BY(m_mutex) = 0; ///< of waits since the loop has turned
+    mutable bool m_hasStuck GUARDED_BY(m_mutex) = false;
 };
 
 class StringNode final : public OrvCam::StringNode {
