@@ -8,7 +8,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
@@ -255,16 +254,14 @@ TEST(Description, ReferencesTakeOutOnlyWhatCannotWork)
     }
 }
 
-/// What the size of a hostile description may cost: seconds, were the work quadratic.
-TEST(Description, LargeOnesAreReadInOneGo)
+/// A walk along the references that calls itself runs out of stack here, and a quadratic one out of the test's time.
+TEST(Description, DeepAndWideOnesAreRead)
 {
     std::string selectors = Integer("T", "<Value>1</Value>");
     for (int i = 0; i < 30000; ++i)
         selectors += Integer("S" + std::to_string(i), "<Value>1</Value><pSelected>T</pSelected>");
-    const auto start = std::chrono::steady_clock::now();
     const Read loop = ReadIt(DescriptionOf({}, Chain("N", 30000, "N29999")));
     const Read many = ReadIt(DescriptionOf({}, selectors));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
     EXPECT_EQ(nullptr, loop.description.Find("N0"));
     EXPECT_THAT(loop.description.warnings, testing::Contains(HasSubstr("(N29999 -> N29999)")));
     EXPECT_EQ(30000u, many.description.Find("T")->selectedBy.size());
