@@ -19,20 +19,6 @@ namespace {
 // Commands are short; what is longer is cut, and its length field then says that it is no command.
 constexpr std::size_t kReceiveSize = 2048;
 
-sockaddr_in ToSocketAddress(const Endpoint &endpoint)
-{
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(endpoint.address);
-    address.sin_port = htons(endpoint.port);
-    return address;
-}
-
-Endpoint ToEndpoint(const sockaddr_in &address)
-{
-    return {ntohl(address.sin_addr.s_addr), ntohs(address.sin_port)};
-}
-
 void Enable(int fd, int level, int option)
 {
     const int on = 1;

@@ -15,4 +15,18 @@ std::string ToText(const Endpoint &endpoint)
     return AddressText(endpoint.address) + ":" + std::to_string(endpoint.port);
 }
 
+sockaddr_in ToSocketAddress(const Endpoint &endpoint)
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(endpoint.address);
+    address.sin_port = htons(endpoint.port);
+    return address;
+}
+
+Endpoint ToEndpoint(const sockaddr_in &address)
+{
+    return {ntohl(address.sin_addr.s_addr), ntohs(address.sin_port)};
+}
+
 } // namespace orvsim

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include <netinet/in.h>
+
 namespace orvsim {
 
 using Datagram = std::vector<std::uint8_t>;
@@ -21,5 +23,9 @@ struct Endpoint {
 std::string AddressText(std::uint32_t address);
 /// "127.0.0.2:3956"
 std::string ToText(const Endpoint &endpoint);
+
+/// As the socket calls want it, and back.
+sockaddr_in ToSocketAddress(const Endpoint &endpoint);
+Endpoint ToEndpoint(const sockaddr_in &address);
 
 } // namespace orvsim

@@ -20,15 +20,6 @@ std::string Failure(const Endpoint &endpoint, const char *what)
 
 } // namespace
 
-sockaddr_in ToSocketAddress(const Endpoint &endpoint)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(endpoint.address);
-    address.sin_port = htons(endpoint.port);
-    return address;
-}
-
 StreamSocket::~StreamSocket()
 {
     if (m_fd >= 0)

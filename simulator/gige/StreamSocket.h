@@ -6,11 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include <netinet/in.h>
-
 namespace orvsim {
-
-sockaddr_in ToSocketAddress(const Endpoint &endpoint);
 
 /// A UDP socket that frames are sent from: a large send buffer, never blocking. Closes itself.
 ///

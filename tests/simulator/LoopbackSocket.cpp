@@ -8,23 +8,6 @@
 #include <unistd.h>
 
 namespace orvsim {
-namespace {
-
-sockaddr_in ToSocketAddress(const Endpoint &endpoint)
-{
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(endpoint.address);
-    address.sin_port = htons(endpoint.port);
-    return address;
-}
-
-Endpoint ToEndpoint(const sockaddr_in &address)
-{
-    return {ntohl(address.sin_addr.s_addr), ntohs(address.sin_port)};
-}
-
-} // namespace
 
 LoopbackSocket::LoopbackSocket() : m_fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
 {
