@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -33,13 +34,20 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::uint32_t kCameraAddress = 0x7f000017;
 constexpr char kCameraText[] = "127.0.0.23";
-constexpr int kWidth = 2048;
-constexpr int kHeight = 1024;
-constexpr std::size_t kPayload = std::size_t{kWidth} * kHeight;
+/// Mono8.
+struct Stream {
+    int width;
+    int height;
+    double megabytesPerSecond;
+    std::uint32_t packetSize;
+
+    std::size_t Payload() const { return static_cast<std::size_t>(width) * static_cast<std::size_t>(height); }
+    double FramesPerSecond() const { return megabytesPerSecond * 1e6 / double(Payload()); }
+};
 constexpr int kBuffers = 16;
 constexpr std::chrono::seconds kWarmUp{2};
 constexpr std::chrono::seconds kMeasured{4};
-constexpr int kRepetitions = 3;
+constexpr int kRepetitions = 5;
 
 [[noreturn]] void Fail(const std::string &what)
 {
@@ -82,6 +90,7 @@ const struct {
 /// Counts while a receiver runs: the time between the marks is what is measured.
 class Meter {
 public:
+    explicit Meter(std::size_t payload) : m_payload(payload) {}
     void Frame(bool isComplete)
     {
         ++(isComplete ? m_complete : m_damaged);
@@ -97,7 +106,7 @@ public:
     Figures Result() const
     {
         Figures figures;
-        const double gigabytes = double(m_complete) * double(kPayload) / 1e9;
+        const double gigabytes = double(m_complete) * double(m_payload) / 1e9;
         const double seconds = std::chrono::duration<double>(Clock::now() - m_begin).count();
         figures.cpuPerGigabyte = (CpuSeconds() - m_cpu) / std::max(gigabytes, 1e-9);
         figures.megabytesPerSecond = gigabytes * 1e3 / seconds;
@@ -107,6 +116,7 @@ public:
     }
 
 private:
+    const std::size_t m_payload;
     const Clock::time_point m_created = Clock::now();
     Clock::time_point m_begin = m_created;
     double m_cpu = 0;
@@ -116,7 +126,7 @@ private:
 };
 
 /// Our producer, through its exported functions.
-Figures ReceiveWithOurs(std::uint32_t packetSize)
+Figures ReceiveWithOurs(const Stream &sent)
 {
     std::string error;
     const auto library = orv::gentl::Library::Load(ORV_PRODUCER_FILE, &error);
@@ -139,7 +149,7 @@ Figures ReceiveWithOurs(std::uint32_t packetSize)
     check(gc.TLOpenInterface(system, "GEV:lo:127.0.0.1", &interface), "TLOpenInterface");
     check(gc.IFOpenDevice(interface, kCameraText, DEVICE_ACCESS_CONTROL, &device), "IFOpenDevice");
     check(gc.DevGetPort(device, &port), "DevGetPort");
-    const std::array<std::uint8_t, 4> size{0x40, 0, std::uint8_t(packetSize >> 8), std::uint8_t(packetSize)};
+    const std::array<std::uint8_t, 4> size{0x40, 0, std::uint8_t(sent.packetSize >> 8), std::uint8_t(sent.packetSize)};
     std::size_t bytes = size.size();
     check(gc.GCWritePort(port, 0x0d04, size.data(), &bytes), "writing the packet size");
     std::array<char, 256> id{};
@@ -149,11 +159,11 @@ Figures ReceiveWithOurs(std::uint32_t packetSize)
     check(gc.GCRegisterEvent(stream, EVENT_NEW_BUFFER, &event), "GCRegisterEvent");
     for (int i = 0; i < kBuffers; ++i) {
         BUFFER_HANDLE buffer = nullptr;
-        check(gc.DSAllocAndAnnounceBuffer(stream, kPayload, nullptr, &buffer), "DSAllocAndAnnounceBuffer");
+        check(gc.DSAllocAndAnnounceBuffer(stream, sent.Payload(), nullptr, &buffer), "DSAllocAndAnnounceBuffer");
         check(gc.DSQueueBuffer(stream, buffer), "DSQueueBuffer");
     }
     check(gc.DSStartAcquisition(stream, ACQ_START_FLAGS_DEFAULT, GENTL_INFINITE), "DSStartAcquisition");
-    Meter meter;
+    Meter meter(sent.Payload());
     std::uint64_t frames = 0;
     std::uint64_t firstId = 0;
     std::uint64_t lastId = 0;
@@ -189,7 +199,7 @@ Figures ReceiveWithOurs(std::uint32_t packetSize)
 }
 
 /// Aravis, by UDP socket or by its packet socket.
-Figures ReceiveWithAravis(std::uint32_t packetSize, bool packetSocket)
+Figures ReceiveWithAravis(const Stream &sent, bool packetSocket)
 {
     GError *error = nullptr;
     GInetAddress *host = g_inet_address_new_from_string("127.0.0.1");
@@ -200,14 +210,14 @@ Figures ReceiveWithAravis(std::uint32_t packetSize, bool packetSocket)
     arv_gv_device_set_stream_options(ARV_GV_DEVICE(device), packetSocket ? ARV_GV_STREAM_OPTION_NONE
                                                                          : ARV_GV_STREAM_OPTION_PACKET_SOCKET_DISABLED);
     arv_gv_device_set_packet_size_adjustment(ARV_GV_DEVICE(device), ARV_GV_PACKET_SIZE_ADJUSTMENT_NEVER);
-    arv_gv_device_set_packet_size(ARV_GV_DEVICE(device), static_cast<gint>(packetSize), &error);
+    arv_gv_device_set_packet_size(ARV_GV_DEVICE(device), static_cast<gint>(sent.packetSize), &error);
     ArvStream *stream = arv_device_create_stream(device, nullptr, nullptr, &error);
     if (stream == nullptr)
         Fail(error->message);
     g_object_set(stream, "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_FIXED, "socket-buffer-size", 8 << 20, nullptr);
     for (int i = 0; i < kBuffers; ++i)
-        arv_stream_push_buffer(stream, arv_buffer_new(kPayload, nullptr));
-    Meter meter;
+        arv_stream_push_buffer(stream, arv_buffer_new(sent.Payload(), nullptr));
+    Meter meter(sent.Payload());
     while (!meter.IsOver()) {
         ArvBuffer *buffer = arv_stream_timeout_pop_buffer(stream, 1000000);
         if (buffer == nullptr)
@@ -257,7 +267,7 @@ void WriteRegister(int fd, std::uint32_t address, std::uint32_t value)
 }
 
 /// The least that can be done: packets in batches from the socket, payload copied to where its number says.
-Figures ReceiveBare(std::uint32_t packetSize, bool manyAtOnce)
+Figures ReceiveBare(const Stream &sent, bool manyAtOnce)
 {
     const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     const int control = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -281,16 +291,16 @@ Figures ReceiveBare(std::uint32_t packetSize, bool manyAtOnce)
     WriteRegister(control, 0x0a00, 2);         // control
     WriteRegister(control, 0x0938, 3'600'000); // heartbeat: none is sent
     WriteRegister(control, 0x0d18, 0x7f000001);
-    WriteRegister(control, 0x0d04, packetSize);
+    WriteRegister(control, 0x0d04, sent.packetSize);
     WriteRegister(control, 0x0d00, ntohs(local.sin_port));
 
     constexpr std::size_t kHeader = 8;
     const std::size_t slots = manyAtOnce ? 32 : 128;
     const std::size_t slotBytes = manyAtOnce ? 65536 : 9216;
-    const std::size_t full = packetSize - 28;
+    const std::size_t full = sent.packetSize - 28;
     const std::size_t data = full - kHeader;
     std::vector<std::uint8_t> memory(slots * slotBytes);
-    std::vector<std::uint8_t> frames(kBuffers * kPayload);
+    std::vector<std::uint8_t> frames(kBuffers * sent.Payload());
     std::vector<iovec> pieces(slots);
     std::vector<mmsghdr> messages(slots);
     for (std::size_t i = 0; i < slots; ++i) {
@@ -298,7 +308,7 @@ Figures ReceiveBare(std::uint32_t packetSize, bool manyAtOnce)
         messages[i].msg_hdr.msg_iov = &pieces[i];
         messages[i].msg_hdr.msg_iovlen = 1;
     }
-    Meter meter;
+    Meter meter(sent.Payload());
     std::size_t frame = 0;
     std::size_t got = 0;
     while (!meter.IsOver()) {
@@ -315,12 +325,12 @@ Figures ReceiveBare(std::uint32_t packetSize, bool manyAtOnce)
                 const std::uint8_t *packet = message + at;
                 const std::size_t id = std::size_t{packet[5]} << 16 | std::size_t{packet[6]} << 8 | packet[7];
                 const std::size_t offset = (id - 1) * data;
-                if (packet[4] == 3 && offset < kPayload) {
-                    const std::size_t bytes = std::min(size - kHeader, kPayload - offset);
-                    std::memcpy(frames.data() + frame * kPayload + offset, packet + kHeader, bytes);
+                if (packet[4] == 3 && offset < sent.Payload()) {
+                    const std::size_t bytes = std::min(size - kHeader, sent.Payload() - offset);
+                    std::memcpy(frames.data() + frame * sent.Payload() + offset, packet + kHeader, bytes);
                     got += bytes;
                 } else if (packet[4] == 2) {
-                    meter.Frame(got == kPayload);
+                    meter.Frame(got == sent.Payload());
                     frame = (frame + 1) % kBuffers;
                     got = 0;
                 }
@@ -336,7 +346,7 @@ Figures ReceiveBare(std::uint32_t packetSize, bool manyAtOnce)
 }
 
 /// The camera and one receiver, each in a process of its own, so that only the receiver's time is counted.
-template <class Receive> Figures RunOnce(double framesPerSecond, Receive receive)
+Figures RunOnce(const Stream &sent, const std::function<Figures()> &receive)
 {
     std::fflush(stdout);
     const pid_t camera = fork();
@@ -344,11 +354,11 @@ template <class Receive> Figures RunOnce(double framesPerSecond, Receive receive
         prctl(PR_SET_PDEATHSIG, SIGTERM);
         orvsim::CameraOptions options;
         options.serial = "BENCH23";
-        options.sensor.width = kWidth;
-        options.sensor.height = kHeight;
+        options.sensor.width = sent.width;
+        options.sensor.height = sent.height;
         options.sensor.isColour = false;
         options.pixelFormat = "Mono8";
-        options.frameRate = framesPerSecond;
+        options.frameRate = sent.FramesPerSecond();
         options.features = {{"ExposureTime", "100"}};
         orvsim::GigeOptions gige;
         gige.address = kCameraAddress;
@@ -384,15 +394,19 @@ template <class Receive> Figures RunOnce(double framesPerSecond, Receive receive
     return figures;
 }
 
-/// The repetition with the median cost.
-template <class Receive> Figures Measure(const char *name, double framesPerSecond, Receive receive)
+struct Receiver {
+    const char *name;
+    std::function<Figures()> receive;
+    std::vector<Figures> runs = {};
+};
+
+/// \return the repetition with the median cost.
+Figures Show(Receiver &receiver)
 {
-    std::array<Figures, kRepetitions> runs;
-    for (Figures &run : runs)
-        run = RunOnce(framesPerSecond, receive);
+    std::vector<Figures> &runs = receiver.runs;
     std::sort(runs.begin(), runs.end(),
               [](const Figures &a, const Figures &b) { return a.cpuPerGigabyte < b.cpuPerGigabyte; });
-    Figures median = runs[kRepetitions / 2];
+    Figures median = runs[runs.size() / 2];
     std::uint64_t damaged = 0;
     std::uint64_t leftOut = 0;
     std::array<std::uint64_t, 7> causes{};
@@ -402,7 +416,7 @@ template <class Receive> Figures Measure(const char *name, double framesPerSecon
         for (std::size_t i = 0; i < causes.size(); ++i)
             causes[i] += run.causes[i];
     }
-    std::printf("  %-26s %8.3f (%.3f to %.3f) %8.0f %8llu %8llu %8llu\n", name, median.cpuPerGigabyte,
+    std::printf("  %-26s %8.3f (%.3f to %.3f) %8.0f %8llu %8llu %8llu\n", receiver.name, median.cpuPerGigabyte,
                 runs.front().cpuPerGigabyte, runs.back().cpuPerGigabyte, median.megabytesPerSecond,
                 static_cast<unsigned long long>(median.complete), static_cast<unsigned long long>(damaged),
                 static_cast<unsigned long long>(median.refilled));
@@ -416,33 +430,43 @@ template <class Receive> Figures Measure(const char *name, double framesPerSecon
     return median;
 }
 
-void Compare(std::uint32_t packetSize, double framesPerSecond)
+void Compare(const Stream &sent)
 {
-    std::printf("packets of %u bytes, %.0f MB/s asked for\n", packetSize, framesPerSecond * kPayload / 1e6);
+    std::printf("%d x %d, packets of %u bytes, %.0f MB/s asked for\n", sent.width, sent.height, sent.packetSize,
+                sent.megabytesPerSecond);
     std::printf("  %-26s %8s %17s %8s %8s %8s %8s\n", "", "CPU s/GB", "(range)", "MB/s", "complete", "damaged",
                 "resent");
-    const Figures bareMany =
-        Measure("bare loop, UDP_GRO", framesPerSecond, [=] { return ReceiveBare(packetSize, true); });
-    const Figures bare = Measure("bare loop", framesPerSecond, [=] { return ReceiveBare(packetSize, false); });
-    const Figures ours = Measure("ours", framesPerSecond, [=] { return ReceiveWithOurs(packetSize); });
-    const Figures other =
-        Measure("Aravis, UDP socket", framesPerSecond, [=] { return ReceiveWithAravis(packetSize, false); });
+    std::vector<Receiver> receivers = {
+        {"bare loop, UDP_GRO", [=] { return ReceiveBare(sent, true); }},
+        {"bare loop", [=] { return ReceiveBare(sent, false); }},
+        {"ours", [=] { return ReceiveWithOurs(sent); }},
+        {"Aravis, UDP socket", [=] { return ReceiveWithAravis(sent, false); }},
+    };
     if (geteuid() == 0)
-        Measure("Aravis, packet socket", framesPerSecond, [=] { return ReceiveWithAravis(packetSize, true); });
-    std::printf("  Aravis (UDP) / ours %.2f; ours / bare loop with UDP_GRO %.2f, without %.2f\n",
-                other.cpuPerGigabyte / ours.cpuPerGigabyte, ours.cpuPerGigabyte / bareMany.cpuPerGigabyte,
-                ours.cpuPerGigabyte / bare.cpuPerGigabyte);
+        receivers.push_back({"Aravis, packet socket", [=] { return ReceiveWithAravis(sent, true); }});
+    // In turn: what else the machine does comes and goes within minutes.
+    for (int i = 0; i < kRepetitions; ++i) {
+        for (Receiver &receiver : receivers)
+            receiver.runs.push_back(RunOnce(sent, receiver.receive));
+    }
+    std::vector<double> cost;
+    for (Receiver &receiver : receivers)
+        cost.push_back(Show(receiver).cpuPerGigabyte);
+    std::printf("  Aravis (UDP) / ours %.2f; ours / bare loop with UDP_GRO %.2f, without %.2f\n", cost[3] / cost[2],
+                cost[2] / cost[0], cost[2] / cost[1]);
 }
 
 } // namespace
 
 int main(int argc, char **argv)
 {
-    const double framesPerSecond = argc > 1 ? std::atof(argv[1]) : 100;
+    const double megabytesPerSecond = argc > 1 ? std::atof(argv[1]) : 210;
     const int only = argc > 2 ? std::atoi(argv[2]) : 0; // packet size; 0: both
-    for (const int packetSize : {1500, 9000}) {
-        if (only == 0 || only == packetSize)
-            Compare(static_cast<std::uint32_t>(packetSize), framesPerSecond);
+    for (const std::uint32_t packetSize : {1500U, 9000U}) {
+        if (only != 0 && static_cast<std::uint32_t>(only) != packetSize)
+            continue;
+        Compare({2048, 1024, megabytesPerSecond, packetSize});
+        Compare({4096, 3072, megabytesPerSecond, packetSize});
     }
     return 0;
 }

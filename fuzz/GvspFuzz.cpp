@@ -242,9 +242,9 @@ private:
     void TakeBatch(const std::vector<PacketBatch::Packet> &packets)
     {
         for (const PacketBatch::Packet &packet : packets) {
-            ++m_packets;
-            if (packet.landed.size != 0)
-                m_assembler.OnLandedPacket(packet.bytes, packet.landed, m_now);
+            m_packets += std::max(packet.landed, 1U);
+            if (packet.landed != 0)
+                m_assembler.OnLanded(packet.bytes, packet.landed, m_now);
             else
                 m_assembler.OnPacket(packet.bytes, m_now);
         }

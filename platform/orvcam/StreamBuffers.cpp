@@ -4,8 +4,6 @@
 #include "orvcam/StreamImp.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
 #include <unistd.h>
 
 // The buffers of a stream: from their allocation to the day when the producer gives them back.
@@ -13,7 +11,6 @@ namespace orv::cam {
 
 namespace {
 
-constexpr std::size_t kPageBytes = 4096;
 constexpr std::uint64_t kMostBuffers = 65536;
 
 std::uint64_t MemoryBytes()
@@ -27,16 +24,8 @@ std::uint64_t MemoryBytes()
 
 std::unique_ptr<BufferImp> BufferImp::Allocate(std::size_t bytes)
 {
-    void *memory = nullptr;
-    if (posix_memalign(&memory, kPageBytes, bytes) != 0)
-        return nullptr;
-    std::memset(memory, 0, bytes);
-    return std::unique_ptr<BufferImp>(new BufferImp(memory, bytes));
-}
-
-BufferImp::~BufferImp()
-{
-    std::free(m_memory);
+    FrameMemory memory = AllocateFrame(bytes);
+    return memory ? std::unique_ptr<BufferImp>(new BufferImp(std::move(memory), bytes)) : nullptr;
 }
 
 int StreamImp::FindPayloadSize(std::size_t *bytes) const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/FrameMemory.h"
 #include "base/Mutex.h"
 #include "orvcam/DevicePort.h"
 #include "orvcam/FeatureArrayImp.h"
@@ -22,9 +23,6 @@ class BufferImp final : public OrvCam::Buffer {
 public:
     /// \return null when there is not enough memory. Page-aligned and zeroed, so the pages are there before they count.
     static std::unique_ptr<BufferImp> Allocate(std::size_t bytes);
-    ~BufferImp();
-    BufferImp(const BufferImp &) = delete;
-    BufferImp &operator=(const BufferImp &) = delete;
 
     bool IsIncomplete() override { return m_view.incomplete; }
     std::uint64_t GetTimestamp() override { return m_view.image.timestamp; }
@@ -32,7 +30,7 @@ public:
     std::size_t GetBufferSize() override { return m_view.receivedBytes; }
     const _OrvImage *GetImage() override { return &m_view.image; }
 
-    void *Memory() const { return m_memory; }
+    void *Memory() const { return m_memory.get(); }
     std::size_t Bytes() const { return m_bytes; }
     void SetView(const FrameView &view) { m_view = view; }
 
@@ -45,9 +43,9 @@ public:
     } place = Place::Producer;
 
 private:
-    BufferImp(void *memory, std::size_t bytes) : m_memory(memory), m_bytes(bytes) {}
+    BufferImp(FrameMemory memory, std::size_t bytes) : m_memory(std::move(memory)), m_bytes(bytes) {}
 
-    void *const m_memory;
+    const FrameMemory m_memory;
     const std::size_t m_bytes;
     FrameView m_view = {};
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/FrameMemory.h"
 #include "base/Mutex.h"
 #include "producer/Event.h"
 #include "producer/HandleTable.h"
@@ -30,9 +31,9 @@ public:
     {
     }
     /// Memory of the producer's own.
-    Buffer(const void *stream, std::size_t size, void *userPointer)
-        : Object(Kind::Buffer), m_stream(stream), m_owned(new std::uint8_t[size]()), m_base(m_owned.get()),
-          m_size(size), m_userPointer(userPointer)
+    Buffer(const void *stream, orv::FrameMemory memory, std::size_t size, void *userPointer)
+        : Object(Kind::Buffer), m_stream(stream), m_owned(std::move(memory)), m_base(m_owned.get()), m_size(size),
+          m_userPointer(userPointer)
     {
     }
 
@@ -53,7 +54,7 @@ private:
     void SetFrame(std::shared_ptr<const FrameInfo> frame) EXCLUDES(m_frameMutex);
 
     const void *const m_stream;
-    const std::unique_ptr<std::uint8_t[]> m_owned;
+    const orv::FrameMemory m_owned;
     std::uint8_t *const m_base;
     const std::size_t m_size;
     void *const m_userPointer;

@@ -14,7 +14,7 @@ public:
     QueueBench()
     {
         for (int i = 0; i < 3; ++i) {
-            buffers.push_back(std::make_shared<Buffer>(this, 16, nullptr));
+            buffers.push_back(std::make_shared<Buffer>(this, orv::AllocateFrame(16), 16, nullptr));
             EXPECT_TRUE(queue.Announce(buffers.back()).Ok());
         }
         queue.Begin(GENTL_INFINITE);
@@ -121,7 +121,7 @@ TEST(BufferQueue, OnceClosedItTakesNothingAnyMore)
 {
     QueueBench bench;
     bench.queue.RevokeAll();
-    const auto late = std::make_shared<Buffer>(&bench, 16, nullptr);
+    const auto late = std::make_shared<Buffer>(&bench, orv::AllocateFrame(16), 16, nullptr);
     EXPECT_EQ(bench.queue.Announce(late).Code(), GC_ERR_INVALID_HANDLE);
     EXPECT_EQ(late->Handle(), nullptr) << "no handle is left that nobody can end";
     EXPECT_EQ(bench.queue.Queue(bench.buffers[0]).Code(), GC_ERR_INVALID_HANDLE);

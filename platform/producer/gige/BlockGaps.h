@@ -27,6 +27,8 @@ public:
             Add(m_next, id - 1);
         m_next = std::max(m_next, id + 1);
     }
+    /// The next packets have come.
+    void Pass(std::uint32_t packets) { m_next += packets; }
     /// Everything behind the last packet is missing, too.
     void NoteTail(TimePoint due);
     /// Nothing comes any more: the same, but only the next packet at first, until it has come. For all that is known

@@ -96,23 +96,23 @@ void FrameAssembler::OnPacket(orv::ByteSpan datagram, TimePoint now)
         ++m_counters.unusable; // block id 0: a test packet
 }
 
-void FrameAssembler::OnLandedPacket(orv::ByteSpan header, orv::ByteSpan content, TimePoint now)
+void FrameAssembler::OnLanded(orv::ByteSpan header, std::uint32_t packets, TimePoint now)
 {
-    ++m_counters.packets;
-    m_frames.NoteArrival(header.size + content.size, now);
-    std::optional<StreamPacket> packet = ParseStreamPacket(header);
-    if (!packet)
+    const std::optional<StreamPacket> first = ParseStreamPacket(header);
+    FrameBlock *block = first ? m_frames.Find(*first) : nullptr;
+    if (block == nullptr)
         return;
-    packet->content = content;
-    Sort(*packet, header, now);
+    m_counters.packets += packets;
+    m_counters.fullPackets += packets;
+    m_counters.resent += block->Plan().CountRequested(first->packetId, first->packetId + packets - 1);
+    m_frames.NoteArrival(packets * (header.size + block->DataPerPacket()), now);
+    AgeKept(packets);
+    block->TakeLanded(first->packetId, packets, now, now + m_settings.resend.initialTimeout);
 }
 
 void FrameAssembler::Sort(const StreamPacket &packet, orv::ByteSpan datagram, TimePoint now)
 {
-    if (!m_kept.empty() && ++m_keptAge > kKeptPackets) {
-        ++m_counters.unusable;
-        m_kept.clear();
-    }
+    AgeKept(1);
     FrameBlock *block = nullptr;
     const Kind kind = Classify(packet, block);
     // What was asked for belongs to a block that had begun, or is waited for.
@@ -158,6 +158,14 @@ void FrameAssembler::Keep(const StreamPacket &packet, orv::ByteSpan datagram)
     m_counters.unusable += m_kept.empty() ? 0 : 1;
     m_keptAge = 0;
     m_kept.assign(datagram.data, datagram.data + datagram.size);
+}
+
+void FrameAssembler::AgeKept(std::size_t packets)
+{
+    if (m_kept.empty() || (m_keptAge += packets) <= kKeptPackets)
+        return;
+    ++m_counters.unusable;
+    m_kept.clear();
 }
 
 void FrameAssembler::TakeKept(FrameBlock &block, TimePoint now)

@@ -33,8 +33,8 @@ public:
     void OnPacket(orv::ByteSpan datagram, TimePoint now);
     /// Where the packets that come next belong, if nothing of the running frame is lost; good until the next call.
     std::optional<Landing> NextLanding() const { return m_frames.NextLanding(); }
-    /// A packet whose content is in the place that NextLanding() told.
-    void OnLandedPacket(orv::ByteSpan header, orv::ByteSpan content, TimePoint now);
+    /// So many of them, whose content is in its place already. \param header  of the first
+    void OnLanded(orv::ByteSpan header, std::uint32_t packets, TimePoint now);
     /// Delivers what has waited too long. Only when everything that has come was handed over: what waits in the socket
     /// is no silence.
     void OnTime(TimePoint now) { m_frames.OnTime(now); }
@@ -67,6 +67,7 @@ private:
     void Sort(const StreamPacket &packet, orv::ByteSpan datagram, TimePoint now);
     bool IsOfKeptBlock(std::uint64_t id, bool extendedIds) const;
     void Keep(const StreamPacket &packet, orv::ByteSpan datagram);
+    void AgeKept(std::size_t packets);
     void TakeKept(FrameBlock &block, TimePoint now);
     FrameBlock *Begin(const StreamPacket &packet, TimePoint now);
     std::size_t DataPerPacket(const StreamPacket &packet) const;

@@ -42,6 +42,18 @@ FrameBlock::Verdict FrameBlock::Take(const StreamPacket &packet, TimePoint now, 
     return verdict;
 }
 
+/// Nothing of them is there yet, none of them is short, and the trailer has not come.
+void FrameBlock::TakeLanded(std::uint32_t first, std::uint32_t packets, TimePoint now, TimePoint gapDue)
+{
+    m_lastPacket = now;
+    m_gaps.SetDue(gapDue);
+    m_highestPayload = std::max(m_highestPayload, first + packets - 1);
+    if (first > m_places.ShortId())
+        ForgetShortPacket();
+    m_places.NoteLanded(first, packets);
+    m_gaps.Pass(packets);
+}
+
 FrameBlock::Verdict FrameBlock::TakeContent(const StreamPacket &packet)
 {
     switch (static_cast<PacketFormat>(packet.format)) {

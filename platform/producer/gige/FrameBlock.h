@@ -28,9 +28,8 @@ struct Landing {
 /// One frame being received: which packets of the block are there, and where their bytes go.
 ///
 /// Numbers of packets: 0 is the leader, then the payload from 1 on, then the trailer. Nothing a packet says is believed
-/// beyond what fits the buffer. Content may lie in its place already (NextLanding()); then it is not copied. Two copies
-/// of a packet that differ make neither believable: it is missing again, or the block is broken when no third one will
-/// come. One thread.
+/// beyond what fits the buffer. Two copies of a packet that differ make neither believable: it is missing again, or the
+/// block is broken when no third one will come. One thread.
 class FrameBlock {
 public:
     enum class Verdict {
@@ -51,12 +50,15 @@ public:
 
     /// \param gapDue  when packets that this one shows to be missing may be asked for
     Verdict Take(const StreamPacket &packet, TimePoint now, TimePoint gapDue);
+    /// Packets from where NextLanding() began, whose content is in its place.
+    void TakeLanded(std::uint32_t first, std::uint32_t packets, TimePoint now, TimePoint gapDue);
 
     bool Is(const StreamPacket &packet) const { return m_id == packet.blockId && m_extendedIds == packet.extendedIds; }
     std::uint64_t Id() const { return m_id; }
     bool HasExtendedIds() const { return m_extendedIds; }
     const FrameTarget &Target() const { return m_places.Target(); }
     TimePoint LastPacket() const { return m_lastPacket; }
+    std::size_t DataPerPacket() const { return m_places.DataPerPacket(); }
     /// Data bytes of a full packet as the packets showed, 0 when they did not.
     std::size_t LearnedSize() const { return m_learnedSize; }
     bool IsFullPayload(const StreamPacket &packet) const;

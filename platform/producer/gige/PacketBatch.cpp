@@ -26,7 +26,7 @@ constexpr std::size_t kBetweenFrames = 2;
 /// lead elsewhere for its first packets.
 struct PacketBatch::Messages {
     struct Control {
-        alignas(cmsghdr) char bytes[CMSG_SPACE(sizeof(std::uint32_t)) + CMSG_SPACE(sizeof(int))];
+        alignas(cmsghdr) char bytes[CMSG_SPACE(sizeof(int))];
     };
     struct Message {
         std::array<iovec, 2 * kMostLanding + 1> pieces;
@@ -161,11 +161,7 @@ void PacketBatch::Settle(const std::optional<Landing> &landing, std::size_t coun
         message.packetBytes = message.size;
         msghdr &header = all.headers[i].msg_hdr;
         for (cmsghdr *c = CMSG_FIRSTHDR(&header); c != nullptr; c = CMSG_NXTHDR(&header, c)) {
-            if (c->cmsg_level == SOL_SOCKET && c->cmsg_type == SO_RXQ_OVFL) {
-                std::uint32_t drops = 0;
-                std::memcpy(&drops, CMSG_DATA(c), sizeof drops);
-                m_kernelDrops = drops;
-            } else if (c->cmsg_level == SOL_UDP && c->cmsg_type == UDP_GRO) {
+            if (c->cmsg_level == SOL_UDP && c->cmsg_type == UDP_GRO) {
                 int bytes = 0;
                 std::memcpy(&bytes, CMSG_DATA(c), sizeof bytes);
                 message.packetBytes = bytes > 0 ? static_cast<std::size_t>(bytes) : message.size;
@@ -193,7 +189,7 @@ std::size_t PacketBatch::CountLanded(std::size_t index, const Landing &landing, 
         const bool isExpected = parsed && parsed->status == 0 &&
                                 parsed->format == static_cast<std::uint8_t>(PacketFormat::Payload) &&
                                 parsed->extendedIds == landing.extendedIds && parsed->blockId == landing.blockId &&
-                                parsed->packetId == firstPacket + k;
+                                parsed->packetId == firstPacket + k && (parsed->flags & kFlagFormerDropped) == 0;
         if (!isExpected)
             return k;
     }
@@ -220,16 +216,15 @@ void PacketBatch::AddPackets(std::size_t index, const std::optional<Landing> &la
     const bool isForeign = ntohl(message.sender.sin_addr.s_addr) != m_camera;
     const bool isCut = m_messages->IsCut(index); // its rest is gone, and its length would teach a wrong packet size
     m_cut += isCut && !isForeign ? 1 : 0;
-    for (std::size_t k = 0; k < message.landed; ++k) {
-        const iovec &data = message.pieces[2 * k + 1];
-        m_packets.push_back({{static_cast<const std::uint8_t *>(message.pieces[2 * k].iov_base), landing->headerSize},
-                             {static_cast<const std::uint8_t *>(data.iov_base), data.iov_len}});
+    if (message.landed != 0) {
+        const auto *header = static_cast<const std::uint8_t *>(message.pieces[0].iov_base);
+        m_packets.push_back({{header, landing->headerSize}, static_cast<std::uint32_t>(message.landed)});
     }
     const std::uint8_t *memory = m_messages->MemoryOf(index);
     std::size_t at = message.landed * message.packetBytes;
     while (at < message.size) {
         const std::size_t size = std::min(message.packetBytes, message.size - at);
-        m_packets.push_back({{memory + at, size}, {}, isForeign || isCut});
+        m_packets.push_back({{memory + at, size}, 0, isForeign || isCut});
         at += size;
     }
 }

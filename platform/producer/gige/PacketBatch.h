@@ -33,16 +33,14 @@ public:
     Found Read(const std::optional<Landing> &landing);
 
     struct Packet {
-        orv::ByteSpan bytes;  ///< the datagram, or its header alone when the rest has landed
-        orv::ByteSpan landed; ///< content that is in its place in the frame's buffer already
-        bool isJunk = false;  ///< of another sender, or its message was cut: only for who listens to the traffic
+        orv::ByteSpan bytes;      ///< the datagram, or the first one's header alone when the rest has landed
+        std::uint32_t landed = 0; ///< full packets in a row whose content is in its place in the frame already
+        bool isJunk = false;      ///< of another sender, or its message was cut: only for who listens to the traffic
     };
     /// In the order of their coming; good until the next Read().
     const std::vector<Packet> &Packets() const { return m_packets; }
     /// Messages of the last Read() that the kernel had to cut.
     std::uint64_t Cut() const { return m_cut; }
-    /// The kernel's count of messages that it had no room for, since the socket was opened.
-    std::uint64_t KernelDrops() const { return m_kernelDrops; }
 
 private:
     struct Messages;
@@ -59,7 +57,6 @@ private:
     std::unique_ptr<Messages> m_messages;
     std::vector<Packet> m_packets;
     std::uint64_t m_cut = 0;
-    std::uint64_t m_kernelDrops = 0;
     std::size_t m_sinceRun = 0;       ///< messages since one of several packets
     std::size_t m_withoutLanding = 0; ///< reads in a row
 };

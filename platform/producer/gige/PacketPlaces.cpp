@@ -121,8 +121,7 @@ void PacketPlaces::Store(std::uint32_t id, orv::ByteSpan data)
     const std::size_t room = RoomAt(place.offset);
     const std::size_t size = std::min({data.size, place.size, room});
     m_isClipped = m_isClipped || data.size > room;
-    if (data.data != m_target.data + place.offset)
-        std::copy_n(data.data, size, m_target.data + place.offset);
+    std::copy_n(data.data, size, m_target.data + place.offset);
     m_bytes += size;
     m_end = std::max(m_end, place.offset + size);
     m_received[id / 64] |= std::uint64_t{1} << (id % 64);
@@ -131,6 +130,15 @@ void PacketPlaces::Store(std::uint32_t id, orv::ByteSpan data)
         m_shortId = id;
         m_shortSize = size;
     }
+}
+
+void PacketPlaces::NoteLanded(std::uint32_t first, std::uint32_t packets)
+{
+    for (std::uint32_t id = first; id < first + packets; ++id)
+        m_received[id / 64] |= std::uint64_t{1} << (id % 64);
+    m_count += packets;
+    m_bytes += std::uint64_t{packets} * m_dataPerPacket;
+    m_end = std::max(m_end, std::uint64_t{first + packets - 1} * m_dataPerPacket);
 }
 
 void PacketPlaces::Forget(std::uint32_t id)

@@ -56,8 +56,9 @@ public:
     bool Has(std::uint32_t id) const { return (m_received[id / 64] >> (id % 64) & 1) != 0; }
     /// Packets that are there, up to that one.
     std::uint32_t CountUpTo(std::uint32_t id) const;
-    /// Content may lie in its place already; then it is not copied.
     void Store(std::uint32_t id, orv::ByteSpan data);
+    /// Full packets whose content lies in its place already.
+    void NoteLanded(std::uint32_t first, std::uint32_t packets);
     void Forget(std::uint32_t id);
     /// What packet `id` has left in the buffer.
     orv::ByteSpan Stored(std::uint32_t id) const;

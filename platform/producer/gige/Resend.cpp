@@ -106,6 +106,14 @@ bool ResendPlan::WasRequested(std::uint32_t id) const
     return hole != nullptr && hole->tries > 0;
 }
 
+std::uint32_t ResendPlan::CountRequested(std::uint32_t first, std::uint32_t last) const
+{
+    std::uint32_t count = 0;
+    for (std::uint32_t id = first; m_requested != 0 && id <= last; ++id)
+        count += WasRequested(id) ? 1 : 0;
+    return count;
+}
+
 void ResendPlan::Postpone(std::uint32_t id, TimePoint due)
 {
     auto *hole = const_cast<Hole *>(Find(id));

@@ -77,6 +77,8 @@ public:
 
     /// Whether that packet has been asked for.
     bool WasRequested(std::uint32_t id) const;
+    /// How many of those up to `last` have been.
+    std::uint32_t CountRequested(std::uint32_t first, std::uint32_t last) const;
     /// The camera has the packet not yet.
     void Postpone(std::uint32_t id, TimePoint due);
     /// Nothing more is asked for.

@@ -19,11 +19,12 @@ constexpr std::size_t kLargestDatagram = 65536;
 /// Requests for missing packets and the stop must not wait longer for a stream that never pauses.
 constexpr int kBatchesAtOnce = 16;
 constexpr std::chrono::milliseconds kIdleWait{1000};
-/// 10 Gbit/s bring some 1.2 MB in that time.
-constexpr std::chrono::milliseconds kNap{1};
-constexpr std::size_t kBufferForNaps = 4 << 20;
-/// A nap ends well before the frame does, so that no frame comes later for it.
-constexpr std::size_t kNapsToGo = 2;
+/// A shorter one costs as much as it saves; a longer one gains little more.
+constexpr std::chrono::microseconds kShortestNap{500};
+constexpr std::chrono::microseconds kLongestNap{8000};
+/// The camera may quicken its pace meanwhile, up to what the quickest of the links brings, 10 Gbit/s.
+constexpr double kMostQuickening = 4;
+constexpr double kMostBytesPerMicrosecond = 1250;
 constexpr std::chrono::milliseconds kDrainLimit{60};
 constexpr std::chrono::milliseconds kDrainQuiet{15};
 
@@ -36,7 +37,6 @@ StreamReceiver::StreamReceiver(FrameSink &sink, UdpSocket socket, const Settings
     // Twice the size that was agreed on: the packets that really come may be larger.
     m_longest = std::min(kLargestDatagram, 2 * std::max<std::size_t>(settings.assembly.packetSize, 1500));
     const int on = 1;
-    setsockopt(m_socket.Fd(), SOL_SOCKET, SO_RXQ_OVFL, &on, sizeof on);
     // Kernels before 5.0 do not know it; they hand out packet by packet.
     setsockopt(m_socket.Fd(), SOL_UDP, UDP_GRO, &on, sizeof on);
 }
@@ -72,13 +72,13 @@ void StreamReceiver::Run()
     bool hasNapped = false; // something has come meanwhile, most likely
     while (hasNapped || m_socket.WaitReadable(wake, &m_stop) != UdpSocket::Wait::Interrupted) {
         PacketBatch::Found found = PacketBatch::Found::Some;
-        m_sinceWaiting = 0;
         for (int i = 0; i < kBatchesAtOnce && found == PacketBatch::Found::Some; ++i)
             found = TakeBatch();
         const bool isAllRead = found != PacketBatch::Found::Some;
         wake = OnTime(isAllRead);
-        hasNapped = isAllRead && MayNap();
-        if (hasNapped && m_stop.WaitUntil(Clock::now() + kNap))
+        const std::optional<TimePoint> nap = isAllRead ? EndOfNap(wake) : std::nullopt;
+        hasNapped = nap.has_value();
+        if (hasNapped && m_stop.WaitUntil(*nap))
             break;
     }
     if (m_how == StreamChannel::Stop::Finish)
@@ -86,14 +86,30 @@ void StreamReceiver::Run()
 }
 
 /// While a frame is far from its end, nobody gains from being woken for each packet: being woken costs as much as
-/// taking several of them. The socket's buffer must hold what comes meanwhile, also when a core is late.
-bool StreamReceiver::MayNap()
+/// taking several of them. A nap ends before the frame does, by its pace so far, and before the socket's buffer can be
+/// full.
+std::optional<TimePoint> StreamReceiver::EndOfNap(TimePoint wake)
 {
-    if (m_sinceWaiting == 0 || m_settings.known.receiveBuffer < kBufferForNaps)
-        return false;
+    using Microseconds = std::chrono::duration<double, std::micro>;
     const orv::MutexLock lock(m_mutex);
     const std::optional<Landing> landing = m_assembler.NextLanding();
-    return landing && landing->packets > kNapsToGo * m_sinceWaiting;
+    if (!landing)
+        return std::nullopt;
+    const TimePoint now = Clock::now();
+    if (landing->blockId != m_pace.blockId || landing->packets > m_pace.packets)
+        m_pace = {landing->blockId, landing->packets, now, m_pace.perPacket};
+    const std::size_t come = m_pace.packets - landing->packets;
+    if (come != 0)
+        m_pace.perPacket = (now - m_pace.since) / come;
+    const Microseconds perPacket = m_pace.perPacket;
+    const double quickest =
+        std::min(kMostBytesPerMicrosecond * perPacket.count(), kMostQuickening * double(landing->dataSize));
+    const Microseconds untilFull = perPacket * (double(m_settings.known.receiveBuffer) / std::max(quickest, 1.0));
+    const Microseconds untilEnd = perPacket * double(landing->packets);
+    const auto nap = std::min<Microseconds>({untilEnd * 7 / 8, untilFull, kLongestNap, wake - now});
+    if (nap < kShortestNap)
+        return std::nullopt;
+    return now + std::chrono::duration_cast<Clock::duration>(nap);
 }
 
 PacketBatch::Found StreamReceiver::TakeBatch()
@@ -105,9 +121,7 @@ PacketBatch::Found StreamReceiver::TakeBatch()
     if (found == PacketBatch::Found::Nothing)
         return found;
     const TimePoint now = Clock::now();
-    m_sinceWaiting += m_batch.Packets().size();
     const std::uint64_t oversized = m_oversized;
-    m_kernelDrops = m_batch.KernelDrops();
     for (const PacketBatch::Packet &packet : m_batch.Packets())
         TakePacket(packet, now);
     if (m_oversized != oversized)
@@ -118,8 +132,8 @@ PacketBatch::Found StreamReceiver::TakeBatch()
 
 void StreamReceiver::TakePacket(const PacketBatch::Packet &packet, TimePoint now)
 {
-    if (packet.landed.size != 0) {
-        m_assembler.OnLandedPacket(packet.bytes, packet.landed, now);
+    if (packet.landed != 0) {
+        m_assembler.OnLanded(packet.bytes, packet.landed, now);
         return;
     }
     if (m_settings.tap != nullptr)
@@ -211,7 +225,7 @@ StreamCounters StreamReceiver::Counters() const
     counters.latePackets = count.late;
     counters.refusedPackets = count.refused;
     counters.unusablePackets = count.unusable;
-    counters.kernelDrops = m_kernelDrops;
+    counters.kernelDrops = m_socket.Drops();
     counters.oversizedPackets = m_oversized;
     counters.realTime = m_realTime;
     return counters;

@@ -17,11 +17,11 @@ namespace nuvark::gige {
 ///
 /// Life: Start() once, Stop() once. Packets are taken from the kernel in batches, their payload straight into the
 /// running frame's buffer where they are the expected ones and nobody listens to the traffic; where the kernel can
-/// (UDP_GRO), many packets at a time. While a frame is far from its end, the thread sleeps a millisecond between
-/// batches. Packets of other senders are dropped. So are packets of more than twice the length agreed on, the first
-/// time they come. Missing packets are asked for from the stream's own socket. Threads: Start() and Stop() from the
-/// owner's; AbandonFrames() and Counters() from any. The sink is called on the receiver's thread, in AbandonFrames()
-/// on the caller's. Lock order: m_mutex, then whatever the sink takes.
+/// (UDP_GRO), many packets at a time. While a frame is far from its end, the thread sleeps up to eight milliseconds
+/// between batches. Packets of other senders are dropped. So are packets of more than twice the length agreed on, the
+/// first time they come. Missing packets are asked for from the stream's own socket. Threads: Start() and Stop() from
+/// the owner's; AbandonFrames() and Counters() from any. The sink is called on the receiver's thread, in
+/// AbandonFrames() on the caller's. Lock order: m_mutex, then whatever the sink takes.
 class StreamReceiver {
 public:
     struct Settings {
@@ -46,7 +46,8 @@ public:
 
 private:
     void Run() EXCLUDES(m_mutex); // body of m_thread
-    bool MayNap() EXCLUDES(m_mutex);
+    /// Nothing: better wait for packets. \param wake  when something else is due
+    std::optional<TimePoint> EndOfNap(TimePoint wake) EXCLUDES(m_mutex);
     PacketBatch::Found TakeBatch() EXCLUDES(m_mutex);
     void TakePacket(const PacketBatch::Packet &packet, TimePoint now) REQUIRES(m_mutex);
     /// What is due by the clock: requests for missing packets and, when nothing more is to be read, frames that have
@@ -57,9 +58,15 @@ private:
 
     const Settings m_settings;
     UdpSocket m_socket;
-    PacketBatch m_batch;            ///< receiver's thread only
-    std::size_t m_sinceWaiting = 0; ///< packets; receiver's thread only
-    Way m_way;                      ///< receiver's thread only
+    PacketBatch m_batch; ///< receiver's thread only
+    struct Pace {
+        std::uint64_t blockId = 0;
+        std::size_t packets = 0; ///< that were to come when it was first looked at
+        TimePoint since;
+        Clock::duration perPacket{0}; ///< in the frame before until some have come
+    };
+    Pace m_pace; ///< of the running frame; receiver's thread only
+    Way m_way;   ///< receiver's thread only
     WakeUp m_stop;
     std::size_t m_longest = 0;             ///< bytes of a datagram that is taken; receiver's thread only
     std::vector<ResendRequest> m_requests; ///< receiver's thread only
@@ -69,7 +76,6 @@ private:
 
     mutable orv::Mutex m_mutex; ///< held while a batch is read and put together; frames are taken away in between
     FrameAssembler m_assembler GUARDED_BY(m_mutex);
-    std::uint64_t m_kernelDrops GUARDED_BY(m_mutex) = 0; ///< the batch's count, for other threads
     std::uint64_t m_oversized GUARDED_BY(m_mutex) = 0;
     std::thread m_thread;
 };

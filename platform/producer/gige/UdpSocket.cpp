@@ -1,9 +1,11 @@
 #include "producer/gige/UdpSocket.h"
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 
 #include <arpa/inet.h>
+#include <linux/sock_diag.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -223,6 +225,15 @@ std::size_t UdpSocket::SetReceiveBuffer(std::size_t bytes)
     getsockopt(Fd(), SOL_SOCKET, SO_RCVBUF, &granted, &length);
     // The kernel doubles the number for its own bookkeeping and reports the double.
     return granted > 0 ? static_cast<std::size_t>(granted) / 2 : 0;
+}
+
+std::uint32_t UdpSocket::Drops() const
+{
+    std::array<std::uint32_t, SK_MEMINFO_VARS> values{};
+    socklen_t length = sizeof values;
+    if (getsockopt(Fd(), SOL_SOCKET, SO_MEMINFO, values.data(), &length) != 0)
+        return 0;
+    return values[SK_MEMINFO_DROPS];
 }
 
 } // namespace nuvark::gige

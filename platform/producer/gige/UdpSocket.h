@@ -82,6 +82,8 @@ public:
     /// Asks for a receive buffer, beyond the system's limit where the process may; \return the bytes that the kernel
     /// granted.
     std::size_t SetReceiveBuffer(std::size_t bytes);
+    /// The kernel's count of messages that it had no room for, since the socket was opened; 0 before Linux 4.12.
+    std::uint32_t Drops() const;
 
 private:
     static UdpSocket Make();
