@@ -262,6 +262,7 @@ void WriteRegister(int fd, std::uint32_t address, std::uint32_t value)
         std::array<std::uint8_t, 64> answer{};
         if (poll(&readable, 1, 200) == 1 && recv(fd, answer.data(), answer.size(), 0) >= 8 && answer[0] == 0)
             return;
+        std::this_thread::sleep_for(std::chrono::milliseconds(100)); // refused at once while it is starting
     }
     Fail("the camera does not answer");
 }

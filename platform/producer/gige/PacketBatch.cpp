@@ -19,6 +19,7 @@ constexpr std::size_t kMostLanding = 128; ///< packets of one message that may l
 constexpr std::size_t kRunsAreOver = 16;
 /// Behind the frame's last packet a trailer and the next leader may wait; what comes then can land again.
 constexpr std::size_t kBetweenFrames = 2;
+constexpr std::size_t kMostInVain = 8; ///< reads, more are not counted
 
 } // namespace
 
@@ -110,6 +111,7 @@ PacketBatch::Found PacketBatch::Read(const std::optional<Landing> &landing)
         recvmmsg(m_socket, m_messages->headers.data(), static_cast<unsigned>(wanted), MSG_DONTWAIT, nullptr);
     if (got <= 0)
         return Found::Nothing;
+    m_withoutLanding = landing ? 0 : std::min(m_withoutLanding + 1, kMostInVain);
     const auto count = static_cast<std::size_t>(got);
     Settle(landing, count);
     for (std::size_t i = 0; i < count; ++i)
@@ -122,14 +124,11 @@ PacketBatch::Found PacketBatch::Read(const std::optional<Landing> &landing)
 std::size_t PacketBatch::ChooseCount(std::size_t landingPackets)
 {
     const bool hasRuns = m_sinceRun < kRunsAreOver;
-    if (landingPackets != 0) {
-        m_withoutLanding = 0;
+    if (landingPackets != 0)
         return hasRuns ? 1 : std::min(kMostMessages, landingPackets + kBetweenFrames);
-    }
-    // The more often in vain, the less likely is a leader among the next few.
-    const std::size_t count = std::min(kMostMessages, kBetweenFrames << m_withoutLanding);
-    m_withoutLanding += count < kMostMessages ? 1 : 0;
-    return count;
+    // Behind a trailer a leader is to be expected, but the more often in vain, the less likely.
+    const std::size_t fewest = hasRuns ? 1 : kBetweenFrames;
+    return std::min(kMostMessages, fewest << (std::max(m_withoutLanding, kBetweenFrames) - kBetweenFrames));
 }
 
 void PacketBatch::Prepare(const std::optional<Landing> &landing, std::size_t count)

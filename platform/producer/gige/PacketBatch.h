@@ -58,7 +58,7 @@ private:
     std::vector<Packet> m_packets;
     std::uint64_t m_cut = 0;
     std::size_t m_sinceRun = 0;       ///< messages since one of several packets
-    std::size_t m_withoutLanding = 0; ///< reads in a row
+    std::size_t m_withoutLanding = 0; ///< reads in a row that found something
 };
 
 } // namespace nuvark::gige
