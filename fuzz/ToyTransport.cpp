@@ -54,6 +54,8 @@ public:
     void AbandonFrames() override {}
     StreamCounters Counters() const override { return {}; }
     PacketSettings Packets() const override { return {}; }
+    Status SetPacketSize(std::uint32_t) override { return s_state.failing ? Failure() : Status(); }
+    Status SetPacketDelay(std::uint32_t) override { return s_state.failing ? Failure() : Status(); }
     ResendSettings Resend() const override { return m_resend; }
     void SetResend(const ResendSettings &settings) override { m_resend = settings; }
 

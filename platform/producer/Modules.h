@@ -221,7 +221,10 @@ private:
 
     const RegisterMap *Registers() const override { return &m_registers; }
     std::vector<ModuleFeature> Features();
+    std::vector<ModuleFeature> PacketFeatures();
     std::vector<ModuleFeature> ResendFeatures();
+    /// Changes how the camera cuts its frames into packets: only while none come.
+    Status SetPackets(Status (StreamChannel::*set)(std::uint32_t), std::int64_t value) EXCLUDES(m_controlMutex);
     void WarnOfSmallBuffer() REQUIRES(m_controlMutex);
     /// Fires an error; with nobody registered, as soon as somebody is.
     void TellError(GC_ERROR code, std::string text) EXCLUDES(m_errorMutex);
@@ -232,8 +235,8 @@ private:
     const std::string m_id;
     const std::shared_ptr<BufferQueue> m_queue;
     const std::unique_ptr<StreamChannel> m_channel;
-    orv::Mutex m_controlMutex; ///< one start, stop, flush of what is being filled, or close at a time; held while the
-                               ///< camera is asked
+    orv::Mutex m_controlMutex; ///< one start, stop, flush of what is being filled, packet setting, or close at a time;
+                               ///< held while the camera is asked
     bool m_running GUARDED_BY(m_controlMutex) = false;
     bool m_warned GUARDED_BY(m_controlMutex) = false;
     bool m_closed GUARDED_BY(m_controlMutex) = false;

@@ -118,6 +118,8 @@ private:
     {
         m_out += "<" + std::string(node) + " Name=\"" + name + "\" NameSpace=\"Standard\">";
         m_out += Tag("ToolTip", Escape(feature.toolTip)) + Tag("Visibility", "Expert");
+        if (feature.locked != nullptr)
+            m_out += Tag("pIsLocked", feature.name + "LockReg");
     }
 
     void Feature(const ModuleFeature &feature, std::uint64_t address)
@@ -158,6 +160,8 @@ private:
         NumberRegister(feature, feature.name + "Reg", address, feature.write != nullptr);
         if (feature.maximum != nullptr)
             NumberRegister(feature, feature.name + "MaxReg", address + kNumberSize, false);
+        if (feature.locked != nullptr)
+            NumberRegister(feature, feature.name + "LockReg", address + 2 * kNumberSize, false);
     }
 
     void NumberRegister(const ModuleFeature &feature, const std::string &name, std::uint64_t address, bool writable)
@@ -189,19 +193,32 @@ private:
     std::string m_out;
 };
 
-/// A feature's slot as bytes.
-std::string SlotBytes(const ModuleFeature &feature)
+/// One of the numbers in a feature's slot: value, maximum, lock.
+std::int64_t NumberAt(const ModuleFeature &feature, std::size_t place)
+{
+    if (place == 0)
+        return feature.number != nullptr ? feature.number() : 0;
+    if (place == 1)
+        return feature.maximum != nullptr ? feature.maximum() : 0;
+    return feature.locked() ? 1 : 0;
+}
+
+/// A feature's slot as bytes. Only those from `begin` on, `size` of them, have to be right: behind a number may be a
+/// question to the camera.
+std::string SlotBytes(const ModuleFeature &feature, std::uint64_t begin, std::size_t size)
 {
     if (feature.type == Type::String) {
         std::string text = feature.text().substr(0, kTextSize - 1);
         text.resize(kTextSize, '\0');
         return text;
     }
-    std::string bytes;
-    const std::int64_t values[2] = {feature.number != nullptr ? feature.number() : 0,
-                                    feature.maximum != nullptr ? feature.maximum() : 0};
-    bytes.assign(reinterpret_cast<const char *>(values), feature.maximum != nullptr ? 16 : 8);
-    return bytes;
+    std::int64_t numbers[3] = {};
+    const std::size_t count = feature.locked != nullptr ? 3 : feature.maximum != nullptr ? 2 : 1;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (begin < (i + 1) * kNumberSize && begin + size > i * kNumberSize)
+            numbers[i] = NumberAt(feature, i);
+    }
+    return {reinterpret_cast<const char *>(numbers), count * kNumberSize};
 }
 
 Status NoRegister(std::uint64_t address, std::size_t size)
@@ -234,7 +251,8 @@ Status RegisterMap::Read(std::uint64_t address, void *data, std::size_t size) co
     const std::size_t index = address >= kFirstSlot ? (address - kFirstSlot) / kSlotSize : m_features.size();
     if (index >= m_features.size())
         return NoRegister(address, size);
-    return CopyOut(SlotBytes(m_features[index]), SlotAddress(index), address, data, size);
+    const std::uint64_t slot = SlotAddress(index);
+    return CopyOut(SlotBytes(m_features[index], address - slot, size), slot, address, data, size);
 }
 
 Status RegisterMap::Write(std::uint64_t address, const void *data, std::size_t size) const

@@ -18,10 +18,11 @@ struct ModuleFeature {
     std::string category;
     Type type = Type::String;
     std::string toolTip;
-    std::function<std::string()> text = {};                         ///< value of a String
-    std::function<std::int64_t()> number = {};                      ///< value of any other but a Command
-    std::function<Status(std::int64_t)> write = {};                 ///< null: read-only; for a Command what it does
-    std::function<std::int64_t()> maximum = {};                     ///< of an Integer that can be written
+    std::function<std::string()> text = {};         ///< value of a String
+    std::function<std::int64_t()> number = {};      ///< value of any other but a Command
+    std::function<Status(std::int64_t)> write = {}; ///< null: read-only; for a Command what it does
+    std::function<std::int64_t()> maximum = {};     ///< of an Integer that can be written
+    std::function<bool()> locked = {};              ///< of one that can be written only at times: whether not now
     std::vector<std::pair<std::string, std::int64_t>> entries = {}; ///< of an Enumeration
     std::string selector = {}; ///< name of the Integer that chooses what this one shows
     std::string representation = {};

@@ -26,10 +26,6 @@ std::vector<ModuleFeature> StreamModule::Features()
         return NumberFeature(name, category, toolTip,
                              [this, field] { return std::int64_t(m_channel->Counters().*field); });
     };
-    const auto packets = [this](const char *name, const char *toolTip, auto field) {
-        return NumberFeature(name, kAbout, toolTip,
-                             [this, field] { return std::int64_t(m_channel->Packets().*field); });
-    };
     using Counts = BufferQueue::Counts;
     using Counters = StreamCounters;
     std::vector<ModuleFeature> features = {
@@ -43,13 +39,6 @@ std::vector<ModuleFeature> StreamModule::Features()
                       [] { return kBufferAlignment; }),
         YesNoFeature("StreamIsGrabbing", kAbout, "Whether frames are being taken",
                      [this] { return m_queue->GetCounts().isGrabbing; }),
-        packets("DeviceStreamChannelPacketSize",
-                "IP packet size in use; without a stream the camera's setting, which a start may change",
-                &PacketSettings::size),
-        packets("GevStreamPacketDelay",
-                "Pause between packets in ticks of the camera's clock, as the stream began; without a stream the "
-                "camera's setting",
-                &PacketSettings::delay),
         count("StreamReceiveBufferSize", "Bytes the kernel granted the socket", &Counters::receiveBuffer, kAbout),
         count("StreamReceiveBufferWanted", "Bytes asked of the kernel for the socket", &Counters::wantedReceiveBuffer,
               kAbout),
@@ -84,9 +73,32 @@ std::vector<ModuleFeature> StreamModule::Features()
               "Messages, each of one or more packets, that the kernel dropped, its buffer being full",
               &Counters::kernelDrops),
     };
-    for (ModuleFeature &feature : ResendFeatures())
-        features.push_back(std::move(feature));
+    for (const auto &more : {PacketFeatures(), ResendFeatures()})
+        features.insert(features.end(), more.begin(), more.end());
     return features;
+}
+
+/// The camera's own settings, not of this computer; they keep their values when the stream is closed.
+std::vector<ModuleFeature> StreamModule::PacketFeatures()
+{
+    const auto setting = [this](const char *name, const char *toolTip, auto field, auto set, std::int64_t maximum) {
+        ModuleFeature feature = SettingFeature(
+            name, kAbout, toolTip, [this, field] { return std::int64_t(m_channel->Packets().*field); },
+            [this, set](std::int64_t value) { return SetPackets(set, value); }, [maximum] { return maximum; });
+        feature.locked = [this] { return m_queue->GetCounts().isGrabbing || !m_parent->GetCamera().IsWritable(); };
+        return feature;
+    };
+    return {
+        setting(
+            "DeviceStreamChannelPacketSize",
+            "IP packet size in use; without a stream the camera's setting. A start makes it smaller where it does not "
+            "get through, and, unless it has been written, as large as gets through",
+            &PacketSettings::size, &StreamChannel::SetPacketSize, PacketSettings::kMaxSize),
+        setting("GevStreamPacketDelay",
+                "Pause between packets in ticks of the camera's clock, as the stream began; without a stream the "
+                "camera's setting",
+                &PacketSettings::delay, &StreamChannel::SetPacketDelay, PacketSettings::kMaxDelay),
+    };
 }
 
 /// What is written counts from the next start on.

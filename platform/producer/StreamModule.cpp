@@ -187,6 +187,16 @@ Status StreamModule::Stop(StreamChannel::Stop how)
     return {};
 }
 
+Status StreamModule::SetPackets(Status (StreamChannel::*set)(std::uint32_t), std::int64_t value)
+{
+    const orv::MutexLock lock(m_controlMutex);
+    if (m_closed)
+        return {GC_ERR_INVALID_HANDLE, "the stream has been closed"};
+    if (m_running)
+        return {GC_ERR_BUSY, "packet size and delay cannot be changed while the acquisition is running"};
+    return (m_channel.get()->*set)(static_cast<std::uint32_t>(value));
+}
+
 Status StreamModule::Flush(ACQ_QUEUE_TYPE operation)
 {
     const bool includesFilling = operation == ACQ_QUEUE_ALL_TO_INPUT || operation == ACQ_QUEUE_ALL_DISCARD;

@@ -156,6 +156,9 @@ struct StreamCounters {
 
 /// How a camera cuts its frames into packets.
 struct PacketSettings {
+    static constexpr std::uint32_t kMaxSize = 0xFFFF; ///< of an IP packet
+    static constexpr std::uint32_t kMaxDelay = 0xFFFFFFFF;
+
     std::size_t size = 0;    ///< bytes of an IP packet
     std::uint32_t delay = 0; ///< between packets, in ticks of the camera's clock
 };
@@ -192,6 +195,13 @@ public:
     /// As the running stream began; without one the camera is asked, which blocks for register round trips. What was
     /// known last where it does not answer.
     virtual PacketSettings Packets() const = 0;
+    /// While stopped, in the thread of Start(): writes the camera's setting, which may round it. Blocks for register
+    /// round trips. \param size bytes, at most PacketSettings::kMaxSize; one so written counts as the application's own
+    /// choice. What the camera refuses fails as it says; GC_ERR_INVALID_VALUE for a size that it makes another one of,
+    /// whose setting then stays.
+    virtual Status SetPacketSize(std::uint32_t size) = 0;
+    /// Likewise. \param ticks of the camera's clock.
+    virtual Status SetPacketDelay(std::uint32_t ticks) = 0;
     /// Any thread; what is set counts from the next start on.
     virtual ResendSettings Resend() const = 0;
     virtual void SetResend(const ResendSettings &settings) = 0;

@@ -56,7 +56,11 @@ TEST_F(Streams, LostAndIncompleteFramesAreCounted)
     EXPECT_EQ(0, Orvcam({"stream", "THREE", "--frames", "10"}).exitCode);
     run = Orvcam({"stream", "THREE", "--frames", "10", "--json", "--set-stream", "StreamPacketResendEnable=0"});
     EXPECT_EQ(10, Figure(run.output, "incomplete")) << run.output << run.errors;
-    EXPECT_EQ(1, Orvcam({"stream", "THREE", "--frames", "1", "--set-stream", "NoSuchSetting=0"}).exitCode);
+    const std::string size = "DeviceStreamChannelPacketSize=";
+    run = Orvcam({"stream", "THREE", "--frames", "10", "--json", "--set-stream", size + "576"});
+    EXPECT_EQ(576, Figure(run.output, "packetSize")) << run.output << run.errors;
+    for (const std::string &setting : {std::string("NoSuchSetting=0"), size + "60000"})
+        EXPECT_EQ(1, Orvcam({"stream", "THREE", "--frames", "1", "--set-stream", setting}).exitCode) << setting;
 }
 
 TEST_F(Streams, FramesThatOvertakeEachOtherAreNotLost)

@@ -77,9 +77,11 @@ void PacketsAreAsLargeAsTheWayCarries(Wire &wire)
               wire.StartCamera(std::string(kSmall) + "--packet-size 9000 --camera --address 10.0.0.20 --serial ALL "
                                                      "--camera --address 10.0.0.21 --serial PART --path-mtu 4000 "
                                                      "--camera --address 10.0.0.22 --serial MORE --packet-size 1500"));
-    for (const auto &[words, size] : {std::pair{"stream ALL --frames 5 --json", 9000},
-                                      {"stream PART --frames 5 --json", 4000},
-                                      {"stream MORE --frames 5 --json", 9000}}) {
+    for (const auto &[words, size] :
+         {std::pair{"stream ALL --frames 5 --json", 9000},
+          {"stream PART --frames 5 --json", 4000},
+          {"stream MORE --frames 5 --json --set-stream DeviceStreamChannelPacketSize=2000", 2000},
+          {"stream MORE --frames 5 --json", 9000}}) {
         const ProgramRun run = wire.Orvcam(words);
         EXPECT_EQ(0, run.exitCode) << run.errors;
         EXPECT_EQ(0, Figure(run.output, "incomplete"));

@@ -334,5 +334,12 @@ TEST_F(ConformanceTest, DescriptionsAreUnderstoodByOthers)
         EXPECT_EQ(GetNumber(stream, "StreamPacketResendEnable"), 0);
         EXPECT_EQ(SetNumber(stream, "StreamPacketResendEnable", 2), GC_ERR_INVALID_VALUE) << "it is 0 or 1";
         EXPECT_EQ(SetNumber(stream, "StreamIsGrabbing", 1), GC_ERR_ACCESS_DENIED);
+        AllocateBuffers(1);
+        for (const bool runs : {false, true}) {
+            ASSERT_TRUE(!runs || Gc().DSStartAcquisition(stream, 0, GENTL_INFINITE) == GC_ERR_SUCCESS) << LastError();
+            EXPECT_EQ(bridge.IsLocked("DeviceStreamChannelPacketSize"), runs);
+            EXPECT_EQ(bridge.IsLocked("GevStreamPacketDelay"), runs);
+            EXPECT_EQ(bridge.Error(), "");
+        }
     }
 }

@@ -296,6 +296,36 @@ TEST_F(GigeDeviceTest, ThePathIsLookedAtWithEachStart)
     EXPECT_EQ(sink.incomplete, 0) << "no test packet is a frame";
 }
 
+TEST_F(GigeDeviceTest, PacketSizeAndDelayAreTheCamerasOwnRegisters)
+{
+    constexpr std::uint32_t kDelay = 0x0D08;
+    constexpr std::uint32_t kFlags = 0x60000000; // big-endian pixels, not to be fragmented
+    camera.SetPath({9000, 576, 8});
+    ASSERT_NO_FATAL_FAILURE(Open());
+    camera.Set(RegisterCamera::kPacketSize, kFlags | 1500);
+    EXPECT_TRUE(stream->SetPacketSize(4000).Ok());
+    EXPECT_EQ(camera.Get(RegisterCamera::kPacketSize), kFlags | 4000);
+    const Status refused = stream->SetPacketSize(1001);
+    EXPECT_EQ(refused.Code(), GC_ERR_INVALID_ADDRESS);
+    EXPECT_NE(refused.Text().find("packets of 1001 bytes"), std::string::npos) << refused.Text();
+    EXPECT_NE(refused.Text().find("bad alignment"), std::string::npos) << "its own answer: " << refused.Text();
+    EXPECT_EQ(camera.Get(RegisterCamera::kPacketSize), kFlags | 4000);
+    EXPECT_TRUE(stream->SetPacketDelay(0xFFFFFFFF).Ok());
+    EXPECT_EQ(camera.Get(kDelay), 0xFFFFFFFF);
+    camera.SetHook([](auto, auto address) {
+        return address == kDelay ? RegisterCamera::Reaction::Refuse : RegisterCamera::Reaction::Answer;
+    });
+    EXPECT_EQ(stream->SetPacketDelay(1).Code(), GC_ERR_INVALID_ADDRESS) << "a camera without such a register";
+    camera.SetHook({});
+
+    stream.reset();
+    device.reset();
+    ASSERT_NO_FATAL_FAILURE(Open(kScriptedAddress, CameraAccess::ReadOnly));
+    EXPECT_EQ(stream->SetPacketSize(1504).Code(), GC_ERR_ACCESS_DENIED);
+    EXPECT_EQ(stream->SetPacketDelay(2).Code(), GC_ERR_ACCESS_DENIED);
+    EXPECT_EQ(camera.Get(RegisterCamera::kPacketSize), kFlags | 4000);
+}
+
 TEST_F(GigeDeviceTest, TheWayFromTheCameraIsOpened)
 {
     UdpSocket ears = UdpSocket::Open(*ParseAddress(kScriptedAddress)).value;

@@ -1,5 +1,6 @@
 // What is captured of the packets on the wire, and what a camera tells by itself.
 #include "producer/Event.h"
+#include "producer/gige/Bootstrap.h"
 #include "producer/gige/GvcpEvents.h"
 #include "producer/gige/MessageChannel.h"
 #include "producer/gige/Text.h"
@@ -248,4 +249,49 @@ TEST_F(TrafficTest, StreamPacketsAreShownAsTheyCame)
     EXPECT_EQ(Gc().EventGetDataInfo(invalid, feature.data(), feature.size(), EVENT_DATA_VALUE, nullptr, nullptr, &size),
               GC_ERR_NOT_AVAILABLE);
     ASSERT_EQ(Gc().GCUnregisterEvent(device, NUVARK_EVENT_STREAM_TRAFFIC), GC_ERR_SUCCESS);
+}
+
+TEST_F(TrafficTest, PacketsAreCutAsTheStreamIsSet)
+{
+    constexpr char kSize[] = "DeviceStreamChannelPacketSize";
+    constexpr char kDelay[] = "GevStreamPacketDelay";
+    const struct {
+        const char *what;
+        std::int64_t written;
+        GC_ERROR code;
+        std::size_t becomes;
+    } kRows[] = {{"a size", 1000, GC_ERR_SUCCESS, 1000},
+                 {"the camera rounds", 579, GC_ERR_SUCCESS, 576},
+                 {"more than the camera can", 60000, GC_ERR_INVALID_VALUE, 576},
+                 {"less than it can", 0, GC_ERR_INVALID_VALUE, 576},
+                 {"no size of a packet", 65536, GC_ERR_INVALID_VALUE, 576}};
+    const EVENT_HANDLE traffic = Register(NUVARK_EVENT_STREAM_TRAFFIC);
+    const EVENT_HANDLE invalid = Register(EVENT_FEATURE_INVALIDATE);
+    ASSERT_NO_FATAL_FAILURE(OpenStream());
+    AllocateBuffers(1, 1 << 14);
+    for (const auto &row : kRows) {
+        SCOPED_TRACE(row.what);
+        EXPECT_EQ(SetNumber(stream, kSize, row.written), row.code) << LastError();
+        EXPECT_EQ(!Next(invalid, 0).empty(), row.code == GC_ERR_SUCCESS) << "the camera's own feature shows it as well";
+        EXPECT_EQ(GetNumber(stream, kSize), row.becomes);
+        ASSERT_EQ(Gc().EventFlush(traffic), GC_ERR_SUCCESS);
+        const BUFFER_HANDLE buffer = TakeOneFrame();
+        ASSERT_NE(buffer, nullptr) << LastError();
+        EXPECT_FALSE(BufferInfo<bool8_t>(buffer, BUFFER_INFO_IS_INCOMPLETE));
+        std::vector<std::size_t> sizes;
+        for (auto packet = Next(traffic); packet.size() >= 8 && (packet[4] & 0x0F) != 2; packet = Next(traffic)) {
+            if ((packet[4] & 0x0F) == 3)
+                sizes.push_back(packet.size() + kIpUdpHeaders);
+        }
+        ASSERT_GT(sizes.size(), 1U);
+        sizes.pop_back(); // of the rest
+        EXPECT_THAT(sizes, testing::Each(row.becomes));
+        ASSERT_EQ(SetNumber(stream, kSize, 1500), GC_ERR_BUSY) << "until the acquisition is stopped";
+        EXPECT_EQ(SetNumber(stream, kDelay, 0), GC_ERR_BUSY);
+        ASSERT_EQ(Gc().DSStopAcquisition(stream, ACQ_STOP_FLAGS_DEFAULT), GC_ERR_SUCCESS);
+        ASSERT_EQ(Gc().DSQueueBuffer(stream, buffer), GC_ERR_SUCCESS);
+        ASSERT_EQ(Gc().EventFlush(invalid), GC_ERR_SUCCESS);
+    }
+    EXPECT_EQ(SetNumber(stream, kDelay, 12345), GC_ERR_SUCCESS) << LastError();
+    EXPECT_EQ(camera->Core().GetFeature("GevSCPD"), "12345");
 }

@@ -220,7 +220,6 @@ Status GigeDevice::CheckWritable() const
     return connection;
 }
 
-/// Whoever was waiting when the camera was lost is to hear that.
 Status GigeDevice::Told(Status status) const
 {
     if (status.Code() == GC_ERR_ABORT && m_lost)
@@ -281,9 +280,9 @@ void GigeDevice::ForgetPendingWrite(std::uint32_t address)
     m_openStreams.insert(address);
 }
 
-void GigeDevice::TellStreamRegistersWritten()
+void GigeDevice::TellWritten(std::initializer_list<const char *> features)
 {
-    for (const char *feature : {"GevSCPSPacketSize", "GevSCPHostPort", "GevSCDA"})
+    for (const char *feature : features)
         m_listener.OnFeatureInvalid(feature);
 }
 

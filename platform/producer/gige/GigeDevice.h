@@ -8,6 +8,7 @@
 #include "producer/Transport.h"
 
 #include <atomic>
+#include <initializer_list>
 #include <memory>
 #include <set>
 #include <string>
@@ -46,12 +47,18 @@ public:
     std::uint32_t Address() const { return m_address; }
     /// Success, or why the camera cannot be talked to any more.
     Status CheckConnection() const;
+    /// Likewise of writing.
+    Status CheckWritable() const;
+    /// The status of a call that the loss of the camera may have ended: whoever was waiting is to hear that.
+    Status Told(Status status) const;
+    /// Follows what the application's successful write has changed in the bootstrap registers.
+    void OnWritten(std::uint64_t address, std::size_t size);
     /// Writes a stream's closing register, without waiting long: what does not get through is repeated later.
     void WriteWithoutWaiting(RegisterWrite write) EXCLUDES(m_channelMutex);
     /// Whether the application has written a stream's packet size since the camera was opened.
     bool IsPacketSizeChosen() const { return m_isPacketSizeChosen; }
-    /// The application has not written a stream's registers itself, and may show what was in them before.
-    void TellStreamRegistersWritten();
+    /// The application has not written these features' registers itself, and may show what was in them before.
+    void TellWritten(std::initializer_list<const char *> features);
     /// Forgets such a write that is still to come, since the channel is being opened again.
     void ForgetPendingWrite(std::uint32_t address) EXCLUDES(m_channelMutex);
 
@@ -61,13 +68,9 @@ private:
 
     Status TakeControl();
     Status CheckReadable();
-    Status CheckWritable() const;
-    Status Told(Status status) const;
     Status RefuseBecauseHeld();
     Heartbeat::Settings HeartbeatSettings();
     std::chrono::milliseconds ReadHeartbeatTimeout();
-    /// Follows what a successful write has changed in the bootstrap registers.
-    void OnWritten(std::uint64_t address, std::size_t size);
     void ReadFacts();
     std::uint32_t ReadOptional(std::uint32_t address, std::uint32_t fallback);
     bool HasLegacyDescription();

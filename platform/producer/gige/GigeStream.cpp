@@ -54,7 +54,7 @@ Status GigeStream::Start(FrameSink &sink, std::size_t payloadSize)
         return started;
     closeChannel.Dismiss();
     if (m_device.IsWritable())
-        m_device.TellStreamRegistersWritten();
+        m_device.TellWritten({"GevSCPSPacketSize", "GevSCPHostPort", "GevSCDA"});
     const orv::MutexLock lock(m_mutex);
     m_receiver = std::move(receiver);
     return {};
@@ -210,6 +210,26 @@ PacketSettings GigeStream::Packets() const
         packets.size = size & kPacketSizeMask;
     (void)m_device.Client().ReadRegister(StreamRegister(m_index, kStreamPacketDelay), packets.delay);
     return packets;
+}
+
+Status GigeStream::SetPacketSize(std::uint32_t size)
+{
+    Status written = m_device.CheckWritable();
+    if (written.Ok())
+        written = m_device.Told(WritePacketSize(m_device, m_index, size));
+    if (written.Ok())
+        m_device.TellWritten({"GevSCPSPacketSize"});
+    return written;
+}
+
+Status GigeStream::SetPacketDelay(std::uint32_t ticks)
+{
+    Status written = m_device.CheckWritable();
+    if (written.Ok())
+        written = m_device.Told(m_device.Client().WriteRegister(StreamRegister(m_index, kStreamPacketDelay), ticks));
+    if (written.Ok())
+        m_device.TellWritten({"GevSCPD"});
+    return written;
 }
 
 } // namespace nuvark::gige

@@ -13,7 +13,8 @@ class GigeDevice;
 
 /// One stream channel of a GigE Vision camera: its registers and its receiver.
 ///
-/// Threads: Start() and StopReceiving() from one thread at a time; all others from any.
+/// Threads: Start(), StopReceiving(), SetPacketSize() and SetPacketDelay() from one thread at a time; all others from
+/// any.
 class GigeStream final : public StreamChannel {
 public:
     GigeStream(GigeDevice &device, std::uint32_t index) : m_device(device), m_index(index) {}
@@ -24,6 +25,8 @@ public:
     void AbandonFrames() override EXCLUDES(m_mutex);
     StreamCounters Counters() const override EXCLUDES(m_mutex);
     PacketSettings Packets() const override EXCLUDES(m_mutex);
+    Status SetPacketSize(std::uint32_t size) override;
+    Status SetPacketDelay(std::uint32_t ticks) override;
     ResendSettings Resend() const override EXCLUDES(m_mutex);
     void SetResend(const ResendSettings &settings) override EXCLUDES(m_mutex);
 

@@ -16,6 +16,7 @@ constexpr std::uint32_t kLargest = 65000;
 constexpr std::uint32_t kStep = 4;
 /// What sizes are multiples of in cameras that refuse others.
 constexpr std::uint32_t kSteps[] = {kStep, 8, 16, 32};
+constexpr std::uint32_t kLargestStep = 32;
 constexpr std::chrono::milliseconds kTestWait{50};
 constexpr int kShots = 3; ///< per size: datagrams get lost
 
@@ -178,6 +179,31 @@ Result<NegotiatedSize> NegotiatePacketSize(GigeDevice &device, std::uint32_t str
                                            SizeWish wish)
 {
     return Negotiation(device, streamIndex, socket, wish).Run();
+}
+
+Status WritePacketSize(GigeDevice &device, std::uint32_t streamIndex, std::uint32_t size)
+{
+    GvcpClient &client = device.Client();
+    const std::uint32_t address = StreamRegister(streamIndex, kStreamPacketSize);
+    std::uint32_t before = 0;
+    std::uint32_t after = 0;
+    Status status = client.ReadRegister(address, before);
+    before &= ~kPacketSizeFireTest; // some cameras leave it standing
+    if (status.Ok())
+        status = client.WriteRegister(address, (before & ~kPacketSizeMask) | size);
+    if (status.Ok())
+        status = client.ReadRegister(address, after);
+    if (!status.Ok())
+        return {status.Code(),
+                "the camera does not take packets of " + std::to_string(size) + " bytes: " + status.Text()};
+    after &= kPacketSizeMask;
+    if (std::max(size, after) - std::min(size, after) >= kLargestStep) {
+        (void)client.WriteRegister(address, before);
+        return {GC_ERR_INVALID_VALUE, "the camera makes " + std::to_string(after) + " of a packet size of " +
+                                          std::to_string(size) + " bytes"};
+    }
+    device.OnWritten(address, sizeof after);
+    return {};
 }
 
 } // namespace nuvark::gige

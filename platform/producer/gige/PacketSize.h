@@ -30,6 +30,11 @@ struct SizeWish {
 Result<NegotiatedSize> NegotiatePacketSize(GigeDevice &device, std::uint32_t streamIndex, UdpSocket &socket,
                                            SizeWish wish);
 
+/// Writes the size that the application chooses; the flags beside it stay. Cameras round to steps of their own.
+/// GC_ERR_INVALID_VALUE for a size that the camera makes quite another one of: then what was set before stays. Blocks
+/// for round trips.
+Status WritePacketSize(GigeDevice &device, std::uint32_t streamIndex, std::uint32_t size);
+
 /// The search alone: the largest size in [low, high] that `works` accepts, trying `high` first; `low` is known to work.
 /// `works` gives the size that the camera made of the one asked for, 0 when it did not get through.
 template <class Works>
