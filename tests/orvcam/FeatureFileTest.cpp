@@ -151,6 +151,17 @@ TEST_F(FeatureFileOfBytes, TextsThatMakeNoXml)
     EXPECT_THAT(m_log, HasSubstr("UserId was left out"));
 }
 
+TEST_F(FeatureFileOfBytes, OfACameraThatMarksNothingAllThatCanBeWrittenIsSaved)
+{
+    std::string error;
+    m_features = FeatureArrayImp::Create(
+        DescriptionOf({"Width", "State"}, IntReg("Width", "0") + IntReg("State", "0xC", "4", "RO")), m_port, &error);
+    ASSERT_NE(nullptr, m_features) << error;
+    ASSERT_EQ(ORV_CAM_OK, Save());
+    EXPECT_THAT(Content(), HasSubstr("\"Width\""));
+    EXPECT_THAT(Content(), Not(HasSubstr("\"State\"")));
+}
+
 TEST_F(FeatureFileOfBytes, ValuesWithoutAnEntryAreLeftOut)
 {
     m_port.bytes[0x13] = 5;

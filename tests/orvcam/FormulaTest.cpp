@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-
 namespace {
 
 using namespace orv::cam;
@@ -136,6 +134,7 @@ std::string Repeated(const std::string &text, int times)
     return all;
 }
 
+/// Or else the test's own time is over.
 TEST(Formula, LongOnesEndSomewhere)
 {
     const std::string nested = Repeated("/(1", 5000) + std::string(5000, ')');
@@ -154,7 +153,6 @@ TEST(Formula, LongOnesEndSomewhere)
         {"division in division without end", nested, "", false},
         {"division in division that doubles the text each time", divided, "", false},
     };
-    const auto start = std::chrono::steady_clock::now();
     for (const auto &row : kCases) {
         SCOPED_TRACE(row.rule);
         BytePort port;
@@ -175,7 +173,6 @@ TEST(Formula, LongOnesEndSomewhere)
     ASSERT_NE(nullptr, array);
     EXPECT_NE(nullptr, array->GetInt("M0"));
     EXPECT_EQ(nullptr, array->GetInt("M299"));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
 /// Odd formulas stay what the library makes of them.

@@ -80,7 +80,7 @@ void Reset()
 {
     Lock lock(P().mutex);
     Script &s = P().script;
-    s.initResult = s.openResult = s.portResult = s.startResult = s.eventResult = GC_ERR_SUCCESS;
+    s.openResult = s.portResult = s.startResult = s.eventResult = GC_ERR_SUCCESS;
     s.stopResult = s.revokeResult = s.closeResult = GC_ERR_SUCCESS;
     s.twiceResult = GC_ERR_RESOURCE_IN_USE;
     s.parts = 0;
@@ -93,7 +93,7 @@ void Reset()
     s.oddTypes = s.fewInfos = s.losesKills = s.trafficFailures = 0;
     s.tellsFigures = s.loseAtAccess = s.loseAtStop = s.forces = 0;
     s.forceResult = GC_ERR_SUCCESS;
-    s.payload = s.incomplete = s.xPadding = s.imageOffset = 0;
+    s.payload = s.incomplete = 0;
     s.width = 8;
     s.height = 4;
     s.pixelFormat = 0x01080001;

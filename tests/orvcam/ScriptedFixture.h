@@ -13,11 +13,10 @@
 #include <string>
 #include <thread>
 
-/// Waits for a condition, at most `limit`. \return whether it came true.
-inline bool WaitFor(const std::function<bool()> &condition,
-                    std::chrono::milliseconds limit = std::chrono::milliseconds(5000))
+/// Waits for a condition. \return false when it does not come true for so long that it never will.
+inline bool WaitFor(const std::function<bool()> &condition)
 {
-    const auto end = std::chrono::steady_clock::now() + limit;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end)
             return false;
@@ -114,7 +113,7 @@ protected:
     {
         EXPECT_EQ(1, script->deliver());
         int ignored = 0;
-        return stream->GetBuffer(5000, status != nullptr ? status : &ignored);
+        return stream->GetBuffer(20000, status != nullptr ? status : &ignored);
     }
 
     const std::string m_producer;

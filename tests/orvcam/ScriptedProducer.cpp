@@ -23,23 +23,34 @@ extern "C" GENTL_EXPORT Script *TheScript()
 
 extern "C" {
 
-// What no test needs.
-#define REFUSES(function, ...)                                                                                         \
+#define RETURNS(code, function, ...)                                                                                   \
     GC_ERROR function(__VA_ARGS__)                                                                                     \
     {                                                                                                                  \
-        return GC_ERR_NOT_IMPLEMENTED;                                                                                 \
+        return code;                                                                                                   \
     }
-REFUSES(GCGetPortInfo, PORT_HANDLE, PORT_INFO_CMD, INFO_DATATYPE *, void *, size_t *)
-REFUSES(EventGetDataInfo, EVENT_HANDLE, const void *, size_t, EVENT_DATA_INFO_CMD, INFO_DATATYPE *, void *, size_t *)
-REFUSES(TLGetInterfaceInfo, TL_HANDLE, const char *, INTERFACE_INFO_CMD, INFO_DATATYPE *, void *, size_t *)
-REFUSES(DSAllocAndAnnounceBuffer, DS_HANDLE, size_t, void *, BUFFER_HANDLE *)
-REFUSES(DSGetBufferID, DS_HANDLE, uint32_t, BUFFER_HANDLE *)
+#define GIVES(value, function, Type)                                                                                   \
+    GC_ERROR function(void *, Type *out)                                                                               \
+    {                                                                                                                  \
+        *out = value;                                                                                                  \
+        return GC_ERR_SUCCESS;                                                                                         \
+    }
+RETURNS(GC_ERR_SUCCESS, TLClose, TL_HANDLE)
+RETURNS(GC_ERR_SUCCESS, TLUpdateInterfaceList, TL_HANDLE, bool8_t *, uint64_t)
+GIVES(1, TLGetNumInterfaces, uint32_t)
+GIVES(1, DevGetNumDataStreams, uint32_t)
+GIVES(kPort, DevGetPort, PORT_HANDLE)
+// What no test needs.
+RETURNS(GC_ERR_NOT_IMPLEMENTED, GCGetPortInfo, PORT_HANDLE, PORT_INFO_CMD, INFO_DATATYPE *, void *, size_t *)
+RETURNS(GC_ERR_NOT_IMPLEMENTED, EventGetDataInfo, EVENT_HANDLE, const void *, size_t, EVENT_DATA_INFO_CMD,
+        INFO_DATATYPE *, void *, size_t *)
+RETURNS(GC_ERR_NOT_IMPLEMENTED, TLGetInterfaceInfo, TL_HANDLE, const char *, INTERFACE_INFO_CMD, INFO_DATATYPE *,
+        void *, size_t *)
+RETURNS(GC_ERR_NOT_IMPLEMENTED, DSAllocAndAnnounceBuffer, DS_HANDLE, size_t, void *, BUFFER_HANDLE *)
+RETURNS(GC_ERR_NOT_IMPLEMENTED, DSGetBufferID, DS_HANDLE, uint32_t, BUFFER_HANDLE *)
 
 GC_ERROR GCInitLib()
 {
     Lock lock(P().mutex);
-    if (P().script.initResult != GC_ERR_SUCCESS)
-        return P().script.initResult;
     if (P().initialised)
         return GC_ERR_RESOURCE_IN_USE;
     P().initialised = true;
@@ -199,10 +210,6 @@ GC_ERROR TLOpen(TL_HANDLE *system)
     Reset();
     return GC_ERR_SUCCESS;
 }
-GC_ERROR TLClose(TL_HANDLE)
-{
-    return GC_ERR_SUCCESS;
-}
 GC_ERROR TLGetInfo(TL_HANDLE, TL_INFO_CMD command, INFO_DATATYPE *type, void *buffer, size_t *size)
 {
     if (command == TL_INFO_VENDOR)
@@ -210,11 +217,6 @@ GC_ERROR TLGetInfo(TL_HANDLE, TL_INFO_CMD command, INFO_DATATYPE *type, void *bu
     if (command == TL_INFO_MODEL)
         return Text(SCRIPTED_MODEL, type, buffer, size);
     return GC_ERR_NOT_IMPLEMENTED;
-}
-GC_ERROR TLGetNumInterfaces(TL_HANDLE, uint32_t *count)
-{
-    *count = 1;
-    return GC_ERR_SUCCESS;
 }
 GC_ERROR TLGetInterfaceID(TL_HANDLE, uint32_t index, char *id, size_t *size)
 {
@@ -227,10 +229,6 @@ GC_ERROR TLOpenInterface(TL_HANDLE, const char *, IF_HANDLE *interface)
         return GC_ERR_RESOURCE_IN_USE;
     P().interfaceOpen = true;
     *interface = kIf;
-    return GC_ERR_SUCCESS;
-}
-GC_ERROR TLUpdateInterfaceList(TL_HANDLE, bool8_t *, uint64_t)
-{
     return GC_ERR_SUCCESS;
 }
 GC_ERROR IFClose(IF_HANDLE)
@@ -291,16 +289,6 @@ GC_ERROR IFOpenDevice(IF_HANDLE, const char *id, DEVICE_ACCESS_FLAGS, DEV_HANDLE
     P().deviceOpen = true;
     ++P().script.devicesOpen;
     *device = kDev;
-    return GC_ERR_SUCCESS;
-}
-GC_ERROR DevGetPort(DEV_HANDLE, PORT_HANDLE *port)
-{
-    *port = kPort;
-    return GC_ERR_SUCCESS;
-}
-GC_ERROR DevGetNumDataStreams(DEV_HANDLE, uint32_t *count)
-{
-    *count = 1;
     return GC_ERR_SUCCESS;
 }
 GC_ERROR DevGetDataStreamID(DEV_HANDLE, uint32_t, char *id, size_t *size)
@@ -437,8 +425,6 @@ GC_ERROR DSGetBufferInfo(DS_HANDLE, BUFFER_HANDLE handle, BUFFER_INFO_CMD comman
     static const std::map<BUFFER_INFO_CMD, std::atomic<std::uint64_t> Script::*> kSizes = {
         {BUFFER_INFO_WIDTH, &Script::width},
         {BUFFER_INFO_HEIGHT, &Script::height},
-        {BUFFER_INFO_XPADDING, &Script::xPadding},
-        {BUFFER_INFO_IMAGEOFFSET, &Script::imageOffset},
         {BUFFER_INFO_SIZE_FILLED, &Script::sizeFilled},
         {BUFFER_INFO_DATA_SIZE, &Script::dataSize},
     };
@@ -447,11 +433,7 @@ GC_ERROR DSGetBufferInfo(DS_HANDLE, BUFFER_HANDLE handle, BUFFER_INFO_CMD comman
 }
 
 #ifndef SCRIPTED_FIRST_VERSION
-GC_ERROR GCGetNumPortURLs(PORT_HANDLE, uint32_t *count)
-{
-    *count = 1;
-    return GC_ERR_SUCCESS;
-}
+GIVES(1, GCGetNumPortURLs, uint32_t)
 GC_ERROR GCGetPortURLInfo(PORT_HANDLE port, uint32_t, URL_INFO_CMD command, INFO_DATATYPE *type, void *buffer,
                           size_t *size)
 {

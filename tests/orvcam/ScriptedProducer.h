@@ -13,7 +13,6 @@
 /// the test delivers them.
 struct Script {
     // Orders, to be set before the call they change.
-    std::atomic<GC_ERROR> initResult;
     std::atomic<GC_ERROR> openResult;
     std::atomic<GC_ERROR> portResult; ///< of every register access
     std::atomic<GC_ERROR> startResult;
@@ -41,7 +40,7 @@ struct Script {
     std::atomic<int> loseAtStop;   ///< 1: the camera goes while the acquisition is being stopped
     std::atomic<GC_ERROR> forceResult; ///< of the interface's command to force an address
     // Infos of the frames to come.
-    std::atomic<std::uint64_t> width, height, pixelFormat, sizeFilled, dataSize, incomplete, xPadding, imageOffset;
+    std::atomic<std::uint64_t> width, height, pixelFormat, sizeFilled, dataSize, incomplete;
     /// The types of the parts of a frame; the buffer is a plain image without any. Part n is 4 pixels wide, n + 1 high,
     /// and begins at 4 * n.
     std::atomic<std::uint64_t> partTypes[4];

@@ -108,25 +108,3 @@ TEST_F(ConformanceTest, ClosingUnderManyCallersIsAnsweredByCode)
         OpenEverything();
     }
 }
-
-TEST_F(ConformanceTest, ACameraThatReturnsIsFoundAgain)
-{
-    const auto listed = [&] {
-        std::uint32_t count = 0;
-        EXPECT_EQ(Gc().IFUpdateDeviceList(interface, nullptr, 150), GC_ERR_SUCCESS);
-        EXPECT_EQ(Gc().IFGetNumDevices(interface, &count), GC_ERR_SUCCESS);
-        return count;
-    };
-    EVENT_HANDLE lost = Register(NUVARK_EVENT_DEVICE_LOST);
-    camera->Close();
-    const Stopwatch watch;
-    EXPECT_FALSE(Next(lost, 10000).empty());
-    EXPECT_LT(watch.Milliseconds(), 4500) << "three seconds of silence, and some";
-    EXPECT_EQ(listed(), 0U);
-    ASSERT_EQ(camera->Open(), "");
-    EXPECT_EQ(listed(), 1U);
-    EXPECT_EQ(Gc().DevClose(device), GC_ERR_SUCCESS);
-    OpenEverything();
-    std::uint8_t bytes[4];
-    EXPECT_EQ(Read(0x0938, bytes, 4), GC_ERR_SUCCESS) << LastError();
-}

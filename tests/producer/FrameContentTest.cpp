@@ -5,27 +5,6 @@
 
 using namespace assembling;
 
-TEST(FrameContent, TellsEverythingOfACompleteFrame)
-{
-    Bench bench({kBytes + 50});
-    bench.Whole(7);
-    ASSERT_EQ(bench.sink.frames.size(), 1U);
-    const FrameInfo &info = bench.sink.frames[0].info;
-    EXPECT_EQ(info.frameId, 7U);
-    EXPECT_EQ(info.timestamp, 0x1122334455U);
-    EXPECT_EQ(info.payloadType, PAYLOAD_TYPE_IMAGE);
-    EXPECT_TRUE(info.hasImage);
-    EXPECT_EQ(info.pixelFormat, 0x01080001U);
-    EXPECT_EQ(info.width, kWidth);
-    EXPECT_EQ(info.height, kLines);
-    EXPECT_EQ(info.deliveredHeight, kLines);
-    EXPECT_EQ(info.sizeFilled, kBytes);
-    EXPECT_EQ(info.dataSize, kBytes);
-    EXPECT_FALSE(info.isLargerThanBuffer);
-    EXPECT_FALSE(info.hasChunks);
-    EXPECT_EQ(bench.sink.frames[0].data.back(), kOld) << "beyond the frame nothing is touched";
-}
-
 TEST(FrameContent, HolesAreZerosAndCounted)
 {
     constexpr std::size_t kHalf = kBytes / 2;

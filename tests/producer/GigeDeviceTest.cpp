@@ -67,8 +67,8 @@ TEST_F(GigeDeviceTest, ACameraThatNothingCanBeSentToIsLost)
 /// What goes on while a camera vanishes.
 enum class Busy { Idle, Reading, Writing, PutOff, Streaming };
 
-/// \return milliseconds from the camera's vanishing until the loss is told.
-double TimeUntilLoss(Busy busy, const char *address)
+/// \return how many commands the camera has heard and not answered when its loss is told.
+std::size_t UnansweredUntilLoss(Busy busy, const char *address)
 {
     constexpr std::uint32_t kMakers = 0xA000;
     RegisterCamera camera(address);
@@ -96,34 +96,35 @@ double TimeUntilLoss(Busy busy, const char *address)
     const std::size_t before = beats();
     EXPECT_TRUE(Becomes([&] { return isAtWork && beats() >= before + 2; })) << "control is kept meanwhile";
     camera.SetHook([](auto, auto) { return RegisterCamera::Reaction::Stay; });
-    const Stopwatch watch;
-    EXPECT_TRUE(Becomes([&] { return listener.isLost.load(); }, std::chrono::seconds(8)));
-    const double time = watch.Milliseconds();
+    const std::size_t answered = camera.Commands().size();
+    EXPECT_TRUE(Becomes([&] { return listener.isLost.load(); }));
+    const std::size_t unanswered = camera.Commands().size() - answered;
     worker.join();
     std::uint8_t bytes[4];
     EXPECT_EQ(device.Read(kMakers, bytes, sizeof bytes).Code(), GC_ERR_IO);
-    return time;
+    return unanswered;
 }
 
+/// Counted in questions, which come at a known rate, and on a busy machine later than that but never sooner.
 TEST(LossOfACamera, IsToldWithinThreeSecondsWhateverGoesOn)
 {
     const struct {
         Busy busy;
         const char *name;
         const char *address;
-    } kRows[] = {{Busy::Idle, "idle", "127.0.0.31"},
-                 {Busy::Reading, "a read under way", "127.0.0.32"},
-                 {Busy::Writing, "a write under way", "127.0.0.33"},
-                 {Busy::PutOff, "a command that the camera needs 10 s for", "127.0.0.34"},
-                 {Busy::Streaming, "a stream running", "127.0.0.35"}};
-    std::vector<std::future<double>> times;
+        std::size_t most; ///< commands in three seconds
+    } kRows[] = {{Busy::Idle, "idle", "127.0.0.31", 10},
+                 {Busy::Reading, "a read under way", "127.0.0.32", 16},
+                 {Busy::Writing, "a write under way", "127.0.0.33", 16},
+                 {Busy::PutOff, "a command that the camera needs 10 s for", "127.0.0.34", 10},
+                 {Busy::Streaming, "a stream running", "127.0.0.35", 10}};
+    std::vector<std::future<std::size_t>> counts;
     for (const auto &row : kRows)
-        times.push_back(std::async(std::launch::async, TimeUntilLoss, row.busy, row.address));
-    for (std::size_t i = 0; i < times.size(); ++i) {
-        const double time = times[i].get();
-        EXPECT_LT(time, 3000) << kRows[i].name;
-        EXPECT_GT(time, 1400) << kRows[i].name << ": one or two lost packets are no loss";
-        std::printf("%s: told after %.2f s\n", kRows[i].name, time / 1000);
+        counts.push_back(std::async(std::launch::async, UnansweredUntilLoss, row.busy, row.address));
+    for (std::size_t i = 0; i < counts.size(); ++i) {
+        const std::size_t unanswered = counts[i].get();
+        EXPECT_LE(unanswered, kRows[i].most) << kRows[i].name;
+        EXPECT_GE(unanswered, 4U) << kRows[i].name << ": one or two lost packets are no loss";
     }
 }
 
@@ -170,8 +171,9 @@ TEST_F(GigeDeviceTest, ABusyCameraIsNotFloodedWithWhatItPutsOff)
     ASSERT_NO_FATAL_FAILURE(Open());
     const std::size_t before = camera.Count(RegisterCamera::kStreamPort);
     static_cast<GigeDevice &>(*device).WriteWithoutWaiting({RegisterCamera::kStreamPort, 0});
-    EXPECT_TRUE(Becomes([&] { return camera.Count(RegisterCamera::kStreamPort) >= before + 2; }));
-    EXPECT_LE(camera.Count(RegisterCamera::kStreamPort), before + 3);
+    const std::size_t beats = camera.Count(RegisterCamera::kPrivilege);
+    EXPECT_TRUE(Becomes([&] { return camera.Count(RegisterCamera::kStreamPort) >= before + 3; }));
+    EXPECT_GE(camera.Count(RegisterCamera::kPrivilege), beats + 2) << "once with each beat";
     camera.SetHook({});
     EXPECT_TRUE(Becomes([&] { return camera.Get(RegisterCamera::kStreamPort) == 0; }));
 }
@@ -208,13 +210,12 @@ TEST_F(GigeDeviceTest, TheHeartbeatFollowsItsRegister)
     ASSERT_NO_FATAL_FAILURE(Open());
     ASSERT_TRUE(WriteWord(*device, kTimeout, 500).Ok());
     const std::size_t before = camera.Commands().size();
-    const Stopwatch watch;
-    EXPECT_TRUE(Becomes([&] { return camera.Commands().size() >= before + 6; }));
-    EXPECT_LT(watch.Milliseconds(), 1500) << "three beats in each half second";
+    EXPECT_TRUE(Becomes([&] { return camera.Commands().size() >= before + 15; }, std::chrono::seconds(10)))
+        << "three beats in each half second; otherwise it were ten";
 
     ASSERT_TRUE(WriteWord(*device, kTimeout, 0xFFFFFFFF).Ok());
     camera.SetHook([](auto, auto) { return RegisterCamera::Reaction::Stay; });
-    EXPECT_TRUE(Becomes([&] { return listener.isLost.load(); }, std::chrono::seconds(8)))
+    EXPECT_TRUE(Becomes([&] { return listener.isLost.load(); }))
         << "a heartbeat that was switched off does not hide the loss";
 }
 

@@ -76,7 +76,7 @@ TEST(GvcpClient, FindsTheRightAnswerAmongOthers)
         {"pending, then an answer later than any try waits",
          [](auto &device, auto &got) {
              device.Answer(0, kPendingAcknowledge, got.id, {0, 0, 0x03, 0xE8});
-             std::this_thread::sleep_for(std::chrono::milliseconds(700));
+             std::this_thread::sleep_for(std::chrono::milliseconds(300));
              device.Answer(0, kReadAnswer, got.id, kValue);
          },
          GC_ERR_SUCCESS, 1},
@@ -147,25 +147,30 @@ TEST(GvcpClient, WaitsForSlowWritesAsLongAsTheCameraShowsThatItIsThere)
     constexpr std::uint32_t kMakers = 0xA000;
     constexpr std::uint32_t kBootstrap = 0x0A00;
     std::atomic<bool> showsItself{true};
-    Stopwatch sinceFirst;
+    std::uint16_t slowId = 0; ///< of the write under way
+    int questions = 0;        ///< meanwhile, of which the second comes after all the time for an ordinary command
     ScriptedDevice device([&](auto &self, auto &got) {
-        if (!IsWrite(got) && showsItself)
+        if (IsWrite(got)) {
+            questions = got.id == slowId ? questions : 0;
+            slowId = got.id;
+        } else if (showsItself) {
             self.Answer(0, kReadAnswer, got.id, kValue);
-        else if (IsWrite(got) && showsItself && sinceFirst.Milliseconds() > 1000)
-            self.Answer(0, kReadAnswer + 2, got.id, {0, 0, 0, 1});
+            if (++questions == 2)
+                self.Answer(0, kReadAnswer + 2, slowId, {0, 0, 0, 1});
+        }
     });
     const auto client = Connect(Quick(100, 300));
     client->SetSilenceLimit(std::chrono::milliseconds(1150));
     EXPECT_EQ(client->WriteRegister(kBootstrap, 1).Code(), GC_ERR_TIMEOUT);
-    EXPECT_LT(sinceFirst.Milliseconds(), 700);
+    EXPECT_LE(device.Commands().size(), 3U) << "tries";
     EXPECT_EQ(Read(*client), GC_ERR_SUCCESS);
     EXPECT_TRUE(client->WriteRegister(kMakers, 1).Ok());
 
     showsItself = false;
-    const Stopwatch silent;
+    const std::size_t before = device.Commands().size();
     EXPECT_EQ(client->WriteRegister(kMakers, 1).Code(), GC_ERR_TIMEOUT);
-    EXPECT_GE(silent.Milliseconds(), 1100);
-    EXPECT_LT(silent.Milliseconds(), 2500) << "a silent camera is given up after the limit";
+    EXPECT_GE(device.Commands().size() - before, 2U) << "it was asked whether it is there";
+    EXPECT_LE(device.Commands().size() - before, 4U) << "a silent camera is given up after the limit";
 }
 
 TEST(GvcpClient, ASlowWriteIsRepeatedOnlyWhenItIsLost)
@@ -176,7 +181,7 @@ TEST(GvcpClient, ASlowWriteIsRepeatedOnlyWhenItIsLost)
         std::chrono::milliseconds takes; // and meanwhile the camera is deaf
         std::size_t writes;
     } kRows[] = {{"lost on the way", true, std::chrono::milliseconds(0), 2},
-                 {"carried out for longer than many tries", false, std::chrono::milliseconds(1500), 1}};
+                 {"carried out for longer than many tries", false, std::chrono::milliseconds(600), 1}};
     for (const auto &row : kRows) {
         bool isLost = row.isFirstLost;
         ScriptedDevice device([&](auto &self, auto &got) {
@@ -229,7 +234,7 @@ TEST(Silence, CountsQuestionsRatherThanTime)
 TEST(GvcpClient, PutOffForeverIsNoAnswer)
 {
     ScriptedDevice device([](auto &self, auto &got) {
-        for (int i = 0; i < 100 && !self.IsStopping(); ++i) {
+        while (!self.IsStopping()) { // in all, not since the last of them: that would never end
             self.Answer(0, kPendingAcknowledge, got.id, {0, 0, 0x01, 0xF4});
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
         }
@@ -237,9 +242,7 @@ TEST(GvcpClient, PutOffForeverIsNoAnswer)
     GvcpClient::Timing timing;
     timing.pending = std::chrono::milliseconds(300);
     const auto client = Connect(timing);
-    const Stopwatch watch;
     EXPECT_EQ(Read(*client), GC_ERR_TIMEOUT);
-    EXPECT_LT(watch.Milliseconds(), 1000) << "in all, not since the last of them";
     EXPECT_EQ(device.Commands().size(), 1U) << "no further tries";
 }
 
@@ -250,13 +253,11 @@ TEST(GvcpClient, AnInterruptEndsTheWaitAndLeavesOnlyTheLastWord)
         if (answering)
             self.Answer(0, kReadAnswer, got.id, kValue);
     });
-    const auto client = Connect();
+    const auto client = Connect(Quick(60000, 60000));
     std::thread reader([&] { EXPECT_EQ(Read(*client), GC_ERR_ABORT); });
     EXPECT_TRUE(Becomes([&] { return !device.Commands().empty(); }));
-    const Stopwatch watch;
     client->Interrupt();
     reader.join();
-    EXPECT_LT(watch.Milliseconds(), 150);
     answering = true;
     EXPECT_EQ(Read(*client), GC_ERR_ABORT);
     EXPECT_EQ(Read(*client, Effort::Last), GC_ERR_SUCCESS);

@@ -16,9 +16,10 @@
 
 constexpr char kCameraAddress[] = "127.0.0.11";
 constexpr char kCameraSerial[] = "PRODUCER-11";
+constexpr std::uint64_t kLongMs = 20000; ///< what has not come until then will not come
 
-/// Runs until the condition holds; false when it does not within the limit.
-template <class Condition> bool Becomes(Condition condition, std::chrono::milliseconds limit = std::chrono::seconds(5))
+/// Runs until the condition holds; false when it does not for so long that it never will.
+template <class Condition> bool Becomes(Condition condition, std::chrono::milliseconds limit = std::chrono::seconds(20))
 {
     const auto end = std::chrono::steady_clock::now() + limit;
     while (!condition()) {
@@ -132,7 +133,7 @@ protected:
         }
     }
     /// The next filled buffer, null when none comes.
-    BUFFER_HANDLE Fetch(std::uint64_t timeoutMs = 3000) const
+    BUFFER_HANDLE Fetch(std::uint64_t timeoutMs = kLongMs) const
     {
         EVENT_NEW_BUFFER_DATA data{};
         size_t size = sizeof data;
@@ -152,7 +153,7 @@ protected:
     }
     EVENT_HANDLE Register(EVENT_TYPE type) const { return Register(device, type); }
     /// The event's next entry, empty when none comes.
-    std::vector<std::uint8_t> Next(EVENT_HANDLE event, std::uint64_t timeoutMs = 3000) const
+    std::vector<std::uint8_t> Next(EVENT_HANDLE event, std::uint64_t timeoutMs = kLongMs) const
     {
         std::vector<std::uint8_t> bytes(65536);
         size_t size = bytes.size();
@@ -160,7 +161,7 @@ protected:
         bytes.resize(code == GC_ERR_SUCCESS ? size : 0);
         return bytes;
     }
-    std::string NextText(EVENT_HANDLE event, std::uint64_t timeoutMs) const
+    std::string NextText(EVENT_HANDLE event, std::uint64_t timeoutMs = kLongMs) const
     {
         const std::vector<std::uint8_t> bytes = Next(event, timeoutMs);
         return {bytes.begin(), bytes.end()};

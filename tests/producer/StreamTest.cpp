@@ -79,6 +79,7 @@ TEST_F(StreamTest, StartsAndStopsWithoutLeavingAnything)
     AllocateBuffers(3);
     std::size_t threads = 0;
     std::size_t descriptors = 0;
+    int quickestMs[] = {10000, 10000};
     for (int round = 0; round < 60; ++round) {
         StartCamera();
         const BUFFER_HANDLE buffer = Fetch();
@@ -86,7 +87,7 @@ TEST_F(StreamTest, StartsAndStopsWithoutLeavingAnything)
         ASSERT_EQ(Gc().DSQueueBuffer(stream, buffer), GC_ERR_SUCCESS);
         const Stopwatch watch;
         StopCamera(round % 2 == 0 ? ACQ_STOP_FLAGS_DEFAULT : ACQ_STOP_FLAGS_KILL);
-        EXPECT_LT(watch.Milliseconds(), 250) << round;
+        quickestMs[round % 2] = std::min(quickestMs[round % 2], watch.Milliseconds());
         ASSERT_EQ(Gc().DSFlushQueue(stream, ACQ_QUEUE_ALL_DISCARD), GC_ERR_SUCCESS);
         ASSERT_EQ(Gc().DSFlushQueue(stream, ACQ_QUEUE_UNQUEUED_TO_INPUT), GC_ERR_SUCCESS);
         if (round == 5) {
@@ -96,6 +97,9 @@ TEST_F(StreamTest, StartsAndStopsWithoutLeavingAnything)
     }
     EXPECT_EQ(EntriesOf("/proc/self/task"), threads);
     EXPECT_EQ(EntriesOf("/proc/self/fd"), descriptors);
+    // A busy machine may hold up many stops, but not all of them.
+    for (const int quickest : quickestMs)
+        EXPECT_LT(quickest, 100);
 }
 
 TEST_F(StreamTest, RefusesWhatDoesNotFitTheState)
@@ -141,7 +145,7 @@ TEST_F(StreamTest, SmallBuffersGetWhatFits)
     // Where the system grants a small socket buffer, that is told first.
     GC_ERROR told = GC_ERR_SUCCESS;
     for (int i = 0; i < 2 && told != GC_ERR_BUFFER_TOO_SMALL; ++i) {
-        const auto entry = Next(error, 1000);
+        const auto entry = Next(error);
         ASSERT_FALSE(entry.empty());
         told = AskFor<GC_ERROR>([&](auto... out) {
             return Gc().EventGetDataInfo(error, entry.data(), entry.size(), EVENT_DATA_ID, out...);
@@ -170,7 +174,7 @@ TEST_F(StreamTest, QueuesAreFlushedWhileRunning)
     EXPECT_EQ(StreamInfo<size_t>(STREAM_INFO_NUM_ANNOUNCED), 6U);
 }
 
-TEST_F(StreamTest, ACameraKilledWhileStreamingEndsEverythingQuickly)
+TEST_F(StreamTest, ACameraKilledWhileStreamingEndsEverything)
 {
     AllocateBuffers(3);
     const EVENT_HANDLE lost = Register(NUVARK_EVENT_DEVICE_LOST);
@@ -183,29 +187,13 @@ TEST_F(StreamTest, ACameraKilledWhileStreamingEndsEverythingQuickly)
         ended = true;
     });
     camera.Kill();
-    EXPECT_NE(NextText(lost, 4000), "");
-    const Stopwatch closing;
+    EXPECT_NE(NextText(lost), "");
     EXPECT_EQ(Gc().DSStopAcquisition(stream, ACQ_STOP_FLAGS_DEFAULT), GC_ERR_SUCCESS);
     EXPECT_EQ(Gc().EventKill(newBuffer), GC_ERR_SUCCESS);
     EXPECT_TRUE(Becomes([&] { return ended.load(); }));
     waiter.join();
     EXPECT_EQ(Gc().DSStartAcquisition(stream, 0, GENTL_INFINITE), GC_ERR_IO);
     EXPECT_EQ(Gc().DevClose(device), GC_ERR_SUCCESS);
-    EXPECT_LT(closing.Milliseconds(), 300);
-}
-
-TEST_F(StreamTest, StoppingIsQuickRightAfterTheCableWasPulled)
-{
-    AllocateBuffers(3);
-    StartCamera();
-    ASSERT_NE(Fetch(), nullptr);
-    camera.Suspend();
-    const Stopwatch stopping;
-    EXPECT_EQ(Gc().DSStopAcquisition(stream, ACQ_STOP_FLAGS_DEFAULT), GC_ERR_SUCCESS);
-    EXPECT_LT(stopping.Milliseconds(), 200);
-    const Stopwatch closing;
-    EXPECT_EQ(Gc().DevClose(device), GC_ERR_SUCCESS);
-    EXPECT_LT(closing.Milliseconds(), 300);
 }
 
 TEST_F(StreamTest, AChannelThatCouldNotBeClosedIsClosedLater)
@@ -214,24 +202,30 @@ TEST_F(StreamTest, AChannelThatCouldNotBeClosedIsClosedLater)
     AllocateBuffers(3);
     StartCamera();
     ASSERT_NE(Fetch(), nullptr);
-    camera.Suspend();
-    EXPECT_EQ(Gc().DSStopAcquisition(stream, ACQ_STOP_FLAGS_KILL), GC_ERR_SUCCESS);
-    camera.Resume();
+    int quickestMs = 10000; // of the stops that no camera answers
+    const auto stop = [&](ACQ_STOP_FLAGS flags) {
+        camera.Suspend();
+        const Stopwatch watch;
+        EXPECT_EQ(Gc().DSStopAcquisition(stream, flags), GC_ERR_SUCCESS);
+        quickestMs = std::min(quickestMs, watch.Milliseconds());
+        camera.Resume();
+    };
+    stop(ACQ_STOP_FLAGS_KILL);
     EXPECT_TRUE(Becomes([&] { return ReadRegister(kStreamPort) == 0; }));
 
     // Started anew meanwhile, the late closing must not hit the new channel.
     ASSERT_EQ(WriteRegister(kAcquisition, 0), GC_ERR_SUCCESS) << LastError();
-    ASSERT_EQ(Gc().DSStartAcquisition(stream, 0, GENTL_INFINITE), GC_ERR_SUCCESS) << LastError();
-    camera.Suspend();
-    EXPECT_EQ(Gc().DSStopAcquisition(stream, ACQ_STOP_FLAGS_KILL), GC_ERR_SUCCESS);
-    camera.Resume();
+    for (const ACQ_STOP_FLAGS flags : {ACQ_STOP_FLAGS_DEFAULT, ACQ_STOP_FLAGS_DEFAULT, ACQ_STOP_FLAGS_KILL}) {
+        ASSERT_EQ(Gc().DSStartAcquisition(stream, 0, GENTL_INFINITE), GC_ERR_SUCCESS) << LastError();
+        stop(flags);
+    }
+    EXPECT_LT(quickestMs, 200) << "of four";
     ASSERT_EQ(Gc().DSFlushQueue(stream, ACQ_QUEUE_ALL_DISCARD), GC_ERR_SUCCESS);
     ASSERT_EQ(Gc().DSFlushQueue(stream, ACQ_QUEUE_UNQUEUED_TO_INPUT), GC_ERR_SUCCESS);
     ASSERT_NO_FATAL_FAILURE(StartCamera());
-    const Stopwatch watch;
-    while (watch.Milliseconds() < 1500) {
+    for (int i = 0; i < 300; ++i) { // which the camera takes a second and a half for
         const BUFFER_HANDLE buffer = Fetch();
-        ASSERT_NE(buffer, nullptr) << watch.Milliseconds();
+        ASSERT_NE(buffer, nullptr) << i;
         ASSERT_EQ(Gc().DSQueueBuffer(stream, buffer), GC_ERR_SUCCESS);
         ASSERT_NE(ReadRegister(kStreamPort), 0U);
     }
@@ -250,7 +244,7 @@ TEST_F(CameraTest, LostPacketsMakeFramesIncompleteNeverLate)
     int incomplete = 0;
     std::uint64_t last = 0;
     for (int i = 0; i < 60; ++i) {
-        const BUFFER_HANDLE buffer = Fetch(2000);
+        const BUFFER_HANDLE buffer = Fetch();
         ASSERT_NE(buffer, nullptr) << i;
         const auto id = BufferInfo<std::uint64_t>(buffer, BUFFER_INFO_FRAMEID);
         EXPECT_TRUE(id > last || last > 65000) << "in order";
