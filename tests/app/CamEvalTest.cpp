@@ -36,7 +36,7 @@ protected:
     }
     bool Reaches(SessionState state)
     {
-        return WaitFor([&] { return window.Manager().CurrentSession()->State() == state; }, 5000);
+        return WaitFor([&] { return window.Manager().CurrentSession()->State() == state; });
     }
     void Connect()
     {

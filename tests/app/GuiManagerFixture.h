@@ -117,7 +117,7 @@ protected:
     Session *Session_() { return window.Manager().CurrentSession(); }
     bool Reaches(SessionState state)
     {
-        return WaitFor([&] { return Session_() && Session_()->State() == state; }, 5000);
+        return WaitFor([&] { return Session_() && Session_()->State() == state; });
     }
 
     scripted::Device device;

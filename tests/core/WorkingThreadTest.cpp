@@ -182,27 +182,20 @@ private:
     bool m_wake GUARDED_BY(m_wakeMutex) = false;
 };
 
-TEST(WorkingThread, ASubclassWakesItsBlockedWorkWhenStopped)
+TEST(WorkingThread, ASubclassWakesItsBlockedWorkWhenStoppedAndWhenTerminated)
 {
     WithinLimit([] {
         BlockedWorker worker;
-        for (int run = 0; run < 3; ++run) {
+        for (int run = 1; run <= 3; ++run) {
             worker.waiting = false;
             worker.Start();
             ASSERT_TRUE(Eventually([&] { return worker.waiting.load(); }));
-            ASSERT_TRUE(worker.Stop());
+            if (run < 3)
+                ASSERT_TRUE(worker.Stop());
+            else
+                worker.Terminate();
+            EXPECT_EQ(worker.stops, run);
         }
-    });
-}
-
-TEST(WorkingThread, TerminatingRunsTheSubclassesStop)
-{
-    WithinLimit([] {
-        BlockedWorker worker;
-        worker.Start();
-        ASSERT_TRUE(Eventually([&] { return worker.waiting.load(); }));
-        worker.Terminate();
-        EXPECT_EQ(worker.stops, 1);
     });
 }
 

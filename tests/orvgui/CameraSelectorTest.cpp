@@ -1,6 +1,7 @@
 #include "orvgui/OrvCameraSelectorDialog.h"
 #include "orvgui/SoftwareCamera.h"
 #include "support/GuiTest.h"
+#include "support/NoThreads.h"
 #include "support/ScriptedSystem.h"
 
 #include <gmock/gmock.h>
@@ -17,14 +18,11 @@
 #include <QtTest>
 
 #include <optional>
-#include <pthread.h>
 
 using OrvCam::DeviceState;
 
 namespace {
 
-constexpr int kMaxLatencyMs = 100;
-constexpr int kSearchPauseMs = 3000;
 const OrvCam::InterfaceDescription kUsb = {OrvCam::ORV_INTERFACE_U3V, "u3v", "USB", "Nuvark.cti"};
 
 /// A dialog over a scripted system, seen through its widgets.
@@ -145,30 +143,6 @@ TEST_F(CameraSelector, InterfacesWithoutCamerasAreOnlyNamedAsSearched)
     EXPECT_THAT(searched, HasSubstr("eth0"));
 }
 
-TEST_F(CameraSelector, TheWindowStaysAliveDuringALongSearch)
-{
-    constexpr int kSearchMs = 1000;
-    m_system.Find({Camera("1")});
-    m_system.TakeMs(kSearchMs);
-    QElapsedTimer sinceBeat;
-    qint64 longestMs = 0;
-    int beats = 0;
-    QTimer heart;
-    QObject::connect(&heart, &QTimer::timeout, [&] {
-        longestMs = qMax(longestMs, sinceBeat.restart());
-        ++beats;
-    });
-    Show();
-    QCoreApplication::processEvents(); // the first painting is no part of the search
-    sinceBeat.start();
-    heart.start(5);
-    ASSERT_TRUE(WaitFor([this] { return IsIdle(); }));
-    RecordProperty("longestPauseMs", int(longestMs));
-    EXPECT_LT(longestMs, kSearchMs / 2) << "a busy machine holds it up, but not for as long as the search takes";
-    EXPECT_GT(beats, 3);
-    EXPECT_EQ(Serials(), (Strings{"1"}));
-}
-
 TEST_F(CameraSelector, ARefreshKeepsSelectionAndScrollPosition)
 {
     scripted::System::Cameras cameras;
@@ -197,9 +171,9 @@ TEST_F(CameraSelector, ItSearchesAgainByItselfAndToleratesOneMiss)
     m_system.Find({Camera("1"), Camera("2")});
     Open();
     m_system.Find({Camera("2")});
-    ASSERT_TRUE(WaitFor([this] { return m_system.Searches() == 2 && IsIdle(); }, 10000));
+    ASSERT_TRUE(WaitFor([this] { return m_system.Searches() == 2 && IsIdle(); }));
     EXPECT_EQ(Serials(), (Strings{"1", "2"}));
-    ASSERT_TRUE(WaitFor([this] { return m_system.Searches() == 3 && IsIdle(); }, 10000));
+    ASSERT_TRUE(WaitFor([this] { return m_system.Searches() == 3 && IsIdle(); }));
     EXPECT_EQ(Serials(), (Strings{"2"}));
 }
 
@@ -414,11 +388,8 @@ TEST_F(CameraSelector, ClosingDuringASearchDoesNotWaitForIt)
     const int owned = qApp->children().size();
     Show();
     ASSERT_TRUE(WaitFor([this] { return m_system.InUse() == 1; }));
-    QElapsedTimer elapsed;
-    elapsed.start();
     m_dialog->reject();
     m_dialog.reset();
-    EXPECT_LT(elapsed.elapsed(), kMaxLatencyMs);
     EXPECT_EQ(m_system.InUse(), 1);
 
     // The search ends into nothing while a new dialog already searches.
@@ -440,14 +411,10 @@ TEST_F(CameraSelector, ARefreshDuringASearchIsFollowedByOneMoreAtOnce)
     ASSERT_TRUE(WaitFor([this] { return m_system.InUse() == 1; }));
     Find<QPushButton>("refresh")->click();
     QTest::keyClick(&*m_dialog, Qt::Key_F5);
-    QElapsedTimer elapsed;
-    elapsed.start();
     m_system.LetGo();
-    ASSERT_TRUE(WaitFor([this] { return m_system.Searches() == 3 && IsIdle(); }));
-    EXPECT_LT(elapsed.elapsed(), kSearchPauseMs) << "did not wait for its turn";
+    ASSERT_TRUE(WaitFor([this] { return IsIdle(); }));
+    EXPECT_EQ(m_system.Searches(), 3) << "one more without a pause, and only one";
     EXPECT_EQ(Serials(), (Strings{"2"})) << "the list is exact";
-    ASSERT_TRUE(WaitFor([this] { return m_system.Searches() == 4; }, 2 * kSearchPauseMs));
-    EXPECT_GE(elapsed.elapsed(), kSearchPauseMs / 2) << "and only one more";
 }
 
 TEST_F(CameraSelector, WhatCamerasSayIsNotMarkup)
@@ -483,30 +450,6 @@ TEST_F(CameraSelector, WhatCamerasSayIsNotMarkup)
     std::string searched = asShown(Find<QLabel>("searched")->text());
     EXPECT_THAT(QString::fromStdString(searched).replace(QChar::Nbsp, ' ').toStdString(), HasSubstr(hostile));
 }
-
-/// Makes every new thread fail: its stack is larger than the address space.
-class NoThreads {
-public:
-    NoThreads()
-    {
-        pthread_getattr_default_np(&m_before);
-        pthread_attr_t huge;
-        pthread_getattr_default_np(&huge);
-        pthread_attr_setstacksize(&huge, std::size_t{1} << 47);
-        pthread_setattr_default_np(&huge);
-        pthread_attr_destroy(&huge);
-    }
-    ~NoThreads()
-    {
-        pthread_setattr_default_np(&m_before);
-        pthread_attr_destroy(&m_before);
-    }
-    NoThreads(const NoThreads &) = delete;
-    NoThreads &operator=(const NoThreads &) = delete;
-
-private:
-    pthread_attr_t m_before;
-};
 
 TEST_F(CameraSelector, ASystemWithoutThreadsIsToldAndSurvived)
 {

@@ -112,7 +112,7 @@ TEST_F(SetAddress, WhereTheNetworkIsNotKnownAnyHostsAddressIsTaken)
 
 TEST_F(SetAddress, TheCameraIsAskedBesideTheWindow)
 {
-    m_system.TakeMs(300);
+    m_system.Hold();
     Open();
     SetButton()->click();
     EXPECT_TRUE(m_system.Forced().empty()) << "the click does not wait";
@@ -120,6 +120,7 @@ TEST_F(SetAddress, TheCameraIsAskedBesideTheWindow)
     EXPECT_FALSE(SetButton()->isEnabled());
     m_dialog->reject();
     EXPECT_TRUE(m_dialog->isVisible()) << "what was asked for is not left alone";
+    m_system.LetGo();
     ASSERT_TRUE(WaitFor([&] { return !m_dialog->isVisible(); }));
     EXPECT_EQ(m_dialog->result(), QDialog::Accepted);
     EXPECT_THAT(m_system.Forced(), ElementsAre("7 10.0.0.20 255.255.255.0 0.0.0.0"));

@@ -63,19 +63,6 @@ TEST_F(ParamTable, WhatCannotBeReadIsNotAvailable)
     EXPECT_EQ(Cell(1, 1), "n/a");
 }
 
-TEST_F(ParamTable, ShowsNothingButTextAndCannotBeEdited)
-{
-    m_panel.AddTableParam(m_view, "Count", &m_component, nullptr);
-    for (const int role : {Qt::EditRole, Qt::DecorationRole, Qt::ToolTipRole})
-        EXPECT_FALSE(m_model.data(m_model.index(0, 1), role).isValid()) << role;
-    EXPECT_FALSE(m_model.data(QModelIndex()).isValid());
-    EXPECT_FALSE(m_model.flags(m_model.index(0, 1)) & Qt::ItemIsEditable);
-    EXPECT_EQ(m_model.headerData(0, Qt::Horizontal), "Parameter");
-    EXPECT_EQ(m_model.headerData(1, Qt::Horizontal), "Value");
-    EXPECT_FALSE(m_model.headerData(0, Qt::Vertical).isValid());
-    EXPECT_FALSE(m_model.headerData(0, Qt::Horizontal, Qt::DecorationRole).isValid());
-}
-
 TEST_F(ParamTable, AChangeMakesTheViewReadThatRowOnly)
 {
     m_panel.AddTableParam(m_view, "FpsAvg", &m_component, nullptr);

@@ -235,17 +235,4 @@ TEST_F(Binding, WidgetsCanBeBoundAgainToTheNextSessionsComponent)
     EXPECT_EQ(m_component.writes, 1) << "one edit, one write";
 }
 
-TEST_F(Binding, LookUpsFindTheFirstLink)
-{
-    m_panel.AddIntegerEdit(Edit("count"), "Count", "%d", &m_component);
-    m_panel.AddParamLink("Count", Edit("again"), &m_component, 3, nullptr);
-    EXPECT_EQ(m_panel.GetControlForParam("Count").control, "count");
-    EXPECT_STREQ(m_panel.GetControlForParam("Count").format, "%d");
-    EXPECT_EQ(m_panel.GetParamForControl("again").param, "Count");
-    EXPECT_EQ(m_panel.GetParamForControl("again").row, 3);
-    EXPECT_EQ(m_panel.GetParamForControl("nobody").component, nullptr);
-    EXPECT_EQ(m_panel.GetControlForParam("Nothing").component, nullptr);
-    EXPECT_FALSE(m_panel.HasParam("count"));
-}
-
 } // namespace

@@ -75,7 +75,7 @@ TEST(PanelThreads, TheLastOfManyChangesIsShown)
     }
     {
         const ChangingWorker worker(&component);
-        ASSERT_TRUE(WaitFor([&] { return worker.rounds > 200; }, 20000));
+        ASSERT_TRUE(WaitFor([&] { return worker.rounds > 200; }));
     }
     component.Set("Count", "77");
     EXPECT_TRUE(WaitFor([&] { return edits[0]->text() == "77" && edits[1]->text() == "77"; }));

@@ -16,8 +16,8 @@
 /// QT_QPA_PLATFORM says otherwise, and keeps settings and logs of the tests in a temporary folder, away from the
 /// user's.
 
-/// Runs the event loop until the condition holds. False when it still does not after `timeoutMs`. GUI thread.
-template <class Condition> bool WaitFor(Condition condition, int timeoutMs = 5000)
+/// Runs the event loop until the condition holds; false when it does not for so long that it never will. GUI thread.
+template <class Condition> bool WaitFor(Condition condition, int timeoutMs = 20000)
 {
     constexpr int kSliceMs = 5;
     QElapsedTimer elapsed;

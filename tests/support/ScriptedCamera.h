@@ -145,6 +145,7 @@ public:
     {
         const orv::MutexLock lock(m_mutex);
         m_statistics = statistics;
+        m_statisticsWereAsked = false;
     }
 
     /// Fills a free buffer and makes it the next that GetBuffer yields; false when none is free.

@@ -53,9 +53,8 @@ public:
         orv::MutexLock lock(m_mutex);
         m_hasProducer = false;
     }
-    void TakeMs(int delayMs) { m_delayMs = delayMs; }
 
-    /// Searches stay under way until LetGo().
+    /// Searches and forced addresses stay under way until LetGo().
     void Hold() EXCLUDES(m_mutex)
     {
         orv::MutexLock lock(m_mutex);
@@ -75,7 +74,6 @@ public:
     OrvCam::InterfaceList *GetInterfaceList(unsigned int) override EXCLUDES(m_mutex)
     {
         ++m_inUse;
-        std::this_thread::sleep_for(std::chrono::milliseconds(m_delayMs));
         orv::MutexLock lock(m_mutex);
         while (m_held)
             m_letGo.Wait(m_mutex);
@@ -99,8 +97,9 @@ public:
     int ForceAddress(const OrvCam::DeviceDescription &device, const std::string &address, const std::string &subnetMask,
                      const std::string &gateway) override EXCLUDES(m_mutex)
     {
-        std::this_thread::sleep_for(std::chrono::milliseconds(m_delayMs));
         orv::MutexLock lock(m_mutex);
+        while (m_held)
+            m_letGo.Wait(m_mutex);
         m_forced.push_back(device.serial + " " + address + " " + subnetMask + " " + gateway);
         return forceStatus;
     }
@@ -169,7 +168,6 @@ private:
     std::vector<Interface> m_interfaces GUARDED_BY(m_mutex);
     bool m_hasProducer GUARDED_BY(m_mutex) = true;
     bool m_held GUARDED_BY(m_mutex) = false;
-    std::atomic<int> m_delayMs{0};
     std::atomic<int> m_inUse{0};
     std::atomic<int> m_searches{0};
 };
