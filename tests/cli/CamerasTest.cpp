@@ -15,13 +15,10 @@ class Cameras : public CliTest {};
 
 TEST_F(Cameras, NoneIsAnExitCodeOfItsOwn)
 {
-    for (const char *command : {"list", "info", "features", "xml", "stream", "events"}) {
-        SCOPED_TRACE(command);
-        const ProgramRun run = Orvcam({command});
-        EXPECT_EQ(4, run.exitCode);
-        EXPECT_EQ("", run.output);
-        EXPECT_THAT(run.errors, HasSubstr("no camera was found"));
-    }
+    const ProgramRun run = Orvcam({"list"});
+    EXPECT_EQ(4, run.exitCode);
+    EXPECT_EQ("", run.output);
+    EXPECT_THAT(run.errors, HasSubstr("no camera was found"));
     const ProgramRun doctor = Orvcam({"doctor", "--json"});
     EXPECT_EQ(3, doctor.exitCode) << "the test's network has the loopback alone";
     EXPECT_EQ("\"no-interface\"", Member(doctor.output, "cause"));
@@ -112,26 +109,12 @@ TEST_F(Cameras, WithoutANameTheBestIsMeant)
     }
 }
 
-TEST_F(Cameras, AnAmbiguousNameListsTheMatches)
-{
-    Open(Small("ONE"));
-    Open(Small("TWO"));
-    const ProgramRun run = Orvcam({"xml", "Cam"});
-    EXPECT_EQ(7, run.exitCode);
-    EXPECT_EQ("", run.output);
-    EXPECT_THAT(run.errors, HasSubstr("ONE"));
-    EXPECT_THAT(run.errors, HasSubstr("TWO"));
-}
-
 TEST_F(Cameras, OneThatAnotherHoldsIsBusyAndCanStillBeRead)
 {
     Open(Small("ONE"));
     orvsim::ForeignProgram holder;
     ASSERT_TRUE(holder.Start({ORVCAM_PROGRAM, "stream", "ONE"}));
-    const auto isHeld = [] { return Member(Orvcam({"list", "--json"}).output, "state") == "\"busy\""; };
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!isHeld() && std::chrono::steady_clock::now() < end) {
-    }
+    EXPECT_TRUE(Eventually([] { return Member(Orvcam({"list", "--json"}).output, "state") == "\"busy\""; }));
     const struct {
         std::vector<std::string> words;
         int exitCode;
@@ -139,6 +122,8 @@ TEST_F(Cameras, OneThatAnotherHoldsIsBusyAndCanStillBeRead)
         {{"stream", "ONE", "--frames", "1"}, 5},
         {{"features", "ONE", "--set", "Gain=1"}, 5},
         {{"events", "ONE", "--seconds", "1"}, 5},
+        {{"stream", "ONE", "--json"}, 5},
+        {{"events", "ONE", "--json"}, 5},
         {{"force-ip", "ONE", "127.0.0.28", "255.0.0.0"}, 5},
         {{"features", "ONE", "--get", "Width"}, 0},
         {{"info", "ONE"}, 0},
@@ -149,7 +134,8 @@ TEST_F(Cameras, OneThatAnotherHoldsIsBusyAndCanStillBeRead)
         const ProgramRun run = Orvcam(row.words);
         EXPECT_EQ(row.exitCode, run.exitCode) << run.errors;
         if (row.exitCode == 5) {
-            EXPECT_THAT(run.errors, HasSubstr("in use by another program"));
+            EXPECT_THAT(run.errors + run.output, HasSubstr("in use by another program"));
+            EXPECT_EQ(row.words.back() == "--json", Member(run.output, "exitCode") == "5");
         }
     }
     EXPECT_EQ("\"held-by-another\"", Member(Orvcam({"doctor", "ONE", "--json"}).output, "cause"));
@@ -188,8 +174,8 @@ TEST_F(Cameras, OfOthersAreListedReadSetAndStreamed)
     ForeignCamera camera;
     ASSERT_TRUE(camera.Start("127.0.0.12", "ORV12"));
     EXPECT_THAT(Orvcam({"list"}).output, HasSubstr("ORV12"));
-    const ProgramRun set =
-        Orvcam({"features", "ORV12", "--set", "Width=320", "--get", "Width", "--get", "PixelFormat"});
+    const ProgramRun set = Orvcam({"features", "ORV12", "--set", "AcquisitionFrameRate=100", "--set", "Width=320",
+                                   "--get", "Width", "--get", "PixelFormat"});
     EXPECT_EQ(0, set.exitCode) << set.errors;
     EXPECT_EQ("320\nMono8\n", set.output);
     EXPECT_THAT(Orvcam({"xml", "ORV12"}).output, HasSubstr("</RegisterDescription>"));

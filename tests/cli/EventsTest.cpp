@@ -4,7 +4,6 @@
 #include <arpa/inet.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -25,12 +24,11 @@ TEST_F(Events, OfTheCameraComeAsTheyHappen)
         std::vector<std::string> all = {ORVCAM_PROGRAM, "events", "--json", "--on"};
         all.insert(all.end(), words.begin(), words.end());
         ASSERT_TRUE(program.Start(all));
-        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        while (program.Output().empty() && std::chrono::steady_clock::now() < limit) {
+        EXPECT_TRUE(Eventually([&] {
             std::string problem;
             cameras[0]->Core().SetFeature("TestEventGenerate", "1", problem);
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
+            return !program.Output().empty();
+        }));
         program.Interrupt();
         EXPECT_EQ(0, program.Finish()) << program.Errors();
         EXPECT_EQ("\"" + words[0] + "\"", Member(program.Output(), "event"));
@@ -62,11 +60,11 @@ TEST_F(Events, OfARepeatedMessageAreToldOnce)
         return answer;
     };
     std::uint16_t port = 0; // of the program's message channel, once it has told the camera
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (port == 0 && std::chrono::steady_clock::now() < limit) {
+    EXPECT_TRUE(Eventually([&] {
         const std::vector<std::uint8_t> answer = send({0x42, 1, 0, 0x80, 0, 4, 0, 1, 0, 0, 0x0b, 0}, 0x7f000015, 3956);
         port = answer.size() < 12 ? std::uint16_t{0} : static_cast<std::uint16_t>(answer[10] << 8 | answer[11]);
-    }
+        return port != 0;
+    }));
     for (const std::uint8_t request : {77, 77, 77, 78}) {
         const std::vector<std::uint8_t> acknowledge =
             send({0x42, 1, 0, 0xc0, 0, 16, 0, request, 0, 0, 0x90, 2, 0, 0, 0, 5, 0, 0, 0, 0, 0, 0, 0x30, 0x39},
@@ -74,9 +72,7 @@ TEST_F(Events, OfARepeatedMessageAreToldOnce)
         EXPECT_EQ(8u, acknowledge.size());
     }
     close(socket);
-    const auto isTold = [&] { return testing::Matches(HasSubstr("\n{"))(program.Output()); };
-    while (!isTold() && std::chrono::steady_clock::now() < limit)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_TRUE(Eventually([&] { return program.Output().find("\n{") != std::string::npos; }));
     program.Interrupt();
     EXPECT_EQ(0, program.Finish()) << program.Errors();
     const std::string output = program.Output();
@@ -104,6 +100,7 @@ TEST_F(Events, TrafficIsCountedByChannel)
 
 TEST_F(Events, ForcedAddresses)
 {
+    Open(Small("TWO"));
     const struct {
         std::vector<std::string> words;
         int exitCode;
@@ -112,6 +109,8 @@ TEST_F(Events, ForcedAddresses)
         {{"ONE", "127.0.0.300", "255.0.0.0"}, 2, "127.0.0.300"},
         {{"ONE", "127.0.0.28", "255.0.255.0"}, 2, "255.0.255.0"},
         {{"ONE", "128.0.0.28", "255.0.0.0"}, 2, "127.0.0.0/8"},
+        {{"ONE", "127.0.0.1", "255.0.0.0"}, 2, "This computer itself"},
+        {{"ONE", "127.0.0.22", "255.0.0.0"}, 2, "Another camera"},
         {{"ONE", "128.0.0.28", "255.0.0.0", "--unchecked"}, 1, "did not confirm"},
         {{"NONE", "127.0.0.28", "255.0.0.0"}, 4, "NONE"},
         {{"ONE", "127.0.0.28", "255.0.0.0"}, 0, "is now at 127.0.0.28"},

@@ -35,30 +35,12 @@ TEST_F(Features, TreeShowsAccessValuesUnitsAndLimits)
 
 TEST_F(Features, ActionsAreDoneInTheirOrder)
 {
-    const ProgramRun run = Orvcam({"features",
-                                   "--get",
-                                   "Width",
-                                   "--set",
-                                   "Width=32",
-                                   "--get",
-                                   "Width",
-                                   "--set",
-                                   "ExposureTime=2500.5",
-                                   "--get",
-                                   "ExposureTime",
-                                   "--set=ReverseX=yes",
-                                   "--get",
-                                   "ReverseX",
-                                   "--set",
-                                   "DeviceUserID=a b",
-                                   "--get",
-                                   "DeviceUserID",
-                                   "--set",
-                                   "TriggerMode=On",
-                                   "--run",
-                                   "TriggerSoftware",
-                                   "--get",
-                                   "TriggerMode"});
+    std::vector<std::string> words = {"features", "--get", "Width", "--set", "Width=32", "--get", "Width"};
+    for (const char *more : {"--set=ExposureTime=2500.5", "--get=ExposureTime", "--set=ReverseX=yes", "--get=ReverseX",
+                             "--set=DeviceUserID=a b", "--get=DeviceUserID", "--set=TriggerMode=On",
+                             "--run=TriggerSoftware", "--get=TriggerMode"})
+        words.push_back(more);
+    const ProgramRun run = Orvcam(words);
     EXPECT_EQ(0, run.exitCode) << run.errors;
     EXPECT_EQ("64\n32\n2500.5\ntrue\na b\nOn\n", run.output);
     const ProgramRun json = Orvcam(

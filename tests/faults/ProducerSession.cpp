@@ -34,40 +34,12 @@ void ProducerSession::Check(GC_ERROR error, const char *what) const
 void ProducerSession::OpenDevice(const std::string &address)
 {
     Check(Gc().IFOpenDevice(m_interface, address.c_str(), DEVICE_ACCESS_CONTROL, &m_device), "IFOpenDevice");
-    Check(Gc().GCRegisterEvent(m_device, NUVARK_EVENT_DEVICE_LOST, &m_lost), "GCRegisterEvent");
 }
 
 void ProducerSession::CloseDevice()
 {
     Check(Gc().DevClose(m_device), "DevClose");
     m_device = m_stream = nullptr;
-}
-
-bool ProducerSession::Finds(const std::string &serial)
-{
-    Check(Gc().IFUpdateDeviceList(m_interface, nullptr, 500), "IFUpdateDeviceList");
-    std::uint32_t count = 0;
-    Check(Gc().IFGetNumDevices(m_interface, &count), "IFGetNumDevices");
-    for (std::uint32_t i = 0; i < count; ++i) {
-        std::array<char, 256> id{};
-        std::array<char, 256> text{};
-        size_t size = id.size();
-        Check(Gc().IFGetDeviceID(m_interface, i, id.data(), &size), "IFGetDeviceID");
-        INFO_DATATYPE type = INFO_DATATYPE_UNKNOWN;
-        size = text.size();
-        const GC_ERROR asked =
-            Gc().IFGetDeviceInfo(m_interface, id.data(), DEVICE_INFO_SERIAL_NUMBER, &type, text.data(), &size);
-        if (asked == GC_ERR_SUCCESS && serial == text.data())
-            return true;
-    }
-    return false;
-}
-
-std::string ProducerSession::WaitForLoss(std::uint64_t limitMs)
-{
-    std::array<char, 1024> reason{};
-    size_t size = reason.size();
-    return Gc().EventGetData(m_lost, reason.data(), &size, limitMs) == GC_ERR_SUCCESS ? reason.data() : "";
 }
 
 void ProducerSession::OpenStream(std::size_t buffers, std::size_t bytes)
@@ -123,12 +95,6 @@ void ProducerSession::Start()
 void ProducerSession::Stop()
 {
     Check(Gc().DSStopAcquisition(m_stream, ACQ_STOP_FLAGS_DEFAULT), "DSStopAcquisition");
-}
-
-void ProducerSession::CloseStream()
-{
-    Check(Gc().DSClose(m_stream), "DSClose");
-    m_stream = nullptr;
 }
 
 template <class Value> Value ProducerSession::BufferInfo(BUFFER_HANDLE buffer, BUFFER_INFO_CMD command) const

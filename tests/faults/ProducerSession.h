@@ -19,10 +19,6 @@ public:
 
     void OpenDevice(const std::string &address);
     void CloseDevice();
-    /// Searches the network; whether a camera of that serial number was found.
-    bool Finds(const std::string &serial);
-    /// Waits for the camera to be reported as lost. \return the reason, empty when it was not in time.
-    std::string WaitForLoss(std::uint64_t limitMs);
 
     void OpenStream(std::size_t buffers, std::size_t bytes);
     /// A feature of the stream module by its name.
@@ -30,7 +26,6 @@ public:
     std::int64_t StreamFeature(const std::string &name);
     void Start();
     void Stop();
-    void CloseStream();
 
     struct Frame {
         BUFFER_HANDLE handle = nullptr;
@@ -55,7 +50,6 @@ private:
     IF_HANDLE m_interface = nullptr;
     DEV_HANDLE m_device = nullptr;
     DS_HANDLE m_stream = nullptr;
-    EVENT_HANDLE m_lost = nullptr;
     EVENT_HANDLE m_newBuffer = nullptr;
     std::string m_description; ///< of the stream module
 };

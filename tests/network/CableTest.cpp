@@ -38,27 +38,6 @@ void ACameraOfAForeignSubnetIsListedAndMoved(Wire &wire)
     EXPECT_EQ(5, Figure(stream.output, "frames"));
 }
 
-void ATakenAddressIsNotForced(Wire &wire)
-{
-    ASSERT_EQ("", wire.Run("camera ip addr add 192.168.5.20/24 dev c0"));
-    ASSERT_EQ("", wire.StartCamera(std::string(kSmall) + "--camera --address 192.168.5.20 --serial FAR "
-                                                         "--camera --address 10.0.0.20 --serial NEAR"));
-    const struct {
-        const char *words;
-        const char *problem;
-    } kRows[] = {
-        {"10.0.0.1 255.255.255.0", "This computer itself"},
-        {"10.0.0.20 255.255.255.0", "Another camera"},
-        {"10.0.1.20 255.255.255.0", "interface's network"},
-        {"10.0.0.30 255.255.255.0 10.9.0.1", "gateway"},
-    };
-    for (const auto &row : kRows) {
-        const ProgramRun run = wire.Orvcam(std::string("force-ip FAR ") + row.words);
-        EXPECT_EQ(2, run.exitCode) << row.words;
-        EXPECT_THAT(run.errors, HasSubstr(row.problem));
-    }
-}
-
 void TheUnreachableOneOfTwoIsNamed(Wire &wire)
 {
     ASSERT_EQ("", wire.Run("camera ip addr add 192.168.5.20/24 dev c0"));
@@ -125,7 +104,6 @@ TEST(Cable, CarriesWhatItShould)
     if (const std::string why = WhyNoWires(); !why.empty())
         GTEST_SKIP() << why;
     RunOnWires({{"a camera of a foreign subnet is listed and moved", ACameraOfAForeignSubnetIsListedAndMoved},
-                {"a taken address is not forced", ATakenAddressIsNotForced},
                 {"the unreachable one of two is named", TheUnreachableOneOfTwoIsNamed},
                 {"packets are as large as the way carries", PacketsAreAsLargeAsTheWayCarries},
                 {"the holder is found", TheHolderIsFound},

@@ -132,24 +132,6 @@ TEST_F(CameraTest, ACameraHeldByAnotherProgramIsSeenAndRefused)
     EXPECT_EQ(OpenDevice(), GC_ERR_SUCCESS) << LastError();
 }
 
-TEST_F(CameraTest, TheDescriptionIsReadExactly)
-{
-    ASSERT_EQ(OpenDevice(), GC_ERR_SUCCESS) << LastError();
-    std::uint32_t count = 0;
-    ASSERT_EQ(Gc().GCGetNumPortURLs(port, &count), GC_ERR_SUCCESS);
-    EXPECT_EQ(count, 1U) << "the second URL register is empty";
-    const std::string xml = DescriptionOf(port);
-    EXPECT_THAT(xml, testing::StartsWith("<?xml"));
-    EXPECT_THAT(xml, testing::HasSubstr("</RegisterDescription>"));
-    EXPECT_EQ(xml.find('\0'), std::string::npos);
-    const std::string list = Ask([&](INFO_DATATYPE *, void *out, size_t *size) {
-        return Gc().GCGetPortURL(port, static_cast<char *>(out), size);
-    });
-    EXPECT_THAT(list, testing::StartsWith("local:arv-fake-camera.xml;"));
-    EXPECT_THAT(list, testing::HasSubstr("?SchemaVersion=1.0.0"));
-    EXPECT_EQ(Ask([&](auto... out) { return Gc().GCGetPortInfo(port, PORT_INFO_ID, out...); }), DeviceId());
-}
-
 TEST_F(CameraTest, RegistersTakeAnyLengthAndAlignment)
 {
     ASSERT_EQ(OpenDevice(), GC_ERR_SUCCESS) << LastError();

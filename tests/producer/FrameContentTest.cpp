@@ -1,8 +1,6 @@
 // What is in a delivered frame, and what is said of it.
 #include "AssemblerBench.h"
 
-#include <random>
-
 using namespace assembling;
 
 TEST(FrameContent, HolesAreZerosAndCounted)
@@ -342,33 +340,4 @@ TEST(FrameContent, PacketsUnderWrongNumbersAreRefused)
     bench.Whole(1);
     EXPECT_EQ(bench.sink.Summary(), "1");
     EXPECT_EQ(bench.assembler.Count().unusable, 3U);
-}
-
-TEST(FrameContent, RandomPacketsNeverLeaveTheBuffers)
-{
-    std::mt19937 random(4711);
-    const auto any = [&](std::uint32_t limit) { return static_cast<std::uint32_t>(random() % limit); };
-    for (int round = 0; round < 200; ++round) {
-        Bench bench({1 + any(200), 1000, round % 2 == 1, round % 3 != 0});
-        for (int i = 0; i < 100; ++i) {
-            std::vector<std::uint8_t> content(any(48));
-            for (std::uint8_t &byte : content)
-                byte = static_cast<std::uint8_t>(random());
-            if (content.size() >= 4 && any(2) == 0) {
-                content[2] = any(2) == 0 ? 0x40 : 0x00;
-                content[3] = static_cast<std::uint8_t>(any(11));
-            }
-            const std::uint32_t id = any(4) == 0 ? random() : any(8);
-            bench.Send(Packet(any(2) == 0, any(10) == 0 ? 0x800C : 0, static_cast<std::uint8_t>(any(9)), 1 + any(4), id,
-                              content));
-            bench.Wait(static_cast<int>(any(20)));
-            (void)bench.Requests();
-        }
-        bench.assembler.DeliverAll();
-        for (const Delivered &frame : bench.sink.frames) {
-            ASSERT_LE(frame.info.dataSize, frame.data.size());
-            ASSERT_LE(frame.info.sizeFilled, frame.info.dataSize);
-            ASSERT_LE(frame.info.chunkPayloadSize, frame.info.sizeFilled);
-        }
-    }
 }
