@@ -46,22 +46,19 @@ std::string GuidOf(const std::string &text)
 void OpenRoot(XmlWriter &xml, const DescriptionHead &head, const std::string &content)
 {
     const std::string product = head.vendor + "/" + head.model;
-    XmlWriter::Attributes attributes = {{"ModelName", IdentifierOf(head.model)},
-                                        {"VendorName", IdentifierOf(head.vendor)}};
-    if (!head.toolTip.empty())
-        attributes.emplace_back("ToolTip", head.toolTip);
-    const XmlWriter::Attributes rest = {{"StandardNameSpace", head.standardNameSpace},
-                                        {"SchemaMajorVersion", "1"},
-                                        {"SchemaMinorVersion", "1"},
-                                        {"SchemaSubMinorVersion", "0"},
-                                        {"MajorVersion", std::to_string(head.majorVersion)},
-                                        {"MinorVersion", std::to_string(head.minorVersion)},
-                                        {"SubMinorVersion", std::to_string(head.subMinorVersion)},
-                                        {"ProductGuid", GuidOf(product)},
-                                        {"VersionGuid", GuidOf(product + content)},
-                                        {"xmlns", "http://www.genicam.org/GenApi/Version_1_1"}};
-    attributes.insert(attributes.end(), rest.begin(), rest.end());
-    xml.Open("RegisterDescription", attributes);
+    xml.Open("RegisterDescription", {{"ModelName", IdentifierOf(head.model)},
+                                     {"VendorName", IdentifierOf(head.vendor)},
+                                     {"ToolTip", head.toolTip},
+                                     {"StandardNameSpace", "GEV"},
+                                     {"SchemaMajorVersion", "1"},
+                                     {"SchemaMinorVersion", "1"},
+                                     {"SchemaSubMinorVersion", "0"},
+                                     {"MajorVersion", "1"},
+                                     {"MinorVersion", "0"},
+                                     {"SubMinorVersion", "0"},
+                                     {"ProductGuid", GuidOf(product)},
+                                     {"VersionGuid", GuidOf(product + content)},
+                                     {"xmlns", "http://www.genicam.org/GenApi/Version_1_1"}});
 }
 
 std::vector<std::string> CategoriesOf(const FeatureTable &table)

@@ -9,11 +9,7 @@ namespace orvsim {
 struct DescriptionHead {
     std::string vendor;
     std::string model;
-    int majorVersion = 1;
-    int minorVersion = 0;
-    int subMinorVersion = 0;
-    std::string standardNameSpace = "GEV";
-    std::string toolTip = {};
+    std::string toolTip;
 };
 
 /// The GenICam description (schema 1.1) of a table whose registers are placed: the category tree, a node per feature,

@@ -29,12 +29,12 @@ struct EnumerationEntry {
     std::string name;
     std::int64_t value = 0;
     std::string toolTip = {};
-    std::function<bool()> isAvailable = {}; ///< null: always
 };
 
 /// Where the value lies. Slot: a register of its own that the feature table places.
 struct Slot {};
-/// A register that somebody else put into the register space; the feature's own functions are not used.
+/// A register that somebody else put into the register space; the feature's own functions are not used. Texts are
+/// read-only.
 struct RegisterField {
     std::uint32_t address = 0;
     std::uint32_t length = 4; ///< bytes
@@ -55,13 +55,13 @@ struct EventField {
     std::uint32_t length = 8;
     std::uint32_t extendedOffset = 0; ///< not below `offset`
 };
-/// Computed by the host; read-only. The variables are features of the same table or of `hidden` integers.
+/// An Integer that the host computes; read-only. The variables are features of the same table or of `hidden` integers.
 struct Formula {
     std::string text;                                           ///< every operation in parentheses
     std::vector<std::pair<std::string, std::string>> variables; ///< name in the formula, name of the feature
 };
-/// A Float that the host converts from and to the integer in its slot (getInteger, setInteger, integerRange). Its own
-/// getFloat and setFloat, where given, serve the access by text.
+/// A read-only Float that the host converts from the integer in its slot (getInteger, integerRange). Its own getFloat
+/// serves the access by text. The schema wants the way back as well.
 struct Scaled {
     std::string toRegister;   ///< of FROM
     std::string fromRegister; ///< of TO
@@ -70,8 +70,8 @@ using FeatureSource = std::variant<Slot, RegisterField, ChunkField, EventField, 
 
 /// One feature of the camera: a row that makes its registers, its node in the description and its option name.
 ///
-/// The functions run with the camera's mutex held and must not block. A setter gets only values within the range and of
-/// available entries, and only when the feature is neither locked nor unavailable.
+/// The functions run with the camera's mutex held and must not block. A setter gets only values within the range or of
+/// entries, and only when the feature is neither locked nor unavailable.
 struct Feature {
     std::string name;
     std::string category; ///< of the category tree's second level: "AnalogControl"
@@ -83,7 +83,7 @@ struct Feature {
     std::string representation = {}; ///< as the schema spells it: "Linear", "HexNumber", "IPV4Address"; empty: none
     FeatureSource source = Slot{};
 
-    std::function<std::int64_t()> getInteger = {};        ///< Integer, Enumeration, Boolean; Command: 1 while it runs
+    std::function<std::int64_t()> getInteger = {};        ///< Integer, Enumeration, Boolean
     std::function<Outcome(std::int64_t)> setInteger = {}; ///< Command: runs it
     std::function<IntegerRange()> integerRange = {};      ///< Integer
     std::uint32_t integerBytes = 4; ///< 4 (unsigned unless the range starts below 0) or 8 (signed)
@@ -102,8 +102,8 @@ struct Feature {
     std::function<bool()> isAvailable = {}; ///< null: always
     std::function<bool()> isLocked = {};    ///< null: never
     std::vector<std::string> selects = {};  ///< names of the features that this one, a selector, chooses among
-    /// Names of features whose change can change this one's value, range, availability, lock or entries. Selectors and
-    /// the lock while streaming need not be listed.
+    /// Names of features whose change can change this one's value, range, availability or lock. Selectors and the lock
+    /// while streaming need not be listed.
     std::vector<std::string> dependsOn = {};
     bool isHidden = false; ///< a node that others refer to; in no category
     /// Not a name of the standard feature naming; names that begin with "Sim" are custom without it.

@@ -2,7 +2,7 @@
 
 #include "simulator/features/NumberText.h"
 
-#include <cmath>
+#include <algorithm>
 #include <limits>
 
 namespace orvsim {
@@ -12,20 +12,15 @@ namespace {
 std::string EntryNames(const Feature &feature)
 {
     std::string names;
-    for (const EnumerationEntry &entry : feature.entries) {
-        if (!entry.isAvailable || entry.isAvailable())
-            names += (names.empty() ? "" : ", ") + entry.name;
-    }
+    for (const EnumerationEntry &entry : feature.entries)
+        names += (names.empty() ? "" : ", ") + entry.name;
     return names;
 }
 
-bool IsOpenEntry(const Feature &feature, std::int64_t value)
+bool IsEntry(const Feature &feature, std::int64_t value)
 {
-    for (const EnumerationEntry &entry : feature.entries) {
-        if (entry.value == value)
-            return !entry.isAvailable || entry.isAvailable();
-    }
-    return false;
+    return std::any_of(feature.entries.begin(), feature.entries.end(),
+                       [value](const EnumerationEntry &entry) { return entry.value == value; });
 }
 
 bool IsWithin(const IntegerRange &range, std::int64_t value)
@@ -46,7 +41,7 @@ bool IsAllowed(const Feature &feature, std::int64_t value)
 {
     switch (feature.type) {
     case FeatureType::Enumeration:
-        return IsOpenEntry(feature, value);
+        return IsEntry(feature, value);
     case FeatureType::Boolean:
         return value == 0 || value == 1;
     case FeatureType::Command:
@@ -65,17 +60,13 @@ std::string IntegerSpan(const Feature &feature)
 
 std::string FloatSpan(const Feature &feature)
 {
-    if (!feature.floatRange)
-        return "must be a finite number";
     const FloatRange range = feature.floatRange();
     return "must be " + TextOf(range.minimum) + " to " + TextOf(range.maximum);
 }
 
 Outcome Finish(Outcome outcome, std::string &problem)
 {
-    if (outcome == Outcome::Busy)
-        problem = "cannot be set just now";
-    else if (outcome != Outcome::Ok)
+    if (outcome != Outcome::Ok)
         problem = "was refused by the camera";
     return outcome;
 }
@@ -122,58 +113,49 @@ std::string AllowedValues(const Feature &feature)
         return "must be 1 to run";
     case FeatureType::Float:
         return FloatSpan(feature);
+    case FeatureType::String:
+        return "must be at most " + std::to_string(feature.textBytes) + " bytes";
     default:
         return IntegerSpan(feature);
     }
 }
 
-Outcome CheckInteger(const Feature &feature, std::int64_t value, std::string &problem)
-{
-    if (IsAllowed(feature, value))
-        return Outcome::Ok;
-    problem = feature.type == FeatureType::Float ? IntegerSpan(feature) : AllowedValues(feature);
-    return Outcome::InvalidValue;
-}
+namespace {
 
-Outcome CheckFloat(const Feature &feature, double value, std::string &problem)
+/// All checks, then the setter.
+template <class Check, class Setter>
+Outcome Set(const Feature &feature, Check isAllowed, Setter set, std::string &problem)
 {
-    const bool isInRange = !feature.floatRange || IsWithin(feature.floatRange(), value);
-    if (std::isfinite(value) && isInRange)
-        return Outcome::Ok;
+    const Outcome writable = CheckWritable(feature, problem);
+    if (writable != Outcome::Ok)
+        return writable;
+    if (isAllowed())
+        return Finish(set(), problem);
     problem = AllowedValues(feature);
     return Outcome::InvalidValue;
 }
 
-Outcome CheckText(const Feature &feature, const std::string &value, std::string &problem)
-{
-    if (value.size() <= feature.textBytes)
-        return Outcome::Ok;
-    problem = "must be at most " + std::to_string(feature.textBytes) + " bytes";
-    return Outcome::InvalidValue;
-}
+} // namespace
 
 Outcome SetInteger(const Feature &feature, std::int64_t value, std::string &problem)
 {
-    Outcome outcome = CheckWritable(feature, problem);
-    if (outcome == Outcome::Ok)
-        outcome = CheckInteger(feature, value, problem);
-    return outcome == Outcome::Ok ? Finish(feature.setInteger(value), problem) : outcome;
+    const auto isAllowed = [&] { return IsAllowed(feature, value); };
+    return Set(
+        feature, isAllowed, [&] { return feature.setInteger(value); }, problem);
 }
 
 Outcome SetFloat(const Feature &feature, double value, std::string &problem)
 {
-    Outcome outcome = CheckWritable(feature, problem);
-    if (outcome == Outcome::Ok)
-        outcome = CheckFloat(feature, value, problem);
-    return outcome == Outcome::Ok ? Finish(feature.setFloat(value), problem) : outcome;
+    const auto isAllowed = [&] { return IsWithin(feature.floatRange(), value); };
+    return Set(
+        feature, isAllowed, [&] { return feature.setFloat(value); }, problem);
 }
 
 Outcome SetString(const Feature &feature, const std::string &value, std::string &problem)
 {
-    Outcome outcome = CheckWritable(feature, problem);
-    if (outcome == Outcome::Ok)
-        outcome = CheckText(feature, value, problem);
-    return outcome == Outcome::Ok ? Finish(feature.setText(value), problem) : outcome;
+    const auto isAllowed = [&] { return value.size() <= feature.textBytes; };
+    return Set(
+        feature, isAllowed, [&] { return feature.setText(value); }, problem);
 }
 
 } // namespace orvsim

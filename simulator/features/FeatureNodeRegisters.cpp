@@ -129,9 +129,8 @@ RegisterNode FeatureNodes::ValueRegisterOf(const Feature &feature) const
     node.length = slots.valueBytes;
     node.isSigned = slots.isSigned;
     node.access = feature.access;
-    node.isReadable = feature.type == FeatureType::Command && feature.getInteger != nullptr;
     node.isVolatile = feature.isVolatile || feature.type == FeatureType::Command;
-    node.pollingMs = feature.type == FeatureType::Command ? 0 : feature.pollingMs; // those stand in the command's node
+    node.pollingMs = feature.pollingMs;
     node.invalidators = InvalidatorsOf(feature);
     if (const auto *field = std::get_if<RegisterField>(&feature.source)) {
         const bool isWhole = field->lowBit == 0 && field->highBit == static_cast<int>(field->length) * 8 - 1;
@@ -208,8 +207,6 @@ void FeatureNodes::WriteStateRegisters(const Feature &feature)
             node.invalidators.emplace_back(kStreamLock);
         WriteRegister(m_xml, node);
     }
-    if (slots.entries != 0)
-        WriteRegister(m_xml, StateRegisterOf(feature, "_EntriesReg", slots.entries, 8));
 }
 
 } // namespace orvsim

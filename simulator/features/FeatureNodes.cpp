@@ -23,11 +23,6 @@ const char *VisibilityText(Visibility visibility)
     }
 }
 
-std::string ConditionName(const Feature &feature, const EnumerationEntry &entry)
-{
-    return feature.name + "_" + entry.name + "_Available";
-}
-
 } // namespace
 
 void FeatureNodes::Write(const Feature &feature)
@@ -63,7 +58,6 @@ void FeatureNodes::Write(const Feature &feature)
     }
     WriteLimitRegisters(feature);
     WriteStateRegisters(feature);
-    WriteEntryConditions(feature);
 }
 
 void FeatureNodes::OpenNode(const std::string &tag, const Feature &feature)
@@ -163,8 +157,6 @@ void FeatureNodes::WriteEntry(const Feature &feature, const EnumerationEntry &en
 {
     m_xml.Open("EnumEntry", {{"Name", entry.name}, {"NameSpace", NameSpaceOf(feature)}});
     m_xml.OptionalLeaf("ToolTip", entry.toolTip);
-    if (entry.isAvailable)
-        m_xml.Leaf("pIsAvailable", ConditionName(feature, entry));
     m_xml.Leaf("Value", TextOf(entry.value));
     m_xml.Close();
 }
@@ -180,19 +172,6 @@ void FeatureNodes::WriteEnumeration(const Feature &feature)
     m_xml.Close();
 }
 
-void FeatureNodes::WriteEntryConditions(const Feature &feature)
-{
-    for (std::size_t i = 0; i < feature.entries.size(); ++i) {
-        if (!feature.entries[i].isAvailable)
-            continue;
-        m_xml.Open("IntSwissKnife", {{"Name", ConditionName(feature, feature.entries[i])}, {"NameSpace", "Custom"}});
-        m_xml.Leaf("Visibility", "Invisible");
-        m_xml.Leaf("pVariable", feature.name + "_EntriesReg", {{"Name", "MASK"}});
-        m_xml.Leaf("Formula", "((MASK >> " + std::to_string(i) + ") & 1)");
-        m_xml.Close();
-    }
-}
-
 void FeatureNodes::WriteBoolean(const Feature &feature)
 {
     OpenNode("Boolean", feature);
@@ -200,7 +179,6 @@ void FeatureNodes::WriteBoolean(const Feature &feature)
     m_xml.Leaf("pValue", feature.name + "_Reg");
     m_xml.Leaf("OnValue", "1");
     m_xml.Leaf("OffValue", "0");
-    m_xml.Leaves("pSelected", feature.selects);
     m_xml.Close();
 }
 
@@ -209,8 +187,6 @@ void FeatureNodes::WriteCommand(const Feature &feature)
     OpenNode("Command", feature);
     m_xml.Leaf("pValue", feature.name + "_Reg");
     m_xml.Leaf("CommandValue", "1");
-    if (feature.pollingMs > 0)
-        m_xml.Leaf("PollingTime", std::to_string(feature.pollingMs));
     m_xml.Close();
 }
 
@@ -224,8 +200,8 @@ void FeatureNodes::WriteString(const Feature &feature)
 
 void FeatureNodes::WriteFormula(const Feature &feature, const Formula &formula)
 {
-    assert(feature.type == FeatureType::Integer || feature.type == FeatureType::Float);
-    OpenNode(feature.type == FeatureType::Float ? "SwissKnife" : "IntSwissKnife", feature);
+    assert(feature.type == FeatureType::Integer);
+    OpenNode("IntSwissKnife", feature);
     m_xml.Leaves("pInvalidator", InvalidatorsOf(feature));
     for (const auto &[variable, target] : formula.variables) {
         assert(m_table.Find(target) != nullptr);

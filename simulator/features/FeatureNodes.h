@@ -46,7 +46,6 @@ private:
     void WriteEventShift(const std::string &name, const EventField &field);
     void WriteStateRegisters(const Feature &feature);
     void WriteLimitRegisters(const Feature &feature);
-    void WriteEntryConditions(const Feature &feature);
 
     RegisterNode ValueRegisterOf(const Feature &feature) const;
     RegisterNode StateRegisterOf(const Feature &feature, const char *suffix, std::uint32_t address,

@@ -13,7 +13,6 @@ namespace {
 
 constexpr std::uint32_t kFlagBytes = 4;
 constexpr std::uint32_t kFloatBytes = 8;
-constexpr std::uint32_t kMaskBytes = 8;
 
 std::uint64_t BitsOf(double value)
 {
@@ -37,9 +36,7 @@ RegisterAccess AccessOf(const Feature &feature)
     case FeatureAccess::ReadWrite:
         return RegisterAccess::ReadWrite;
     default:
-        // A command that can tell whether it still runs is read for that.
-        return feature.type == FeatureType::Command && feature.getInteger ? RegisterAccess::ReadWrite
-                                                                          : RegisterAccess::WriteOnly;
+        return RegisterAccess::WriteOnly;
     }
 }
 
@@ -70,7 +67,6 @@ private:
     void AddValue(const Feature &feature, FeatureSlots &slots);
     void AddIntegerValue(const Feature &feature, const FeatureSlots &slots);
     void AddRange(const Feature &feature, FeatureSlots &slots);
-    void AddEntries(const Feature &feature, FeatureSlots &slots);
 
     RegisterSpace &m_space;
     std::uint32_t m_next;
@@ -91,7 +87,6 @@ FeatureSlots Placer::Place(const Feature &feature)
     slots.isSigned = HoldsInteger(feature) && (slots.valueBytes == 8 || RangeOf(feature).minimum < 0);
     AddValue(feature, slots);
     AddRange(feature, slots);
-    AddEntries(feature, slots);
     return slots;
 }
 
@@ -103,7 +98,6 @@ FeatureSlots Placer::PlaceBeside(const Feature &feature, const RegisterField &fi
     const bool isWhole = field.lowBit == 0 && field.highBit == 63;
     slots.isSigned = HoldsInteger(feature) && (isWhole || (feature.integerRange && RangeOf(feature).minimum < 0));
     AddRange(feature, slots);
-    AddEntries(feature, slots);
     return slots;
 }
 
@@ -162,24 +156,6 @@ void Placer::AddRange(const Feature &feature, FeatureSlots &slots)
     }
 }
 
-void Placer::AddEntries(const Feature &feature, FeatureSlots &slots)
-{
-    bool isAnyConditional = false;
-    for (const EnumerationEntry &entry : feature.entries)
-        isAnyConditional = isAnyConditional || entry.isAvailable;
-    if (!isAnyConditional)
-        return;
-    assert(feature.entries.size() <= 64);
-    slots.entries = AddReadable(kMaskBytes, [&feature] {
-        std::uint64_t mask = 0;
-        for (std::size_t i = 0; i < feature.entries.size(); ++i) {
-            const EnumerationEntry &entry = feature.entries[i];
-            mask |= std::uint64_t{!entry.isAvailable || entry.isAvailable()} << i;
-        }
-        return mask;
-    });
-}
-
 void Placer::PlaceFlags(const Feature &feature, FeatureSlots &slots)
 {
     if (feature.isAvailable)
@@ -228,11 +204,6 @@ void UseField(Feature &feature, RegisterSpace &space, const RegisterField &field
     feature.getText = [&space, field] {
         const std::vector<std::uint8_t> bytes = BytesOf(space, field);
         return std::string(bytes.begin(), std::find(bytes.begin(), bytes.end(), std::uint8_t{0}));
-    };
-    feature.setText = [&space, field](const std::string &text) {
-        std::vector<std::uint8_t> bytes(text.begin(), text.end());
-        bytes.resize(field.length);
-        return space.Write(field.address, field.length, bytes.data());
     };
     feature.getInteger = [&space, field] {
         return static_cast<std::int64_t>((WordOf(space, field) & MaskOf(field)) >> field.lowBit);

@@ -58,24 +58,8 @@ Outcome SetFloatText(const Feature &feature, const std::string &text, std::strin
     return SetFloat(feature, value.value_or(std::numeric_limits<double>::quiet_NaN()), problem);
 }
 
-bool CanSet(const Feature &feature)
-{
-    switch (feature.type) {
-    case FeatureType::Float:
-        return feature.setFloat != nullptr;
-    case FeatureType::String:
-        return feature.setText != nullptr;
-    default:
-        return feature.setInteger != nullptr;
-    }
-}
-
 Outcome SetAny(const Feature &feature, const std::string &text, std::string &problem)
 {
-    if (feature.access != FeatureAccess::ReadOnly && !CanSet(feature)) {
-        problem = "cannot be set by text";
-        return Outcome::ReadOnly;
-    }
     switch (feature.type) {
     case FeatureType::Command:
         return SetInteger(feature, 1, problem);

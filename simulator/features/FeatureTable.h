@@ -22,7 +22,6 @@ struct FeatureSlots {
     std::uint32_t increment = 0;
     std::uint32_t isAvailable = 0; ///< 4 bytes, 0 or 1
     std::uint32_t isLocked = 0;    ///< 4 bytes, 0 or 1
-    std::uint32_t entries = 0;     ///< 8 bytes: bit n is set when entry number n (in order) is available
 };
 
 /// All features of a camera in the order of the description, with access by name and by register.
@@ -50,7 +49,7 @@ public:
     const FeatureSlots &SlotsOf(const std::string &name) const;
 
     /// The value as text: integers decimal, floats with a decimal point, entries by name, booleans 0 or 1. Empty for
-    /// commands and for sources that the core does not hold: chunks, events, and formulas whose row has no getter.
+    /// commands and for sources that the core does not hold: chunks, events and formulas.
     std::string GetText(const std::string &name) const;
     /// Sets by text, with the same checks as through the registers. A command is run whatever the text.
     /// \param problem  what was wrong, in words, when the outcome is not Ok.

@@ -9,9 +9,7 @@ enum class Outcome {
     BadAlignment, ///< address or size not a multiple of 4
     ReadOnly,     ///< or locked at the moment
     WriteOnly,
-    InvalidValue,
-    Busy,
-    Refused ///< by a fault that was asked for
+    InvalidValue
 };
 
 } // namespace orvsim

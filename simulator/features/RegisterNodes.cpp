@@ -44,7 +44,7 @@ std::string AccessModeOf(const RegisterNode &node)
 {
     if (node.access == FeatureAccess::ReadOnly)
         return "RO";
-    return node.access == FeatureAccess::WriteOnly && !node.isReadable ? "WO" : "RW";
+    return node.access == FeatureAccess::WriteOnly ? "WO" : "RW";
 }
 
 void WriteRegisterBlock(XmlWriter &xml, const RegisterNode &node)

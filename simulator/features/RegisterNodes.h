@@ -20,7 +20,6 @@ struct RegisterNode {
     std::string addressShift = {}; ///< node whose value is added to the address; empty: none
     std::uint32_t length = 4;      ///< bytes
     FeatureAccess access = FeatureAccess::ReadOnly;
-    bool isReadable = true; ///< of a write-only feature: whether its register can be read all the same
     std::string port = "Device";
     bool isSigned = false;
     /// A part of the register, 0 the least significant bit of the big-endian number; all of it when nothing.

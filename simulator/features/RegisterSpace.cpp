@@ -148,18 +148,12 @@ Outcome RegisterSpace::Read(std::uint32_t address, std::uint32_t size, std::uint
     const std::uint64_t end = std::uint64_t{address} + size;
     for (std::uint64_t position = address; outcome == Outcome::Ok && position < end;) {
         const Register *reg = Find(static_cast<std::uint32_t>(position));
-        std::uint32_t length = 4; // of a gap: word after word
-        if (reg != nullptr) {
-            const Part part = PartOf(*reg, position, end);
-            outcome = ReadPart(*reg, part, bytes);
-            length = part.length;
-        } else if (m_gaps == Gaps::ReadAsZero) {
-            std::memset(bytes, 0, length);
-        } else {
-            outcome = Outcome::NoSuchAddress;
-        }
-        bytes += length;
-        position += length;
+        if (reg == nullptr)
+            return Outcome::NoSuchAddress;
+        const Part part = PartOf(*reg, position, end);
+        outcome = ReadPart(*reg, part, bytes);
+        bytes += part.length;
+        position += part.length;
     }
     return outcome;
 }

@@ -28,10 +28,6 @@ struct Register {
 /// whole; what cannot be read counts as zero. Not locked: the camera holds its mutex around every access.
 class RegisterSpace {
 public:
-    /// What reading an address without a register answers: real devices differ. Writing there is always refused.
-    enum class Gaps { Refuse, ReadAsZero };
-    explicit RegisterSpace(Gaps gaps = Gaps::Refuse) : m_gaps(gaps) {}
-
     /// The register must not overlap another.
     void Add(Register reg);
     /// A number of 4 or 8 bytes.
@@ -51,7 +47,6 @@ public:
 private:
     const Register *Find(std::uint32_t address) const;
 
-    const Gaps m_gaps;
     std::map<std::uint32_t, Register> m_registers; // by address
 };
 

@@ -26,10 +26,6 @@ GvcpStatus StatusOf(Outcome outcome)
         return GvcpStatus::AccessDenied;
     case Outcome::InvalidValue:
         return GvcpStatus::InvalidParameter;
-    case Outcome::Busy:
-        return GvcpStatus::Busy;
-    case Outcome::Refused:
-        return GvcpStatus::AccessDenied;
     }
     return GvcpStatus::Error;
 }

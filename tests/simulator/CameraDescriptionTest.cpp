@@ -1,11 +1,13 @@
 // The real camera's description, in the eyes of a checker and of somebody else's GenApi.
 #include "simulator/core/ChunkTable.h"
 #include "simulator/features/FeatureNodes.h"
+#include "simulator/features/NumberText.h"
 #include "simulator/gige/GigeCamera.h"
 #include "simulator/gige/Gvcp.h"
 
 #include "tests/simulator/DescriptionChecks.h"
 #include "tests/simulator/GenApiBridge.h"
+#include "tests/simulator/XmlTree.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -38,6 +40,8 @@ protected:
         gige.legacy = GetParam().isLegacy;
         gige.multiPart = !GetParam().isColour;
         camera = std::make_unique<GigeCamera>(options, gige);
+        std::string error;
+        EXPECT_TRUE(ParseXml(camera->Core().DescriptionXml(), root, error)) << error;
         bridge = std::make_unique<GenApiBridge>(
             camera->Core().DescriptionXml(),
             [this](auto address, auto size, auto *bytes) { return camera->Core().Read(address, size, bytes); },
@@ -46,16 +50,37 @@ protected:
             });
     }
 
+    const XmlElement &Node(const std::string &name) const { return root.Named(name); }
     bool IsHeldByTheCore(const std::string &name) { return !camera->Core().GetFeature(name).empty(); }
 
     std::unique_ptr<GigeCamera> camera;
     std::unique_ptr<GenApiBridge> bridge;
+    XmlElement root;
 };
 
 TEST_P(CameraDescription, KeepsTheRules)
 {
     EXPECT_THAT(DescriptionProblems(camera->Core().DescriptionXml()), testing::IsEmpty());
     EXPECT_EQ(bridge->KindOf("GevGVSPExtendedIDMode").empty(), GetParam().isLegacy) << "of version 2";
+}
+
+// What a consumer shows or keeps by.
+TEST_P(CameraDescription, NodesLookAsTheirRowsSay)
+{
+    const char *const cases[][3] = {
+        {"Width", "Streamable", "Yes"},
+        {"Width", "Unit", "px"},
+        {"GevSCPSPacketSize", "DisplayName", "Gev SCPS Packet Size"},
+        {"TLParamsLocked", "Visibility", "Invisible"},
+        {"ExposureTime", "Representation", "Logarithmic"},
+        {"DeviceTemperature_Reg", "Cachable", "NoCache"},
+        {"DeviceTemperature_Reg", "PollingTime", "2000"},
+        {"GainSelector", "pSelected", "Gain"},
+    };
+    for (const auto &[node, tag, text] : cases)
+        EXPECT_EQ(Node(node).TextOf(tag), text) << node << " " << tag;
+    EXPECT_EQ(Node("Width").attributes.at("NameSpace"), "Standard");
+    EXPECT_EQ(Node("SimDropRate").attributes.at("NameSpace"), "Custom");
 }
 
 TEST_P(CameraDescription, EveryFeatureReadsAsTheCoreHoldsIt)
@@ -94,8 +119,10 @@ TEST_P(CameraDescription, EveryFeatureTakesItsOwnValueBack)
     }
 }
 
+// Registers are cached: whatever a write changes must say so to be seen.
 TEST_P(CameraDescription, LimitsFollowFromOtherFeatures)
 {
+    bridge->CacheRegisters();
     EXPECT_EQ(bridge->FloatRangeOf("DeviceTemperature").minimum, -40);
     EXPECT_EQ(bridge->FloatRangeOf("DeviceTemperature").maximum, 125) << "behind a conversion";
     EXPECT_EQ(bridge->IntegerRangeOf("OffsetX").maximum, 0);
@@ -133,50 +160,43 @@ TEST_P(CameraDescription, TheFastestRateOfALimitedLinkFollowsFromThePackets)
     }
 }
 
-TEST_P(CameraDescription, EventsAreReadInTheFormTheyCome)
+/// Big-endian, as the register of that name says, and `shift` bytes farther behind.
+std::uint64_t NumberIn(const std::vector<std::uint8_t> &data, const XmlElement &reg, std::size_t shift = 0)
 {
-    orv::ByteWriter frame;
-    frame.U64(0x1122);
-    const auto data = frame.Take();
+    const std::size_t begin = static_cast<std::size_t>(IntegerFrom(reg.TextOf("Address")).value_or(-1)) + shift;
+    const std::size_t length = static_cast<std::size_t>(IntegerFrom(reg.TextOf("Length")).value_or(-1));
+    std::uint64_t number = 0;
+    for (std::size_t i = begin; i < begin + length; ++i)
+        number = number << 8 | data.at(i);
+    return number;
+}
+
+TEST_P(CameraDescription, EventsLieWhereItSaysInBothForms)
+{
     EventMessage message;
     message.eventId = 0x9007; // FrameEnd
     message.blockId = 7;
     message.timestamp = 0x123456789;
-    message.data = {data.data(), data.size()};
+    const std::vector<std::uint8_t> frame = {0, 0, 0, 0, 0, 0, 0x11, 0x22};
+    message.data = {frame.data(), frame.size()};
     for (const bool isExtended : {false, true}) {
         if (isExtended && GetParam().isLegacy)
             continue;
-        SCOPED_TRACE(isExtended ? "extended" : "standard");
-        if (isExtended) {
-            ASSERT_TRUE(bridge->Set("GevGVSPExtendedIDMode", "On")) << bridge->Error();
-        }
         const Datagram datagram = MakeEvent(message, 1, isExtended, false);
-        bridge->Attach("EventPort_9007", {datagram.begin() + kGvcpHeaderSize, datagram.end()});
-        EXPECT_EQ(bridge->Get("EventFrameEndTimestamp"), std::to_string(0x123456789)) << bridge->Error();
-        EXPECT_EQ(bridge->Get("EventFrameEndFrameID"), std::to_string(0x1122)) << bridge->Error();
+        const std::vector<std::uint8_t> item(datagram.begin() + kGvcpHeaderSize, datagram.end());
+        for (const auto &[name, value] : {std::pair<std::string, std::uint64_t>{"EventFrameEndTimestamp", 0x123456789},
+                                          {"EventFrameEndFrameID", 0x1122}}) {
+            const XmlElement &reg = Node(name + "_Reg");
+            unsigned shift = 0; // of the extended form
+            EXPECT_EQ(std::sscanf(Node(reg.TextOf("pAddress")).TextOf("Formula").c_str(), "(FORM * %u)", &shift),
+                      GetParam().isLegacy ? EOF : 1);
+            EXPECT_EQ(NumberIn(item, reg, isExtended ? shift : 0), value) << name;
+            EXPECT_EQ(Node(reg.TextOf("pPort")).TextOf("EventID"), "9007");
+        }
     }
 }
 
-/// Reads chunks from the end, as a receiver does: length, identifier, data. \return data by identifier.
-std::map<std::uint32_t, std::vector<std::uint8_t>> ChunksIn(const std::vector<std::uint8_t> &payload)
-{
-    std::map<std::uint32_t, std::vector<std::uint8_t>> chunks;
-    const auto begin = payload.begin();
-    std::ptrdiff_t end = static_cast<std::ptrdiff_t>(payload.size());
-    while (end >= 8) {
-        orv::ByteReader tail({&payload[static_cast<std::size_t>(end) - 8], 8});
-        const std::uint32_t id = tail.U32();
-        const std::ptrdiff_t length = tail.U32();
-        if (length > end - 8)
-            return {};
-        chunks[id] = {begin + (end - 8 - length), begin + (end - 8)};
-        end -= 8 + length;
-    }
-    EXPECT_EQ(end, 0);
-    return chunks;
-}
-
-TEST_P(CameraDescription, ChunksAreReadInTheFormTheyCome)
+TEST_P(CameraDescription, ChunksLieWhereItSays)
 {
     CameraState state{CameraOptions()};
     state.hasChunks = true;
@@ -188,28 +208,51 @@ TEST_P(CameraDescription, ChunksAreReadInTheFormTheyCome)
     values.pixelFormat = 0x01080009;
     values.frame.width = 320;
     values.frame.gainDb = 1.5;
-    values.frame.exposureUs = 250.25;
+    std::map<std::string, std::uint64_t> expected = {
+        {"Timestamp", values.timestampNs}, {"FrameID", 12}, {"CounterValue", 34},
+        {"PixelFormat", 0x01080009},       {"Width", 320},  {"Gain", 0x3ff8000000000000}}; // 1.5
     const std::vector<std::uint8_t> image(1000, 0xab);
     std::vector<std::uint8_t> payload = image;
     AppendChunks(state, values, payload);
     EXPECT_EQ(payload.size(), image.size() + ChunkBytes(state));
-    const auto chunks = ChunksIn(payload);
+    std::map<std::string, std::vector<std::uint8_t>> chunks; // read from the end: data, identifier, length
+    for (std::size_t end = payload.size(); end >= 8;) {
+        orv::ByteReader tail({&payload[end - 8], 8});
+        const std::uint32_t id = tail.U32();
+        const std::size_t length = tail.U32();
+        ASSERT_LE(length, end - 8);
+        const auto begin = payload.begin() + static_cast<std::ptrdiff_t>(end - 8 - length);
+        chunks[ChunkPortName(id)] = {begin, begin + static_cast<std::ptrdiff_t>(length)};
+        end -= 8 + length;
+    }
     EXPECT_EQ(chunks.size(), kChunkKinds - 1);
-    EXPECT_EQ(chunks.at(0x0001), image);
-    for (const auto &[id, data] : chunks)
-        bridge->Attach(ChunkPortName(id), data);
-    const std::pair<const char *, std::string> texts[] = {
-        {"ChunkTimestamp", std::to_string(values.timestampNs)},
-        {"ChunkFrameID", "12"},
-        {"ChunkCounterValue", "34"},
-        {"ChunkPixelFormat", std::to_string(0x01080009)},
-        {"ChunkWidth", "320"},
-        {"ChunkGain", "1.5"},
-        {"ChunkExposureTime", "250.25"},
-        {"ChunkHeight", ""},
+    EXPECT_EQ(chunks.at(ChunkPortName(1)), image);
+    for (const auto &[name, value] : expected) {
+        const XmlElement &reg = Node("Chunk" + name + "_Reg");
+        EXPECT_EQ(NumberIn(chunks.at(reg.TextOf("pPort")), reg), value) << name;
+    }
+}
+
+TEST(DescriptionChecks, FindWhatIsWrong)
+{
+    GigeCamera camera{CameraOptions(), GigeOptions()};
+    const char *const faults[][3] = {
+        {"</Category>", "", "not well formed"},
+        {"<Integer Name=\"Height\"", "<Integer Name=\"Width\"", "Width: the name is there twice"},
+        {"<pPort>Device<", "<pPort>Devise<", "'Devise', which does not exist"},
+        {"<Length>4</Length>", "", "something is missing"},
+        {"<pValue>Width_Reg<", "<Unit>px</Unit><pValue>Width_Reg<", "not at its place"},
+        {"<Visibility>Guru<", "<Visibility>Nobody<", "<Visibility> says 'Nobody'"},
+        {"((HIGH &lt;&lt; 32) | LOW)", "(HIGH &lt;&lt; 32 | LOW)", "not read alike"},
+        {"(TO / 100.0)", "(FROM / 100.0)", "not read alike"},
+        {"Name=\"LOW\"", "Name=\"E\"", "cannot be called 'E'"},
     };
-    for (const auto &[name, text] : texts)
-        EXPECT_EQ(bridge->Get(name), text) << name << bridge->Error();
+    for (const auto &[piece, replacement, problem] : faults) {
+        std::string xml = camera.Core().DescriptionXml();
+        ASSERT_NE(xml.find(piece), std::string::npos) << piece;
+        xml.replace(xml.find(piece), std::string(piece).size(), replacement);
+        EXPECT_THAT(DescriptionProblems(xml), testing::Contains(testing::HasSubstr(problem))) << piece;
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Cameras, CameraDescription, testing::ValuesIn(kKinds),

@@ -1,19 +1,98 @@
 #include "tests/simulator/DescriptionChecks.h"
 
-#include "simulator/features/NumberText.h"
-#include "tests/simulator/SchemaOrder.h"
 #include "tests/simulator/XmlTree.h"
 
+#include <iterator>
 #include <map>
-#include <optional>
 #include <regex>
 #include <set>
+#include <sstream>
 
 namespace orvsim {
 
 namespace {
 
 using Problems = std::vector<std::string>;
+
+// The schema's order of what descriptions here are made of; whatever else it knows is added with its first use.
+// a|b: one of them, *: any number, !: at least one.
+const std::string kHead =
+    "ToolTip Description DisplayName Visibility EventID pIsImplemented pIsAvailable pIsLocked ImposedAccessMode ";
+const std::string kNode = kHead + "pInvalidator* ";
+const std::string kRegister = kHead + "Streamable Address|pAddress*! Length! AccessMode! pPort! Cachable PollingTime "
+                                      "pInvalidator* ";
+const std::string kLimits = "Min|pMin Max|pMax Inc|pInc Unit Representation ";
+const std::string kLook = "Unit Representation DisplayNotation DisplayPrecision ";
+
+const std::map<std::string, std::string> kOrders = {
+    {"Category", kNode + "pFeature*"},
+    {"Integer", kNode + "Streamable pValue! " + kLimits + "pSelected*"},
+    {"Float", kNode + "Streamable pValue! " + kLimits},
+    {"Boolean", kNode + "Streamable pValue! OnValue OffValue"},
+    {"Enumeration", kNode + "Streamable EnumEntry*! pValue! pSelected* PollingTime"},
+    {"EnumEntry", kNode + "Value!"},
+    {"Command", kNode + "pValue! CommandValue! PollingTime"},
+    {"IntReg", kRegister + "Sign Endianess! Unit Representation"},
+    {"MaskedIntReg", kRegister + "Bit|LSB! MSB Sign Endianess! Unit Representation"},
+    {"FloatReg", kRegister + "Endianess! " + kLook},
+    {"StringReg", kRegister},
+    {"Converter", kNode + "Streamable pVariable* FormulaTo! FormulaFrom! pValue! " + kLook + "Slope"},
+    {"SwissKnife", kNode + "pVariable* Formula! " + kLook},
+    {"IntSwissKnife", kNode + "pVariable* Formula! Unit Representation"},
+    {"Port", kNode + "ChunkID SwapEndianess CacheChunkData"},
+};
+
+const std::map<std::string, std::string> kSpellings = {
+    {"Visibility", "Beginner Expert Guru Invisible"},
+    {"AccessMode", "RO RW WO"},
+    {"Cachable", "NoCache WriteThrough WriteAround"},
+    {"Sign", "Signed Unsigned"},
+    {"Endianess", "BigEndian LittleEndian"},
+    {"Streamable", "Yes No"},
+    {"Representation", "Linear Logarithmic Boolean PureNumber HexNumber IPV4Address MACAddress"},
+    {"OnValue", "1"},
+    {"OffValue", "0"},
+};
+
+std::set<std::string> Split(const std::string &text)
+{
+    std::istringstream words(text);
+    return {std::istream_iterator<std::string>(words), {}};
+}
+
+/// What the tags of a node's children, each with a blank behind it, must match.
+std::regex OrderOf(const std::string &nodeTag)
+{
+    std::string form;
+    std::istringstream words(kOrders.at(nodeTag));
+    for (std::string word; words >> word;) {
+        const bool isRequired = word.back() == '!';
+        word.erase(word.find_last_not_of('!') + 1);
+        const bool isRepeatable = word.back() == '*';
+        word.erase(word.find_last_not_of('*') + 1);
+        form += "(?:(?:" + word + ") )" + (isRequired ? (isRepeatable ? "+" : "") : (isRepeatable ? "*" : "?"));
+    }
+    return std::regex(form);
+}
+
+void CheckOrder(const XmlElement &node, Problems &problems)
+{
+    std::string tags;
+    for (const XmlElement &child : node.children)
+        tags += child.tag + " ";
+    if (!std::regex_match(tags, OrderOf(node.tag)))
+        problems.push_back(node.Name() + ": something is missing or not at its place: " + tags);
+}
+
+void CheckSpelling(const XmlElement &node, Problems &problems)
+{
+    for (const XmlElement &child : node.children) {
+        const auto allowed = kSpellings.find(child.tag);
+        if (allowed != kSpellings.end() && Split(allowed->second).count(child.text) == 0)
+            problems.push_back(node.Name() + ": <" + child.tag + "> says '" + child.text + "'");
+    }
+}
+
 constexpr const char *kNameSpace = "http://www.genicam.org/GenApi/Version_1_1";
 
 void CheckRoot(const XmlElement &root, Problems &problems)
@@ -42,7 +121,7 @@ std::map<std::string, const XmlElement *> NodesOf(const XmlElement &root, Proble
 {
     std::map<std::string, const XmlElement *> nodes;
     for (const XmlElement &child : root.children) {
-        if (!IsNodeTag(child.tag))
+        if (kOrders.count(child.tag) == 0)
             problems.push_back(child.Name() + ": <" + child.tag + "> is no node");
         else if (child.Name().empty())
             problems.push_back("<" + child.tag + "> has no name");
@@ -63,8 +142,6 @@ void CheckReferences(const std::map<std::string, const XmlElement *> &nodes, con
             problems.push_back(where + "refers to '" + child.text + "', which does not exist");
         else if ((child.tag == "pPort") != (target->second->tag == "Port"))
             problems.push_back(where + "refers to a " + target->second->tag);
-        if (child.tag == "pSelected" && node.tag == "Boolean")
-            problems.push_back(where + "makes a selector of a Boolean");
     }
 }
 
@@ -105,96 +182,12 @@ void CheckFormulas(const XmlElement &node, Problems &problems)
     }
 }
 
-void CheckEnumeration(const XmlElement &node, Problems &problems)
-{
-    std::set<std::string> names;
-    std::set<std::string> values;
-    for (const XmlElement &child : node.children) {
-        if (child.tag != "EnumEntry")
-            continue;
-        if (!names.insert(child.Name()).second)
-            problems.push_back(node.Name() + ": two entries are called " + child.Name());
-        if (!values.insert(child.TextOf("Value")).second)
-            problems.push_back(node.Name() + ": two entries have the value " + child.TextOf("Value"));
-        if (!IntegerFrom(child.TextOf("Value")).has_value())
-            problems.push_back(node.Name() + ": entry " + child.Name() + " has no whole number");
-    }
-}
-
-void CheckBits(const XmlElement &node, std::int64_t bits, Problems &problems)
-{
-    const bool isSingle = node.Has("Bit");
-    const std::int64_t lsb = IntegerFrom(node.TextOf(isSingle ? "Bit" : "LSB")).value_or(-1);
-    const std::int64_t msb = IntegerFrom(node.TextOf(isSingle ? "Bit" : "MSB")).value_or(-1);
-    const bool isBigEndian = node.TextOf("Endianess") == "BigEndian";
-    if (lsb < 0 || msb < 0 || lsb >= bits || msb >= bits || (isBigEndian ? msb > lsb : msb < lsb))
-        problems.push_back(node.Name() + ": the bits do not lie within the register, highest first as its byte order "
-                                         "counts them");
-}
-
-void CheckRegister(const XmlElement &node, Problems &problems)
-{
-    const std::int64_t length = IntegerFrom(node.TextOf("Length")).value_or(0);
-    const bool isNumber = node.tag != "StringReg";
-    if (length <= 0 || (isNumber && length > 8) || (node.tag == "FloatReg" && length != 4 && length != 8))
-        problems.push_back(node.Name() + ": a " + node.tag + " of " + node.TextOf("Length") + " bytes");
-    if (node.Has("Address") && IntegerFrom(node.TextOf("Address")).value_or(-1) < 0)
-        problems.push_back(node.Name() + ": the address is not below 2^63");
-    if (node.tag == "MaskedIntReg")
-        CheckBits(node, 8 * length, problems);
-}
-
-template <class Parse> void CheckLimits(const XmlElement &node, Parse parse, Problems &problems)
-{
-    for (const char *tag : {"Min", "Max", "Inc"}) {
-        if (node.Has(tag) && !parse(node.TextOf(tag)).has_value())
-            problems.push_back(node.Name() + ": <" + tag + "> is no number");
-    }
-    const auto minimum = parse(node.TextOf("Min"));
-    const auto maximum = parse(node.TextOf("Max"));
-    if (minimum.has_value() && maximum.has_value() && *minimum > *maximum)
-        problems.push_back(node.Name() + ": the minimum is above the maximum");
-}
-
-void CheckIncrement(const XmlElement &node, Problems &problems)
-{
-    const std::int64_t increment = IntegerFrom(node.TextOf("Inc")).value_or(1);
-    const auto minimum = IntegerFrom(node.TextOf("Min"));
-    const auto maximum = IntegerFrom(node.TextOf("Max"));
-    if (increment <= 0)
-        problems.push_back(node.Name() + ": the increment is not positive");
-    else if (minimum.has_value() && maximum.has_value() && (*maximum - *minimum) % increment != 0)
-        problems.push_back(node.Name() + ": the increment does not lead from minimum to maximum");
-}
-
-void CheckPort(const XmlElement &node, Problems &problems)
-{
-    for (const char *tag : {"ChunkID", "EventID"}) {
-        const std::string id = node.TextOf(tag);
-        if (node.Has(tag) && (id.empty() || id.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos))
-            problems.push_back(node.Name() + ": <" + tag + "> is not hexadecimal without prefix");
-    }
-}
-
 void CheckNode(const std::map<std::string, const XmlElement *> &nodes, const XmlElement &node, Problems &problems)
 {
-    for (const std::string &problem : OrderProblems(node))
-        problems.push_back(node.Name() + ": " + problem);
-    for (const std::string &problem : SpellingProblems(node))
-        problems.push_back(node.Name() + ": " + problem);
+    CheckOrder(node, problems);
+    CheckSpelling(node, problems);
     CheckReferences(nodes, node, problems);
     CheckFormulas(node, problems);
-    CheckPort(node, problems);
-    if (node.Has("Length"))
-        CheckRegister(node, problems);
-    if (node.tag == "Enumeration")
-        CheckEnumeration(node, problems);
-    if (node.tag == "Integer") {
-        CheckLimits(node, IntegerFrom, problems);
-        CheckIncrement(node, problems);
-    }
-    if (node.tag == "Float")
-        CheckLimits(node, FloatFrom, problems);
     for (const XmlElement &child : node.children) {
         if (child.tag == "EnumEntry")
             CheckNode(nodes, child, problems);

@@ -3,10 +3,50 @@
 #include "tests/simulator/GenApiBridge.h"
 
 #include "simulator/features/NumberText.h"
-#include "tests/simulator/MemoryDevice.h"
 
 #include <algorithm>
 #include <set>
+
+/// A device of the library's kind that is nothing but memory.
+G_DECLARE_FINAL_TYPE(OrvSimMemory, orv_sim_memory, ORV, SIM_MEMORY, ArvDevice)
+struct _OrvSimMemory {
+    ArvDevice parent_instance;
+    const orvsim::GenApiBridge::Read *read; ///< plain pointers: GObject runs no constructors
+    const orvsim::GenApiBridge::Write *write;
+};
+G_DEFINE_TYPE(OrvSimMemory, orv_sim_memory, ARV_TYPE_DEVICE)
+
+namespace {
+
+template <class Access, class Byte>
+gboolean Do(const Access &access, guint64 address, guint32 size, Byte *bytes, GError **error)
+{
+    if (address <= 0xffffffff && access(static_cast<std::uint32_t>(address), size, bytes) == orvsim::Outcome::Ok)
+        return TRUE;
+    g_set_error(error, ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_TRANSFER_ERROR, "0x%llx is refused",
+                static_cast<unsigned long long>(address));
+    return FALSE;
+}
+
+gboolean ReadMemory(ArvDevice *device, guint64 address, guint32 size, void *data, GError **error)
+{
+    return Do(*ORV_SIM_MEMORY(device)->read, address, size, static_cast<std::uint8_t *>(data), error);
+}
+
+gboolean WriteMemory(ArvDevice *device, guint64 address, guint32 size, void *data, GError **error)
+{
+    return Do(*ORV_SIM_MEMORY(device)->write, address, size, static_cast<const std::uint8_t *>(data), error);
+}
+
+} // namespace
+
+static void orv_sim_memory_init(OrvSimMemory *) {}
+
+static void orv_sim_memory_class_init(OrvSimMemoryClass *objectClass)
+{
+    ARV_DEVICE_CLASS(objectClass)->read_memory = ReadMemory;
+    ARV_DEVICE_CLASS(objectClass)->write_memory = WriteMemory;
+}
 
 namespace orvsim {
 
@@ -73,8 +113,9 @@ void SetNode(ArvGcNode *node, const std::string &text, GError **error)
 } // namespace
 
 struct GenApiBridge::Parts {
-    DeviceMemory memory;
-    ArvDevice *device = nullptr;
+    Read read;
+    Write write;
+    OrvSimMemory *device = nullptr;
     ArvGc *nodes = nullptr;
     std::string error;
 
@@ -109,11 +150,12 @@ struct GenApiBridge::Parts {
 
 GenApiBridge::GenApiBridge(const std::string &xml, Read read, Write write) : m_parts(std::make_unique<Parts>())
 {
-    m_parts->memory.read = std::move(read);
-    m_parts->memory.write = std::move(write);
-    m_parts->device = NewMemoryDevice(&m_parts->memory);
-    const std::string readable = m_parts->memory.windows.Open(xml);
-    m_parts->nodes = arv_gc_new(m_parts->device, readable.data(), readable.size());
+    m_parts->read = std::move(read);
+    m_parts->write = std::move(write);
+    m_parts->device = ORV_SIM_MEMORY(g_object_new(orv_sim_memory_get_type(), nullptr));
+    m_parts->device->read = &m_parts->read;
+    m_parts->device->write = &m_parts->write;
+    m_parts->nodes = arv_gc_new(ARV_DEVICE(m_parts->device), xml.data(), xml.size());
     if (m_parts->nodes == nullptr)
         return;
     arv_gc_set_range_check_policy(m_parts->nodes, ARV_RANGE_CHECK_POLICY_ENABLE);
@@ -186,20 +228,6 @@ FloatRange GenApiBridge::FloatRangeOf(const std::string &name)
     return range;
 }
 
-std::vector<std::string> GenApiBridge::OpenEntriesOf(const std::string &name)
-{
-    if (KindOf(name) != "Enumeration")
-        return {};
-    return m_parts->Do([&](GError **error) {
-        guint count = 0;
-        const char **names =
-            arv_gc_enumeration_dup_available_string_values(ARV_GC_ENUMERATION(m_parts->Node(name)), &count, error);
-        std::vector<std::string> entries(names, names + count);
-        g_free(names);
-        return entries;
-    });
-}
-
 bool GenApiBridge::IsAvailable(const std::string &name)
 {
     ArvGcNode *node = m_parts->Node(name);
@@ -222,11 +250,6 @@ std::string GenApiBridge::AccessOf(const std::string &name)
     if (node == nullptr)
         return {};
     return arv_gc_access_mode_to_string(arv_gc_feature_node_get_actual_access_mode(ARV_GC_FEATURE_NODE(node)));
-}
-
-void GenApiBridge::Attach(const std::string &port, std::vector<std::uint8_t> bytes)
-{
-    m_parts->memory.windows.Attach(port, std::move(bytes));
 }
 
 const std::string &GenApiBridge::Error() const

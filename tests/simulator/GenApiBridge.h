@@ -42,14 +42,10 @@ public:
 
     IntegerRange IntegerRangeOf(const std::string &name);
     FloatRange FloatRangeOf(const std::string &name);
-    std::vector<std::string> OpenEntriesOf(const std::string &name);
     bool IsAvailable(const std::string &name);
     bool IsLocked(const std::string &name);
     /// "RO", "RW", "WO"
     std::string AccessOf(const std::string &name);
-
-    /// Gives a chunk or event port, by the name of its node, the bytes that its features are read from.
-    void Attach(const std::string &port, std::vector<std::uint8_t> bytes);
 
     const std::string &Error() const;
 

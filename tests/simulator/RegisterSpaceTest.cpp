@@ -13,7 +13,7 @@ using Bytes = std::vector<std::uint8_t>;
 /// 0x100: a number of 4 bytes, 0x104: one of 8, 0x10C: text of 8, 0x114: a gap, 0x118: a block, 0x120: write-only,
 /// and the last word of the address space.
 struct Device {
-    explicit Device(RegisterSpace::Gaps gaps = RegisterSpace::Gaps::Refuse) : space(gaps)
+    Device()
     {
         space.AddNumber(
             0x104, 8, RegisterAccess::ReadWrite, [this] { return wide; }, Keep(wide));
@@ -119,14 +119,6 @@ TEST(RegisterSpace, AWriteStopsAtTheFirstRefusal)
     const Bytes across(16, 0);
     EXPECT_EQ(device.space.Write(0x108, 16, across.data()), Outcome::NoSuchAddress);
     EXPECT_EQ(device.wide, 0x1112131400000000u) << "registers before the gap keep what they were given";
-}
-
-TEST(RegisterSpace, GapsReadAsZeroWhereTheDeviceIsOfThatKind)
-{
-    Device device(RegisterSpace::Gaps::ReadAsZero);
-    EXPECT_EQ(device.Read(0x110, 12), (Bytes{'e', 'f', 'g', 'h', 0, 0, 0, 0, 'b', 'l', 'o', 'c'}));
-    const Bytes bytes(4);
-    EXPECT_EQ(device.space.Write(0x114, 4, bytes.data()), Outcome::NoSuchAddress);
 }
 
 } // namespace orvsim
