@@ -2,13 +2,11 @@
 #include "simulator/core/Camera.h"
 
 #include "simulator/core/CameraState.h"
-#include "simulator/imaging/FrameRenderer.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <chrono>
-#include <ctime>
 #include <mutex>
 #include <vector>
 
@@ -16,19 +14,6 @@ namespace orvsim {
 namespace {
 
 constexpr std::int64_t kLongMs = 10'000;
-
-double SecondsOf(clockid_t clock)
-{
-    timespec now{};
-    clock_gettime(clock, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
-}
-
-/// Processor time of all threads but this one.
-double OthersWork()
-{
-    return SecondsOf(CLOCK_PROCESS_CPUTIME_ID) - SecondsOf(CLOCK_THREAD_CPUTIME_ID);
-}
 
 class CameraTest : public testing::Test {
 protected:
@@ -194,39 +179,6 @@ TEST_F(CameraTest, RareTriggersDoNotOverloadTheLink)
         ASSERT_TRUE(job.has_value());
         EXPECT_EQ(job->lossShare, 0) << i;
     }
-}
-
-TEST_F(CameraTest, FramesArePreparedAheadByAnotherThread)
-{
-    CameraOptions options;
-    options.sensor.width = 640;
-    options.sensor.height = 480;
-    Open(options);
-    Set("AcquisitionStart", "1");
-    FrameJob job = camera->WaitForFrame(kLongMs).value();
-    const auto work = [] { return SecondsOf(CLOCK_THREAD_CPUTIME_ID); };
-    std::vector<std::shared_ptr<Frame>> held; // so that none of them comes round again
-    const auto take = [&](std::uint64_t number) {
-        job.number = number;
-        const double before = work();
-        held.push_back(camera->TakeFrame(job));
-        return work() - before;
-    };
-    const double others = OthersWork();
-    take(0);
-    FrameRenderer renderer(options.sensor, 1);
-    std::vector<std::uint8_t> payload(held.front()->imageBytes);
-    renderer.Render(held.front()->settings, 0, payload.data()); // makes its tables
-    const double before = work();
-    renderer.Render(held.front()->settings, 1, payload.data());
-    const double rendering = work() - before;
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (OthersWork() - others < 6 * rendering && std::chrono::steady_clock::now() < limit)
-        camera->WaitForFrame(5);
-    double taking = 0;
-    for (std::uint64_t number = 1; number <= 3; ++number)
-        taking += take(number);
-    EXPECT_LT(taking, rendering);
 }
 
 } // namespace

@@ -121,7 +121,7 @@ protected:
     std::size_t Asked(const Endpoint &from, const char *command = "42 00 0040 000C 0007 0000 1234 00000005 00000007")
     {
         const std::size_t before = device.resends.size();
-        EXPECT_TRUE(Handle(from, Hex(command)).empty());
+        EXPECT_TRUE(Handle(from, FromHex(command)).empty());
         return device.resends.size() - before;
     }
 };
@@ -231,7 +231,7 @@ TEST(LegacyControl, HasNeitherLongIdsNorTheRegistersOfVersion2)
         EXPECT_EQ(fixture.Status(kHost, fixture.commands.Read(address)), 0x8003) << std::hex << address;
     EXPECT_EQ(fixture.Read(0x0934) & kConfigStatusCodes2, 0U);
     EXPECT_TRUE(fixture.device.target.oldChunkType);
-    EXPECT_EQ(fixture.Handle(kHost, Hex("42 01 0002 0000 FFFF"))[0].bytes.size(), 256U);
+    EXPECT_EQ(fixture.Handle(kHost, FromHex("42 01 0002 0000 FFFF"))[0].bytes.size(), 256U);
 }
 
 class ControlFaults : public ControlTest {
@@ -273,30 +273,6 @@ TEST_F(ControlFaults, LostAnswerComesWithTheRepeatAndBusyHasDoneNothing)
     faults = {};
     EXPECT_EQ(Status(kHost, last), 0);
     EXPECT_EQ(device.writes, 2U);
-}
-
-TEST_F(ControlFaults, VanishesAndReturnsFree)
-{
-    faults.vanishAfterMs = 400;
-    faults.vanishForMs = 1000;
-    Pass(399);
-    EXPECT_EQ(Count().size(), 1U);
-    Pass(1);
-    EXPECT_TRUE(server.IsVanished(now));
-    EXPECT_EQ(device.stops, 1);
-    EXPECT_EQ(device.resets, 1);
-    EXPECT_TRUE(Count().empty());
-    EXPECT_TRUE(Handle(kOtherHost, Hex("42 01 0002 0000 FFFF")).empty());
-    Pass(1000);
-    EXPECT_EQ(Handle(kOtherHost, Hex("42 01 0002 0000 FFFF")).size(), 1U);
-    EXPECT_EQ(Read(0x0A00), 0U);
-    EXPECT_EQ(device.writes, 1U);
-
-    faults.vanishForMs = 0; // for good
-    TakeControl();
-    Pass(400);
-    Pass(24 * 3600 * 1000);
-    EXPECT_TRUE(Handle(kHost, Hex("42 01 0002 0000 FFFF")).empty());
 }
 
 TEST_F(ControlFaults, ControlIsTakenAway)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "producer/HexBytes.h"
 #include "tests/simulator/FakeDevice.h"
 
 #include <gtest/gtest.h>
@@ -10,22 +11,6 @@
 
 namespace orvsim {
 
-/// "42 01 00 02" to bytes; blanks and line ends are skipped.
-inline Datagram Hex(const std::string &text)
-{
-    Datagram bytes;
-    std::string digits;
-    for (const char letter : text) {
-        if (std::isxdigit(static_cast<unsigned char>(letter)))
-            digits += letter;
-        if (digits.size() == 2) {
-            bytes.push_back(static_cast<std::uint8_t>(std::stoi(digits, nullptr, 16)));
-            digits.clear();
-        }
-    }
-    return bytes;
-}
-
 inline std::string ToHex(const Datagram &bytes)
 {
     std::string text;
@@ -35,11 +20,6 @@ inline std::string ToHex(const Datagram &bytes)
         text += digits;
     }
     return text;
-}
-
-inline orv::ByteSpan SpanOf(const Datagram &bytes)
-{
-    return {bytes.data(), bytes.size()};
 }
 
 /// Puts commands together. Request ids count up by themselves.

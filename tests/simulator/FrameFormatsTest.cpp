@@ -2,12 +2,10 @@
 
 #include "simulator/imaging/ClockWindow.h"
 #include "simulator/imaging/Font.h"
-#include "simulator/imaging/PixelPacking.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
 
 namespace orvsim {
 
@@ -75,39 +73,6 @@ TEST(FrameFormats, EveryFormatFillsItsBytesAndNoOthers)
     }
 }
 
-TEST(FrameFormats, UnknownFormatsAndSizesGiveZeros)
-{
-    FrameRenderer renderer(SmallSensor(), 1);
-    FrameSettings settings = FullFrame(SmallSensor(), "TrueSense_BGGR_WBBW_0_8");
-    EXPECT_TRUE(IsFilled(RenderedInto(renderer, settings, 0xff, 0).data(), ImageBytes(settings), 0));
-    settings = FullFrame(SmallSensor(), "Mono8");
-    settings.width = 4096;
-    EXPECT_TRUE(IsFilled(RenderedInto(renderer, settings, 0xff, 0).data(), ImageBytes(settings), 0));
-}
-
-TEST(FrameFormats, PackingEqualsStoringSampleBySample)
-{
-    std::mt19937 random(5);
-    for (const std::string &format : SendableFormats()) {
-        const orv::PixelLayout layout = orv::LayoutOf(orvtest::TypeNamed(format));
-        for (int round = 0; round < 30; ++round) {
-            const auto first = static_cast<std::uint64_t>(random() % 23);
-            const auto count = static_cast<int>(random() % 70);
-            std::vector<std::uint8_t> expected(400);
-            for (std::uint64_t k = 0; k < 100; ++k) // neighbours that must stay
-                orv::StoreSample(expected.data(), layout.packing, layout.bits, k, static_cast<std::uint16_t>(random()));
-            std::vector<std::uint8_t> packed = expected;
-            std::vector<std::uint16_t> samples;
-            for (int i = 0; i < count; ++i)
-                samples.push_back(static_cast<std::uint16_t>(random() & ((1U << layout.bits) - 1)));
-            for (std::size_t i = 0; i < samples.size(); ++i)
-                orv::StoreSample(expected.data(), layout.packing, layout.bits, first + i, samples[i]);
-            PackSamples(packed.data(), layout, first, count, samples.data());
-            ASSERT_EQ(packed, expected) << format << " first " << first << " count " << count;
-        }
-    }
-}
-
 TEST(FrameFormats, EveryColourFormatShowsTheSameColours)
 {
     FrameRenderer renderer(Quiet(SheetSensor(true)), 1);
@@ -142,23 +107,6 @@ TEST(FrameFormats, MirroredAndBinnedColourFiltersKeepTheirColours)
         for (const FrameSettings &settings : {mirrored, binned})
             ExpectColour(MeanColour(renderer, settings), expected, format);
     }
-}
-
-TEST(FrameFormats, SeedSettingsAndPhaseDecideEveryByte)
-{
-    FrameRenderer first(SmallSensor(), 7);
-    FrameRenderer copy(first);
-    FrameRenderer otherSeed(SmallSensor(), 8);
-    const FrameSettings settings = FullFrame(SmallSensor(), "BayerRG12p");
-    FrameSettings longer = settings;
-    longer.exposureUs *= 1.2;
-    const auto picture = Rendered(first, settings, 9);
-    Rendered(first, longer, 30); // nothing of it may linger
-    EXPECT_EQ(Rendered(first, settings, 9), picture);
-    EXPECT_EQ(Rendered(copy, settings, 9), picture);
-    EXPECT_NE(Rendered(otherSeed, settings, 9), picture);
-    EXPECT_NE(Rendered(first, settings, 10), picture);
-    EXPECT_NE(Rendered(first, longer, 9), picture);
 }
 
 TEST(FrameFormats, SensorsOfAnyShapeGivePictures)

@@ -88,38 +88,6 @@ TEST(FrameStore, StepsThroughThePhasesEvenlyAsFarAsMemoryGoes)
     }
 }
 
-TEST(FrameStore, TheThreadFillsTheLoopUntilEveryPhaseIsShown)
-{
-    FrameRenderer renderer(SmallSensor(), 3);
-    FrameStore store(SmallSensor(), 3, 1 << 20);
-    store.Start();
-    ExpectAllPhases(store, renderer);
-    store.Stop();
-    store.Start(); // may go on
-    EXPECT_NE(store.Take(Settings(), 1, 1), nullptr);
-}
-
-TEST(FrameStore, NeverHandsOutOldSettings)
-{
-    FrameStore store(SmallSensor(), 1, 1 << 20);
-    store.Start();
-    std::deque<std::shared_ptr<Frame>> held;
-    for (std::uint64_t number = 0; number < 600; ++number) {
-        FrameSettings settings = Settings(number / 3 % 2 == 0 ? TestPattern::White : TestPattern::Black);
-        settings.width = number / 6 % 2 == 0 ? 96 : 50;
-        const auto frame = store.Take(settings, number, 0);
-        ASSERT_EQ(frame->settings, settings);
-        ASSERT_EQ(frame->payload.size(), ImageBytes(settings));
-        const std::uint8_t level = settings.testPattern == TestPattern::White ? 255 : 0;
-        ASSERT_TRUE(std::all_of(frame->payload.begin(), frame->payload.end(), [&](std::uint8_t byte) {
-            return byte == level;
-        })) << number;
-        held.push_back(frame);
-        if (held.size() > 2) // so that frames come back just after the change
-            held.pop_front();
-    }
-}
-
 TEST(FrameStore, HeldFramesAreLeftAloneAndReturnedMemoryIsUsedAgain)
 {
     constexpr std::size_t kHeld = 10;
@@ -150,7 +118,7 @@ TEST(FrameStore, ChunksOfTheLastUseAreGone)
     }
 }
 
-// Who keeps sent frames for a while must not make each new one wait for its rendering.
+// Who keeps sent frames for a while must not make each new one wait for its rendering, nor get old settings.
 TEST(FrameStore, WhileTheLoopIsFilledHeldFramesAreCopied)
 {
     FrameRenderer renderer(SmallSensor(), 3);
@@ -160,10 +128,12 @@ TEST(FrameStore, WhileTheLoopIsFilledHeldFramesAreCopied)
     for (std::uint64_t number = 0; number < 60; ++number) {
         FrameSettings settings = Settings();
         settings.gainDb = static_cast<double>(number / 3 % 4);
+        settings.width = number / 6 % 2 == 0 ? 96 : 50;
         held.push_back(store.Take(settings, number, number * 1000));
         if (held.size() > 5)
             held.pop_front();
         const Frame &frame = *held.back();
+        ASSERT_EQ(frame.settings, settings);
         bool isOne = false; // of the pictures of these settings, with this number
         for (int phase = 0; !isOne && phase < kScenePhases; ++phase)
             isOne = frame.payload == Expected(renderer, settings, phase, number);
@@ -181,13 +151,14 @@ TEST(FrameStore, ReleasedFramesAreFreedAndPreparedAnew)
     for (std::uint64_t round = 0; round < 3; ++round) {
         store.Start();
         auto held = store.Take(Settings(), round, round * 1000);
+        const std::vector<std::uint8_t> payload = held->payload;
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
         while (store.PreparedBytes() < (kScenePhases - 1) * kFrameBytes && std::chrono::steady_clock::now() < deadline)
             std::this_thread::yield();
         EXPECT_GE(store.PreparedBytes(), (kScenePhases - 1) * kFrameBytes);
         store.Release();
         EXPECT_EQ(store.PreparedBytes(), 0U);
-        EXPECT_EQ(held->payload, Expected(renderer, Settings(), static_cast<int>(round), round)) << "is somebody's";
+        EXPECT_EQ(held->payload, payload) << "is somebody's";
         held = store.Take(Settings(), 40, 40000); // the last of the acquisition
         EXPECT_EQ(held->payload, Expected(renderer, Settings(), 40, 40));
         if (round == 1)

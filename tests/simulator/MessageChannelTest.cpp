@@ -54,7 +54,7 @@ TEST_F(Messages, BytesOfBothForms)
         ASSERT_TRUE(fresh.Push(Event(0x9002, row.hasData ? data : std::vector<std::uint8_t>()), row.block));
         const auto sent = fresh.Tick(now);
         ASSERT_EQ(sent.size(), 1U) << row.name;
-        EXPECT_EQ(ToHex(sent[0].bytes), ToHex(Hex(row.bytes))) << row.name;
+        EXPECT_EQ(ToHex(sent[0].bytes), ToHex(FromHex(row.bytes))) << row.name;
         EXPECT_EQ(sent[0].to, kHost);
     }
 }
@@ -102,7 +102,7 @@ TEST_F(Messages, OnlyTheRightAcknowledgeCounts)
         fresh.SetTarget(target);
         fresh.Push(Event(0x9001), 1);
         ASSERT_EQ(fresh.Tick(now).size(), 1U);
-        fresh.Receive(row.from, SpanOf(Hex(row.bytes)));
+        fresh.Receive(row.from, SpanOf(FromHex(row.bytes)));
         EXPECT_EQ(fresh.Tick(now + milliseconds(200)).empty(), row.counts) << row.name;
     }
 }

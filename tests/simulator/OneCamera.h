@@ -51,6 +51,7 @@ protected:
         EXPECT_EQ(camera->Core().SetFeature(name, text, problem), Outcome::Ok) << problem;
     }
     std::string Get(const std::string &name) { return camera->Core().GetFeature(name); }
+    std::uint32_t RegisterOf(const std::string &feature) { return camera->Core().Features().SlotsOf(feature).value; }
     /// Lets the stream go to a port of the host's.
     void StreamTo(std::uint16_t port)
     {

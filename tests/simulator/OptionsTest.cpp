@@ -104,10 +104,11 @@ TEST(Options, WhatIsWrongIsNamed)
 TEST(Options, AFilesProblemsNameTheLine)
 {
     const std::string path = testing::TempDir() + "orvsim-wrong.conf";
-    std::ofstream(path) << "width = 640\n[cameras]\n";
-    EXPECT_NE(Problem({"--config", path}).find("orvsim-wrong.conf:2: \"[cameras]\""), std::string::npos);
-    std::ofstream(path) << "width = 640\n\nheight = tall\n";
-    EXPECT_NE(Problem({"--config", path}).find("orvsim-wrong.conf:3: height: \"tall\""), std::string::npos);
+    for (const auto &[text, problem] : {std::pair{"width = 640\n[cameras]\n", ":2: \"[cameras]\""},
+                                        {"width = 640\n\nheight = tall\n", ":3: height: \"tall\""}}) {
+        std::ofstream(path) << text;
+        EXPECT_NE(Problem({"--config", path}).find(path + problem), std::string::npos) << problem;
+    }
     std::remove(path.c_str());
 }
 

@@ -72,17 +72,6 @@ TEST_F(SensorModelTest, NoiseFollowsThePhotonTransferCurve)
     }
 }
 
-TEST_F(SensorModelTest, DarkCurrentAndBlackLevelShowWithoutLight)
-{
-    SensorTraits hot = m_sensor;
-    hot.sensitivity = 0;
-    hot.darkCurrent = 1000;
-    FrameRenderer renderer(hot, 1);
-    m_settings.exposureUs = 1e6;
-    m_settings.blackLevel = 200;
-    EXPECT_NEAR(StatisticsOf(WhiteSamples(renderer, m_settings)).mean, 200 + 1000 / hot.fullWell * kRange, 2);
-}
-
 TEST_F(SensorModelTest, DepthIsTheConvertersUpperBitsOrAllOfThemLeftJustified)
 {
     const std::vector<int> native = SamplesOf(Rendered(m_renderer, m_settings), m_settings);

@@ -64,28 +64,6 @@ Datagram BytesOf(const Packet &packet)
     return datagram;
 }
 
-std::map<std::uint64_t, ReceivedBlock> Reassemble(const std::vector<Datagram> &datagrams)
-{
-    std::map<std::uint64_t, ReceivedBlock> blocks;
-    std::map<std::uint64_t, std::map<std::uint32_t, Datagram>> data;
-    for (const Datagram &datagram : datagrams) {
-        const PacketFields fields = Parse(datagram);
-        ReceivedBlock &block = blocks[fields.blockId];
-        block.packetIds.push_back(fields.packetId);
-        if (fields.format == 1)
-            block.leader = fields.content;
-        else if (fields.format == 2)
-            block.trailer = fields.content;
-        else
-            data[fields.blockId][fields.packetId] = fields.content;
-    }
-    for (auto &[id, block] : blocks) {
-        for (const auto &[packetId, content] : data[id])
-            block.payload.insert(block.payload.end(), content.begin(), content.end());
-    }
-    return blocks;
-}
-
 void FakeSource::Push(const FrameJob &job, std::shared_ptr<Frame> frame)
 {
     {

@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -32,15 +31,6 @@ struct PacketFields {
 PacketFields Parse(const Datagram &datagram);
 /// Head and body one behind the other.
 Datagram BytesOf(const Packet &packet);
-
-/// What a block's packets bring together.
-struct ReceivedBlock {
-    std::vector<std::uint32_t> packetIds; ///< in the order in which they came
-    std::vector<std::uint8_t> payload;    ///< of the payload packets, in the order of their ids
-    Datagram leader;
-    Datagram trailer;
-};
-std::map<std::uint64_t, ReceivedBlock> Reassemble(const std::vector<Datagram> &datagrams);
 
 /// Frames that a test hands out one by one.
 class FakeSource : public FrameSource {
