@@ -11,17 +11,6 @@
 
 namespace orvsim {
 
-inline std::string ToHex(const Datagram &bytes)
-{
-    std::string text;
-    char digits[4];
-    for (const std::uint8_t byte : bytes) {
-        std::snprintf(digits, sizeof digits, "%02x ", byte);
-        text += digits;
-    }
-    return text;
-}
-
 /// Puts commands together. Request ids count up by themselves.
 class CommandWriter {
 public:
@@ -84,7 +73,7 @@ public:
     Datagram Ask(const Endpoint &from, const Datagram &command)
     {
         const auto replies = Handle(from, command);
-        EXPECT_EQ(replies.size(), 1U) << ToHex(command);
+        EXPECT_EQ(replies.size(), 1U);
         if (replies.size() != 1)
             return {};
         EXPECT_EQ(replies[0].to, from);

@@ -61,7 +61,7 @@ TEST_F(ControlServerTest, AnswersByteForByte)
         const Datagram expected = FromHex(row.answer);
         ASSERT_EQ(replies.size(), expected.empty() ? 0U : 1U) << row.name;
         if (!replies.empty()) {
-            EXPECT_EQ(ToHex(replies[0].bytes), ToHex(expected)) << row.name;
+            EXPECT_EQ(replies[0].bytes, expected) << row.name;
         }
     }
 }
@@ -240,17 +240,17 @@ TEST_F(ControlServerTest, SlowCommandIsAnnouncedOnlyWhereAskedFor)
     const Datagram write = FromHex("42 01 0082 0008 0106 0000A004 00000002");
     replies = Handle(kHost, write);
     ASSERT_EQ(replies.size(), 2U);
-    EXPECT_EQ(ToHex(replies[0].bytes), ToHex(FromHex("0000 0089 0004 0106 0000 05DC")));
+    EXPECT_EQ(replies[0].bytes, FromHex("0000 0089 0004 0106 0000 05DC"));
     EXPECT_EQ(replies[0].at, now);
-    EXPECT_EQ(ToHex(replies[1].bytes), ToHex(FromHex("0000 0083 0004 0106 0000 0001")));
+    EXPECT_EQ(replies[1].bytes, FromHex("0000 0083 0004 0106 0000 0001"));
     EXPECT_EQ(replies[1].at, now + milliseconds(1500));
 
     Pass(1000);
     replies = Handle(kHost, write);
     ASSERT_EQ(replies.size(), 1U) << "asked again while at it";
-    EXPECT_EQ(ToHex(replies[0].bytes), ToHex(FromHex("0000 0089 0004 0106 0000 01F4")));
+    EXPECT_EQ(replies[0].bytes, FromHex("0000 0089 0004 0106 0000 01F4"));
     Pass(600);
-    EXPECT_EQ(ToHex(Ask(kHost, write)), ToHex(FromHex("0000 0083 0004 0106 0000 0001")));
+    EXPECT_EQ(Ask(kHost, write), FromHex("0000 0083 0004 0106 0000 0001"));
 }
 
 TEST_F(ControlServerTest, ResetDropsTheController)

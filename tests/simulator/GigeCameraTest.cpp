@@ -79,6 +79,28 @@ TEST_F(OneCamera, SilenceEndsTheAcquisition)
     EXPECT_EQ(host.Read(address, 0x0D00), 0U);
 }
 
+TEST_F(OneCamera, EventsAreRepeatedUntilAcknowledged)
+{
+    OpenAndControl();
+    TestHost listener;
+    const std::uint32_t port = listener.Port();
+    host.Ask(address, host.commands.Make(GvcpCommand::WriteRegister,
+                                         {0x0B10, kHostAddress, 0x0B14, 30, 0x0B18, 100, 0x0B00, port}));
+    Set("EventSelector", "Test");
+    Set("EventNotification", "On");
+    Set("TestEventGenerate", "1");
+    const auto first = listener.Receive();
+    const auto second = listener.Receive();
+    ASSERT_TRUE(first && second);
+    EXPECT_EQ(first->bytes, second->bytes);
+    EXPECT_EQ(first->from.port, host.Read(address, 0x0B1C)) << "MCSP";
+    listener.Send(first->from, FromHex("0000 00C1 0000 0001"));
+    int late = 0; // what was on its way; then silence
+    while (listener.Receive(200))
+        ++late;
+    EXPECT_LT(late, 10);
+}
+
 TEST_F(OneCamera, ForceIpMovesItUntilItIsReset)
 {
     Open();

@@ -54,7 +54,7 @@ TEST_F(Messages, BytesOfBothForms)
         ASSERT_TRUE(fresh.Push(Event(0x9002, row.hasData ? data : std::vector<std::uint8_t>()), row.block));
         const auto sent = fresh.Tick(now);
         ASSERT_EQ(sent.size(), 1U) << row.name;
-        EXPECT_EQ(ToHex(sent[0].bytes), ToHex(FromHex(row.bytes))) << row.name;
+        EXPECT_EQ(sent[0].bytes, FromHex(row.bytes)) << row.name;
         EXPECT_EQ(sent[0].to, kHost);
     }
 }

@@ -50,12 +50,6 @@ std::string XmlElement::TextOf(const std::string &childTag) const
     return {};
 }
 
-bool XmlElement::Has(const std::string &childTag) const
-{
-    return std::any_of(children.begin(), children.end(),
-                       [&](const XmlElement &child) { return child.tag == childTag; });
-}
-
 const XmlElement &XmlElement::Named(const std::string &name) const
 {
     static const XmlElement kNone;

@@ -15,7 +15,6 @@ struct XmlElement {
     std::string Name() const;
     /// Text of the first child of that tag; empty without one.
     std::string TextOf(const std::string &childTag) const;
-    bool Has(const std::string &childTag) const;
     /// The first child with that attribute "Name"; an element without anything when there is none.
     const XmlElement &Named(const std::string &name) const;
 };
