@@ -268,13 +268,4 @@ TEST_F(DisplayViewTest, MarkedRectangleIncludesBothEnds)
     EXPECT_FALSE(view->isInRectangle(10, 20));
 }
 
-TEST_F(DisplayViewTest, StopsWhileWaitingForAFrame)
-{
-    for (int round = 0; round < 20; ++round) {
-        Stop();
-        Start();
-    }
-    ASSERT_TRUE(Show({1, 100, false, 20}));
-}
-
 } // namespace

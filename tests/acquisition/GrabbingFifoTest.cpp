@@ -256,16 +256,6 @@ TEST_F(GrabbingFifoTest, SwitchingBlockingOffFreesAWaitingConsumer)
     EXPECT_EQ(buffer, nullptr) << "nothing is handed out while blocking is off";
 }
 
-TEST_F(GrabbingFifoTest, ReleasingReturnsEverythingToTheStream)
-{
-    Prepare(Capturing);
-    for (std::uint64_t id = 1; id <= 5; ++id)
-        Grab({id, id * 100});
-    EXPECT_EQ(fifo->ReleaseBuffers(), 0);
-    EXPECT_EQ(Int(*fifo, "QueueFilled"), 0);
-    EXPECT_EQ(device.stream.ReleasedBuffers(), 16u);
-}
-
 TEST_F(GrabbingFifoTest, StartAndStopReportTheStreamsFailures)
 {
     EXPECT_FALSE(fifo->Stop()) << "not started";

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "simulator/gige/GigeCamera.h"
+#include "support/Eventually.h"
 #include "support/ForeignCamera.h"
 #include "support/JsonText.h"
 #include "tests/simulator/ForeignProgram.h"
@@ -8,10 +9,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 /// One run of the program.
@@ -19,18 +18,6 @@ inline orvsim::ProgramRun Orvcam(std::vector<std::string> words)
 {
     words.insert(words.begin(), ORVCAM_PROGRAM);
     return orvsim::RunForeignProgram(words);
-}
-
-/// Polls until the condition holds; false when it does not for so long that it never will.
-template <class Condition> bool Eventually(Condition holds)
-{
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!holds()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
 }
 
 /// Software cameras at 127.0.0.21 and up, as many as a test opens.

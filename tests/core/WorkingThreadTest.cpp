@@ -1,6 +1,7 @@
 #include "core/WorkingThread.h"
 
 #include "LogCapture.h"
+#include "support/Eventually.h"
 
 #include <gmock/gmock.h>
 
@@ -17,17 +18,6 @@ using testing::IsEmpty;
 using namespace std::chrono_literals;
 
 constexpr auto kLimit = 20s; // generous: sanitizers and a loaded machine
-
-template <class Condition> bool Eventually(Condition condition)
-{
-    const auto deadline = std::chrono::steady_clock::now() + kLimit;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        std::this_thread::sleep_for(1ms);
-    }
-    return true;
-}
 
 /// Runs what may hang on a thread of its own; a hang ends the test program instead of blocking it.
 template <class Operation> void WithinLimit(Operation operation)

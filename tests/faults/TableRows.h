@@ -16,7 +16,6 @@ struct Result {
     int wrong = 0;      ///< marked complete, but not every byte is right
     int unharmed = 0;   ///< marked incomplete with every byte there: only a lost trailer explains that
     int disordered = 0; ///< with a number not above its predecessor's
-    double seconds = 0;
     std::int64_t requested = 0;
     std::int64_t resent = 0;
     std::int64_t refused = 0;

@@ -29,6 +29,9 @@ void ACameraOfAForeignSubnetIsListedAndMoved(Wire &wire)
                                                          "--camera --address 10.0.0.20 --serial NEAR"));
     EXPECT_EQ("unreachable", MemberText(Listed(wire, "FAR"), "state"));
     EXPECT_EQ("free", MemberText(Listed(wire, "NEAR"), "state"));
+    const ProgramRun ofBoth = wire.Orvcam("doctor");
+    EXPECT_EQ(3, ofBoth.exitCode) << ofBoth.errors;
+    EXPECT_THAT(ofBoth.output, HasSubstr("192.168.5.20")) << "the unreachable one of two is named";
     const ProgramRun doctor = wire.Orvcam("doctor FAR --json");
     EXPECT_EQ("foreign-subnet", MemberText(doctor.output, "cause")) << doctor.errors;
     EXPECT_EQ("", wire.RunCure(MemberText(doctor.output, "command"))) << "neither ours nor the other camera's";
@@ -36,16 +39,6 @@ void ACameraOfAForeignSubnetIsListedAndMoved(Wire &wire)
     const ProgramRun stream = wire.Orvcam("stream FAR --frames 5 --json");
     EXPECT_EQ(0, stream.exitCode) << stream.errors;
     EXPECT_EQ(5, Figure(stream.output, "frames"));
-}
-
-void TheUnreachableOneOfTwoIsNamed(Wire &wire)
-{
-    ASSERT_EQ("", wire.Run("camera ip addr add 192.168.5.20/24 dev c0"));
-    ASSERT_EQ("", wire.StartCamera(std::string(kSmall) + "--camera --address 192.168.5.20 --serial FAR "
-                                                         "--camera --address 10.0.0.20 --serial NEAR"));
-    const ProgramRun run = wire.Orvcam("doctor");
-    EXPECT_EQ(3, run.exitCode) << run.errors;
-    EXPECT_THAT(run.output, HasSubstr("192.168.5.20"));
 }
 
 void PacketsAreAsLargeAsTheWayCarries(Wire &wire)
@@ -104,7 +97,6 @@ TEST(Cable, CarriesWhatItShould)
     if (const std::string why = WhyNoWires(); !why.empty())
         GTEST_SKIP() << why;
     RunOnWires({{"a camera of a foreign subnet is listed and moved", ACameraOfAForeignSubnetIsListedAndMoved},
-                {"the unreachable one of two is named", TheUnreachableOneOfTwoIsNamed},
                 {"packets are as large as the way carries", PacketsAreAsLargeAsTheWayCarries},
                 {"the holder is found", TheHolderIsFound},
                 {"a small socket buffer is named", ASmallSocketBufferIsNamed}});

@@ -41,17 +41,6 @@ bool MountOwnSys()
 
 } // namespace
 
-bool Eventually(const std::function<bool()> &holds, std::chrono::milliseconds limit)
-{
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (!holds()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
-
 Wire::~Wire()
 {
     m_program.Interrupt();

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "support/Eventually.h"
 #include "tests/simulator/ForeignProgram.h"
 
 #include <atomic>
-#include <chrono>
 #include <functional>
 #include <string>
 #include <vector>
@@ -60,6 +60,3 @@ void RunOnWires(const std::vector<WireCase> &cases);
 
 /// Why this system has no two networks and a cable between them; "" when it has.
 std::string WhyNoWires();
-
-/// Polls until the condition holds. \return false when it does not within the time.
-bool Eventually(const std::function<bool()> &holds, std::chrono::milliseconds limit = std::chrono::seconds(20));

@@ -3,6 +3,7 @@
 #include "ScriptedProducer.h"
 
 #include "orvcam/OrvCam.h"
+#include "support/Eventually.h"
 
 #include <gtest/gtest.h>
 
@@ -13,16 +14,9 @@
 #include <string>
 #include <thread>
 
-/// Waits for a condition. \return false when it does not come true for so long that it never will.
 inline bool WaitFor(const std::function<bool()> &condition)
 {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
+    return Eventually(condition);
 }
 
 /// The system with the scripted producers: Scripted.cti, ScriptedFirst.cti (functions of the first version only) and

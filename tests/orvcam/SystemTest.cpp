@@ -261,9 +261,4 @@ TEST_F(Opening, AHangingProducerHoldsUpNobody)
     loading.join();
 }
 
-TEST(Status, OfNoKnownCodeIsToldAsUnknown)
-{
-    EXPECT_STREQ(OrvCam_StatusText(ORV_CAM_ERR_UNKNOWN), OrvCam_StatusText(-40299));
-}
-
 } // namespace

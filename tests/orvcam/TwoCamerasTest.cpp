@@ -1,5 +1,6 @@
 #include "ScriptedFixture.h"
 #include "simulator/gige/GigeCamera.h"
+#include "support/PrivateNetwork.h"
 
 #include "orvcam/OrvStatus.h"
 
@@ -36,6 +37,7 @@ class TwoCameras : public testing::Test {
 protected:
     void SetUp() override
     {
+        (void)InPrivateNetwork();
         system = ScriptedSystem();
         ASSERT_EQ(ORV_CAM_OK, system->LoadProducer(ORV_PRODUCER_FILE));
         for (std::uint32_t i = 0; i < 2; ++i) {
