@@ -30,7 +30,8 @@ bool CameWithoutFrames(const orv::Facts &facts)
 Outcome WatchStream(OrvCam::Device &device, double seconds, orv::Facts &facts)
 {
     facts.descriptionProblem = CheckDescription(device).problem;
-    orv::GatherCamera(device, facts);
+    orv::TriggerLook look;
+    orv::GatherCamera(device, facts, &look);
     Observation observation(facts);
     Acquisition acquisition(device);
     const Outcome started = acquisition.Start(kBuffers);

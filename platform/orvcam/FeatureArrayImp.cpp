@@ -57,7 +57,7 @@ template <class Imp> Imp *FeatureArrayImp::Find(const char *name, int *err)
         return fail(ORV_CAM_ERR_FEATURE_NOT_PRESENT);
     if (!Imp::Covers(facts->kind))
         return fail(ORV_CAM_ERR_WRONG_TYPE);
-    MutexLock lock(m_map->mutex);
+    const NodeLock lock(m_map->mutex);
     GenApiNode *node = m_map->Find(*facts);
     if (node == nullptr)
         return fail(ORV_CAM_ERR_FEATURE_NOT_PRESENT);
@@ -132,7 +132,7 @@ int FeatureArrayImp::ExecuteCommand(const char *name)
     if (command == nullptr)
         return status;
 
-    MutexLock lock(m_map->mutex);
+    const NodeLock lock(m_map->mutex);
     status = m_map->CheckWritable(command->Facts());
     if (status != ORV_CAM_OK)
         return status;
@@ -187,8 +187,14 @@ int FeatureArrayImp::SetIntegerValue(const char *name, std::int64_t value)
 
 int FeatureArrayImp::GetUnlockedAccess(const NodeFacts &feature, OrvCam::Access *access)
 {
-    MutexLock lock(m_map->mutex);
+    const NodeLock lock(m_map->mutex);
     return m_map->GetUnlockedAccess(feature, access);
+}
+
+int FeatureArrayImp::RunAlone(const std::function<int()> &act)
+{
+    const NodeLock lock(m_map->mutex);
+    return act();
 }
 
 std::vector<std::string> FeatureArrayImp::FeatureNames()
@@ -212,7 +218,7 @@ OrvCam::Access FeatureArrayImp::GetAccess(const char *name)
     const NodeFacts *facts = name != nullptr ? m_map->facts.Find(name) : nullptr;
     if (facts == nullptr)
         return OrvCam::Access::NotImplemented;
-    MutexLock lock(m_map->mutex);
+    const NodeLock lock(m_map->mutex);
     OrvCam::Access access = OrvCam::Access::NotAvailable;
     return m_map->GetAccess(*facts, &access) == ORV_CAM_OK ? access : OrvCam::Access::NotAvailable;
 }

@@ -13,7 +13,7 @@ class FeatureBase;
 /// The features of one port.
 ///
 /// Threads: any. The map's lock is held through each call down to the port, and released between the polls of a
-/// command.
+/// command, unless that is part of RunAlone().
 class FeatureArrayImp final : public OrvCam::FeatureArray {
 public:
     /// \param port  borrowed, must outlive the array.
@@ -31,6 +31,7 @@ public:
     std::vector<std::string> FeatureNames() override;
     std::vector<OrvCam::FeatureInfo> FeatureTree() override;
     OrvCam::Access GetAccess(const char *name) override;
+    int RunAlone(const std::function<int()> &act) override;
 
     /// What may be done with a feature whenever it is not locked.
     int GetUnlockedAccess(const NodeFacts &feature, OrvCam::Access *access) EXCLUDES(m_map->mutex);
@@ -45,7 +46,7 @@ private:
     /// The register that tells whether a command is done; null when there is none.
     const NodeFacts *FindDoneRegister(const NodeFacts &command) REQUIRES(m_map->mutex);
     int ReadsAs(const NodeFacts &reg, std::int64_t value, bool *yes) REQUIRES(m_map->mutex);
-    /// Releases the lock between the polls.
+    /// Releases the lock between the polls, where it is held once only.
     int WaitUntilDone(const NodeFacts &reg, std::int64_t commandValue) REQUIRES(m_map->mutex);
 
     const std::unique_ptr<NodeMap> m_map;

@@ -43,7 +43,7 @@ double NearestStep(double value, const FloatRange &range)
 
 OrvCam::Access FeatureBase::CurrentAccess()
 {
-    MutexLock lock(m_map.mutex);
+    const NodeLock lock(m_map.mutex);
     OrvCam::Access access;
     if (m_map.GetAccess(m_facts, &access) == ORV_CAM_OK)
         m_lastAccess = access;
@@ -58,7 +58,7 @@ bool IntegerNodeImp::Covers(NodeKind kind)
 
 std::int64_t IntegerNodeImp::GetValue(int *err)
 {
-    MutexLock lock(m_map.mutex);
+    const NodeLock lock(m_map.mutex);
     std::int64_t value = 0;
     int status = m_map.CheckReadable(m_facts);
     if (status == ORV_CAM_OK)
@@ -68,7 +68,7 @@ std::int64_t IntegerNodeImp::GetValue(int *err)
 
 int IntegerNodeImp::SetValue(std::int64_t value)
 {
-    MutexLock lock(m_map.mutex);
+    const NodeLock lock(m_map.mutex);
     IntegerRange range;
     int status = m_map.CheckWritable(m_facts);
     if (status == ORV_CAM_OK)
@@ -82,7 +82,7 @@ int IntegerNodeImp::SetValue(std::int64_t value)
 
 IntegerRange IntegerNodeImp::Range(int *err)
 {
-    MutexLock lock(m_map.mutex);
+    const NodeLock lock(m_map.mutex);
     IntegerRange range;
     int status = m_map.CheckPresent(m_facts);
     if (status == ORV_CAM_OK)
@@ -105,7 +105,7 @@ bool FloatNodeImp::Covers(NodeKind kind)
 
 double FloatNodeImp::GetValue(int *err)
 {
-    MutexLock lock(m_map.mutex);
+    const NodeLock lock(m_map.mutex);
     double value = 0;
     int status = m_map.CheckReadable(m_facts);
     if (status == ORV_CAM_OK)
@@ -115,7 +115,7 @@ double FloatNodeImp::GetValue(int *err)
 
 int FloatNodeImp::SetValue(double value)
 {
-    MutexLock lock(m_map.mutex);
+    const NodeLock lock(m_map.mutex);
     FloatRange range;
     int status = m_map.CheckWritable(m_facts);
     if (status == ORV_CAM_OK)
@@ -129,7 +129,7 @@ int FloatNodeImp::SetValue(double value)
 
 FloatRange FloatNodeImp::Range(int *err)
 {
-    MutexLock lock(m_map.mutex);
+    const NodeLock lock(m_map.mutex);
     FloatRange range;
     int status = m_map.CheckPresent(m_facts);
     if (status == ORV_CAM_OK)
@@ -139,7 +139,7 @@ FloatRange FloatNodeImp::Range(int *err)
 
 bool BooleanNodeImp::GetValue(int *err)
 {
-    MutexLock lock(m_map.mutex);
+    const NodeLock lock(m_map.mutex);
     bool value = false;
     int status = m_map.CheckReadable(m_facts);
     if (status == ORV_CAM_OK)
@@ -149,14 +149,14 @@ bool BooleanNodeImp::GetValue(int *err)
 
 int BooleanNodeImp::SetValue(bool value)
 {
-    MutexLock lock(m_map.mutex);
+    const NodeLock lock(m_map.mutex);
     const int status = m_map.CheckWritable(m_facts);
     return status == ORV_CAM_OK ? m_map.Api().SetBoolean(m_node, value) : status;
 }
 
 std::string StringNodeImp::GetValue(int *err)
 {
-    MutexLock lock(m_map.mutex);
+    const NodeLock lock(m_map.mutex);
     std::string value;
     int status = m_map.CheckReadable(m_facts);
     if (status == ORV_CAM_OK)
@@ -166,7 +166,7 @@ std::string StringNodeImp::GetValue(int *err)
 
 int StringNodeImp::SetValue(const std::string &value)
 {
-    MutexLock lock(m_map.mutex);
+    const NodeLock lock(m_map.mutex);
     std::int64_t maximum = 0;
     int status = m_map.CheckWritable(m_facts);
     if (status == ORV_CAM_OK)
@@ -181,7 +181,7 @@ int StringNodeImp::SetValue(const std::string &value)
 
 std::string EnumerationNodeImp::GetValue(int *err)
 {
-    MutexLock lock(m_map.mutex);
+    const NodeLock lock(m_map.mutex);
     std::string entry;
     int status = m_map.CheckReadable(m_facts);
     if (status == ORV_CAM_OK)
@@ -191,7 +191,7 @@ std::string EnumerationNodeImp::GetValue(int *err)
 
 std::int64_t EnumerationNodeImp::GetIntValue(int *err)
 {
-    MutexLock lock(m_map.mutex);
+    const NodeLock lock(m_map.mutex);
     std::int64_t value = 0;
     int status = m_map.CheckReadable(m_facts);
     if (status == ORV_CAM_OK)
@@ -201,21 +201,21 @@ std::int64_t EnumerationNodeImp::GetIntValue(int *err)
 
 int EnumerationNodeImp::SetValue(const std::string &entry)
 {
-    MutexLock lock(m_map.mutex);
+    const NodeLock lock(m_map.mutex);
     const int status = m_map.CheckWritable(m_facts);
     return status == ORV_CAM_OK ? m_map.Api().SetEntry(m_node, entry) : status;
 }
 
 int EnumerationNodeImp::SetIntValue(std::int64_t value)
 {
-    MutexLock lock(m_map.mutex);
+    const NodeLock lock(m_map.mutex);
     const int status = m_map.CheckWritable(m_facts);
     return status == ORV_CAM_OK ? m_map.Api().SetEntryValue(m_node, value) : status;
 }
 
 std::vector<std::string> EnumerationNodeImp::GetEntries(int *err)
 {
-    MutexLock lock(m_map.mutex);
+    const NodeLock lock(m_map.mutex);
     std::vector<std::string> names;
     int status = m_map.CheckPresent(m_facts);
     if (status == ORV_CAM_OK)

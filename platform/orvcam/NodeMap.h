@@ -6,8 +6,30 @@
 #include "orvcam/OrvFeatures.h"
 
 #include <memory>
+#include <mutex>
 
 namespace orv::cam {
+
+/// Lets the thread that holds it lock it again: who keeps others away for several calls makes them as ever.
+class CAPABILITY("mutex") NodeMutex {
+public:
+    void lock() ACQUIRE() { m_mutex.lock(); }
+    void unlock() RELEASE() { m_mutex.unlock(); }
+
+private:
+    std::recursive_mutex m_mutex;
+};
+
+class SCOPED_CAPABILITY NodeLock {
+public:
+    explicit NodeLock(NodeMutex &mutex) ACQUIRE(mutex) : m_mutex(mutex) { m_mutex.lock(); }
+    ~NodeLock() RELEASE() { m_mutex.unlock(); }
+    NodeLock(const NodeLock &) = delete;
+    NodeLock &operator=(const NodeLock &) = delete;
+
+private:
+    NodeMutex &m_mutex;
+};
 
 /// A description, the GenApi tree made of it, and the lock that both need.
 ///
@@ -20,7 +42,7 @@ public:
     static std::unique_ptr<NodeMap> Create(const std::string &xml, PortIo &port, std::string *error);
 
     const Description facts;
-    Mutex mutex;
+    NodeMutex mutex;
 
     GenApi &Api() REQUIRES(mutex) { return *m_genApi; }
     GenApiNode *Find(const NodeFacts &node) REQUIRES(mutex) { return m_genApi->Find(node.name); }

@@ -3,6 +3,7 @@
 #include "orvcam/OrvStatus.h"
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -115,6 +116,11 @@ public:
     virtual std::vector<FeatureInfo> FeatureTree() { return {}; }
     /// Of a feature of any kind, commands included; NotImplemented where there is none.
     virtual Access GetAccess(const char * /*name*/) { return Access::NotImplemented; }
+    /// Runs `act` and keeps the calls of other threads waiting meanwhile, on the nodes, too: for settings that belong
+    /// together, as a selector that is moved for a moment, and what it selects. `act` makes its calls here as ever, and
+    /// must not wait for a thread that does; a command in it keeps the others away until it is done.
+    /// \return what `act` returned.
+    virtual int RunAlone(const std::function<int()> &act) { return act(); }
 
 protected:
     ~FeatureArray() = default;

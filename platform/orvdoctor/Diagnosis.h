@@ -3,6 +3,9 @@
 #include "orvdoctor/Facts.h"
 
 #include <functional>
+#include <optional>
+#include <string>
+#include <vector>
 
 /// "Why is there no picture?" Facts of camera, stream and host, and what follows from them.
 ///
@@ -94,16 +97,24 @@ void GatherHost(Facts &facts, const HostFolders &folders = {});
 /// What the kernel has counted up to now.
 HostCounts ReadHostCounts(const HostFolders &folders = {});
 
-/// Which of the camera's triggers are looked at.
-enum class TriggerSearch {
-    Present, ///< that of the present "TriggerSelector"
-    All      ///< where that is off the others in turn, for which the selector is written and put back
+/// A trigger that keeps frames from being taken until it comes.
+struct StartTrigger {
+    std::string selector; ///< of TriggerSelector, "" for a camera without
+    std::string source;
+};
+/// What is known of all the start triggers, though a camera shows but one of them at a time: that at which
+/// TriggerSelector stands. The others are looked at by moving it for a moment, which is a write, so that this is done
+/// once, and again when somebody has moved it since: who does may have switched triggers, too.
+struct TriggerLook {
+    std::optional<std::string> from; ///< where the selector stood then; none: there was no such look
+    std::vector<StartTrigger> on;    ///< as last seen
 };
 /// The settings of an opened camera; features that it lacks are left out. Register round trips: not on the GUI thread.
+/// \param look  of the same camera, from one time to the next; null: nothing is written, and triggers other than the
+///              selected one are not looked at.
 /// \param onAnswer  called whenever the camera has answered: it is slow, but not silent.
 void GatherCamera(
-    OrvCam::Device &device, Facts &facts, TriggerSearch search = TriggerSearch::All,
-    const std::function<void()> &onAnswer = [] {});
+    OrvCam::Device &device, Facts &facts, TriggerLook *look, const std::function<void()> &onAnswer = [] {});
 /// Shares of dark and saturated pixels; looks at some ten thousand of them.
 void GatherPicture(const _OrvImage &image, Facts &facts);
 

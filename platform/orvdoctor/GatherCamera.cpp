@@ -2,24 +2,10 @@
 #include "orvdoctor/Diagnosis.h"
 #include "orvdoctor/TriggerFeatures.h"
 
-#include <algorithm>
 #include <optional>
 
 namespace orv {
 namespace {
-
-bool IsStartTrigger(const std::string &selector)
-{
-    constexpr const char *kNames[] = {"FrameStart", "AcquisitionStart", "FrameBurstStart", "ExposureStart",
-                                      "FrameActive"};
-    return std::any_of(std::begin(kNames), std::end(kNames), [&](const char *name) { return selector == name; });
-}
-
-/// A camera that has not answered is not asked anything else: each question takes all retries.
-bool IsSilence(int status)
-{
-    return status == ORV_CAM_ERR_TIMEOUT || status == ORV_CAM_ERR_DEVICE_LOST;
-}
 
 /// Reads features by name and remembers that the camera fell silent.
 class Settings {
@@ -94,31 +80,10 @@ template <class Unsigned> Unsigned ToCount(std::optional<double> value)
     return value && *value > 0 && *value < 1e15 ? static_cast<Unsigned>(*value) : Unsigned{0};
 }
 
-/// The trigger that the selector stands at, if it is on.
-std::optional<StartTrigger> PresentTrigger(OrvCam::FeatureArray &features, const std::string &selector, int *err)
+void GatherTrigger(OrvCam::FeatureArray &features, TriggerLook *look, Settings &settings, Facts &facts)
 {
-    OrvCam::EnumerationNode *const mode = features.GetEnum("TriggerMode");
-    if (!mode || mode->GetValue(err) != "On")
-        return std::nullopt;
-    OrvCam::EnumerationNode *const source = features.GetEnum("TriggerSource");
-    return StartTrigger{selector, source ? source->GetValue() : std::string()};
-}
-
-/// The first start trigger that is on, the present one before others.
-void GatherTrigger(OrvCam::FeatureArray &features, TriggerSearch search, Settings &settings, Facts &facts)
-{
-    int status = ORV_CAM_OK;
-    std::optional<StartTrigger> trigger;
-    facts.triggerSelector = settings.Entry("TriggerSelector");
-    if (!settings.IsSilent() && (facts.triggerSelector.empty() || IsStartTrigger(facts.triggerSelector))) {
-        trigger = PresentTrigger(features, facts.triggerSelector, &status);
-        settings.Note(status);
-    }
-    if (!trigger && !facts.triggerSelector.empty() && search == TriggerSearch::All && !settings.IsSilent()) {
-        const auto all = SwitchedOnTriggers(features, &status, [&](int each) { settings.Note(each); });
-        if (!all.empty())
-            trigger = all.front();
-    }
+    const auto trigger =
+        AwaitedTrigger(features, look, &facts.triggerSelector, [&](int status) { settings.Note(status); });
     facts.hasTrigger = trigger.has_value();
     if (!trigger)
         return;
@@ -128,36 +93,7 @@ void GatherTrigger(OrvCam::FeatureArray &features, TriggerSearch search, Setting
 
 } // namespace
 
-std::vector<StartTrigger> SwitchedOnTriggers(OrvCam::FeatureArray &features, int *err,
-                                             const std::function<void(int status)> &onStep)
-{
-    *err = ORV_CAM_OK;
-    if (!features.GetEnum("TriggerMode"))
-        return {};
-    OrvCam::EnumerationNode *const selector = features.GetEnum("TriggerSelector");
-    std::vector<std::string> entries{""};
-    if (selector) {
-        entries = selector->GetEntries(err);
-        entries.erase(std::remove_if(entries.begin(), entries.end(), [](const auto &e) { return !IsStartTrigger(e); }),
-                      entries.end());
-    }
-    std::vector<StartTrigger> found;
-    for (const std::string &entry : entries) {
-        if (IsSilence(*err))
-            break;
-        const int step = WithSelector(features, entry, [&] {
-            int status = ORV_CAM_OK;
-            if (const auto trigger = PresentTrigger(features, entry, &status))
-                found.push_back(*trigger);
-            return status;
-        });
-        *err = *err == ORV_CAM_OK || IsSilence(step) ? step : *err;
-        onStep(step);
-    }
-    return found;
-}
-
-void GatherCamera(OrvCam::Device &device, Facts &facts, TriggerSearch search, const std::function<void()> &onAnswer)
+void GatherCamera(OrvCam::Device &device, Facts &facts, TriggerLook *look, const std::function<void()> &onAnswer)
 {
     facts.camera = device.GetDescription();
     facts.isOpen = true;
@@ -165,7 +101,7 @@ void GatherCamera(OrvCam::Device &device, Facts &facts, TriggerSearch search, co
     if (!features)
         return;
     Settings settings(*features, onAnswer);
-    GatherTrigger(*features, search, settings, facts);
+    GatherTrigger(*features, look, settings, facts);
     facts.acquisitionMode = settings.Entry("AcquisitionMode");
     if (facts.acquisitionMode == "MultiFrame")
         facts.acquisitionFrameCount = ToCount<std::uint64_t>(settings.Number({"AcquisitionFrameCount"}));

@@ -19,7 +19,6 @@ constexpr qint64 kPatienceMs = static_cast<qint64>(orv::kPatienceSeconds * 1000)
 constexpr qint64 kLeastSpanMs = 600; ///< of counts that say something; less than the two before leave
 constexpr qint64 kSilenceMs = 1800;  ///< without a picture and an answer
 constexpr qint64 kAskAgainMs = 2000;
-constexpr qint64 kSearchAgainMs = 10000; ///< through all triggers, for which the camera's selector is written
 constexpr milliseconds kBetweenLooks{200};
 constexpr milliseconds kNothingToSee{1500};
 
@@ -60,10 +59,9 @@ void PictureWatch::Start()
     m_clock.start();
     m_mark = Now();
     m_markIsStale = false;
-    m_triggered.reset();
+    m_triggers = {};
     m_settings = orv::Facts();
     m_silentMs.reset();
-    m_searchedMs = -kSearchAgainMs;
     StopDisplaying();
     m_timer.start();
 }
@@ -175,17 +173,15 @@ void PictureWatch::Ask()
 {
     m_askedMs = m_clock.elapsed();
     m_answeredMs = m_askedMs;
-    const bool isTimeToSearch = m_askedMs - m_searchedMs >= kSearchAgainMs;
-    const orv::TriggerSearch search = isTimeToSearch ? orv::TriggerSearch::All : orv::TriggerSearch::Present;
-    if (isTimeToSearch)
-        m_searchedMs = m_askedMs;
-    const auto ask = [this, search, round = m_round, clock = m_clock] {
+    // Where frames come, none waits for a trigger that would have to be looked for.
+    const bool lacksFrames = m_askedMs - m_arrivals.lastFrameMs >= PatienceMs();
+    const auto ask = [this, lacksFrames, triggers = m_triggers, round = m_round, clock = m_clock]() mutable {
         orv::Facts facts;
-        orv::GatherCamera(*m_device, facts, search, [&] { m_answeredMs = clock.elapsed(); });
+        orv::GatherCamera(*m_device, facts, lacksFrames ? &triggers : nullptr, [&] { m_answeredMs = clock.elapsed(); });
         orv::GatherHost(facts);
-        const auto answer = [this, facts, search, round] {
+        const auto answer = [this, facts, triggers, round] {
             if (round == m_round)
-                OnAnswer(facts, search);
+                OnAnswer(facts, triggers);
         };
         QMetaObject::invokeMethod(this, answer, Qt::QueuedConnection);
     };
@@ -196,19 +192,11 @@ void PictureWatch::Ask()
     }
 }
 
-void PictureWatch::OnAnswer(orv::Facts answer, orv::TriggerSearch search)
+void PictureWatch::OnAnswer(const orv::Facts &answer, const orv::TriggerLook &triggers)
 {
     m_thread.join(); // sending the answer was its last act
     NoteArrivals();
-    // A trigger that another place of the selector has is not looked at each time.
-    const bool isElsewhere = m_triggered && m_triggered->triggerSelector != answer.triggerSelector;
-    if (!answer.hasTrigger && search == orv::TriggerSearch::Present && isElsewhere) {
-        answer.hasTrigger = true;
-        answer.triggerSelector = m_triggered->triggerSelector;
-        answer.triggerSource = m_triggered->triggerSource;
-    } else {
-        m_triggered = answer.hasTrigger ? std::optional<orv::Facts>(answer) : std::nullopt;
-    }
+    m_triggers = triggers;
     if (LacksPictures())
         m_settings = answer;
     if (LacksPictures() || ShowsNothing())

@@ -25,6 +25,8 @@ class GrabbingFifo;
 /// every two seconds, on a thread of its own: the event loop never waits for a camera. A camera from which no answer
 /// comes for a while is reported silent, still within two seconds.
 ///
+/// Asking reads only, but for a camera that hides some of its triggers behind a selector: see orv::TriggerLook.
+///
 /// Counts are taken over the time without pictures alone; what was lost an hour ago explains nothing. They are read
 /// here, since neither stream nor kernel asks a camera for them, so that each belongs to a time that is known: a late
 /// reading makes the judged time shorter, and a short one is not judged.
@@ -76,7 +78,7 @@ private:
     void NoteArrivals();
     Mark Now();
     void Ask();
-    void OnAnswer(orv::Facts answer, orv::TriggerSearch search);
+    void OnAnswer(const orv::Facts &answer, const orv::TriggerLook &triggers);
     void CheckSilence();
     void Judge(orv::Facts facts);
     void Tell(const std::optional<orv::Diagnosis> &diagnosis);
@@ -95,13 +97,12 @@ private:
     std::thread m_thread; ///< asks; joined when its answer is here
     int m_round = 0;      ///< answers of earlier rounds are history
     qint64 m_askedMs = 0;
-    qint64 m_searchedMs = 0;               ///< when all triggers were looked at
-    std::atomic<qint64> m_answeredMs{0};   ///< when the camera last answered m_thread
-    std::optional<qint64> m_silentMs;      ///< the last answer when the camera was last judged silent
-    std::optional<orv::Facts> m_triggered; ///< the answer by which a trigger was on
-    orv::Facts m_settings;                 ///< as answered since the last picture came
-    Mark m_mark;                           ///< of the time just after pictures last came
-    bool m_markIsStale = false;            ///< a picture came since
+    std::atomic<qint64> m_answeredMs{0}; ///< when the camera last answered m_thread
+    std::optional<qint64> m_silentMs;    ///< the last answer when the camera was last judged silent
+    orv::TriggerLook m_triggers;         ///< of this stream
+    orv::Facts m_settings;               ///< as answered since the last picture came
+    Mark m_mark;                         ///< of the time just after pictures last came
+    bool m_markIsStale = false;          ///< a picture came since
     bool m_isTelling = false;
     std::set<orv::Cause> m_dismissed;
 

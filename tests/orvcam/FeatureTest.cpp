@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
 #include <thread>
 
@@ -390,6 +391,32 @@ TEST_F(Features, ManyThreadsOnOneMap)
     for (std::thread &thread : threads)
         thread.join();
     EXPECT_EQ(0, wrong);
+}
+
+TEST_F(Features, NobodyComesInBetweenWhatRunsAlone)
+{
+    OrvCam::IntegerNode *const selector = m_array->GetInt("Little");
+    OrvCam::IntegerNode *const value = m_array->GetInt("Long");
+    std::thread other;
+    std::atomic<int> started{0};
+    const int result = m_array->RunAlone([&] {
+        selector->SetValue(7);
+        other = std::thread([&] {
+            ++started;
+            value->SetValue(selector->GetValue());
+            ++started;
+        });
+        while (started == 0)
+            std::this_thread::yield();
+        for (int calls = 0; calls < 2000; ++calls) // each would let the other in
+            value->GetValue();
+        EXPECT_EQ(started, 1);
+        selector->SetValue(3);
+        return 42;
+    });
+    other.join();
+    EXPECT_EQ(result, 42);
+    EXPECT_EQ(value->GetValue(), 3) << "the other has never seen the 7";
 }
 
 TEST(FeatureArray, ManyThreadsParseAtOnce)

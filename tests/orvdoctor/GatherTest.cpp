@@ -131,7 +131,8 @@ protected:
     Facts Gather()
     {
         Facts facts;
-        orv::GatherCamera(device, facts);
+        orv::TriggerLook look;
+        orv::GatherCamera(device, facts, &look);
         return facts;
     }
     scripted::Device device;
@@ -189,12 +190,58 @@ TEST_F(CameraGather, TriggersOfEverySelectorAndTheSelectorStays)
     EXPECT_EQ(facts.triggerSource, "Software");
     EXPECT_EQ(facts.triggerSelector, "FrameStart");
     EXPECT_EQ(selector.Current(), "ExposureEnd");
-    Facts present;
-    int answers = 0;
-    orv::GatherCamera(device, present, orv::TriggerSearch::Present, [&] { ++answers; });
-    EXPECT_FALSE(present.hasTrigger) << "for which the selector would have been written";
-    EXPECT_EQ(present.triggerSelector, "ExposureEnd");
-    EXPECT_GT(answers, 0);
+}
+
+TEST_F(CameraGather, TheSelectorIsWrittenNoOftenerThanNeeded)
+{
+    auto &selector = features.AddEnumeration("TriggerSelector", {"ExposureEnd", "AcquisitionStart", "FrameStart"});
+    auto &mode = features.AddEnumeration("TriggerMode", {"Off", "On"}, &selector);
+    mode.Set("FrameStart", "On");
+    orv::TriggerLook look;
+    const struct {
+        const char *rule, *selector, *frameStart;
+        orv::TriggerLook *look;
+        bool hasTrigger;
+        int sets;
+    } cases[] = {
+        {"without a look, nothing is", "ExposureEnd", "On", nullptr, false, 0},
+        {"the first look goes to both start triggers and back", "ExposureEnd", "On", &look, true, 4},
+        {"the next one knows", "ExposureEnd", "On", &look, true, 0},
+        {"what is selected can be read", "FrameStart", "On", &look, true, 0},
+        {"it was moved, so it may have been switched", "ExposureEnd", "Off", &look, false, 4},
+        {"which is known then, too", "ExposureEnd", "Off", &look, false, 0},
+        {"a start trigger that is selected is not moved to", "AcquisitionStart", "On", &look, true, 2},
+    };
+    for (const auto &row : cases) {
+        selector.Set("", row.selector);
+        mode.Set("FrameStart", row.frameStart);
+        selector.sets = 0;
+        Facts facts;
+        int answers = 0;
+        orv::GatherCamera(device, facts, row.look, [&] { ++answers; });
+        EXPECT_EQ(facts.hasTrigger, row.hasTrigger) << row.rule;
+        EXPECT_EQ(selector.sets, row.sets) << row.rule;
+        EXPECT_EQ(selector.Current(), row.selector) << row.rule;
+        EXPECT_GT(answers, 0) << row.rule;
+    }
+}
+
+TEST_F(CameraGather, ACameraThatFallsSilentBehindTheSelectorIsToldToGoBack)
+{
+    auto &selector = features.AddEnumeration("TriggerSelector", {"ExposureEnd", "AcquisitionStart", "FrameStart"});
+    auto &mode = features.AddEnumeration("TriggerMode", {"Off", "On"}, &selector);
+    mode.readStatus = ORV_CAM_ERR_TIMEOUT;
+    orv::TriggerLook look;
+    Facts facts;
+    orv::GatherCamera(device, facts, &look);
+    EXPECT_TRUE(facts.isSilent);
+    EXPECT_EQ(selector.Current(), "ExposureEnd");
+    EXPECT_EQ(selector.sets, 2) << "there and back, and no further";
+    mode.readStatus = ORV_CAM_OK;
+    mode.Set("FrameStart", "On");
+    facts = Facts();
+    orv::GatherCamera(device, facts, &look);
+    EXPECT_TRUE(facts.hasTrigger) << "a look that got no answer is none";
 }
 
 TEST_F(CameraGather, ASilentCameraIsNotAskedOnAndOn)

@@ -386,6 +386,7 @@ public:
     int SetValue(const std::string &entry) override
     {
         m_delay->Wait();
+        ++sets;
         if (setStatus == ORV_CAM_OK)
             Set(Selected(), entry);
         return setStatus;
@@ -413,6 +414,7 @@ public:
 
     std::atomic<int> readStatus{ORV_CAM_OK};
     std::atomic<int> setStatus{ORV_CAM_OK};
+    std::atomic<int> sets{0}; ///< tries to set it
 
 private:
     std::string Selected() { return m_selector ? m_selector->Current() : ""; }
