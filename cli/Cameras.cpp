@@ -16,12 +16,6 @@ bool IsCalled(const OrvCam::DeviceDescription &camera, const std::string &name)
            strcasecmp(camera.mac.c_str(), name.c_str()) == 0;
 }
 
-/// One camera may be seen through several interfaces.
-bool IsSameCamera(const OrvCam::DeviceDescription &a, const OrvCam::DeviceDescription &b)
-{
-    return a.mac.empty() || b.mac.empty() ? a.id == b.id && a.serial == b.serial : a.mac == b.mac;
-}
-
 bool IsReachable(const OrvCam::DeviceDescription &camera)
 {
     return camera.state != OrvCam::DeviceState::Unreachable;
@@ -59,6 +53,11 @@ Outcome ChooseAny(const Cameras &cameras, OrvCam::DeviceDescription &camera)
 }
 
 } // namespace
+
+bool IsSameCamera(const OrvCam::DeviceDescription &a, const OrvCam::DeviceDescription &b)
+{
+    return a.id == b.id && a.serial == b.serial;
+}
 
 Outcome FailedWith(int status, const std::string &what)
 {

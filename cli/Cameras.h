@@ -19,6 +19,9 @@ using Cameras = std::vector<OrvCam::DeviceDescription>;
 /// Searches all interfaces, for about half a second.
 Outcome ListCameras(Cameras &cameras);
 
+/// A camera that is seen through several interfaces has one id. Its MAC address says less: software cameras may have
+/// none, which reads as zeros.
+bool IsSameCamera(const OrvCam::DeviceDescription &a, const OrvCam::DeviceDescription &b);
 /// Each camera once, though it may be seen through several interfaces: on the way that reaches it.
 Cameras WithoutDetours(const Cameras &cameras);
 

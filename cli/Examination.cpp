@@ -87,7 +87,7 @@ Examination Examine(const OrvCam::DeviceDescription &camera, const Cameras &came
     examination.camera = examination.facts.camera = camera;
     for (const OrvCam::DeviceDescription &other : cameras) {
         const auto address = orv::ParseIpv4(other.address);
-        if (address && other.mac != camera.mac)
+        if (address && !IsSameCamera(other, camera))
             examination.facts.takenAddresses.push_back(*address);
     }
     examination.outcome = Gather(seconds, examination.facts);
