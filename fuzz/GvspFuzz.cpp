@@ -222,11 +222,8 @@ private:
     void ReceiveBatch(orv::ByteReader &in)
     {
         std::vector<Bytes> datagrams(in.U8() % (kMostAtOnce + 1));
-        for (Bytes &datagram : datagrams) {
+        for (Bytes &datagram : datagrams)
             datagram = TakeDatagram(in);
-            if (datagram.empty())
-                datagram.push_back(0); // nothing at all would not be received
-        }
         if (m_way == Way::OneByOne) {
             for (const Bytes &datagram : datagrams)
                 Receive(datagram);

@@ -112,7 +112,7 @@ public:
     }
 
     /// L and T leader and trailer; 3 one packet, 3,9 each of them by itself, 3-9 all in one message, 3/50 fifty bytes
-    /// of one, s3-9 by a stranger, with other data; n the leader of the next frame. \param block the frame
+    /// of one, s3-9 by a stranger, with other data; e nothing; n the leader of the next frame. \param block the frame
     void Run(std::uint64_t block, const std::string &script)
     {
         std::istringstream words(script);
@@ -125,6 +125,8 @@ public:
             if (word == "L" || word == "n")
                 Send(m_camera,
                      Packet(m_extended, 0, 1, block + (word == "n"), 0, LeaderContent({payload::kImage, kImage, 1})));
+            else if (word == "e" || word == "se")
+                Send(isStrange ? m_stranger : m_camera, {});
             else if (word == "T")
                 Send(m_camera, Packet(m_extended, 0, 2, block, kLast + 1, TrailerContent(1)));
             else if (numbers >> first >> mark >> second && mark == '/')
@@ -217,6 +219,8 @@ TEST(StreamReceiver, EachByteComesWhereItBelongs)
         {"a stranger in between", "L 1,9 s10 10,40 T", 0},
         {"a stranger's portion", "L 1-10 s11-30 11-40 T", 0},
         {"a stranger's portion instead", "L 1,9 s10-12 11,40 T", 10},
+        {"an empty datagram in between", "L 1,9 e 10,40 T", 0},
+        {"a stranger's empty one instead", "L 1,9 se 11,40 T", 10},
         {"one is cut", "L 1,9 10/50 11,40 T", 10},
         {"a trailer in between", "L 1,20 T 21,40", 0},
         {"a trailer between portions", "L 1-20 T 21-40", 0},

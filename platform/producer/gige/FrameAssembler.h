@@ -33,6 +33,8 @@ public:
     void OnPacket(orv::ByteSpan datagram, TimePoint now);
     /// Where the packets that come next belong, if nothing of the running frame is lost; good until the next call.
     std::optional<Landing> NextLanding() const { return m_frames.NextLanding(); }
+    /// Of the frame begun last; nothing when it is not known how much of it is to come.
+    std::optional<FrameProgress> NewestProgress() const { return m_frames.NewestProgress(); }
     /// So many of them, whose content is in its place already. \param header  of the first
     void OnLanded(orv::ByteSpan header, std::uint32_t packets, TimePoint now);
     /// Delivers what has waited too long. Only when everything that has come was handed over: what waits in the socket

@@ -319,6 +319,14 @@ std::optional<Landing> FrameBlock::NextLanding() const
     return landing;
 }
 
+std::optional<FrameProgress> FrameBlock::Progress() const
+{
+    const std::uint32_t last = IsLengthKnown() ? ExpectedPackets() : std::min(m_former.payloadPackets, m_places.Most());
+    if (m_trailer || m_gaps.Next() > last)
+        return std::nullopt;
+    return FrameProgress{m_id, last + 1 - std::max(m_gaps.Next(), 1U)};
+}
+
 bool FrameBlock::HasPacket(std::uint32_t id) const
 {
     if (id == 0)

@@ -2,6 +2,7 @@
 
 #include "producer/gige/BlockGaps.h"
 #include "producer/gige/Gvsp.h"
+#include "producer/gige/Naps.h"
 #include "producer/gige/PacketPlaces.h"
 #include "producer/gige/Resend.h"
 #include "producer/gige/UdpSocket.h"
@@ -69,6 +70,8 @@ public:
     void Describe(Former &former) const;
     /// Behind the last packet that came. Until one of them has been taken, anything may be written there.
     std::optional<Landing> NextLanding() const;
+    /// Nothing when the trailer has come, or nobody knows how much is to come.
+    std::optional<FrameProgress> Progress() const;
 
     /// All packets are there that the trailer counts.
     bool IsComplete() const;

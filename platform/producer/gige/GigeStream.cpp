@@ -9,7 +9,7 @@ namespace nuvark::gige {
 
 namespace {
 
-constexpr std::size_t kMinReceiveBuffer = 8 * 1024 * 1024;
+constexpr std::size_t kMinReceiveBuffer = 16 * 1024 * 1024;
 constexpr std::size_t kMaxReceiveBuffer = 256 * 1024 * 1024;
 constexpr std::uint32_t kMulticastPrefix = 0xE; ///< the first four bits of such an address
 constexpr std::uint32_t kLoopbackNetwork = 127;

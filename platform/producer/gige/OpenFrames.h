@@ -59,6 +59,10 @@ public:
     {
         return m_blocks.empty() ? std::nullopt : m_blocks.back().NextLanding();
     }
+    std::optional<FrameProgress> NewestProgress() const
+    {
+        return m_blocks.empty() ? std::nullopt : m_blocks.back().Progress();
+    }
 
     /// A new frame begins: what the older ones have not got by now they may have lost, and the oldest ones go if the
     /// buffers get few.

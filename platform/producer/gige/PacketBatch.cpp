@@ -168,7 +168,7 @@ void PacketBatch::Settle(const std::optional<Landing> &landing, std::size_t coun
         }
         m_sinceRun = message.packetBytes < message.size ? 0 : m_sinceRun + 1;
         message.landed = isExpected && message.landing != 0 ? CountLanded(i, *landing, firstPacket) : 0;
-        isExpected = message.landed * message.packetBytes == message.size;
+        isExpected = message.landed != 0 && message.landed * message.packetBytes == message.size;
         firstPacket += static_cast<std::uint32_t>(message.landed);
         if (!isExpected)
             Gather(i, message.landed * message.packetBytes);
@@ -221,6 +221,8 @@ void PacketBatch::AddPackets(std::size_t index, const std::optional<Landing> &la
     }
     const std::uint8_t *memory = m_messages->MemoryOf(index);
     std::size_t at = message.landed * message.packetBytes;
+    if (message.size == 0) // no packet, but something that came
+        m_packets.push_back({{memory, 0}, 0, isForeign});
     while (at < message.size) {
         const std::size_t size = std::min(message.packetBytes, message.size - at);
         m_packets.push_back({{memory + at, size}, 0, isForeign || isCut});

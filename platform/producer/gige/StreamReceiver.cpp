@@ -19,12 +19,6 @@ constexpr std::size_t kLargestDatagram = 65536;
 /// Requests for missing packets and the stop must not wait longer for a stream that never pauses.
 constexpr int kBatchesAtOnce = 16;
 constexpr std::chrono::milliseconds kIdleWait{1000};
-/// A shorter one costs as much as it saves; a longer one gains little more.
-constexpr std::chrono::microseconds kShortestNap{500};
-constexpr std::chrono::microseconds kLongestNap{8000};
-/// The camera may quicken its pace meanwhile, up to what the quickest of the links brings, 10 Gbit/s.
-constexpr double kMostQuickening = 4;
-constexpr double kMostBytesPerMicrosecond = 1250;
 constexpr std::chrono::milliseconds kDrainLimit{60};
 constexpr std::chrono::milliseconds kDrainQuiet{15};
 
@@ -32,7 +26,7 @@ constexpr std::chrono::milliseconds kDrainQuiet{15};
 
 StreamReceiver::StreamReceiver(FrameSink &sink, UdpSocket socket, const Settings &settings)
     : m_settings(settings), m_socket(std::move(socket)), m_batch(m_socket.Fd(), settings.cameraAddress),
-      m_way(settings.way), m_assembler(sink, settings.assembly)
+      m_way(settings.way), m_naps(settings.known.receiveBuffer), m_assembler(sink, settings.assembly)
 {
     // Twice the size that was agreed on: the packets that really come may be larger.
     m_longest = std::min(kLargestDatagram, 2 * std::max<std::size_t>(settings.assembly.packetSize, 1500));
@@ -85,31 +79,17 @@ void StreamReceiver::Run()
         Drain();
 }
 
-/// While a frame is far from its end, nobody gains from being woken for each packet: being woken costs as much as
-/// taking several of them. A nap ends before the frame does, by its pace so far, and before the socket's buffer can be
-/// full.
 std::optional<TimePoint> StreamReceiver::EndOfNap(TimePoint wake)
 {
-    using Microseconds = std::chrono::duration<double, std::micro>;
-    const orv::MutexLock lock(m_mutex);
-    const std::optional<Landing> landing = m_assembler.NextLanding();
-    if (!landing)
-        return std::nullopt;
     const TimePoint now = Clock::now();
-    if (landing->blockId != m_pace.blockId || landing->packets > m_pace.packets)
-        m_pace = {landing->blockId, landing->packets, now, m_pace.perPacket};
-    const std::size_t come = m_pace.packets - landing->packets;
-    if (come != 0)
-        m_pace.perPacket = (now - m_pace.since) / come;
-    const Microseconds perPacket = m_pace.perPacket;
-    const double quickest =
-        std::min(kMostBytesPerMicrosecond * perPacket.count(), kMostQuickening * double(landing->dataSize));
-    const Microseconds untilFull = perPacket * (double(m_settings.known.receiveBuffer) / std::max(quickest, 1.0));
-    const Microseconds untilEnd = perPacket * double(landing->packets);
-    const auto nap = std::min<Microseconds>({untilEnd * 7 / 8, untilFull, kLongestNap, wake - now});
-    if (nap < kShortestNap)
+    std::chrono::nanoseconds nap{0};
+    {
+        const orv::MutexLock lock(m_mutex);
+        nap = m_naps.Next(m_assembler.NewestProgress(), now);
+    }
+    if (nap.count() == 0 || now + nap > wake)
         return std::nullopt;
-    return now + std::chrono::duration_cast<Clock::duration>(nap);
+    return now + nap;
 }
 
 PacketBatch::Found StreamReceiver::TakeBatch()

@@ -2,6 +2,7 @@
 
 #include "base/Mutex.h"
 #include "producer/gige/FrameAssembler.h"
+#include "producer/gige/Naps.h"
 #include "producer/gige/PacketBatch.h"
 #include "producer/gige/UdpSocket.h"
 #include "producer/gige/Way.h"
@@ -17,11 +18,11 @@ namespace nuvark::gige {
 ///
 /// Life: Start() once, Stop() once. Packets are taken from the kernel in batches, their payload straight into the
 /// running frame's buffer where they are the expected ones and nobody listens to the traffic; where the kernel can
-/// (UDP_GRO), many packets at a time. While a frame is far from its end, the thread sleeps up to eight milliseconds
-/// between batches. Packets of other senders are dropped. So are packets of more than twice the length agreed on, the
-/// first time they come. Missing packets are asked for from the stream's own socket. Threads: Start() and Stop() from
-/// the owner's; AbandonFrames() and Counters() from any. The sink is called on the receiver's thread, in
-/// AbandonFrames() on the caller's. Lock order: m_mutex, then whatever the sink takes.
+/// (UDP_GRO), many packets at a time. While a frame is far from its end, the thread sleeps between batches (Naps).
+/// Packets of other senders are dropped. So are packets of more than twice the length agreed on, the first time they
+/// come. Missing packets are asked for from the stream's own socket. Threads: Start() and Stop() from the owner's;
+/// AbandonFrames() and Counters() from any. The sink is called on the receiver's thread, in AbandonFrames() on the
+/// caller's. Lock order: m_mutex, then whatever the sink takes.
 class StreamReceiver {
 public:
     struct Settings {
@@ -59,14 +60,8 @@ private:
     const Settings m_settings;
     UdpSocket m_socket;
     PacketBatch m_batch; ///< receiver's thread only
-    struct Pace {
-        std::uint64_t blockId = 0;
-        std::size_t packets = 0; ///< that were to come when it was first looked at
-        TimePoint since;
-        Clock::duration perPacket{0}; ///< in the frame before until some have come
-    };
-    Pace m_pace; ///< of the running frame; receiver's thread only
-    Way m_way;   ///< receiver's thread only
+    Way m_way;           ///< receiver's thread only
+    Naps m_naps;         ///< receiver's thread only
     WakeUp m_stop;
     std::size_t m_longest = 0;             ///< bytes of a datagram that is taken; receiver's thread only
     std::vector<ResendRequest> m_requests; ///< receiver's thread only

@@ -1,5 +1,6 @@
 #include "producer/gige/UdpSocket.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -37,9 +38,10 @@ int PollUntil(pollfd *fds, nfds_t count, TimePoint deadline)
 {
     int ready = 0;
     do {
-        // Rounded up, so the caller does not come back a moment too early and spin.
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-        ready = poll(fds, count, left > 0 ? static_cast<int>(left) : 0);
+        const auto left = std::max<std::chrono::nanoseconds>(deadline - Clock::now(), std::chrono::nanoseconds(0));
+        const auto seconds = std::chrono::floor<std::chrono::seconds>(left);
+        const timespec timeout{static_cast<time_t>(seconds.count()), static_cast<long>((left - seconds).count())};
+        ready = ppoll(fds, count, &timeout, nullptr);
     } while (ready < 0 && errno == EINTR);
     return ready;
 }
