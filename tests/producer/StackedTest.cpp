@@ -133,10 +133,10 @@ TEST_F(CameraTest, AStoppedProcessDoesNotLoseItsCamera)
     constexpr std::uint64_t kHeartbeatTimeout = 0x0938;
     constexpr std::uint64_t kPrivilege = 0x0A00;
     ASSERT_EQ(OpenDevice(), GC_ERR_SUCCESS) << LastError();
-    ASSERT_EQ(WriteRegister(kHeartbeatTimeout, 600), GC_ERR_SUCCESS);
+    ASSERT_EQ(WriteRegister(kHeartbeatTimeout, 1200), GC_ERR_SUCCESS);
     const EVENT_HANDLE lost = Register(NUVARK_EVENT_DEVICE_LOST);
     const EVENT_HANDLE traffic = Register(NUVARK_EVENT_CONTROL_TRAFFIC);
-    for (const int stopMs : {400, 1500}) {
+    for (const int stopMs : {800, 3000}) {
         StandStill(std::chrono::milliseconds(stopMs));
         ASSERT_EQ(Gc().EventFlush(traffic), GC_ERR_SUCCESS);
         for (int i = 0; i < 10; ++i) // beats and their answers
