@@ -193,7 +193,7 @@ public:
         m_record.mask = 0xFFFFFF00;
     }
 
-    const InterfaceRecord &Record() const override { return m_record; }
+    InterfaceRecord Record() const override { return m_record; }
     std::vector<DeviceRecord> Discover(std::chrono::milliseconds) override
     {
         return {Device(1, "cam:1"), Device(2, "cam:2")};

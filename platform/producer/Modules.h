@@ -62,7 +62,7 @@ public:
     InterfaceModule(std::shared_ptr<SystemModule> parent, std::shared_ptr<HostInterface> host);
 
     PortFacts Facts() override;
-    const InterfaceRecord &Record() const { return m_host->Record(); }
+    InterfaceRecord Record() const { return m_host->Record(); }
     const std::shared_ptr<SystemModule> &Parent() const { return m_parent; }
 
     /// Blocks for the time given, at most two seconds. \return whether the list has changed.

@@ -259,7 +259,8 @@ enum class CameraAccess { ReadOnly, Control, Exclusive };
 class HostInterface {
 public:
     virtual ~HostInterface() = default;
-    virtual const InterfaceRecord &Record() const = 0;
+    /// As it was at the last search or opening; the identifier stays.
+    virtual InterfaceRecord Record() const = 0;
     /// Blocks for the window.
     virtual std::vector<DeviceRecord> Discover(std::chrono::milliseconds window) = 0;
     /// Looks for one camera by its identifier, address, MAC, serial number or user name, without any list.

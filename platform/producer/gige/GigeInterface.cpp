@@ -114,22 +114,46 @@ DeviceRecord MakeRecord(const FoundDevice &device)
     return record;
 }
 
-GigeInterface::GigeInterface(NetworkInterface interface) : m_interface(std::move(interface))
+GigeInterface::GigeInterface(NetworkInterface interface) : m_interface(std::move(interface)) {}
+
+NetworkInterface GigeInterface::Known() const
 {
-    const std::string address = AddressText(m_interface.address);
-    m_record.id = "GEV:" + m_interface.name + ":" + address;
-    m_record.displayName = m_interface.name + " (" + address + ")";
-    m_record.tlType = TLTypeGEVName;
-    m_record.mac = MacNumber(m_interface.mac);
-    m_record.address = m_interface.address;
-    m_record.mask = m_interface.mask;
-    m_record.gateway = m_interface.gateway;
+    const orv::MutexLock lock(m_mutex);
+    return m_interface;
+}
+
+NetworkInterface GigeInterface::Present(const std::vector<NetworkInterface> &all)
+{
+    const orv::MutexLock lock(m_mutex);
+    for (const NetworkInterface &one : all) {
+        if (one.IsSame(m_interface)) {
+            m_interface = one;
+            break;
+        }
+    }
+    return m_interface;
+}
+
+InterfaceRecord GigeInterface::Record() const
+{
+    const NetworkInterface interface = Known();
+    const std::string address = AddressText(interface.address);
+    InterfaceRecord record;
+    record.id = "GEV:" + interface.name + ":" + address;
+    record.displayName = interface.name + " (" + address + ")";
+    record.tlType = TLTypeGEVName;
+    record.mac = MacNumber(interface.mac);
+    record.address = interface.address;
+    record.mask = interface.mask;
+    record.gateway = interface.gateway;
+    return record;
 }
 
 std::vector<DeviceRecord> GigeInterface::Discover(milliseconds window)
 {
+    const std::vector<NetworkInterface> all = ListNetworkInterfaces();
     std::vector<DeviceRecord> records;
-    for (const FoundDevice &device : gige::Discover(m_interface, ListNetworkInterfaces(), window))
+    for (const FoundDevice &device : gige::Discover(Present(all), all, window))
         records.push_back(MakeRecord(device));
     // By identifier, so that a camera keeps its place however fast it answers.
     std::sort(records.begin(), records.end(), [](const DeviceRecord &a, const DeviceRecord &b) { return a.id < b.id; });
@@ -138,16 +162,18 @@ std::vector<DeviceRecord> GigeInterface::Discover(milliseconds window)
 
 Result<DeviceRecord> GigeInterface::Find(const std::string &name)
 {
+    const std::vector<NetworkInterface> all = ListNetworkInterfaces();
+    const NetworkInterface interface = Present(all);
     if (const auto address = AddressInName(name)) {
-        const auto device = m_interface.Reaches(*address) ? DiscoverAt(m_interface, *address, kFindWindow)
-                                                          : std::optional<FoundDevice>();
+        const auto device =
+            interface.Reaches(*address) ? DiscoverAt(interface, *address, kFindWindow) : std::optional<FoundDevice>();
         if (device)
             return MakeRecord(*device);
         return Status(GC_ERR_INVALID_ID, "no camera answers at " + AddressText(*address));
     }
     const auto wanted = [&](const FoundDevice &device) { return IsIdentifiedBy(MakeRecord(device), name); };
     std::vector<DeviceRecord> matches;
-    for (const FoundDevice &device : gige::Discover(m_interface, ListNetworkInterfaces(), kFindWindow, wanted)) {
+    for (const FoundDevice &device : gige::Discover(interface, all, kFindWindow, wanted)) {
         DeviceRecord record = MakeRecord(device);
         if (IsIdentifiedBy(record, name))
             return record;
@@ -155,7 +181,7 @@ Result<DeviceRecord> GigeInterface::Find(const std::string &name)
             matches.push_back(std::move(record));
     }
     if (matches.empty())
-        return Status(GC_ERR_INVALID_ID, "no camera \"" + name + "\" on " + m_record.displayName);
+        return Status(GC_ERR_INVALID_ID, "no camera \"" + name + "\" on " + Record().displayName);
     if (matches.size() > 1)
         return Status(GC_ERR_AMBIGUOUS, "several cameras are called \"" + name + "\"");
     return matches.front();
@@ -164,23 +190,25 @@ Result<DeviceRecord> GigeInterface::Find(const std::string &name)
 Status GigeInterface::ForceAddress(const DeviceRecord &device, std::uint32_t address, std::uint32_t mask,
                                    std::uint32_t gateway)
 {
+    const NetworkInterface interface = Present();
     if (address != 0 && !IsSubnetMask(mask))
         return {GC_ERR_INVALID_VALUE, AddressText(mask) + " is no subnet mask"};
     if (address != 0 && ((address & ~mask) == 0 || (address | mask) == 0xFFFFFFFF) && mask < 0xFFFFFFFE)
         return {GC_ERR_INVALID_VALUE, AddressText(address) + " is the address of a whole subnet"};
-    if (address != 0 && !CanBeADevices(address, m_interface))
+    if (address != 0 && !CanBeADevices(address, interface))
         return {GC_ERR_INVALID_VALUE, AddressText(address) + " can be no device's address"};
-    return gige::ForceAddress(m_interface, {MacBytes(device.mac), address, mask, gateway});
+    return gige::ForceAddress(interface, {MacBytes(device.mac), address, mask, gateway});
 }
 
 Result<std::unique_ptr<Camera>> GigeInterface::Open(const DeviceRecord &device, CameraAccess access,
                                                     CameraListener &listener)
 {
-    if (!m_interface.Reaches(device.address)) {
+    const NetworkInterface interface = Present();
+    if (!interface.Reaches(device.address)) {
         return Status(GC_ERR_ACCESS_DENIED, "the camera's address " + device.addressText +
-                                                " does not fit the network of " + m_record.displayName);
+                                                " does not fit the network of " + Record().displayName);
     }
-    return GigeDevice::Open(m_interface, device.address, access, listener);
+    return GigeDevice::Open(interface, device.address, access, listener);
 }
 
 std::vector<std::shared_ptr<HostInterface>> ListGigeInterfaces()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Mutex.h"
 #include "producer/gige/Discovery.h"
 #include "producer/Transport.h"
 
@@ -8,12 +9,15 @@
 
 namespace nuvark::gige {
 
-/// A network interface with GigE Vision cameras on it. Does not change once made.
+/// A network interface with GigE Vision cameras on it.
+///
+/// It is one link name and one address for its whole life. The rest, above all the system's number of the link, is
+/// looked up anew for each search and each opening: an adapter that is plugged in again has got another number.
 class GigeInterface final : public HostInterface {
 public:
     explicit GigeInterface(NetworkInterface interface);
 
-    const InterfaceRecord &Record() const override { return m_record; }
+    InterfaceRecord Record() const override EXCLUDES(m_mutex);
     std::vector<DeviceRecord> Discover(std::chrono::milliseconds window) override;
     Result<DeviceRecord> Find(const std::string &name) override;
     Status ForceAddress(const DeviceRecord &device, std::uint32_t address, std::uint32_t mask,
@@ -22,8 +26,12 @@ public:
                                          CameraListener &listener) override;
 
 private:
-    const NetworkInterface m_interface;
-    InterfaceRecord m_record;
+    NetworkInterface Known() const EXCLUDES(m_mutex);
+    /// As the system has it now; as it was last where the system does not list it.
+    NetworkInterface Present(const std::vector<NetworkInterface> &all = ListNetworkInterfaces()) EXCLUDES(m_mutex);
+
+    mutable orv::Mutex m_mutex;
+    NetworkInterface m_interface GUARDED_BY(m_mutex);
 };
 
 /// One entry per IPv4 address of this host.

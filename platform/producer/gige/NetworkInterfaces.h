@@ -21,6 +21,8 @@ struct NetworkInterface {
     /// Cameras that are asked for one by one, since broadcasts do not get to them, and that this address leads to.
     std::vector<std::uint32_t> knownCameras;
 
+    /// One stays itself while it is plugged in anew and gets another index, or while its mask or its gateway change.
+    bool IsSame(const NetworkInterface &other) const { return name == other.name && address == other.address; }
     bool Contains(std::uint32_t other) const { return pointToPoint || ((other ^ address) & mask) == 0; }
     /// In the subnet, or beyond a router but known.
     bool Reaches(std::uint32_t other) const;
