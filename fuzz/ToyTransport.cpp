@@ -194,13 +194,15 @@ public:
     }
 
     InterfaceRecord Record() const override { return m_record; }
-    std::vector<DeviceRecord> Discover(std::chrono::milliseconds) override
+    Result<std::vector<DeviceRecord>> Discover(std::chrono::milliseconds) override
     {
-        return {Device(1, "cam:1"), Device(2, "cam:2")};
+        if (s_state.failing)
+            return Failure();
+        return Cameras();
     }
     Result<DeviceRecord> Find(const std::string &name) override
     {
-        for (const DeviceRecord &record : Discover({})) {
+        for (const DeviceRecord &record : Cameras()) {
             if (record.id == name)
                 return record;
         }
@@ -218,6 +220,7 @@ public:
     }
 
 private:
+    static std::vector<DeviceRecord> Cameras() { return {Device(1, "cam:1"), Device(2, "cam:2")}; }
     static DeviceRecord Device(std::uint32_t number, const char *id)
     {
         DeviceRecord record;

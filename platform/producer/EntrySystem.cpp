@@ -196,7 +196,10 @@ Status IFGetInfo(IF_HANDLE hIface, INTERFACE_INFO_CMD iInfoCmd, INFO_DATATYPE *p
 Status IFUpdateDeviceList(IF_HANDLE hIface, bool8_t *pbChanged, uint64_t iTimeout)
 {
     const auto interface = GetInterface(hIface);
-    return interface.Ok() ? GiveChanged(interface.value->UpdateDevices(iTimeout), pbChanged) : interface.status;
+    if (!interface.Ok())
+        return interface.status;
+    const Result<bool> changed = interface.value->UpdateDevices(iTimeout);
+    return changed.Ok() ? GiveChanged(changed.value, pbChanged) : changed.status;
 }
 
 Status IFGetNumDevices(IF_HANDLE hIface, uint32_t *piNumDevices)

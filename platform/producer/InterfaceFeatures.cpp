@@ -58,10 +58,7 @@ std::vector<ModuleFeature> InterfaceModule::Features()
 {
     const std::string about = "InterfaceInformation";
     const std::string list = "DeviceEnumeration";
-    const auto update = [this] {
-        UpdateDevices(GENTL_INFINITE);
-        return Status();
-    };
+    const auto update = [this] { return UpdateDevices(GENTL_INFINITE).status; };
     std::vector<ModuleFeature> features = {
         TextFeature("InterfaceID", about, "Identifier of the interface", [this] { return Record().id; }),
         TextFeature("InterfaceDisplayName", about, "Name of the interface for people",

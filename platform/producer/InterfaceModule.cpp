@@ -123,16 +123,19 @@ std::optional<DeviceRecord> InterfaceModule::Listed(const std::string &deviceId)
     return std::nullopt;
 }
 
-bool InterfaceModule::UpdateDevices(std::uint64_t timeoutMs)
+Result<bool> InterfaceModule::UpdateDevices(std::uint64_t timeoutMs)
 {
     const orv::MutexLock update(m_updateMutex);
-    std::vector<DeviceRecord> found = m_host->Discover(WindowFor(timeoutMs));
+    Result<std::vector<DeviceRecord>> search = m_host->Discover(WindowFor(timeoutMs));
+    std::vector<DeviceRecord> &found = search.value; // none when it failed: then none can be reached
     const auto same = [](const DeviceRecord &a, const DeviceRecord &b) {
         return a.id == b.id && a.address == b.address && a.mask == b.mask && a.userName == b.userName;
     };
     const orv::MutexLock lock(m_mutex);
     const bool changed = !std::equal(found.begin(), found.end(), m_devices.begin(), m_devices.end(), same);
     m_devices = std::move(found);
+    if (!search.Ok())
+        return search.status;
     return changed;
 }
 

@@ -65,8 +65,9 @@ public:
     InterfaceRecord Record() const { return m_host->Record(); }
     const std::shared_ptr<SystemModule> &Parent() const { return m_parent; }
 
-    /// Blocks for the time given, at most two seconds. \return whether the list has changed.
-    bool UpdateDevices(std::uint64_t timeoutMs) EXCLUDES(m_updateMutex, m_mutex);
+    /// Blocks for the time given, at most two seconds. \return whether the list has changed. After a search that could
+    /// not be made the list is empty.
+    Result<bool> UpdateDevices(std::uint64_t timeoutMs) EXCLUDES(m_updateMutex, m_mutex);
     /// With the access status as it is now, devices opened here included.
     std::vector<DeviceRecord> Devices() const EXCLUDES(m_mutex);
     /// By identifier, address or MAC, else by a serial number or user name that only one camera has.

@@ -261,8 +261,8 @@ public:
     virtual ~HostInterface() = default;
     /// As it was at the last search or opening; the identifier stays.
     virtual InterfaceRecord Record() const = 0;
-    /// Blocks for the window.
-    virtual std::vector<DeviceRecord> Discover(std::chrono::milliseconds window) = 0;
+    /// Blocks for the window. Finding none is a success; not having been able to ask is none.
+    virtual Result<std::vector<DeviceRecord>> Discover(std::chrono::milliseconds window) = 0;
     /// Looks for one camera by its identifier, address, MAC, serial number or user name, without any list.
     virtual Result<DeviceRecord> Find(const std::string &name) = 0;
     /// Gives a camera that was found another address until it is switched off, also one that cannot be reached. All in

@@ -43,27 +43,56 @@ void Collect(UdpSocket &socket, const NetworkInterface &interface, DiscoveryColl
     }
 }
 
-/// Three rounds: at once, after a quarter and after half of the window, so late answers still fit in.
-void Run(const NetworkInterface &interface, const std::vector<std::uint32_t> &destinations,
-         DiscoveryCollector &collector, std::chrono::milliseconds window, const DevicePredicate &wanted)
+/// Sends to all. One of the two broadcasts may well be refused (no route), so one that is sent is enough. \return the
+/// first failure when none could be sent.
+Status SendToAll(UdpSocket &socket, const NetworkInterface &interface, const std::vector<std::uint32_t> &destinations,
+                 const Datagram &command)
 {
-    // Bound to no address: a socket bound to one would not get answers that are broadcast.
+    Status failure;
+    bool isSent = false;
+    for (const std::uint32_t destination : destinations) {
+        const Status sent = socket.SendVia(interface.index, interface.address, {destination, kControlPort},
+                                           {command.data(), command.size()});
+        isSent |= sent.Ok();
+        if (failure.Ok())
+            failure = sent;
+    }
+    return isSent ? Status() : failure;
+}
+
+/// Bound to no address: a socket bound to one would not get answers that are broadcast.
+Result<UdpSocket> OpenSearchSocket()
+{
     Result<UdpSocket> socket = UdpSocket::Open(0);
-    if (!socket.Ok() || !socket.value.EnableBroadcast().Ok())
-        return;
+    if (!socket.Ok())
+        return socket;
+    const Status allowed = socket.value.EnableBroadcast();
+    if (!allowed.Ok())
+        return allowed;
     socket.value.SetReceiveBuffer(kReceiveBuffer);
+    return socket;
+}
+
+/// Three rounds: at once, after a quarter and after half of the window, so late answers still fit in. \return why not
+/// one of them could be sent.
+Status Run(const NetworkInterface &interface, const std::vector<std::uint32_t> &destinations,
+           DiscoveryCollector &collector, std::chrono::milliseconds window, const DevicePredicate &wanted)
+{
+    Result<UdpSocket> socket = OpenSearchSocket();
+    if (!socket.Ok())
+        return socket.status;
     const Datagram command = MakeDiscovery(DiscoveryCollector::kDiscoveryId, true);
     const TimePoint start = Clock::now();
+    Status failure;
+    bool isSent = false;
     for (const auto roundEnd : {window / 4, window / 2, window}) {
-        for (std::uint32_t destination : destinations) {
-            // One of the two broadcasts may well be refused (no route); the other one or the next round counts.
-            (void)socket.value.SendVia(interface.index, interface.address, {destination, kControlPort},
-                                       {command.data(), command.size()});
-        }
+        failure = SendToAll(socket.value, interface, destinations, command);
+        isSent |= failure.Ok();
         Collect(socket.value, interface, collector, start + roundEnd, wanted);
         if (collector.HasRead(wanted))
-            return;
+            break;
     }
+    return isSent ? Status() : failure;
 }
 
 } // namespace
@@ -76,29 +105,34 @@ bool FoundDevice::IsSameDevice(const FoundDevice &other) const
     return answer.mac != none || answer.address == other.answer.address;
 }
 
-std::vector<FoundDevice> Discover(const NetworkInterface &interface, const std::vector<NetworkInterface> &allInterfaces,
-                                  std::chrono::milliseconds window, const DevicePredicate &wanted)
+Result<std::vector<FoundDevice>> Discover(const NetworkInterface &interface,
+                                          const std::vector<NetworkInterface> &allInterfaces,
+                                          std::chrono::milliseconds window, const DevicePredicate &wanted)
 {
     DiscoveryCollector collector(interface, allInterfaces);
     std::vector<std::uint32_t> destinations = {0xFFFFFFFF};
     if (interface.broadcast != 0)
         destinations.push_back(interface.broadcast);
     destinations.insert(destinations.end(), interface.knownCameras.begin(), interface.knownCameras.end());
-    Run(interface, destinations, collector, window, wanted);
+    const Status run = Run(interface, destinations, collector, window, wanted);
+    if (!run.Ok())
+        return run;
     return collector.Devices();
 }
 
-std::optional<FoundDevice> DiscoverAt(const NetworkInterface &interface, std::uint32_t address,
-                                      std::chrono::milliseconds window)
+Result<std::optional<FoundDevice>> DiscoverAt(const NetworkInterface &interface, std::uint32_t address,
+                                              std::chrono::milliseconds window)
 {
     DiscoveryCollector collector(interface);
     const auto wanted = [address](const FoundDevice &device) { return device.answer.address == address; };
-    Run(interface, {address}, collector, window, wanted);
+    const Status run = Run(interface, {address}, collector, window, wanted);
+    if (!run.Ok())
+        return run;
     for (FoundDevice &device : collector.Devices()) {
         if (wanted(device))
-            return device;
+            return std::optional<FoundDevice>(std::move(device));
     }
-    return std::nullopt;
+    return std::optional<FoundDevice>();
 }
 
 void DiscoveryCollector::OnDatagram(orv::ByteSpan datagram, Endpoint sender, TimePoint now)

@@ -3,6 +3,7 @@
 #include "producer/gige/Gvcp.h"
 #include "producer/gige/NetworkInterfaces.h"
 #include "producer/gige/UdpSocket.h"
+#include "producer/Status.h"
 
 #include <functional>
 #include <optional>
@@ -33,13 +34,16 @@ using DevicePredicate = std::function<bool(const FoundDevice &)>;
 /// Sends to the global and the subnet broadcast address and to the known cameras, several times, and reads each new
 /// camera's privilege, controller and tick frequency registers on the way, without taking control. Blocks for the
 /// window. A camera whose address belongs to another of `allInterfaces` is left to that one. \param wanted when given,
-/// returns as soon as such a camera has answered and told its registers.
-std::vector<FoundDevice> Discover(const NetworkInterface &interface, const std::vector<NetworkInterface> &allInterfaces,
-                                  std::chrono::milliseconds window, const DevicePredicate &wanted = {});
+/// returns as soon as such a camera has answered and told its registers. \return none is a success; GC_ERR_IO or
+/// GC_ERR_RESOURCE_EXHAUSTED when the system let nothing be sent at all.
+Result<std::vector<FoundDevice>> Discover(const NetworkInterface &interface,
+                                          const std::vector<NetworkInterface> &allInterfaces,
+                                          std::chrono::milliseconds window, const DevicePredicate &wanted = {});
 
-/// Asks one address for a camera, also where broadcasts do not get to. Nothing when no camera has answered in time.
-std::optional<FoundDevice> DiscoverAt(const NetworkInterface &interface, std::uint32_t address,
-                                      std::chrono::milliseconds window);
+/// Asks one address for a camera, also where broadcasts do not get to. Nothing when no camera has answered in time;
+/// failures as of Discover().
+Result<std::optional<FoundDevice>> DiscoverAt(const NetworkInterface &interface, std::uint32_t address,
+                                              std::chrono::milliseconds window);
 
 /// Collects what comes in during a discovery: pure bookkeeping over datagrams, no socket.
 class DiscoveryCollector {

@@ -79,6 +79,18 @@ std::optional<std::uint32_t> AddressInName(const std::string &name)
     return ParseAddress(name.compare(0, prefix.size(), prefix) == 0 ? name.substr(prefix.size()) : name);
 }
 
+Result<DeviceRecord> FindAt(const NetworkInterface &interface, std::uint32_t address)
+{
+    Result<std::optional<FoundDevice>> device{std::optional<FoundDevice>()};
+    if (interface.Reaches(address))
+        device = DiscoverAt(interface, address, kFindWindow);
+    if (!device.Ok())
+        return device.status;
+    if (device.value)
+        return MakeRecord(*device.value);
+    return Status(GC_ERR_INVALID_ID, "no camera answers at " + AddressText(address));
+}
+
 bool IsIdentifiedBy(const DeviceRecord &record, const std::string &name)
 {
     return record.id == name || (record.mac != 0 && record.macText == name);
@@ -149,11 +161,14 @@ InterfaceRecord GigeInterface::Record() const
     return record;
 }
 
-std::vector<DeviceRecord> GigeInterface::Discover(milliseconds window)
+Result<std::vector<DeviceRecord>> GigeInterface::Discover(milliseconds window)
 {
     const std::vector<NetworkInterface> all = ListNetworkInterfaces();
+    const Result<std::vector<FoundDevice>> found = gige::Discover(Present(all), all, window);
+    if (!found.Ok())
+        return found.status;
     std::vector<DeviceRecord> records;
-    for (const FoundDevice &device : gige::Discover(Present(all), all, window))
+    for (const FoundDevice &device : found.value)
         records.push_back(MakeRecord(device));
     // By identifier, so that a camera keeps its place however fast it answers.
     std::sort(records.begin(), records.end(), [](const DeviceRecord &a, const DeviceRecord &b) { return a.id < b.id; });
@@ -164,16 +179,14 @@ Result<DeviceRecord> GigeInterface::Find(const std::string &name)
 {
     const std::vector<NetworkInterface> all = ListNetworkInterfaces();
     const NetworkInterface interface = Present(all);
-    if (const auto address = AddressInName(name)) {
-        const auto device =
-            interface.Reaches(*address) ? DiscoverAt(interface, *address, kFindWindow) : std::optional<FoundDevice>();
-        if (device)
-            return MakeRecord(*device);
-        return Status(GC_ERR_INVALID_ID, "no camera answers at " + AddressText(*address));
-    }
+    if (const auto address = AddressInName(name))
+        return FindAt(interface, *address);
     const auto wanted = [&](const FoundDevice &device) { return IsIdentifiedBy(MakeRecord(device), name); };
+    const Result<std::vector<FoundDevice>> found = gige::Discover(interface, all, kFindWindow, wanted);
+    if (!found.Ok())
+        return found.status;
     std::vector<DeviceRecord> matches;
-    for (const FoundDevice &device : gige::Discover(interface, all, kFindWindow, wanted)) {
+    for (const FoundDevice &device : found.value) {
         DeviceRecord record = MakeRecord(device);
         if (IsIdentifiedBy(record, name))
             return record;

@@ -18,7 +18,7 @@ public:
     explicit GigeInterface(NetworkInterface interface);
 
     InterfaceRecord Record() const override EXCLUDES(m_mutex);
-    std::vector<DeviceRecord> Discover(std::chrono::milliseconds window) override;
+    Result<std::vector<DeviceRecord>> Discover(std::chrono::milliseconds window) override;
     Result<DeviceRecord> Find(const std::string &name) override;
     Status ForceAddress(const DeviceRecord &device, std::uint32_t address, std::uint32_t mask,
                         std::uint32_t gateway) override;
