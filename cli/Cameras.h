@@ -16,7 +16,7 @@ struct DeviceRelease {
 using DevicePtr = std::unique_ptr<OrvCam::Device, DeviceRelease>;
 using Cameras = std::vector<OrvCam::DeviceDescription>;
 
-/// Searches all interfaces, for about half a second.
+/// Searches all interfaces, for about a second.
 Outcome ListCameras(Cameras &cameras);
 
 /// A camera that is seen through several interfaces has one id. Its MAC address says less: software cameras may have

@@ -219,7 +219,7 @@ public:
     /// for no more (ORV_CAM_ERR_TIMEOUT) and can be used once it is done.
     virtual int LoadProducer(const char *fileName) = 0;
     /// Searches the network anew. \param mask bit per InterfaceType; 255 for all. \return null without a producer.
-    /// Blocks for the discovery window (about half a second).
+    /// Blocks for the discovery window (about a second).
     virtual InterfaceList *GetInterfaceList(unsigned int mask) = 0;
     /// Opens the camera that a configuration file describes and applies the file. `path` is UTF-8. Of several ways to
     /// it, and of several cameras that the file fits, the most usable one. Where a camera is returned that did not take

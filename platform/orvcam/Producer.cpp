@@ -14,7 +14,7 @@ namespace orv::cam {
 namespace {
 
 constexpr std::uint64_t kInterfaceUpdateMs = 200;
-constexpr std::uint64_t kSelectionWindowMs = 500;
+constexpr std::uint64_t kSelectionWindowMs = 1000;
 /// More than any producer has; a bound on what a broken one may claim.
 constexpr std::uint32_t kMaxListed = 4096;
 

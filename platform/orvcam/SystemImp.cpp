@@ -20,7 +20,9 @@ namespace orv::cam {
 namespace {
 
 constexpr char kOwnProducer[] = "Nuvark.cti";
-constexpr std::uint64_t kDiscoveryWindowMs = 500;
+/// Cameras may be set to wait for a random time of up to a second before they answer, so as not to answer all at once;
+/// one that is not known yet could be among them, so the search does not end sooner.
+constexpr std::uint64_t kDiscoveryWindowMs = 1000;
 /// What a producer may take to load and open. One that hangs is left to itself.
 constexpr auto kLoadingTime = std::chrono::seconds(5);
 /// File names of producers that are not to be loaded, separated by colons.
