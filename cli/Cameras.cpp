@@ -71,7 +71,7 @@ Outcome FailedWith(int status, const std::string &what)
     return Fail(what + ": " + OrvCam_StatusText(status), code);
 }
 
-Outcome ListCameras(Cameras &cameras)
+Outcome ListCameras(Cameras &cameras, SearchFailures *failures)
 {
     OrvCam::System *system = OrvCam_GetSystem();
     OrvCam::InterfaceList *list = system != nullptr ? system->GetInterfaceList(255) : nullptr;
@@ -81,6 +81,9 @@ Outcome ListCameras(Cameras &cameras)
     for (OrvCam::DeviceList *devices = list->First(); devices != nullptr; devices = list->Next()) {
         for (const auto *device = devices->First(); device != nullptr; device = devices->Next())
             cameras.push_back(*device);
+        const OrvCam::InterfaceDescription &interface = devices->Interface();
+        if (failures != nullptr && !interface.searchFailure.empty())
+            failures->push_back({interface.text, interface.searchFailure});
     }
     list->Release();
     return {};

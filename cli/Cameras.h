@@ -3,6 +3,7 @@
 #include "cli/Json.h"
 #include "cli/Outcome.h"
 #include "orvcam/OrvCam.h"
+#include "orvdoctor/Facts.h"
 
 #include <memory>
 #include <string>
@@ -16,8 +17,11 @@ struct DeviceRelease {
 using DevicePtr = std::unique_ptr<OrvCam::Device, DeviceRelease>;
 using Cameras = std::vector<OrvCam::DeviceDescription>;
 
-/// Searches all interfaces, for about a second.
-Outcome ListCameras(Cameras &cameras);
+/// Interfaces that the search could not be sent through, and why.
+using SearchFailures = std::vector<orv::SearchFailure>;
+
+/// Searches all interfaces, for about a second. \param failures may be null.
+Outcome ListCameras(Cameras &cameras, SearchFailures *failures = nullptr);
 
 /// A camera that is seen through several interfaces has one id. Its MAC address says less: software cameras may have
 /// none, which reads as zeros.

@@ -109,8 +109,9 @@ Outcome RunDoctor(const Options &options, Report &report)
     const double seconds = options.seconds > 0 ? options.seconds : kUsualSeconds;
     const orv::HostCounts before = orv::ReadHostCounts();
     Cameras cameras;
-    const Outcome listed = ListCameras(cameras);
-    const orv::HostCounts duringSearch = orv::Since(before, orv::ReadHostCounts());
+    SearchFacts search;
+    const Outcome listed = ListCameras(cameras, &search.failures);
+    search.host = orv::Since(before, orv::ReadHostCounts());
     if (!listed.IsOk())
         return listed;
     Cameras chosen;
@@ -126,7 +127,7 @@ Outcome RunDoctor(const Options &options, Report &report)
         examinations.push_back(std::move(examination));
     };
     if (!found.IsOk())
-        add(ExamineAbsence(duringSearch, found, !cameras.empty()));
+        add(ExamineAbsence(search, found, !cameras.empty()));
     for (const OrvCam::DeviceDescription &camera : chosen) {
         if (IsInterrupted())
             return Fail("interrupted after " + std::to_string(examinations.size()) + " of " +

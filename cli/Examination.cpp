@@ -98,13 +98,14 @@ Examination Examine(const OrvCam::DeviceDescription &camera, const Cameras &came
     return examination;
 }
 
-Examination ExamineAbsence(const orv::HostCounts &duringSearch, const Outcome &missed, bool othersAreFound)
+Examination ExamineAbsence(const SearchFacts &search, const Outcome &missed, bool othersAreFound)
 {
     Examination examination;
     examination.facts.isMissing = true;
     examination.facts.othersAreFound = othersAreFound;
     orv::GatherHost(examination.facts);
-    examination.facts.host = duringSearch;
+    examination.facts.host = search.host;
+    examination.facts.searchFailures = search.failures;
     examination.diagnoses = orv::Diagnose(examination.facts);
     examination.outcome = missed;
     return examination;

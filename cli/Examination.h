@@ -18,9 +18,13 @@ struct Examination {
 /// Opens the camera where that can be, and watches its stream for a while.
 /// \param cameras  all that were found.
 Examination Examine(const OrvCam::DeviceDescription &camera, const Cameras &cameras, double seconds);
-/// \param duringSearch  what the kernel counted while cameras were searched for.
+/// What is known of a search that a camera was missing in.
+struct SearchFacts {
+    orv::HostCounts host; ///< what the kernel counted meanwhile
+    SearchFailures failures;
+};
 /// \param missed  how the search ended.
 /// \param othersAreFound  it has found cameras, and the one that is meant was not among them.
-Examination ExamineAbsence(const orv::HostCounts &duringSearch, const Outcome &missed, bool othersAreFound);
+Examination ExamineAbsence(const SearchFacts &search, const Outcome &missed, bool othersAreFound);
 
 } // namespace orvcli

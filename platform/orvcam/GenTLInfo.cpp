@@ -66,7 +66,7 @@ int StatusOfFailure(GC_ERROR error, const LossFlag &lost)
     return StatusFromGenTL(error);
 }
 
-std::string GenTLErrorText(const gentl::Functions &calls, const std::string &call, GC_ERROR error)
+std::string GenTLErrorWords(const gentl::Functions &calls, const std::string &call, GC_ERROR error)
 {
     GC_ERROR code = GC_ERR_SUCCESS;
     char text[512] = "";
@@ -77,7 +77,12 @@ std::string GenTLErrorText(const gentl::Functions &calls, const std::string &cal
     const std::string function = call.substr(0, call.find('(')) + ": ";
     if (words.rfind(function, 0) == 0) // many producers name it, too
         words.erase(0, function.size());
-    return call + ": " + words + " (" + std::to_string(error) + ")";
+    return words;
+}
+
+std::string GenTLErrorText(const gentl::Functions &calls, const std::string &call, GC_ERROR error)
+{
+    return call + ": " + GenTLErrorWords(calls, call, error) + " (" + std::to_string(error) + ")";
 }
 
 bool DecodeNumber(const InfoBytes &info, std::uint64_t *number)

@@ -16,6 +16,8 @@ int StatusFromGenTL(GC_ERROR error);
 /// handle that is no longer valid is a camera that has gone. May wait 50 ms for the news.
 int StatusOfFailure(GC_ERROR error, const LossFlag &lost);
 
+/// The producer's own words for the failure of a call, without its name. Same thread as the call.
+std::string GenTLErrorWords(const gentl::Functions &calls, const std::string &call, GC_ERROR error);
 /// "GCReadPort: the camera refused (-1005)": the call, the producer's own words, and its code. Same thread as the call.
 std::string GenTLErrorText(const gentl::Functions &calls, const std::string &call, GC_ERROR error);
 

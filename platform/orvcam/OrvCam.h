@@ -26,6 +26,8 @@ struct InterfaceDescription {
     std::string id;       ///< the producer's identifier
     std::string text;     ///< for people: "lo (127.0.0.1)"
     std::string producer; ///< file name of the .cti it came from
+    /// In an InterfaceList, why the search through it failed, in the producer's words; "" when it did not.
+    std::string searchFailure = "";
 };
 
 enum class DeviceState {

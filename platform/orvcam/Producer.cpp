@@ -172,19 +172,23 @@ Interface::~Interface()
     Calls().IFClose(m_handle);
 }
 
-void Interface::UpdateDevices(std::uint64_t windowMs)
+std::string Interface::UpdateDevices(std::uint64_t windowMs)
 {
     const GC_ERROR result = Calls().IFUpdateDeviceList(m_handle, nullptr, windowMs);
-    if (result != GC_ERR_SUCCESS)
+    const std::string failure = result == GC_ERR_SUCCESS ? "" : GenTLErrorWords(Calls(), "IFUpdateDeviceList", result);
+    // Some links never carry a search, a tunnel without a peer, say: that is told once, not at every search.
+    if (!failure.empty() && failure != m_searchFailure)
         LogWarning(m_description.text + ": " + GenTLErrorText(Calls(), "IFUpdateDeviceList", result));
+    m_searchFailure = failure;
+    return failure;
 }
 
-std::vector<OrvCam::DeviceDescription> Interface::Discover(std::uint64_t windowMs)
+std::vector<OrvCam::DeviceDescription> Interface::Discover(std::uint64_t windowMs, std::string *failure)
 {
     MutexLock lock(m_mutex);
     const gentl::Functions &calls = Calls();
     std::vector<OrvCam::DeviceDescription> devices;
-    UpdateDevices(windowMs);
+    *failure = UpdateDevices(windowMs);
     std::uint32_t count = 0;
     if (calls.IFGetNumDevices(m_handle, &count) != GC_ERR_SUCCESS)
         return devices;

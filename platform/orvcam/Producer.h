@@ -67,8 +67,9 @@ public:
     const Producer &Owner() const { return m_producer; }
     const OrvCam::InterfaceDescription &Description() const { return m_description; }
 
-    /// Searches for devices for `windowMs` milliseconds.
-    std::vector<OrvCam::DeviceDescription> Discover(std::uint64_t windowMs) EXCLUDES(m_mutex);
+    /// Searches for devices for `windowMs` milliseconds. \param failure gets the producer's words when the search
+    /// fails, else "".
+    std::vector<OrvCam::DeviceDescription> Discover(std::uint64_t windowMs, std::string *failure) EXCLUDES(m_mutex);
     /// One device's infos as the producer has them now.
     OrvCam::DeviceDescription Describe(const std::string &deviceId) const;
     GC_ERROR OpenDevice(const std::string &deviceId, DEVICE_ACCESS_FLAGS access, DEV_HANDLE *device) const;
@@ -81,13 +82,15 @@ public:
     std::string HolderOf(const std::string &deviceId) const;
 
 private:
-    void UpdateDevices(std::uint64_t windowMs) REQUIRES(m_mutex);
+    /// \return why it failed, "" when it did not.
+    std::string UpdateDevices(std::uint64_t windowMs) REQUIRES(m_mutex);
     std::string DeviceText(const std::string &deviceId, DEVICE_INFO_CMD command) const;
 
     const Producer &m_producer;
     const IF_HANDLE m_handle;
     const OrvCam::InterfaceDescription m_description;
     Mutex m_mutex; ///< one update or listing of devices at a time, and none while one is selected by number
+    std::string m_searchFailure GUARDED_BY(m_mutex); ///< of the last search, logged once
     Mutex m_featuresMutex;
     bool m_hasNoDescription GUARDED_BY(m_featuresMutex) = false;
     std::unique_ptr<DevicePort> m_port GUARDED_BY(m_featuresMutex);

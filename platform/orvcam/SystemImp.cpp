@@ -289,8 +289,9 @@ std::vector<InterfaceDevices> SystemImp::Discover(unsigned int mask)
         found[i].interface = interfaces[i]->Description();
         found[i].isOurs = interfaces[i]->Owner().IsOurs();
     }
-    ForEachAtOnce(interfaces.size(),
-                  [&](std::size_t i) { found[i].devices = interfaces[i]->Discover(kDiscoveryWindowMs); });
+    ForEachAtOnce(interfaces.size(), [&](std::size_t i) {
+        found[i].devices = interfaces[i]->Discover(kDiscoveryWindowMs, &found[i].interface.searchFailure);
+    });
     RemoveDoubles(&found);
     return found;
 }

@@ -34,6 +34,7 @@ constexpr CauseRow kCauses[] = {
     {Cause::PacketsLost, "packets-lost", true, FindLostPackets},
     {Cause::UnusablePackets, "unusable-packets", true, FindUnusablePackets},
     {Cause::NoInterface, "no-interface", true, FindNoInterface},
+    {Cause::SearchNotSent, "search-not-sent", true, FindSearchFailure},
     {Cause::InterfaceAddress, "interface-without-address", true, FindInterfaceAddress},
     {Cause::Firewall, "firewall", true, FindFirewall},
     {Cause::InterfaceLink, "interface-without-link", false, FindInterfaceLink},

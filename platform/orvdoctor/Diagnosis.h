@@ -33,6 +33,7 @@ enum class Cause {
     UnusablePackets,   ///< packets arrive, no frame comes of them
     // of a camera that is not found
     NoInterface,      ///< no interface but the loopback is up
+    SearchNotSent,    ///< the system refuses to send the search through an interface
     InterfaceAddress, ///< an interface has no IPv4 address
     InterfaceLink,    ///< nothing is plugged in, or it is switched off
     Firewall,         ///< is switched on, and packets were thrown away during the search

@@ -20,6 +20,7 @@ struct HostInterfaceFacts {
     bool isUp = true;
     bool hasLink = true; ///< something is plugged in and switched on at the other end
     bool isLoopback = false;
+    bool isPointToPoint = false;  ///< mostly a tunnel, which need not carry broadcasts
     bool hasDefaultRoute = false; ///< the way to everywhere else leads through it
 };
 
@@ -35,12 +36,19 @@ struct HostCounts {
     bool areKnown = false;
 };
 
+/// A search that the system did not let out.
+struct SearchFailure {
+    std::string interface; ///< as it is listed: "eth0 (10.0.0.1)"
+    std::string reason;    ///< with the system's words for it
+};
+
 /// All that is looked at. What could not be found out stays as it is here.
 struct Facts {
     OrvCam::DeviceDescription camera;
     bool isMissing = false; ///< cameras were searched for and this one, or any, was not among them
     /// Of one that is missing: the search does find cameras.
     bool othersAreFound = false;
+    std::vector<SearchFailure> searchFailures; ///< of that search
     std::vector<HostInterfaceFacts> interfaces;
     std::vector<std::uint32_t> takenAddresses; ///< of other cameras
     bool routeIsKnown = false;

@@ -101,6 +101,7 @@ HostInterfaceFacts Describe(const ifaddrs &entry, const HostFolders &folders)
     facts.isUp = (entry.ifa_flags & IFF_UP) != 0;
     facts.hasLink = (entry.ifa_flags & IFF_RUNNING) != 0;
     facts.isLoopback = (entry.ifa_flags & IFF_LOOPBACK) != 0;
+    facts.isPointToPoint = (entry.ifa_flags & IFF_POINTOPOINT) != 0;
     facts.mtu = LargestPacket(facts.name);
     facts.reversePathFilter = ReversePathFilter(folders, facts.name);
     return facts;

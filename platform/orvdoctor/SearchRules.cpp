@@ -4,6 +4,8 @@
 #include "orvdoctor/Symptoms.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 /// What keeps cameras from being found.
 namespace orv {
@@ -54,6 +56,35 @@ std::string FreeAddress(const Facts &facts)
     return SubnetText(address, 0xFFFFFF00);
 }
 
+/// Of a link that cameras are plugged into; a tunnel has reasons of its own. Null without one.
+const SearchFailure *FailedSearch(const Facts &facts)
+{
+    const auto isOfNoCable = [&](const SearchFailure &failure) {
+        return std::any_of(facts.interfaces.begin(), facts.interfaces.end(), [&](const HostInterfaceFacts &one) {
+            return (one.isPointToPoint || one.isLoopback) && failure.interface.rfind(one.name + " ", 0) == 0;
+        });
+    };
+    const auto failed = std::find_if_not(facts.searchFailures.begin(), facts.searchFailures.end(), isOfNoCable);
+    return failed == facts.searchFailures.end() ? nullptr : &*failed;
+}
+
+/// What a packet filter's rule for outgoing packets answers the sender.
+bool IsForbidden(const std::string &reason)
+{
+    return reason.find(std::strerror(EPERM)) != std::string::npos ||
+           reason.find(std::strerror(EACCES)) != std::string::npos;
+}
+
+/// Lets the search out.
+std::string LettingOut(const Facts &facts)
+{
+    if (facts.firewall == "ufw")
+        return "sudo ufw allow out proto udp to any port 3956";
+    if (facts.firewall == "iptables")
+        return "sudo iptables -I OUTPUT -p udp --dport 3956 -j ACCEPT";
+    return "sudo nft list ruleset";
+}
+
 } // namespace
 
 Finding FindNoInterface(const Facts &facts)
@@ -99,6 +130,24 @@ Finding FindInterfaceLink(const Facts &facts)
     Diagnosis diagnosis{};
     diagnosis.finding = "There is no link at " + names + ".";
     diagnosis.remedy = "If the camera is to be found there, check its power and both ends of the cable.";
+    return diagnosis;
+}
+
+Finding FindSearchFailure(const Facts &facts)
+{
+    const SearchFailure *const failed = facts.isMissing ? FailedSearch(facts) : nullptr;
+    if (!failed)
+        return {};
+    Diagnosis diagnosis{};
+    diagnosis.finding =
+        "The search through " + Printable(failed->interface) + " failed: " + Printable(failed->reason) + ".";
+    if (!IsForbidden(failed->reason)) {
+        diagnosis.remedy = "Look whether the interface is still there and has its address, then search again.";
+        diagnosis.command = "ip address";
+        return diagnosis;
+    }
+    diagnosis.remedy = "A rule for what this computer sends forbids it: let UDP out to port 3956, then search again.";
+    diagnosis.command = LettingOut(facts);
     return diagnosis;
 }
 

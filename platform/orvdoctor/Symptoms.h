@@ -59,6 +59,7 @@ Finding FindNoPackets(const Facts &facts);
 Finding FindNoInterface(const Facts &facts);
 Finding FindInterfaceAddress(const Facts &facts);
 Finding FindInterfaceLink(const Facts &facts);
+Finding FindSearchFailure(const Facts &facts);
 Finding FindFirewall(const Facts &facts);
 // StreamRules.cpp
 Finding FindTrigger(const Facts &facts);

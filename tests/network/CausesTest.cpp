@@ -154,6 +154,9 @@ const CauseRow kOfAPacketFilter[] = {
      std::string("ALLOWED='udp sport 3956';") + kFilter, "", "", 1},
     {"a filter for what was asked of one host", "firewall", "nft insert rule inet filter input udp sport 3956 accept",
      "", std::string("ALLOWED='ct state established';") + kFilter, "", "", 2},
+    {"a filter for what goes out", "search-not-sent", "h0 (10.0.0.1)", "",
+     "nft add table inet out; nft 'add chain inet out o { type filter hook output priority 0; }';"
+     "nft add rule inet out o udp dport 3956 drop"},
 };
 
 TEST(Causes, AreNamedOneAndAll)

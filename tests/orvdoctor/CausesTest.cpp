@@ -33,6 +33,8 @@ const Change kElsewhere = Set(&Camera::address, "192.168.5.20");
 const Change kStrictFilter = Set(&Interface::reversePathFilter, 1);
 const Change kStreamOnEth1 = [](Facts &facts) { facts.host.arrived[3] = {"eth1", 20000, 30U << 20}; };
 const Change kStreamOnEth0 = Set(&Host::arrived, Healthy().host.arrived);
+const Change kForbidden =
+    Set(&Facts::searchFailures, std::vector<orv::SearchFailure>{{"eth0 (10.0.0.1)", "Operation not permitted"}});
 const Change kFirewall = Set(&Facts::firewall, "ufw");
 
 /// A few packets, and none at any other interface.
@@ -79,6 +81,8 @@ const Case kOfSearch[] = {
      "no-interface"},
     {"one has no address", Missing({Set(&Interface::address, 0)}), "interface-without-address"},
     {"nor a link", Missing({Set(&Interface::address, 0), Set(&Interface::hasLink, false)}), "interface-without-link"},
+    {"the search was forbidden", Missing({kForbidden}), "search-not-sent"},
+    {"it was, of a tunnel", Missing({kForbidden, Set(&Interface::isPointToPoint, true)}), ""},
     {"a firewall that dropped something", Missing({kFirewall, Set(&Host::undelivered, 2)}), "firewall"},
     {"a firewall that dropped nothing", Missing({kFirewall}), ""},
     {"a firewall that others are found behind",
