@@ -175,8 +175,10 @@ TEST_F(GigeDeviceTest, ABusyCameraIsNotFloodedWithWhatItPutsOff)
     const std::size_t before = camera.Count(RegisterCamera::kStreamPort);
     const std::size_t beats = camera.Count(RegisterCamera::kPrivilege);
     static_cast<GigeDevice &>(*device).WriteWithoutWaiting({RegisterCamera::kStreamPort, 0});
-    EXPECT_TRUE(Becomes([&] { return camera.Count(RegisterCamera::kStreamPort) >= before + 3; }));
-    EXPECT_GE(camera.Count(RegisterCamera::kPrivilege), beats + 2) << "once with each beat";
+    EXPECT_TRUE(Becomes([&] { return camera.Count(RegisterCamera::kPrivilege) >= beats + 4; }));
+    const std::size_t writes = camera.Count(RegisterCamera::kStreamPort) - before;
+    EXPECT_GE(writes, 2U) << "it is tried again";
+    EXPECT_LE(writes, 20U) << "once with each beat, a few more where an answer is late";
     camera.SetHook({});
     EXPECT_TRUE(Becomes([&] { return camera.Get(RegisterCamera::kStreamPort) == 0; }));
 }
