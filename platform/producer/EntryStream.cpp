@@ -108,8 +108,8 @@ Status DSAllocAndAnnounceBuffer(DS_HANDLE hDataStream, size_t iBufferSize, void 
     orv::FrameMemory memory = orv::AllocateFrame(iBufferSize);
     if (memory == nullptr)
         return {GC_ERR_OUT_OF_MEMORY, "there is no memory for a buffer of " + std::to_string(iBufferSize) + " bytes"};
-    return AnnounceBuffer(
-        *stream.value, std::make_shared<Buffer>(hDataStream, std::move(memory), iBufferSize, pPrivate), phBuffer);
+    return AnnounceBuffer(*stream.value,
+                          std::make_shared<Buffer>(hDataStream, std::move(memory), iBufferSize, pPrivate), phBuffer);
 }
 
 Status DSAnnounceCompositeBuffer(DS_HANDLE hDataStream, size_t, void **, size_t *, void *, BUFFER_HANDLE *)
