@@ -67,11 +67,21 @@ picture_moves() {
 }
 picture_rests() { ! picture_moves; }
 selector_open() { window_called '^Camera selection$'; }
-# Return chooses the camera as soon as it is listed. The picture that stays was taken just before.
+# Return chooses the camera as soon as it is listed, which changes the picture; if it was listed from the first, it does
+# not, so that after some tries Return is pressed anyway.
+tries=0
 choose_camera() {
     selector_open || return 0
+    tries=$((tries + 1))
     import -window root "$work/selector.png"
-    selector_open && cp "$work/selector.png" "$out/2-selector.png" && xdotool key Return
+    [ $tries != 1 ] || cp "$work/selector.png" "$work/selector-first.png"
+    if [ $tries -lt 6 ] && [ "$(compare -metric AE -extract 860x300+245+190 "$work/selector-first.png" \
+        "$work/selector.png" null: 2>&1)" = 0 ]; then
+        sleep 0.3
+        return 1
+    fi
+    cp "$work/selector.png" "$out/2-selector.png"
+    xdotool key Return
     sleep 0.5
     ! selector_open
 }
