@@ -1,6 +1,7 @@
 #include "cli/Cameras.h"
 
 #include "cli/Terminal.h"
+#include "orvdoctor/Diagnosis.h"
 
 #include <algorithm>
 #include <strings.h>
@@ -71,7 +72,7 @@ Outcome FailedWith(int status, const std::string &what)
     return Fail(what + ": " + OrvCam_StatusText(status), code);
 }
 
-Outcome ListCameras(Cameras &cameras, SearchFailures *failures)
+Outcome ListInterfaces(std::vector<FoundInterface> &interfaces)
 {
     OrvCam::System *system = OrvCam_GetSystem();
     OrvCam::InterfaceList *list = system != nullptr ? system->GetInterfaceList(255) : nullptr;
@@ -79,14 +80,48 @@ Outcome ListCameras(Cameras &cameras, SearchFailures *failures)
         return Fail("no camera driver could be loaded: Nuvark.cti is neither beside this program nor installed nor "
                     "along GENICAM_GENTL64_PATH; --verbose tells more");
     for (OrvCam::DeviceList *devices = list->First(); devices != nullptr; devices = list->Next()) {
+        interfaces.push_back({devices->Interface(), {}});
         for (const auto *device = devices->First(); device != nullptr; device = devices->Next())
-            cameras.push_back(*device);
-        const OrvCam::InterfaceDescription &interface = devices->Interface();
-        if (failures != nullptr && !interface.searchFailure.empty())
-            failures->push_back({interface.text, interface.searchFailure});
+            interfaces.back().cameras.push_back(*device);
     }
     list->Release();
     return {};
+}
+
+SearchFailures FailuresOf(const std::vector<FoundInterface> &interfaces)
+{
+    SearchFailures failures;
+    for (const FoundInterface &interface : interfaces) {
+        if (!interface.description.searchFailure.empty())
+            failures.push_back({interface.description.text, interface.description.searchFailure});
+    }
+    return failures;
+}
+
+std::vector<std::string> SearchProblems(const SearchFailures &failures)
+{
+    std::vector<std::string> problems;
+    if (failures.empty())
+        return problems;
+    orv::Facts host;
+    orv::GatherHost(host);
+    for (const orv::SearchFailure &failure : failures) {
+        if (orv::MayHideCameras(failure, host.interfaces))
+            problems.push_back("the search through " + Printable(failure.interface) +
+                               " failed: " + Printable(failure.reason));
+    }
+    return problems;
+}
+
+Outcome ListCameras(Cameras &cameras, SearchFailures *failures)
+{
+    std::vector<FoundInterface> interfaces;
+    const Outcome listed = ListInterfaces(interfaces);
+    for (const FoundInterface &interface : interfaces)
+        cameras.insert(cameras.end(), interface.cameras.begin(), interface.cameras.end());
+    if (failures != nullptr)
+        *failures = FailuresOf(interfaces);
+    return listed;
 }
 
 Cameras WithoutDetours(const Cameras &cameras)
@@ -121,11 +156,23 @@ Outcome ChooseCamera(const Cameras &cameras, const std::string &name, OrvCam::De
     return {};
 }
 
+Outcome ChooseCamera(const Cameras &cameras, const SearchFailures &failures, const std::string &name,
+                     OrvCam::DeviceDescription &camera)
+{
+    Outcome outcome = ChooseCamera(cameras, name, camera);
+    if (outcome.code != ExitCode::NoCamera)
+        return outcome;
+    for (const std::string &problem : SearchProblems(failures))
+        outcome.problem += "\n  " + problem;
+    return outcome;
+}
+
 Outcome FindCamera(const std::string &name, OrvCam::DeviceDescription &camera)
 {
     Cameras cameras;
-    const Outcome listed = ListCameras(cameras);
-    return listed.IsOk() ? ChooseCamera(cameras, name, camera) : listed;
+    SearchFailures failures;
+    const Outcome listed = ListCameras(cameras, &failures);
+    return listed.IsOk() ? ChooseCamera(cameras, failures, name, camera) : listed;
 }
 
 Outcome OpenCamera(const OrvCam::DeviceDescription &camera, OrvCam::DeviceAccess access, DevicePtr &device)

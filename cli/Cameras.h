@@ -17,10 +17,21 @@ struct DeviceRelease {
 using DevicePtr = std::unique_ptr<OrvCam::Device, DeviceRelease>;
 using Cameras = std::vector<OrvCam::DeviceDescription>;
 
+/// What the search through one interface came to.
+struct FoundInterface {
+    OrvCam::InterfaceDescription description;
+    Cameras cameras;
+};
+/// Searches all interfaces, for about a second.
+Outcome ListInterfaces(std::vector<FoundInterface> &interfaces);
+
 /// Interfaces that the search could not be sent through, and why.
 using SearchFailures = std::vector<orv::SearchFailure>;
+SearchFailures FailuresOf(const std::vector<FoundInterface> &interfaces);
+/// A sentence for each of them that may hide a camera.
+std::vector<std::string> SearchProblems(const SearchFailures &failures);
 
-/// Searches all interfaces, for about a second. \param failures may be null.
+/// ListInterfaces, and the cameras of all of them. \param failures may be null.
 Outcome ListCameras(Cameras &cameras, SearchFailures *failures = nullptr);
 
 /// A camera that is seen through several interfaces has one id. Its MAC address says less: software cameras may have
@@ -31,6 +42,9 @@ Cameras WithoutDetours(const Cameras &cameras);
 
 /// The camera that a name means, see kAboutCamera in Options.cpp; for "" the only one or the first that is free.
 Outcome ChooseCamera(const Cameras &cameras, const std::string &name, OrvCam::DeviceDescription &camera);
+/// The same, where a camera that is not found may be behind one of the searches that failed: that is told then.
+Outcome ChooseCamera(const Cameras &cameras, const SearchFailures &failures, const std::string &name,
+                     OrvCam::DeviceDescription &camera);
 /// ListCameras and ChooseCamera.
 Outcome FindCamera(const std::string &name, OrvCam::DeviceDescription &camera);
 Outcome OpenCamera(const OrvCam::DeviceDescription &camera, OrvCam::DeviceAccess access, DevicePtr &device);

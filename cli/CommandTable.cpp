@@ -12,9 +12,9 @@ const std::vector<Command> &Commands()
          0,
          0,
          "lists the cameras on all interfaces",
-         "Cameras whose address fits no interface are listed as unreachable; see force-ip.\n"
-         "Exit code 4 when there is none.",
-         {},
+         "Cameras whose address fits no interface are listed as unreachable; see force-ip. Interfaces that the search\n"
+         "could not be sent through are told on the error output. Exit code 4 when there is no camera.",
+         {"interfaces"},
          RunList},
         {"info",
          "[CAMERA]",

@@ -47,10 +47,11 @@ Outcome RunForceIp(const Options &options, Report &report)
 {
     WatchForInterrupt();
     Cameras cameras;
+    SearchFailures failures;
     OrvCam::DeviceDescription camera;
-    Outcome outcome = ListCameras(cameras);
+    Outcome outcome = ListCameras(cameras, &failures);
     if (outcome.IsOk())
-        outcome = ChooseCamera(cameras, options.Word(0), camera);
+        outcome = ChooseCamera(cameras, failures, options.Word(0), camera);
     if (!outcome.IsOk())
         return outcome;
     if (!options.isUnchecked && IsHeld(camera))

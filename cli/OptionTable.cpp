@@ -84,6 +84,7 @@ const std::vector<OptionRow> &OptionRows()
         Action("set-stream", "NAME=VALUE", "writes a setting of the stream before it starts", FeatureAction::Kind::Set),
         Switch("stream", "the features of the camera's stream, as this computer receives it", &Options::ofStream),
         Switch("interface", "the features of the host's interface instead of the camera's", &Options::ofInterface),
+        Switch("interfaces", "the interfaces instead, with how the search through each ended", &Options::byInterface),
         Number<std::uint64_t>("frames", "COUNT", "ends after so many frames", 1, kMostFrames, &Options::frames),
         Number<double>("seconds", "TIME", "ends after so many seconds", kShortest, kLongest, &Options::seconds),
         Number<double>("timeout", "TIME", "gives up after so many seconds without a frame (5)", kShortest, kLongest,

@@ -34,6 +34,7 @@ struct Options {
     OrvCam::Visibility visibility = OrvCam::Visibility::Guru;
     bool ofInterface = false;
     bool ofStream = false;
+    bool byInterface = false; ///< "list" tells of the interfaces
     bool countTraffic = false;
     bool isStreaming = false;        ///< "events" runs the camera
     bool isUnchecked = false;        ///< "force-ip" does not look whether the address fits

@@ -43,6 +43,11 @@ void PrintLine(const std::string &line)
     std::fflush(stdout);
 }
 
+void PrintWarning(const std::string &line)
+{
+    std::fprintf(stderr, "orvcam: warning: %s\n", line.c_str());
+}
+
 void PrintTable(const std::vector<std::vector<std::string>> &rows)
 {
     std::vector<std::size_t> widths;

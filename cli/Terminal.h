@@ -12,6 +12,8 @@ namespace orvcli {
 std::string Printable(const std::string &text);
 /// Writes a line of results, and hands it on at once when somebody reads along.
 void PrintLine(const std::string &line);
+/// Writes a line of what went wrong beside the results to the error output.
+void PrintWarning(const std::string &line);
 /// Rows with their columns below each other; trailing blanks are left out.
 void PrintTable(const std::vector<std::vector<std::string>> &rows);
 /// A number with so many digits behind the point, under every locale.

@@ -95,6 +95,9 @@ struct HostFolders {
 
 /// The host's side: interfaces, filters, limits, and the way to the camera of the facts. Asks the kernel alone.
 void GatherHost(Facts &facts, const HostFolders &folders = {});
+/// Whether a failed search may keep a camera from being found: not on the loopback, nor on a tunnel, which may have
+/// good reasons to carry none. \param interfaces  of the host.
+bool MayHideCameras(const SearchFailure &failure, const std::vector<HostInterfaceFacts> &interfaces);
 /// What the kernel has counted up to now.
 HostCounts ReadHostCounts(const HostFolders &folders = {});
 

@@ -56,15 +56,12 @@ std::string FreeAddress(const Facts &facts)
     return SubnetText(address, 0xFFFFFF00);
 }
 
-/// Of a link that cameras are plugged into; a tunnel has reasons of its own. Null without one.
+/// Null without one.
 const SearchFailure *FailedSearch(const Facts &facts)
 {
-    const auto isOfNoCable = [&](const SearchFailure &failure) {
-        return std::any_of(facts.interfaces.begin(), facts.interfaces.end(), [&](const HostInterfaceFacts &one) {
-            return (one.isPointToPoint || one.isLoopback) && failure.interface.rfind(one.name + " ", 0) == 0;
-        });
-    };
-    const auto failed = std::find_if_not(facts.searchFailures.begin(), facts.searchFailures.end(), isOfNoCable);
+    const auto failed =
+        std::find_if(facts.searchFailures.begin(), facts.searchFailures.end(),
+                     [&](const SearchFailure &failure) { return MayHideCameras(failure, facts.interfaces); });
     return failed == facts.searchFailures.end() ? nullptr : &*failed;
 }
 
@@ -86,6 +83,13 @@ std::string LettingOut(const Facts &facts)
 }
 
 } // namespace
+
+bool MayHideCameras(const SearchFailure &failure, const std::vector<HostInterfaceFacts> &interfaces)
+{
+    return std::none_of(interfaces.begin(), interfaces.end(), [&](const HostInterfaceFacts &one) {
+        return (one.isPointToPoint || one.isLoopback) && failure.interface.rfind(one.name + " ", 0) == 0;
+    });
+}
 
 Finding FindNoInterface(const Facts &facts)
 {

@@ -7,6 +7,7 @@ namespace {
 
 using orvsim::ProgramRun;
 using testing::HasSubstr;
+using testing::Not;
 
 constexpr char kSmall[] = "--mono --width 320 --height 240 --fps 30 --memory 16 ";
 constexpr char kNear[] = "--address 10.0.0.20 --serial NEAR ";
@@ -33,6 +34,10 @@ table inet filter {
 END
 mount --bind /mnt/rules /etc/nftables.conf
 nft -f /etc/nftables.conf)";
+/// A packet filter for what leaves through h0.
+constexpr char kNoSearch[] = "nft add table inet out;"
+                             "nft 'add chain inet out o { type filter hook output priority 0; }';"
+                             "nft add rule inet out o oif h0 udp dport 3956 drop";
 /// Another interface of the host in the camera's subnet, and the way to the camera leads through it.
 constexpr char kTwin[] = "ip link add h1 type veth peer name c1 netns $CAMERA; ip link set h1 up;"
                          "ip addr del 10.0.0.1/24 dev h0; ip addr add 10.0.0.2/24 dev h1;"
@@ -92,6 +97,21 @@ void ExpectCause(Wire &wire, const CauseRow &row)
     EXPECT_THAT(run.output, HasSubstr(row.words));
     if (row.cures > 0)
         ExpectCure(wire, MemberText(run.output, "command"), row.cures);
+}
+
+void ExpectList(Wire &wire)
+{
+    ASSERT_EQ("", wire.Run(kNoSearch));
+    EXPECT_EQ("[]\n", wire.Orvcam("list --json").output);
+    EXPECT_THAT(wire.Orvcam("list").errors,
+                HasSubstr("warning: the search through h0 (10.0.0.1) failed: cannot send: Operation not permitted"));
+    const std::string all = wire.Orvcam("list --interfaces --json").output;
+    EXPECT_EQ("", MemberText(all, "searchFailure")) << "the loopback's";
+    const std::size_t place = all.find("h0 (");
+    ASSERT_NE(std::string::npos, place) << all;
+    EXPECT_EQ("cannot send: Operation not permitted", MemberText(all.substr(place), "searchFailure"));
+    ASSERT_EQ("", wire.Run("nft delete table inet out"));
+    EXPECT_THAT(wire.Orvcam("list").errors, Not(HasSubstr("failed")));
 }
 
 const CauseRow kHealthy[] = {
@@ -154,9 +174,7 @@ const CauseRow kOfAPacketFilter[] = {
      std::string("ALLOWED='udp sport 3956';") + kFilter, "", "", 1},
     {"a filter for what was asked of one host", "firewall", "nft insert rule inet filter input udp sport 3956 accept",
      "", std::string("ALLOWED='ct state established';") + kFilter, "", "", 2},
-    {"a filter for what goes out", "search-not-sent", "h0 (10.0.0.1)", "",
-     "nft add table inet out; nft 'add chain inet out o { type filter hook output priority 0; }';"
-     "nft add rule inet out o udp dport 3956 drop"},
+    {"a filter for what goes out", "search-not-sent", "h0 (10.0.0.1)", "", kNoSearch},
 };
 
 TEST(Causes, AreNamedOneAndAll)
@@ -172,10 +190,12 @@ TEST(Causes, AreNamedOneAndAll)
     add(kOfCameraAndHost);
     add(kOfTheWay);
     add(kOfInterfaces);
-    if (orvsim::ForeignProgram::Installed("nft"))
+    if (orvsim::ForeignProgram::Installed("nft")) {
         add(kOfAPacketFilter);
-    else
+        cases.push_back({"a list without what cannot be searched", ExpectList});
+    } else {
         std::puts("left out: a packet filter, since nft is not installed");
+    }
     RunOnWires(cases);
 }
 
