@@ -1,10 +1,12 @@
 #include "orvgui/CameraSearch.h"
 
 #include "base/Mutex.h"
+#include "orvdoctor/Diagnosis.h"
 
 #include <QCoreApplication>
 #include <QEvent>
 
+#include <optional>
 #include <system_error>
 
 namespace OrvGui {
@@ -17,6 +19,20 @@ public:
     explicit ResultEvent(SearchResult result) : QEvent(QEvent::User), m_result(std::move(result)) {}
     const SearchResult m_result;
 };
+
+/// A tunnel that carries no search is nothing to trouble anybody with.
+void DropHarmlessFailures(SearchResult &result)
+{
+    std::optional<orv::Facts> host;
+    for (auto &[interface, cameras] : result.interfaces) {
+        if (interface.searchFailure.empty())
+            continue;
+        if (!host)
+            orv::GatherHost(host.emplace());
+        if (!orv::MayHideCameras({interface.text, interface.searchFailure}, host->interfaces))
+            interface.searchFailure.clear();
+    }
+}
 
 SearchResult Search(OrvCam::System *system)
 {
@@ -32,6 +48,7 @@ SearchResult Search(OrvCam::System *system)
         result.interfaces.push_back(std::move(found));
     }
     interfaces->Release();
+    DropHarmlessFailures(result);
     return result;
 }
 

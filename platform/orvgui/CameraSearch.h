@@ -11,7 +11,7 @@
 namespace OrvGui {
 
 struct FoundInterface {
-    OrvCam::InterfaceDescription description;
+    OrvCam::InterfaceDescription description; ///< with a searchFailure only where that may hide a camera
     std::vector<OrvCam::DeviceDescription> cameras;
 };
 

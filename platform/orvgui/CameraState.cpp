@@ -86,4 +86,22 @@ QString InterfaceText(const OrvCam::InterfaceDescription &interface)
     return QString::fromStdString(interface.text.empty() ? interface.id : interface.text);
 }
 
+QString HeadingText(const OrvCam::InterfaceDescription &interface)
+{
+    if (interface.searchFailure.empty())
+        return InterfaceText(interface);
+    return Translated(QT_TRANSLATE_NOOP("CameraState", "%1: the search failed (%2)"))
+        .arg(InterfaceText(interface), QString::fromStdString(interface.searchFailure));
+}
+
+QString HeadingAdvice(const OrvCam::InterfaceDescription &interface)
+{
+    if (interface.searchFailure.empty())
+        return QString::fromStdString(interface.producer);
+    return Translated(QT_TRANSLATE_NOOP("CameraState",
+                                        "The search for cameras could not be sent through %1: %2. Cameras there are "
+                                        "not found until it can. In a terminal, \"orvcam doctor\" tells what to do."))
+        .arg(InterfaceText(interface), QString::fromStdString(interface.searchFailure));
+}
+
 } // namespace OrvGui

@@ -22,4 +22,10 @@ QString StateAdvice(const OrvCam::DeviceDescription &camera);
 /// "eth0 (10.0.0.1)", or the producer's identifier when it gives no text.
 QString InterfaceText(const OrvCam::InterfaceDescription &interface);
 
+/// The same, with why the search through it failed where it did: "eth0 (10.0.0.1): the search failed (cannot send:
+/// Operation not permitted)".
+QString HeadingText(const OrvCam::InterfaceDescription &interface);
+/// What a failed search means for a person; otherwise which producer the interface belongs to.
+QString HeadingAdvice(const OrvCam::InterfaceDescription &interface);
+
 } // namespace OrvGui

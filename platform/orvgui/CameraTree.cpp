@@ -76,8 +76,6 @@ public:
     InterfaceItem(QTreeWidget *tree, const OrvCam::InterfaceDescription &interface)
         : QTreeWidgetItem(tree, kInterfaceType), m_interface(interface)
     {
-        setText(0, InterfaceText(interface));
-        setToolTip(0, PlainToolTip(QString::fromStdString(interface.producer)));
         setFlags(Qt::ItemIsEnabled);
         QFont bold = tree->font();
         bold.setBold(true);
@@ -90,6 +88,17 @@ public:
     {
         return interface.id == m_interface.id && interface.producer == m_interface.producer;
     }
+
+    /// How the last search through it ended; nothing is known of it when the search does not name it.
+    void ShowFailure(const std::string &failure)
+    {
+        m_interface.searchFailure = failure;
+        setText(0, HeadingText(m_interface));
+        setToolTip(0, PlainToolTip(HeadingAdvice(m_interface)));
+        setIcon(0, HasFailed() ? treeWidget()->style()->standardIcon(QStyle::SP_MessageBoxWarning) : QIcon());
+    }
+
+    bool HasFailed() const { return !m_interface.searchFailure.empty(); }
 
     CameraItem *Camera(int row) const { return static_cast<CameraItem *>(child(row)); }
 
@@ -107,7 +116,7 @@ public:
         return item;
     }
 
-    const OrvCam::InterfaceDescription m_interface;
+    OrvCam::InterfaceDescription m_interface;
 };
 
 CameraTree::CameraTree(QWidget *parent) : QTreeWidget(parent)
@@ -142,27 +151,35 @@ void CameraTree::Show(const SearchResult &result, int toleratedMisses)
     const QSignalBlocker onlyTheUser(this);
     for (CameraItem *camera : Cameras())
         ++camera->m_misses;
+    for (int i = 0; i < topLevelItemCount(); ++i)
+        Heading(i)->ShowFailure({});
     for (const FoundInterface &found : result.interfaces)
-        ShowCameras(found);
+        ShowInterface(found);
     RemoveMissing(toleratedMisses);
+    RemoveNeedlessHeadings();
     WidenColumns();
 }
 
-void CameraTree::ShowCameras(const FoundInterface &found)
+void CameraTree::ShowInterface(const FoundInterface &found)
 {
-    if (found.cameras.empty())
+    if (found.cameras.empty() && found.description.searchFailure.empty())
         return;
     InterfaceItem *heading = FindOrAdd(found.description);
+    heading->ShowFailure(found.description.searchFailure);
     for (const OrvCam::DeviceDescription &camera : found.cameras)
         heading->FindOrAdd(camera)->Show(camera);
+}
+
+CameraTree::InterfaceItem *CameraTree::Heading(int index) const
+{
+    return static_cast<InterfaceItem *>(topLevelItem(index));
 }
 
 CameraTree::InterfaceItem *CameraTree::FindOrAdd(const OrvCam::InterfaceDescription &interface)
 {
     for (int i = 0; i < topLevelItemCount(); ++i) {
-        auto *heading = static_cast<InterfaceItem *>(topLevelItem(i));
-        if (heading->Is(interface))
-            return heading;
+        if (Heading(i)->Is(interface))
+            return Heading(i);
     }
     return new InterfaceItem(this, interface);
 }
@@ -175,10 +192,15 @@ void CameraTree::RemoveMissing(int toleratedMisses)
         // A view selects a neighbour when its current row goes, unless there is no current row.
         if (camera == currentItem())
             setCurrentItem(nullptr);
-        QTreeWidgetItem *heading = camera->parent();
         delete camera;
-        if (heading->childCount() == 0)
-            delete heading;
+    }
+}
+
+void CameraTree::RemoveNeedlessHeadings()
+{
+    for (int i = topLevelItemCount() - 1; i >= 0; --i) {
+        if (Heading(i)->childCount() == 0 && !Heading(i)->HasFailed())
+            delete Heading(i);
     }
 }
 
@@ -196,9 +218,8 @@ std::vector<CameraTree::CameraItem *> CameraTree::Cameras() const
 {
     std::vector<CameraItem *> cameras;
     for (int i = 0; i < topLevelItemCount(); ++i) {
-        const auto *heading = static_cast<const InterfaceItem *>(topLevelItem(i));
-        for (int row = 0; row < heading->childCount(); ++row)
-            cameras.push_back(heading->Camera(row));
+        for (int row = 0; row < Heading(i)->childCount(); ++row)
+            cameras.push_back(Heading(i)->Camera(row));
     }
     return cameras;
 }
@@ -238,7 +259,9 @@ QModelIndex CameraTree::moveCursor(CursorAction action, Qt::KeyboardModifiers mo
     if (action == MoveLeft || action == MoveRight)
         return currentIndex();
     const bool upwards = action == MoveUp || action == MovePrevious || action == MovePageUp;
-    const QModelIndex next = upwards ? indexAbove(wanted) : indexBelow(wanted);
+    QModelIndex next = wanted;
+    while (next.isValid() && itemFromIndex(next)->type() != kCameraType)
+        next = upwards ? indexAbove(next) : indexBelow(next);
     if (next.isValid())
         return next;
     scrollTo(wanted); // above the first camera: at least show its heading

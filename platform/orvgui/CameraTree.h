@@ -8,7 +8,8 @@
 
 namespace OrvGui {
 
-/// The found cameras, one row each, below a heading for their interface. Interfaces without cameras have no row.
+/// The found cameras, one row each, below a heading for their interface. An interface without cameras has none, unless
+/// the search through it failed: then the heading says so, whether cameras are below it or not.
 ///
 /// Show() changes rows in place, so that selection, scroll position and column widths survive a new search.
 /// itemSelectionChanged tells of what the user did only, not of Show() and SelectFirst(). GUI thread.
@@ -27,6 +28,7 @@ public:
     /// not slip under the user's finger.
     void Show(const SearchResult &result, int toleratedMisses);
 
+    bool HasCameras() const { return !Cameras().empty(); }
     int Count(const CameraFilter &filter) const;
     /// Null when no camera is selected. Valid until the next Show().
     const OrvCam::DeviceDescription *Selected() const;
@@ -46,8 +48,10 @@ private:
     class InterfaceItem;
 
     InterfaceItem *FindOrAdd(const OrvCam::InterfaceDescription &interface);
-    void ShowCameras(const FoundInterface &found);
+    InterfaceItem *Heading(int index) const;
+    void ShowInterface(const FoundInterface &found);
     void RemoveMissing(int toleratedMisses);
+    void RemoveNeedlessHeadings();
     void WidenColumns();
     std::vector<CameraItem *> Cameras() const;
 };

@@ -19,6 +19,7 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <optional>
 
 namespace OrvGui {
@@ -67,6 +68,11 @@ private:
 
     QSettings m_settings;
 };
+
+bool HasFailed(const FoundInterface &found)
+{
+    return !found.description.searchFailure.empty();
+}
 
 } // namespace
 
@@ -138,7 +144,7 @@ private:
         Preselect();
         ShowSelection();
         ShowInterfaces(result);
-        if (m_tree->topLevelItemCount() > 0)
+        if (m_tree->HasCameras())
             HideMessage();
         else if (result.failed)
             ShowMessage(tr("Cameras cannot be searched."),
@@ -146,7 +152,7 @@ private:
         else if (!result.searchable)
             ShowNoProducer();
         else
-            ShowNoCamera();
+            ShowNoCamera(result);
         SearchAgain();
     }
 
@@ -224,16 +230,25 @@ private:
     {
         QStringList names;
         for (const FoundInterface &found : result.interfaces)
-            names += InterfaceText(found.description).toHtmlEscaped().replace(' ', QStringLiteral("&nbsp;"));
+            if (!HasFailed(found))
+                names += InterfaceText(found.description).toHtmlEscaped().replace(' ', QStringLiteral("&nbsp;"));
         names.removeDuplicates();
         m_interfaces->setText(names.isEmpty() ? QString() : tr("Searched: %1").arg(names.join(QStringLiteral(", "))));
     }
 
     void ShowMessage(const QString &title, const QString &hint)
     {
+        LeaveRoomForHeadings();
         m_message->setText(QStringLiteral("<p style=\"font-size:large\"><b>%1</b></p><p>%2</p>").arg(title, hint));
         m_message->show();
         m_software->hide();
+    }
+
+    /// Those of interfaces whose search failed stand over the message.
+    void LeaveRoomForHeadings()
+    {
+        const QTreeWidgetItem *last = m_tree->topLevelItem(m_tree->topLevelItemCount() - 1);
+        m_overTree->setContentsMargins(0, last ? m_tree->visualItemRect(last).bottom() : 0, 0, 0);
     }
 
     void HideMessage()
@@ -242,10 +257,14 @@ private:
         m_software->hide();
     }
 
-    void ShowNoCamera()
+    void ShowNoCamera(const SearchResult &result)
     {
-        ShowMessage(tr("No camera found."), tr("Check the camera's cable and power, and the network connection of "
-                                               "network cameras. Then press Refresh."));
+        const bool hasFailed = std::any_of(result.interfaces.begin(), result.interfaces.end(), HasFailed);
+        ShowMessage(tr("No camera found."),
+                    hasFailed ? tr("Not all interfaces could be searched, see above; \"orvcam doctor\" in a terminal "
+                                   "tells what to do. Then press Refresh.")
+                              : tr("Check the camera's cable and power, and the network connection of network cameras. "
+                                   "Then press Refresh."));
         m_software->setVisible(SoftwareCamera::Instance().IsInstalled());
     }
 
@@ -282,7 +301,8 @@ private:
     int m_exactSearches = 0;   ///< searches until the list must be exact, 0: "Refresh" was not pressed
 
     CameraTree *m_tree = nullptr;
-    QLabel *m_message = nullptr;       ///< over the empty tree
+    QVBoxLayout *m_overTree = nullptr; ///< what stands over a tree without cameras
+    QLabel *m_message = nullptr;
     QPushButton *m_software = nullptr; ///< under the message when there is no camera
     QLabel *m_searchingText = nullptr;
     QProgressBar *m_searchingBar = nullptr;
@@ -307,11 +327,11 @@ void OrvCameraSelectorDialog::Private::Build()
     m_software = new QPushButton(tr("&Start software camera"));
     m_software->setObjectName(QStringLiteral("softwareCamera"));
     m_software->setToolTip(tr("A camera in software on this computer, to try the program without one."));
-    auto *empty = new QVBoxLayout(m_tree->viewport());
-    empty->addStretch();
-    empty->addWidget(m_message);
-    empty->addWidget(m_software, 0, Qt::AlignHCenter);
-    empty->addStretch();
+    m_overTree = new QVBoxLayout(m_tree->viewport());
+    m_overTree->addStretch();
+    m_overTree->addWidget(m_message);
+    m_overTree->addWidget(m_software, 0, Qt::AlignHCenter);
+    m_overTree->addStretch();
     HideMessage();
 
     m_advice = new QLabel;

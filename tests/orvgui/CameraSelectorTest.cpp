@@ -115,6 +115,7 @@ protected:
 
 using Strings = std::vector<std::string>;
 using testing::HasSubstr;
+using testing::Not;
 
 TEST_F(CameraSelector, SaysThatItSearchesAndThenListsTheCameras)
 {
@@ -141,6 +142,39 @@ TEST_F(CameraSelector, InterfacesWithoutCamerasAreOnlyNamedAsSearched)
     const std::string searched = Find<QLabel>("searched")->text().toStdString();
     EXPECT_THAT(searched, HasSubstr("USB"));
     EXPECT_THAT(searched, HasSubstr("eth0"));
+}
+
+TEST_F(CameraSelector, AFailedSearchIsToldAtItsInterfaceUntilOneSucceeds)
+{
+    OrvCam::InterfaceDescription failed = scripted::System::Ethernet();
+    failed.searchFailure = "cannot send: Operation <not> permitted";
+    const auto heading = [this] {
+        const QTreeWidgetItem *item = Tree()->topLevelItem(0);
+        return item ? item->text(0).toStdString() : "none";
+    };
+    m_system.Find({Camera("1")});
+    Open();
+    EXPECT_EQ(heading(), "eth0 (10.0.0.1)");
+    m_system.FindOn({{failed, {}}, {kUsb, {}}});
+    Refresh();
+    EXPECT_THAT(heading(), HasSubstr("eth0 (10.0.0.1): the search failed (cannot send: Operation <not> permitted)"));
+    EXPECT_FALSE(Tree()->topLevelItem(0)->icon(0).isNull());
+    EXPECT_THAT(Tree()->topLevelItem(0)->toolTip(0).toStdString(), HasSubstr("&lt;not&gt; permitted"));
+    EXPECT_THAT(Message(), HasSubstr("Not all interfaces could be searched"));
+    EXPECT_GT(Find<QLabel>("message")->y(), Tree()->visualItemRect(Tree()->topLevelItem(0)).bottom());
+    EXPECT_THAT(Find<QLabel>("searched")->text().toStdString(), Not(HasSubstr("eth0")));
+    m_system.FindOn({{kUsb, {Camera("2")}}, {failed, {}}});
+    Refresh();
+    EXPECT_EQ(Message(), "");
+    Click("2");
+    for (const Qt::Key key : {Qt::Key_Down, Qt::Key_Up}) { // over headings one below the other
+        QTest::keyClick(Tree(), key);
+        EXPECT_EQ(Selected(), "2");
+    }
+    m_system.Find({});
+    Refresh();
+    EXPECT_EQ(heading(), "none");
+    EXPECT_THAT(Message(), HasSubstr("cable and power"));
 }
 
 TEST_F(CameraSelector, ARefreshKeepsSelectionAndScrollPosition)
