@@ -267,7 +267,7 @@ public:
     virtual Result<DeviceRecord> Find(const std::string &name) = 0;
     /// Gives a camera that was found another address until it is switched off, also one that cannot be reached. All in
     /// host byte order; address 0 lets it find one by itself. Blocks for the camera's answer. GC_ERR_TIMEOUT without
-    /// one.
+    /// one, and at once the system's failure when it does not let the command out.
     virtual Status ForceAddress(const DeviceRecord &device, std::uint32_t address, std::uint32_t mask,
                                 std::uint32_t gateway) = 0;
     /// The listener must outlive the camera.

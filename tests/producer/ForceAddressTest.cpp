@@ -169,6 +169,19 @@ TEST_F(ForceAddressTest, ACameraInAForeignSubnetIsListedAndTakesAnAddress)
     EXPECT_EQ(Force("Faraway", 0, 0), GC_ERR_SUCCESS) << "to find one by itself, which no camera answers";
 }
 
+TEST(ForceAddress, WhatIsNotLetOutIsToldAtOnce)
+{
+    NetworkInterface gone;
+    gone.name = "eth7";
+    gone.index = 0x7FFFFFFF;
+    gone.address = 0x0A000001;
+    for (const std::uint32_t address : {0x0A000014u, 0u}) {
+        const nuvark::Status status = ForceAddress(gone, {{2, 0, 0, 0, 0, 1}, address, 0xFFFFFF00, 0});
+        EXPECT_EQ(status.Code(), GC_ERR_IO);
+        EXPECT_NE(status.Text().find("through eth7 (10.0.0.1): cannot send: "), std::string::npos) << status.Text();
+    }
+}
+
 TEST_F(ProducerTest, KnownCamerasAreAskedOneByOne)
 {
     // Bound to its own address it hears no broadcast.

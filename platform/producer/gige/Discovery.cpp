@@ -1,6 +1,7 @@
 #include "producer/gige/Discovery.h"
 
 #include "producer/gige/Bootstrap.h"
+#include "producer/gige/Broadcast.h"
 
 #include <algorithm>
 
@@ -43,44 +44,15 @@ void Collect(UdpSocket &socket, const NetworkInterface &interface, DiscoveryColl
     }
 }
 
-/// Sends to all. One of the two broadcasts may well be refused (no route), so one that is sent is enough. \return the
-/// first failure when none could be sent.
-Status SendToAll(UdpSocket &socket, const NetworkInterface &interface, const std::vector<std::uint32_t> &destinations,
-                 const Datagram &command)
-{
-    Status failure;
-    bool isSent = false;
-    for (const std::uint32_t destination : destinations) {
-        const Status sent = socket.SendVia(interface.index, interface.address, {destination, kControlPort},
-                                           {command.data(), command.size()});
-        isSent |= sent.Ok();
-        if (failure.Ok())
-            failure = sent;
-    }
-    return isSent ? Status() : failure;
-}
-
-/// Bound to no address: a socket bound to one would not get answers that are broadcast.
-Result<UdpSocket> OpenSearchSocket()
-{
-    Result<UdpSocket> socket = UdpSocket::Open(0);
-    if (!socket.Ok())
-        return socket;
-    const Status allowed = socket.value.EnableBroadcast();
-    if (!allowed.Ok())
-        return allowed;
-    socket.value.SetReceiveBuffer(kReceiveBuffer);
-    return socket;
-}
-
 /// Three rounds: at once, after a quarter and after half of the window, so late answers still fit in. \return why not
 /// one of them could be sent.
 Status Run(const NetworkInterface &interface, const std::vector<std::uint32_t> &destinations,
            DiscoveryCollector &collector, std::chrono::milliseconds window, const DevicePredicate &wanted)
 {
-    Result<UdpSocket> socket = OpenSearchSocket();
+    Result<UdpSocket> socket = OpenBroadcastSocket();
     if (!socket.Ok())
         return socket.status;
+    socket.value.SetReceiveBuffer(kReceiveBuffer);
     const Datagram command = MakeDiscovery(DiscoveryCollector::kDiscoveryId, true);
     const TimePoint start = Clock::now();
     Status failure;
@@ -110,9 +82,7 @@ Result<std::vector<FoundDevice>> Discover(const NetworkInterface &interface,
                                           std::chrono::milliseconds window, const DevicePredicate &wanted)
 {
     DiscoveryCollector collector(interface, allInterfaces);
-    std::vector<std::uint32_t> destinations = {0xFFFFFFFF};
-    if (interface.broadcast != 0)
-        destinations.push_back(interface.broadcast);
+    std::vector<std::uint32_t> destinations = Everybody(interface);
     destinations.insert(destinations.end(), interface.knownCameras.begin(), interface.knownCameras.end());
     const Status run = Run(interface, destinations, collector, window, wanted);
     if (!run.Ok())

@@ -1,16 +1,15 @@
 #include "producer/gige/ForceAddress.h"
 
-#include "producer/gige/Gvcp.h"
+#include "producer/gige/Broadcast.h"
 #include "producer/gige/Text.h"
-#include "producer/gige/UdpSocket.h"
 
 #include <atomic>
+#include <optional>
 
 namespace nuvark::gige {
 
 namespace {
 
-constexpr std::uint32_t kEverybody = 0xFFFFFFFF;
 /// Of a command that nobody acknowledges. Rounds close to each other are one restart of the camera's search.
 constexpr int kBlindRounds = 3;
 constexpr std::chrono::milliseconds kBlindPause{50};
@@ -21,16 +20,6 @@ std::uint16_t NextId()
     static std::atomic<std::uint16_t> last{0};
     const std::uint16_t id = ++last;
     return id != 0 ? id : ++last;
-}
-
-void Send(UdpSocket &socket, const NetworkInterface &interface, const Datagram &command)
-{
-    // Some devices hear only one of the two broadcasts. It is the same command: carried out twice it changes nothing.
-    for (std::uint32_t to : {kEverybody, interface.broadcast}) {
-        if (to != 0)
-            (void)socket.SendVia(interface.index, interface.address, {to, kControlPort},
-                                 {command.data(), command.size()});
-    }
 }
 
 /// The acknowledge's status, nothing when it does not come in time.
@@ -47,35 +36,50 @@ std::optional<std::uint16_t> Await(UdpSocket &socket, std::uint16_t id, TimePoin
     return std::nullopt;
 }
 
+struct Rounds {
+    int count;
+    std::chrono::milliseconds each;
+};
+
+/// Sends the command until it is acknowledged. \return the acknowledge's status, nothing where none has come. A host
+/// that does not let the first one out need not be asked again.
+Result<std::optional<std::uint16_t>> Ask(UdpSocket &socket, const NetworkInterface &interface, const Datagram &command,
+                                         std::uint16_t id, Rounds rounds)
+{
+    // Some devices hear only one of the broadcasts. It is the same command: carried out twice it changes nothing.
+    const std::vector<std::uint32_t> everybody = Everybody(interface);
+    for (int round = 0; round < rounds.count; ++round) {
+        const Status sent = SendToAll(socket, interface, everybody, command);
+        if (!sent.Ok() && round == 0)
+            return Status(sent.Code(), "through " + interface.DisplayName() + ": " + sent.Text());
+        if (const auto status = Await(socket, id, Clock::now() + rounds.each))
+            return status;
+    }
+    return std::optional<std::uint16_t>();
+}
+
 } // namespace
 
 Status ForceAddress(const NetworkInterface &interface, const AddressAssignment &assignment,
                     const ForceAddressTiming &timing)
 {
-    // Bound to no address: a socket bound to one would not get an acknowledge that is broadcast.
-    Result<UdpSocket> socket = UdpSocket::Open(0);
+    Result<UdpSocket> socket = OpenBroadcastSocket();
     if (!socket.Ok())
         return socket.status;
-    const Status allowed = socket.value.EnableBroadcast();
-    if (!allowed.Ok())
-        return allowed;
     const std::uint16_t id = NextId();
     const Datagram command =
         MakeForceAddress(id, assignment.mac, assignment.address, assignment.mask, assignment.gateway);
     const std::string context = "give " + MacText(assignment.mac) + " the address " + AddressText(assignment.address);
-    for (int round = 0; assignment.address == 0 && round < kBlindRounds; ++round) {
-        Send(socket.value, interface, command);
-        // Nothing comes, except perhaps that the camera refuses.
-        if (const auto status = Await(socket.value, id, Clock::now() + kBlindPause))
-            return StatusFromWire(*status, true, context);
-    }
-    if (assignment.address == 0)
+    // Of a camera that is to find an address by itself nothing comes, except perhaps that it refuses.
+    const bool isBlind = assignment.address == 0;
+    const Rounds rounds = isBlind ? Rounds{kBlindRounds, kBlindPause} : Rounds{timing.tries, timing.each};
+    const auto answer = Ask(socket.value, interface, command, id, rounds);
+    if (!answer.Ok())
+        return {answer.status.Code(), context + " " + answer.status.Text()};
+    if (answer.value)
+        return StatusFromWire(*answer.value, true, context);
+    if (isBlind)
         return {};
-    for (int attempt = 0; attempt < timing.tries; ++attempt) {
-        Send(socket.value, interface, command);
-        if (const auto status = Await(socket.value, id, Clock::now() + timing.each))
-            return StatusFromWire(*status, true, context);
-    }
     return {GC_ERR_TIMEOUT, context + ": the camera does not answer; one that a program controls keeps its address"};
 }
 

@@ -149,10 +149,9 @@ NetworkInterface GigeInterface::Present(const std::vector<NetworkInterface> &all
 InterfaceRecord GigeInterface::Record() const
 {
     const NetworkInterface interface = Known();
-    const std::string address = AddressText(interface.address);
     InterfaceRecord record;
-    record.id = "GEV:" + interface.name + ":" + address;
-    record.displayName = interface.name + " (" + address + ")";
+    record.id = "GEV:" + interface.name + ":" + AddressText(interface.address);
+    record.displayName = interface.DisplayName();
     record.tlType = TLTypeGEVName;
     record.mac = MacNumber(interface.mac);
     record.address = interface.address;

@@ -104,6 +104,11 @@ bool NetworkInterface::Reaches(std::uint32_t other) const
     return Contains(other) || std::find(knownCameras.begin(), knownCameras.end(), other) != knownCameras.end();
 }
 
+std::string NetworkInterface::DisplayName() const
+{
+    return name + " (" + AddressText(address) + ")";
+}
+
 std::uint32_t PresentMtu(const NetworkInterface &interface)
 {
     NetworkInterface present = interface;

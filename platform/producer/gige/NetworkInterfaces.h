@@ -26,6 +26,7 @@ struct NetworkInterface {
     bool Contains(std::uint32_t other) const { return pointToPoint || ((other ^ address) & mask) == 0; }
     /// In the subnet, or beyond a router but known.
     bool Reaches(std::uint32_t other) const;
+    std::string DisplayName() const; ///< "eth0 (10.0.0.1)"
 };
 
 /// What the link's MTU is now; the one in `interface` when the system does not say.
