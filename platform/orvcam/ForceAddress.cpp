@@ -119,21 +119,23 @@ bool ParseForcedAddress(const std::string &address, const std::string &subnetMas
 }
 
 int ForceAddressThrough(OrvCam::FeatureArray &interface, const OrvCam::DeviceDescription &device,
-                        const ForcedAddress &address, std::string *error)
+                        const ForcedAddress &address)
 {
-    int status = Select(interface, device);
-    if (status == ORV_CAM_OK)
-        status = Write(interface, address);
+    const int status = Select(interface, device);
+    return status == ORV_CAM_OK ? Write(interface, address) : status;
+}
+
+std::string ForceAddressFailure(const OrvCam::DeviceDescription &device, int status, const std::string &words)
+{
     if (status == ORV_CAM_ERR_NOT_IMPLEMENTED)
-        *error = "The GenTL producer " + device.interface.producer + " cannot set addresses.";
-    else if (status == ORV_CAM_ERR_NOT_FOUND)
-        *error = "The interface " + device.interface.text + " does not see the camera " + device.id + ".";
-    else if (status == ORV_CAM_ERR_TIMEOUT)
-        *error =
-            "The camera " + device.id + " did not confirm its new address; one that a program controls keeps its own.";
-    else if (status != ORV_CAM_OK)
-        *error = "The address of " + device.id + " could not be set. " + OrvCam_StatusText(status);
-    return status;
+        return "The GenTL producer " + device.interface.producer + " cannot set addresses.";
+    if (status == ORV_CAM_ERR_NOT_FOUND)
+        return "The interface " + device.interface.text + " does not see the camera " + device.id + ".";
+    if (status == ORV_CAM_ERR_TIMEOUT)
+        return "The camera " + device.id +
+               " did not confirm its new address; one that a program controls keeps its own.";
+    const std::string failure = "The address of the camera " + device.id + " could not be set";
+    return words.empty() ? failure + ". " + OrvCam_StatusText(status) : failure + ": " + words + ".";
 }
 
 } // namespace orv::cam

@@ -24,9 +24,10 @@ bool ParseForcedAddress(const std::string &address, const std::string &subnetMas
 /// Convention (GenTL part): DeviceSelector, DeviceID, GevDeviceMACAddress, GevDeviceForceIP and what belongs to it.
 ///
 /// Nobody else may move DeviceSelector meanwhile. \return ORV_CAM_ERR_NOT_IMPLEMENTED without these features,
-/// ORV_CAM_ERR_NOT_FOUND when the interface does not list the device, or the command's status; with a sentence in
-/// `*error` unless it is ORV_CAM_OK.
+/// ORV_CAM_ERR_NOT_FOUND when the interface does not list the device, or the command's status.
 int ForceAddressThrough(OrvCam::FeatureArray &interface, const OrvCam::DeviceDescription &device,
-                        const ForcedAddress &address, std::string *error);
+                        const ForcedAddress &address);
+/// What a person is told of it. \param words  the producer's, "" where it gives none.
+std::string ForceAddressFailure(const OrvCam::DeviceDescription &device, int status, const std::string &words);
 
 } // namespace orv::cam

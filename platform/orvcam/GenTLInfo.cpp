@@ -80,6 +80,15 @@ std::string GenTLErrorWords(const gentl::Functions &calls, const std::string &ca
     return words;
 }
 
+std::string LastGenTLWords(const gentl::Functions &calls, const std::string &call, int status)
+{
+    GC_ERROR code = GC_ERR_SUCCESS;
+    char text[512] = "";
+    std::size_t size = sizeof text;
+    const bool isTold = calls.GCGetLastError(&code, text, &size) == GC_ERR_SUCCESS && StatusFromGenTL(code) == status;
+    return isTold ? GenTLErrorWords(calls, call, code) : "";
+}
+
 std::string GenTLErrorText(const gentl::Functions &calls, const std::string &call, GC_ERROR error)
 {
     return call + ": " + GenTLErrorWords(calls, call, error) + " (" + std::to_string(error) + ")";

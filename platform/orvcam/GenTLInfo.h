@@ -18,6 +18,8 @@ int StatusOfFailure(GC_ERROR error, const LossFlag &lost);
 
 /// The producer's own words for the failure of a call, without its name. Same thread as the call.
 std::string GenTLErrorWords(const gentl::Functions &calls, const std::string &call, GC_ERROR error);
+/// Its words for the last failure of this thread, where `status` came of that; else "".
+std::string LastGenTLWords(const gentl::Functions &calls, const std::string &call, int status);
 /// "GCReadPort: the camera refused (-1005)": the call, the producer's own words, and its code. Same thread as the call.
 std::string GenTLErrorText(const gentl::Functions &calls, const std::string &call, GC_ERROR error);
 

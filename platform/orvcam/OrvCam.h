@@ -229,7 +229,8 @@ public:
     virtual Device *CreateDeviceFromConfiguration(const char *path, int flags) = 0;
     /// Gives a GigE Vision device another address until it is switched off (FORCEIP), for one that no connection can
     /// reach. All three as "192.168.10.20"; the gateway may be "0.0.0.0". Blocks for the device's answer. \return
-    /// ORV_CAM_ERR_NOT_IMPLEMENTED when the producer has no such feature, ORV_CAM_ERR_TIMEOUT without an answer.
+    /// ORV_CAM_ERR_NOT_IMPLEMENTED when the producer has no such feature, ORV_CAM_ERR_TIMEOUT without an answer,
+    /// ORV_CAM_ERR_IO or another at once when the system does not let the command out.
     virtual int ForceAddress(const DeviceDescription &device, const std::string &address, const std::string &subnetMask,
                              const std::string &gateway) = 0;
     /// Why the last call of this thread that opens, lists or loads something or forces an address failed: a sentence

@@ -265,15 +265,18 @@ int Interface::ForceAddress(const OrvCam::DeviceDescription &device, const Force
 {
     FeatureArrayImp *features = Features();
     if (features == nullptr) {
-        *error = "The GenTL producer " + m_producer.FileName() + " cannot set addresses.";
+        *error = ForceAddressFailure(device, ORV_CAM_ERR_NOT_IMPLEMENTED, {});
         return ORV_CAM_ERR_NOT_IMPLEMENTED;
     }
     MutexLock lock(m_mutex);
-    const int status = ForceAddressThrough(*features, device, address, error);
-    if (status != ORV_CAM_ERR_NOT_FOUND)
-        return status;
-    UpdateDevices(kSelectionWindowMs); // it may have left the list since it was seen
-    return ForceAddressThrough(*features, device, address, error);
+    int status = ForceAddressThrough(*features, device, address);
+    if (status == ORV_CAM_ERR_NOT_FOUND) {
+        UpdateDevices(kSelectionWindowMs); // it may have left the list since it was seen
+        status = ForceAddressThrough(*features, device, address);
+    }
+    if (status != ORV_CAM_OK)
+        *error = ForceAddressFailure(device, status, LastGenTLWords(Calls(), "GCWritePort", status));
+    return status;
 }
 
 std::string Interface::HolderOf(const std::string &deviceId) const

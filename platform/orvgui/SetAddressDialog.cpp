@@ -181,12 +181,15 @@ void SetAddressDialog::accept()
     try {
         m_thread = std::thread([this, choice = Choice()] {
             int status = ORV_CAM_ERR_UNKNOWN;
+            std::string words;
             try {
                 status = m_system->ForceAddress(m_camera, choice.address, choice.subnetMask, choice.gateway);
-            } catch (...) { // no exception leaves the thread
+                if (status != ORV_CAM_OK)
+                    m_system->LastError(&words); // of this thread
+            } catch (...) {                      // no exception leaves the thread
             }
             QMetaObject::invokeMethod(
-                this, [this, status] { OnAnswer(status); }, Qt::QueuedConnection);
+                this, [this, status, words] { OnAnswer(status, words); }, Qt::QueuedConnection);
         });
     } catch (const std::system_error &) {
         return ShowProblem(tr("The system has no resources left for that. Close other programs, then try again."));
@@ -201,16 +204,16 @@ void SetAddressDialog::reject()
         QDialog::reject();
 }
 
-void SetAddressDialog::OnAnswer(int status)
+void SetAddressDialog::OnAnswer(int status, const std::string &words)
 {
     m_thread.join(); // sending the answer was its last act
     SetBusy(false);
     if (status == ORV_CAM_OK)
         return QDialog::accept();
-    ShowProblem(FailureText(status));
+    ShowProblem(FailureText(status, words));
 }
 
-QString SetAddressDialog::FailureText(int status) const
+QString SetAddressDialog::FailureText(int status, const std::string &words) const
 {
     switch (status) {
     case ORV_CAM_ERR_NOT_IMPLEMENTED:
@@ -227,7 +230,8 @@ QString SetAddressDialog::FailureText(int status) const
     case ORV_CAM_ERR_NOT_FOUND:
         return tr("The camera is not there any more. Check its cable and power.");
     default:
-        return tr("The address could not be set (status %1).").arg(status);
+        return words.empty() ? tr("The address could not be set (status %1).").arg(status)
+                             : QString::fromStdString(words);
     }
 }
 

@@ -45,8 +45,9 @@ private:
     /// What is wrong with what stands in the fields; empty when nothing is.
     QString Problem() const;
     void Validate();
-    void OnAnswer(int status);
-    QString FailureText(int status) const;
+    /// \param words  the library's for a failure
+    void OnAnswer(int status, const std::string &words);
+    QString FailureText(int status, const std::string &words) const;
     void ShowProblem(const QString &problem);
     void SetBusy(bool busy);
 

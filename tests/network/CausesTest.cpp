@@ -35,9 +35,9 @@ END
 mount --bind /mnt/rules /etc/nftables.conf
 nft -f /etc/nftables.conf)";
 /// A packet filter for what leaves through h0.
-constexpr char kNoSearch[] = "nft add table inet out;"
-                             "nft 'add chain inet out o { type filter hook output priority 0; }';"
-                             "nft add rule inet out o oif h0 udp dport 3956 drop";
+constexpr char kOut[] = "nft add table inet out; nft 'add chain inet out o { type filter hook output priority 0; }';"
+                        "nft add rule inet out o oif h0 udp dport 3956 ";
+const std::string kNoSearch = std::string(kOut) + "drop";
 /// Another interface of the host in the camera's subnet, and the way to the camera leads through it.
 constexpr char kTwin[] = "ip link add h1 type veth peer name c1 netns $CAMERA; ip link set h1 up;"
                          "ip addr del 10.0.0.1/24 dev h0; ip addr add 10.0.0.2/24 dev h1;"
@@ -112,6 +112,17 @@ void ExpectList(Wire &wire)
     EXPECT_EQ("cannot send: Operation not permitted", MemberText(all.substr(place), "searchFailure"));
     ASSERT_EQ("", wire.Run("nft delete table inet out"));
     EXPECT_THAT(wire.Orvcam("list").errors, Not(HasSubstr("failed")));
+}
+
+/// Only the command that sets an address is kept back: the camera is found.
+void ExpectNoAddressSet(Wire &wire)
+{
+    ASSERT_EQ("", wire.Run(kForeign));
+    ASSERT_EQ("", wire.StartCamera(std::string(kSmall) + "--address 192.168.5.20 --serial NEAR"));
+    ASSERT_EQ("", wire.Run(std::string(kOut) + "@th,80,16 4 drop"));
+    const ProgramRun run = wire.Orvcam("force-ip NEAR 10.0.0.20 255.255.255.0");
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_THAT(run.errors, HasSubstr("through h0 (10.0.0.1): cannot send: Operation not permitted"));
 }
 
 const CauseRow kHealthy[] = {
@@ -193,6 +204,7 @@ TEST(Causes, AreNamedOneAndAll)
     if (orvsim::ForeignProgram::Installed("nft")) {
         add(kOfAPacketFilter);
         cases.push_back({"a list without what cannot be searched", ExpectList});
+        cases.push_back({"an address that cannot be sent", ExpectNoAddressSet});
     } else {
         std::puts("left out: a packet filter, since nft is not installed");
     }

@@ -131,14 +131,17 @@ TEST_F(SetAddress, FailuresAreToldInWords)
     const struct {
         int status;
         const char *words;
+        const char *told = ""; ///< by the library
     } cases[] = {{ORV_CAM_ERR_NOT_IMPLEMENTED, "(Nuvark.cti) cannot set addresses"},
                  {ORV_CAM_ERR_TIMEOUT, "did not answer"},
                  {ORV_CAM_ERR_ACCESS_DENIED, "another program controls it"},
                  {ORV_CAM_ERR_NOT_FOUND, "not there any more"},
+                 {ORV_CAM_ERR_IO, "through eth0: not permitted", "Not set through eth0: not permitted"},
                  {ORV_CAM_ERR_PRODUCER, "-40021"}};
     Open();
     for (const auto &row : cases) {
         m_system.forceStatus = row.status;
+        m_system.lastError = row.told;
         SetButton()->click();
         EXPECT_TRUE(WaitFor([&] { return SetButton()->isEnabled(); }));
         EXPECT_TRUE(m_dialog->isVisible()) << "to try again";
