@@ -20,6 +20,8 @@ TEST(FrameContent, HolesAreZerosAndCounted)
         {"a lost leader", kBytes, "P1.1 P1.2 P1.3 P1.4 P1.5 T1 A2", "1! 2", "", kBytes, 1},
         {"a cut packet, seen when the next one comes", kBytes, "L1 P1.1 P1.2/5 P1.3 P1.4 P1.5 T1 W100", "1!",
          "20 0 20 20 20", 80, 1},
+        {"a cut first packet: the others stay where they belong", kBytes, "L1 P1.1/12 P1.2 P1.3 P1.4 P1.5 T1 W100",
+         "1!", "0 20 20 20 20", 80, 1},
         {"a cut last packet: all packets, but not all of the image", kBytes, "L1 P1.1 P1.2 P1.3 P1.4 P1.5/5 T1", "1!",
          "20 20 20 20 5", 85, 0},
         {"a whole copy comes later", kBytes, "L1 P1.1 P1.2/5 P1.3 P1.2 P1.4 P1.5 T1", "1", "", kBytes, 0},
@@ -99,18 +101,28 @@ TEST(FrameContent, AnOversizedPacketSpoilsOnlyItsFrame)
 
 TEST(FrameContent, LearnsThePacketSizeThatReallyComes)
 {
-    for (const std::size_t real : {10U, 25U, 50U}) {
-        Bench bench; // told 20 bytes per packet
-        for (const std::uint64_t block : {1U, 2U}) {
-            bench.Leader(block);
-            const std::uint32_t packets = kBytes / real;
-            for (std::uint32_t id = 1; id <= packets; ++id)
-                bench.Send(Packet(false, 0, 3, block, id, Pixels(block, (id - 1) * real, real)));
-            bench.Trailer(block, packets + 1);
+    const struct {
+        std::size_t real; ///< data bytes per packet, where 20 were told
+        std::uint32_t lines;
+    } kRows[] = {{10, kLines}, {25, kLines}, {50, kLines}, {16, 3}};
+    for (const auto &row : kRows) {
+        for (const bool resend : {false, true}) {
+            Bench::Options options;
+            options.resend = resend;
+            Bench bench(options);
+            const std::size_t bytes = kWidth * row.lines;
+            for (const std::uint64_t block : {1U, 2U}) {
+                bench.Leader(block, {payload::kImage, kWidth, row.lines});
+                std::uint32_t id = 1;
+                for (std::size_t at = 0; at < bytes; at += row.real)
+                    bench.Send(Packet(false, 0, 3, block, id++, Pixels(block, at, std::min(row.real, bytes - at))));
+                bench.Trailer(block, id, row.lines);
+            }
+            ASSERT_EQ(bench.sink.Summary(), "1 2") << row.real;
+            bench.ExpectCompleteFramesAreRight();
+            // Of the first packet of all only the second one shows that it was a full one.
+            EXPECT_EQ(bench.assembler.Count().fullPackets, 2 * (bytes / row.real) - (row.real < kData ? 1 : 0));
         }
-        ASSERT_EQ(bench.sink.Summary(), "1 2") << real;
-        bench.ExpectCompleteFramesAreRight();
-        EXPECT_EQ(bench.assembler.Count().fullPackets, 2 * kBytes / real);
     }
 }
 

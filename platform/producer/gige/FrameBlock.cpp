@@ -276,25 +276,28 @@ FrameBlock::Verdict FrameBlock::TakeAllIn(const StreamPacket &packet)
 
 void FrameBlock::LearnDataSize(std::uint32_t id, std::size_t size)
 {
-    if (size < kLeastData)
-        return;
-    if (id == 2 && m_places.ShortId() == 1 && m_places.ShortSize() == size && m_places.Count() == 1) {
-        m_learnedSize = size; // the first two packets are alike and not the last ones, so that a full one holds that
+    if (id == 2 && ShowsFirstIsFull(size)) {
+        m_learnedSize = m_places.ShortSize();
         m_places.ShrinkToFirst();
         return;
     }
-    const std::size_t told = m_places.DataPerPacket();
-    const bool isFull =
-        size > told ||
-        // The first of several packets is a full one.
-        (id == 1 && size < told && m_leader && Plan().IsStopped() && ExpectedBytes(Leader::Packing::Continuous) > size);
-    if (!isFull)
+    if (size < kLeastData || size <= m_places.DataPerPacket())
         return;
     m_learnedSize = size;
     if (m_places.Count() == 0)
         m_places.SetDataPerPacket(size);
     else
         m_isBroken = true; // packets have been placed by the wrong size already; the next frame will be right
+}
+
+/// Of the second packet, the first one being short of what was told. By itself that one may have been cut on the way;
+/// but two alike are not the last ones both, and two that make up the image have lost nothing.
+bool FrameBlock::ShowsFirstIsFull(std::size_t size) const
+{
+    const std::size_t first = m_places.ShortSize();
+    if (m_places.ShortId() != 1 || m_places.Count() != 1 || first < kLeastData)
+        return false;
+    return size == first || (size < first && first + size == ExpectedBytes(Leader::Packing::Continuous));
 }
 
 std::optional<Landing> FrameBlock::NextLanding() const

@@ -126,6 +126,7 @@ private:
     void ForgetParts();
     void LearnPartSize(std::uint32_t id, const PartHeader &header);
     void LearnDataSize(std::uint32_t id, std::size_t size);
+    bool ShowsFirstIsFull(std::size_t size) const;
     void ForgetShortPacket();
     std::uint32_t ExpectedPackets() const;
     bool IsLengthKnown() const;
