@@ -120,9 +120,11 @@ FrameInfo FrameBlock::Describe(bool bigEndianPixels) const
         else if (leader.hasImage)
             info.imageBytes = leader.ImageBytes(Lines(), Leader::Packing::Continuous);
         const std::uint64_t told = ExpectedBytes(Leader::Packing::PerLine);
+        // Some trailers are too short to tell how long the chunks are behind the image.
+        const bool isAtLeast = leader.CarriesChunks() && m_trailer && m_trailer->chunkSize == 0;
         // A complete frame ends where its data ends, except that the last packet may have been padded.
         if (complete)
-            expected = told != 0 ? std::min(m_places.End(), told) : m_places.End();
+            expected = told != 0 && !isAtLeast ? std::min(m_places.End(), told) : m_places.End();
         else if (told != 0 || leader.IsMultiPart())
             expected = told;
     } else if (m_trailer) {
