@@ -116,6 +116,7 @@ ProducerSession::Frame ProducerSession::Fetch(std::uint64_t limitMs)
     frame.handle = data.BufferHandle;
     frame.data = BufferInfo<const std::uint8_t *>(frame.handle, BUFFER_INFO_BASE);
     frame.bytes = BufferInfo<std::size_t>(frame.handle, BUFFER_INFO_SIZE_FILLED);
+    frame.dataSize = BufferInfo<std::size_t>(frame.handle, BUFFER_INFO_DATA_SIZE);
     frame.id = BufferInfo<std::uint64_t>(frame.handle, BUFFER_INFO_FRAMEID);
     frame.isIncomplete = BufferInfo<bool8_t>(frame.handle, BUFFER_INFO_IS_INCOMPLETE) != 0;
     frame.hasImage = BufferInfo<bool8_t>(frame.handle, BUFFER_INFO_IMAGEPRESENT) != 0;

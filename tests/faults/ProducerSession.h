@@ -30,7 +30,8 @@ public:
     struct Frame {
         BUFFER_HANDLE handle = nullptr;
         const std::uint8_t *data = nullptr;
-        std::size_t bytes = 0; ///< filled
+        std::size_t bytes = 0;    ///< filled
+        std::size_t dataSize = 0; ///< with holes
         std::uint64_t id = 0;
         bool isIncomplete = false;
         bool hasImage = false;

@@ -17,10 +17,28 @@ void SomeIncomplete(const Result &result, int)
     EXPECT_LE(result.unharmed, result.incomplete / 2) << "a third of the lost packets are neither leader nor data";
     EXPECT_GT(result.complete, 0);
 }
+void UnharmedIncomplete(const Result &result, int)
+{
+    EXPECT_GT(result.incomplete, 0);
+    EXPECT_EQ(result.unharmed, result.incomplete) << "no byte of the picture is lost with the trailer";
+}
 void NoneComplete(const Result &result, int frames)
 {
     EXPECT_EQ(result.complete, 0);
     EXPECT_EQ(result.incomplete, frames);
+}
+/// What was lost was sent again.
+void AllMended(const Result &result, int frames)
+{
+    AllComplete(result, frames);
+    EXPECT_GT(result.resent, 0);
+}
+/// Without asking for anything again: but for what the kernel had no room for.
+void AllReceived(const Result &result, int frames)
+{
+    EXPECT_EQ(result.complete + result.incomplete, frames);
+    EXPECT_LE(result.incomplete, result.kernelDrops);
+    EXPECT_EQ(result.requested, 0);
 }
 /// And none is lost as a whole.
 void AllThere(const Result &result, int frames)
@@ -66,11 +84,7 @@ const std::vector<TableRow> &TableRows()
 {
     static const std::vector<TableRow> rows = {
         {"none", 2000, true, [](Faults &) {}, AllComplete},
-        {"1 % dropped", 10000, true, With(&Faults::dropRate, 0.01),
-         [](const Result &r, int frames) {
-             AllComplete(r, frames);
-             EXPECT_GT(r.resent, 0);
-         }},
+        {"1 % dropped", 10000, true, With(&Faults::dropRate, 0.01), AllMended},
         {"1 % dropped", 2000, false, With(&Faults::dropRate, 0.01),
          [](const Result &r, int frames) {
              SomeIncomplete(r, frames);
@@ -86,11 +100,7 @@ const std::vector<TableRow> &TableRows()
         {"5 % leaders dropped", 1000, true, With(&Faults::dropLeaderRate, 0.05), AllComplete},
         {"5 % leaders dropped", 1000, false, With(&Faults::dropLeaderRate, 0.05), SomeIncomplete},
         {"5 % trailers dropped", 1000, true, With(&Faults::dropTrailerRate, 0.05), AllComplete},
-        {"5 % trailers dropped", 1000, false, With(&Faults::dropTrailerRate, 0.05),
-         [](const Result &r, int) {
-             EXPECT_GT(r.incomplete, 0);
-             EXPECT_EQ(r.unharmed, r.incomplete) << "no byte of the picture is lost with it";
-         }},
+        {"5 % trailers dropped", 1000, false, With(&Faults::dropTrailerRate, 0.05), UnharmedIncomplete},
         {"1 % dropped, refused", 1000, true,
          [](Faults &f) {
              f.dropRate = 0.01;
@@ -192,6 +202,48 @@ const std::vector<TableRow> &TableRows()
         {"a part too many", 200, false, With(&Faults::partTable, 2), NoneComplete, Form::Parts},
         {"a part too long", 200, false, With(&Faults::partTable, 3), NoneComplete, Form::Parts},
         {"a part too short", 200, false, With(&Faults::partTable, 4), NoneComplete, Form::Parts},
+    };
+    return rows;
+}
+
+const std::vector<TableRow> &LargeRows()
+{
+    static const std::vector<TableRow> rows = {
+        {"none", 50, true, [](Faults &) {}, AllThere},
+        {"1 % dropped", 50, true, With(&Faults::dropRate, 0.01), AllMended},
+        {"1 % dropped", 50, false, With(&Faults::dropRate, 0.01), NoneComplete},
+        {"0.05 % dropped", 50, false, With(&Faults::dropRate, 0.0005), SomeIncomplete},
+        {"bursts of 12 dropped", 50, true, Bursts, AllMended},
+        {"a burst of 1000 dropped", 50, true,
+         [](Faults &f) {
+             f.dropRate = 0.00005;
+             f.dropBurst = 999;
+         },
+         AllMended},
+        {"20 % leaders dropped", 50, true, With(&Faults::dropLeaderRate, 0.2), AllMended},
+        {"20 % leaders dropped", 50, false, With(&Faults::dropLeaderRate, 0.2), SomeIncomplete},
+        {"20 % trailers dropped", 50, true, With(&Faults::dropTrailerRate, 0.2), AllMended},
+        {"20 % trailers dropped", 50, false, With(&Faults::dropTrailerRate, 0.2), UnharmedIncomplete},
+        {"5 % reordered", 50, true, With(&Faults::reorderRate, 0.05), AllComplete},
+        {"5 % reordered", 50, false, With(&Faults::reorderRate, 0.05), AllReceived},
+        {"5 % duplicated", 50, true, With(&Faults::duplicateRate, 0.05),
+         [](const Result &r, int frames) {
+             AllComplete(r, frames);
+             EXPECT_GT(r.duplicates, 0);
+         }},
+        {"2 % truncated", 50, true, With(&Faults::truncateRate, 0.02), AllMended},
+        {"2 % truncated", 50, false, With(&Faults::truncateRate, 0.02), NoneComplete},
+        {"0.1 % corrupted headers", 50, true, With(&Faults::corruptRate, 0.001), NearlyAllComplete},
+        {"5 % foreign packets", 50, true, With(&Faults::foreignRate, 0.05), AllComplete},
+        {"every 20th stalls 250 ms", 50, true,
+         [](Faults &f) {
+             f.stallEvery = 20;
+             f.stallMs = 250;
+         },
+         AllComplete},
+        {"short numbers, 1 % dropped", 50, true, With(&Faults::dropRate, 0.01), AllMended, Form::ShortIds},
+        {"chunks, 1 % dropped", 50, true, With(&Faults::dropRate, 0.01), AllMended, Form::Chunks},
+        {"parts, 1 % dropped", 50, true, With(&Faults::dropRate, 0.01), AllMended, Form::Parts},
     };
     return rows;
 }

@@ -15,6 +15,7 @@ struct Result {
     int incomplete = 0;
     int wrong = 0;      ///< marked complete, but not every byte is right
     int unharmed = 0;   ///< marked incomplete with every byte there: only a lost trailer explains that
+    int spoilt = 0;     ///< marked incomplete, with other bytes than its own and zeros, or more zeros than are missing
     int disordered = 0; ///< with a number not above its predecessor's
     std::int64_t requested = 0;
     std::int64_t resent = 0;
@@ -39,3 +40,5 @@ struct TableRow {
 };
 
 const std::vector<TableRow> &TableRows();
+/// For frames of some hundred packets.
+const std::vector<TableRow> &LargeRows();
