@@ -11,6 +11,13 @@ constexpr std::chrono::nanoseconds kShortest = std::chrono::microseconds(500);
 constexpr std::chrono::nanoseconds kLongest = std::chrono::milliseconds(8);
 /// 10 Gbit/s, the quickest link that cameras of this kind come with.
 constexpr double kMostBytesPerNanosecond = 1.25;
+/// What is added to a nap: the rest's 16th part, since one more wake-up costs more than a frame that lies there for so
+/// long, up to what nobody notices.
+constexpr int kMarginShare = 16;
+constexpr std::chrono::nanoseconds kLongestMargin = std::chrono::microseconds(250);
+/// The pace loses the 64th part of itself at first, then twice as much each time, an eighth at most.
+constexpr int kFirstCut = 64;
+constexpr int kLastCut = 8;
 
 std::chrono::nanoseconds UntilHalfFull(std::size_t bytes)
 {
@@ -23,29 +30,55 @@ Naps::Naps(std::size_t receiveBuffer) : m_longest(std::min(kLongest, UntilHalfFu
 
 std::chrono::nanoseconds Naps::Next(const std::optional<FrameProgress> &progress, TimePoint now)
 {
-    if (!progress || !Look(*progress, now))
+    if (!progress)
         return {};
-    const std::chrono::nanoseconds nap = std::min(m_pace * progress->toCome * 7 / 8, m_longest);
-    return nap < kShortest ? std::chrono::nanoseconds(0) : nap;
+    const bool hasCome = Look(*progress, now);
+    const std::chrono::nanoseconds rest = m_pace * progress->toCome;
+    const std::chrono::nanoseconds nap = std::min(rest + std::min(rest / kMarginShare, kLongestMargin), m_longest);
+    m_nap = hasCome && nap >= kShortest ? nap : std::chrono::nanoseconds(0);
+    return m_nap;
 }
 
 /// \return whether something of the frame has come since the last time.
 bool Naps::Look(const FrameProgress &progress, TimePoint now)
 {
     const bool isSame = progress.blockId == m_blockId && progress.toCome <= m_toCome;
-    if (isSame && progress.toCome == m_toCome)
+    if (!isSame) {
+        BeginFrame(progress, now);
+        return true;
+    }
+    if (progress.toCome == m_toCome)
         return false;
-    const bool mayMeasure = isSame && m_hasData;
-    m_blockId = progress.blockId;
     m_toCome = progress.toCome;
-    m_hasData = isSame;
-    if (mayMeasure && now - m_before < kShortest)
+    if (MayMeasure(now - m_first)) {
+        m_pace = (now - m_first) / (m_toComeFirst - m_toCome);
+        m_overslept = 0;
+    } else if (m_hasData) {
         return true; // a portion or two tell no pace
-    if (mayMeasure)
-        m_pace = (now - m_before) / (m_toComeBefore - m_toCome);
-    m_toComeBefore = m_toCome;
-    m_before = now;
+    }
+    m_hasData = true;
+    m_toComeFirst = m_toCome;
+    m_first = now;
     return true;
+}
+
+void Naps::BeginFrame(const FrameProgress &progress, TimePoint now)
+{
+    if (m_nap.count() != 0 && progress.blockId != m_blockId) { // through before the nap's end
+        m_pace = std::min(m_pace, m_nap / m_toCome);
+        m_pace -= m_pace / std::max(kFirstCut >> m_overslept, kLastCut);
+        m_overslept = std::min(m_overslept + 1, kLastCut);
+    }
+    m_blockId = progress.blockId;
+    m_toCome = m_toComeFirst = progress.toCome;
+    m_hasData = false;
+    m_first = now;
+}
+
+/// Of a frame's beginning, too, once a pause before its data does not matter any more.
+bool Naps::MayMeasure(std::chrono::nanoseconds since) const
+{
+    return since >= kShortest && (m_hasData || m_toCome <= m_toComeFirst / 2);
 }
 
 } // namespace nuvark::gige

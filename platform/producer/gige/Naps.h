@@ -16,8 +16,12 @@ struct FrameProgress {
 };
 
 /// How long the receiving thread may sleep instead of being woken for each packet, which costs as much as taking
-/// several of them: so long as the running frame will not be through, by the pace of its packets since the last look,
-/// and the socket's buffer cannot be half full, whatever comes. One thread.
+/// several of them: until the running frame is through, by the pace of its packets since the last look, and never until
+/// the socket's buffer may be half full, whatever comes.
+///
+/// A frame that is through when its nap ends has lain there, and nobody knows for how long. The pace is then taken for
+/// a little quicker, the more so the more often that happens in a row, until a nap ends before its frame and the pace
+/// is measured anew. So naps end about when frames do, once before and a few times shortly after. One thread.
 class Naps {
 public:
     /// \param receiveBuffer  bytes of the socket's
@@ -28,14 +32,18 @@ public:
 
 private:
     bool Look(const FrameProgress &progress, TimePoint now);
+    void BeginFrame(const FrameProgress &progress, TimePoint now);
+    bool MayMeasure(std::chrono::nanoseconds since) const;
 
     const std::chrono::nanoseconds m_longest;
     std::uint64_t m_blockId = 0;
     std::uint32_t m_toCome = 0; ///< at the last look
     bool m_hasData = false;     ///< of this frame some had come then: before the first of it there may be any pause
-    std::uint32_t m_toComeBefore = 0; ///< at the look that the pace is measured from
-    TimePoint m_before{};
+    std::uint32_t m_toComeFirst = 0; ///< at the look that the pace is measured from
+    TimePoint m_first{};
     std::chrono::nanoseconds m_pace{0}; ///< per packet; at a frame's beginning the former frame's
+    std::chrono::nanoseconds m_nap{0};  ///< begun at the last look
+    int m_overslept = 0;                ///< frames in a row
 };
 
 } // namespace nuvark::gige
