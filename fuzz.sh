@@ -81,7 +81,7 @@ report() {
 }
 
 # save TARGET: few inputs that cover what all of them cover. The merge writes those first that add most, and only as
-# many are kept as the limits allow.
+# many are kept as the limits allow, beside those that were given names.
 save() {
     local target=$1 log=$work/$1-merge.log merged size files=0 bytes=0
     merged=$(mktemp -d "$work/merged.XXXXXX")
@@ -89,7 +89,7 @@ save() {
     # shellcheck disable=SC2046
     "$bin/${target}_fuzz" $(options_of "$target") -set_cover_merge=1 "$merged" "fuzz/corpus/$target" "$work/$target" \
         >"$log" 2>&1 || { echo "$target: the merge failed, see $log" >&2; return 1; }
-    rm -f "fuzz/corpus/$target"/*
+    find "fuzz/corpus/$target" -type f -regex '.*/[0-9a-f]*' -delete # those with a name of their own stay
     while read -r _ size file; do
         [ $files -lt $most_files ] || break
         [ $((bytes + size)) -le $most_bytes ] || continue

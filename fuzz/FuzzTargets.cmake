@@ -17,7 +17,7 @@ endfunction()
 fuzz_target(gvcp SOURCES GvcpFuzz.cpp LINKS orv_simulator_gige)
 fuzz_target(acknowledge SOURCES AcknowledgeFuzz.cpp SEEDS AcknowledgeSeeds.cpp LINKS orv_producer)
 fuzz_target(discovery SOURCES DiscoveryFuzz.cpp SEEDS DiscoverySeeds.cpp LINKS orv_producer)
-fuzz_target(gvsp SOURCES GvspFuzz.cpp SEEDS GvspSeeds.cpp LINKS orv_producer orv_simulator_gige)
+fuzz_target(gvsp SOURCES GvspFuzz.cpp PacketWire.cpp SEEDS GvspSeeds.cpp LINKS orv_producer orv_simulator_gige)
 fuzz_target(description
     SOURCES DescriptionFuzz.cpp
     SEEDS DescriptionSeeds.cpp ../tests/orvcam/ZipMaker.cpp

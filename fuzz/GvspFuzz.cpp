@@ -1,20 +1,18 @@
-// Stream packets in any form and order, put together to frames in buffers of a known size: once each by itself, and
-// once taken from a socket straight to where they belong. Both ways must give the same frames.
+// Stream packets in any form and order, put together to frames in buffers of a known size: once each by itself, once
+// taken from a socket straight to where they belong, and once so with those of one size in a row in one message. All
+// ways must give the same frames and ask for the same packets.
 //
 // Input: a byte of settings (kResend ...), the packet size that the camera was told and the buffers' size (two bytes
 // each), the number of buffers; then steps, each a byte (kPacket ...) and what belongs to it.
 #include "fuzz/GvspFuzz.h"
 
+#include "fuzz/PacketWire.h"
 #include "fuzz/Target.h"
 #include "producer/gige/FrameAssembler.h"
-#include "producer/gige/PacketBatch.h"
 
 #include <cstring>
 #include <memory>
 #include <tuple>
-
-#include <sys/socket.h>
-#include <unistd.h>
 
 namespace {
 
@@ -54,6 +52,15 @@ private:
 
 /// What was delivered, to compare with: number, whether it is complete, sizes, and the bytes.
 using Delivered = std::tuple<std::uint64_t, bool, std::size_t, std::size_t, Bytes>;
+
+/// Block, first and last packet of a request.
+using Asked = std::tuple<std::uint64_t, std::uint32_t, std::uint32_t>;
+
+auto AllOf(const FrameAssembler::Counters &c)
+{
+    return std::make_tuple(c.packets, c.fullPackets, c.unusable, c.duplicates, c.late, c.withoutBuffer,
+                           c.droppedByCamera, c.refused, c.missing, c.requested, c.resent, c.missedFrames);
+}
 
 /// Gives out its buffers again and again, and checks what comes back.
 class CheckingSink final : public FrameSink {
@@ -134,31 +141,15 @@ FrameAssembler::Settings ReadSettings(std::uint8_t flags, std::size_t packetSize
     return settings;
 }
 
-/// A socket that datagrams are put into, and the batch that takes them out.
-class Wire {
-public:
-    Wire()
-    {
-        Require(socketpair(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, m_ends) == 0, "there are sockets");
-        batch = std::make_unique<PacketBatch>(m_ends[1], 0);
-    }
-    ~Wire()
-    {
-        close(m_ends[0]);
-        close(m_ends[1]);
-    }
-    void Put(const Bytes &datagram)
-    {
-        Require(send(m_ends[0], datagram.data(), datagram.size(), 0) >= 0, "the socket has room");
-    }
+enum class Way { OneByOne, Landing, Runs };
 
-    std::unique_ptr<PacketBatch> batch;
-
-private:
-    int m_ends[2] = {-1, -1};
+/// What an input came to.
+struct Outcome {
+    std::vector<Delivered> frames;
+    std::vector<Asked> asked;
+    FrameAssembler::Counters counters;
+    bool hasRuns = false; ///< packets of one size came at once, one behind the other
 };
-
-enum class Way { OneByOne, Landing };
 
 /// An assembler, its buffers and a clock.
 class Session {
@@ -167,14 +158,13 @@ public:
         : m_way(way), m_sink(buffers, size), m_assembler(m_sink, settings)
     {
     }
-    /// \return all frames.
-    std::vector<Delivered> End()
+    Outcome End()
     {
         m_assembler.DeliverAll();
         m_sink.CheckMargins();
         Require(!m_sink.HasLent(), "all buffers come back");
         Require(m_assembler.Count().packets == m_packets, "every packet is counted");
-        return std::move(m_sink.delivered);
+        return {std::move(m_sink.delivered), std::move(m_asked), m_assembler.Count(), m_hasRuns};
     }
 
     void Step(orv::ByteReader &in)
@@ -224,17 +214,23 @@ private:
         std::vector<Bytes> datagrams(in.U8() % (kMostAtOnce + 1));
         for (Bytes &datagram : datagrams)
             datagram = TakeDatagram(in);
+        for (std::size_t i = 0; i < datagrams.size(); ++i)
+            m_hasRuns = m_hasRuns || PacketWire::RunLength(datagrams, i) > 1;
         if (m_way == Way::OneByOne) {
             for (const Bytes &datagram : datagrams)
                 Receive(datagram);
             return;
         }
         if (m_wire == nullptr)
-            m_wire = std::make_unique<Wire>();
-        for (const Bytes &datagram : datagrams)
-            m_wire->Put(datagram);
-        while (m_wire->batch->Read(m_assembler.NextLanding()) != PacketBatch::Found::Nothing)
+            m_wire = m_way == Way::Runs ? PacketWire::Runs() : PacketWire::Single();
+        m_wire->Put(datagrams);
+        const std::uint64_t all = m_packets + datagrams.size();
+        while (m_packets < all) {
+            if (m_wire->batch->Read(m_assembler.NextLanding()) == PacketBatch::Found::Nothing)
+                Require(m_wire->WaitForMore(), "every packet arrives");
             TakeBatch(m_wire->batch->Packets());
+        }
+        Require(m_packets == all, "no packet arrives twice");
     }
     void TakeBatch(const std::vector<PacketBatch::Packet> &packets)
     {
@@ -254,18 +250,21 @@ private:
         for (const ResendRequest &request : requests) {
             Require(request.first <= request.last, "a request has a beginning and an end");
             Require(!MakeResendCommand(1, 0, request).empty(), "a request has a form");
+            m_asked.emplace_back(request.blockId, request.first, request.last);
         }
     }
 
     const Way m_way;
-    std::unique_ptr<Wire> m_wire;
+    std::unique_ptr<PacketWire> m_wire;
     CheckingSink m_sink;
     FrameAssembler m_assembler;
     TimePoint m_now = TimePoint{} + std::chrono::hours(1);
     std::uint64_t m_packets = 0;
+    std::vector<Asked> m_asked;
+    bool m_hasRuns = false;
 };
 
-std::vector<Delivered> Play(orv::ByteSpan input, Way way)
+Outcome Play(orv::ByteSpan input, Way way)
 {
     orv::ByteReader in(input);
     const std::uint8_t flags = in.U8();
@@ -282,7 +281,14 @@ std::vector<Delivered> Play(orv::ByteSpan input, Way way)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    const std::vector<Delivered> frames = Play({data, size}, Way::OneByOne);
-    Require(Play({data, size}, Way::Landing) == frames, "where packets land first makes no difference");
+    const Outcome expected = Play({data, size}, Way::OneByOne);
+    for (const Way way : {Way::Landing, Way::Runs}) {
+        if (way == Way::Runs && !(expected.hasRuns && PacketWire::HasRuns()))
+            continue;
+        const Outcome outcome = Play({data, size}, way);
+        Require(outcome.frames == expected.frames, "where packets land first makes no difference to the frames");
+        Require(outcome.asked == expected.asked, "nor to what is asked for");
+        Require(AllOf(outcome.counters) == AllOf(expected.counters), "nor to what is counted");
+    }
     return 0;
 }

@@ -14,6 +14,6 @@ constexpr std::uint8_t kBigEndian = 0x02;
 /// 100 microseconds (two bytes); the others stand alone.
 enum Step : std::uint8_t { kPacket, kWait, kRequest, kAbandon, kDeliverAll, kRefuseNew, kBatch, kSteps = 8 };
 
-constexpr std::size_t kMostAtOnce = 8;
+constexpr std::size_t kMostAtOnce = 64;
 
 } // namespace gvspinput

@@ -15,23 +15,28 @@ using namespace gvspinput;
 constexpr std::uint32_t kPacketSize = 110;
 constexpr int kWidth = 20;
 constexpr int kLines = 12;
+constexpr int kLongLines = 32;
 constexpr std::uint16_t kBufferSize = kWidth * kLines + 20;
+constexpr std::uint16_t kLongBufferSize = kWidth * kLongLines + 20;
 constexpr std::uint8_t kManyBuffers = 7;
 constexpr std::uint32_t kMono8 = 0x01080001;
 
-std::shared_ptr<orvsim::Frame> MakeFrame(bool hasChunks)
+std::shared_ptr<orvsim::Frame> MakeFrame(bool hasChunks, int lines)
 {
     auto frame = std::make_shared<orvsim::Frame>();
     frame->settings.width = kWidth;
-    frame->settings.height = kLines;
+    frame->settings.height = lines;
     frame->settings.pixelType = orv::PixelTypeFromWire(kMono8);
-    frame->imageBytes = kWidth * kLines;
+    frame->imageBytes = static_cast<std::size_t>(kWidth * lines);
     frame->payload.resize(frame->imageBytes);
     std::iota(frame->payload.begin(), frame->payload.end(), std::uint8_t{1});
     frame->timestampNs = 1000000;
     frame->hasChunks = hasChunks;
     if (hasChunks) { // the image's length and a chunk of four bytes, as chunks go: data, id, length
-        const Bytes tail = {0, 0, 0, 1, 0, 0, 0, kWidth * kLines, 1, 2, 3, 4, 0, 0, 0, 2, 0, 0, 0, 4};
+        ByteWriter out;
+        for (const std::uint32_t word : {1U, static_cast<std::uint32_t>(frame->imageBytes), 0x01020304U, 2U, 4U})
+            out.U32(word);
+        const Bytes tail = out.Take();
         frame->payload.insert(frame->payload.end(), tail.begin(), tail.end());
     }
     return frame;
@@ -41,8 +46,8 @@ std::shared_ptr<orvsim::Frame> MakeFrame(bool hasChunks)
 class Stream {
 public:
     explicit Stream(const orvsim::StreamTarget &target, bool hasChunks = false, std::uint8_t settings = 0,
-                    std::uint16_t bufferSize = kBufferSize, std::uint8_t buffers = 3)
-        : m_target(target), m_frame(MakeFrame(hasChunks))
+                    std::uint16_t bufferSize = kBufferSize, std::uint8_t buffers = 3, int lines = kLines)
+        : m_target(target), m_frame(MakeFrame(hasChunks, lines))
     {
         m_out.U8(settings);
         m_out.U16(static_cast<std::uint16_t>(target.packetSize));
@@ -67,14 +72,24 @@ public:
         }
         return *this;
     }
-    /// Packets of one block that come at once.
-    Stream &AtOnce(std::uint64_t id, const std::vector<std::uint32_t> &packets)
+    /// Packets that come at once: of one block, and of its successor.
+    Stream &AtOnce(std::uint64_t id, const std::vector<std::uint32_t> &packets,
+                   const std::vector<std::uint32_t> &ofNext = {})
     {
         m_out.U8(kBatch);
-        m_out.U8(static_cast<std::uint8_t>(packets.size()));
+        m_out.U8(static_cast<std::uint8_t>(packets.size() + ofNext.size()));
         for (const std::uint32_t packet : packets)
             PutPiece(m_out, SpanOf(Datagram(MakeOf(id, packet, orvsim::Sending::First))));
+        for (const std::uint32_t packet : ofNext)
+            PutPiece(m_out, SpanOf(Datagram(MakeOf(id + 1, packet, orvsim::Sending::First))));
         return *this;
+    }
+    /// A block's packets from one to another, at once.
+    Stream &Run(std::uint64_t id, std::uint32_t first, std::uint32_t last)
+    {
+        std::vector<std::uint32_t> packets(last - first + 1);
+        std::iota(packets.begin(), packets.end(), first);
+        return AtOnce(id, packets);
     }
     Stream &Wait(std::uint16_t hundredUs)
     {
@@ -199,6 +214,46 @@ Bytes Typed(std::uint16_t type, const Bytes &leaderRest)
     return stream.Raw(leader.Take()).Raw(data.Take()).Raw(trailer.Take()).Done();
 }
 
+/// Eleven packets to a frame, or fourteen, in runs. What the first run brings is never in its place: only then is it
+/// known that there are runs.
+void AddRuns(std::vector<Bytes> &seeds, bool extended)
+{
+    const orvsim::StreamTarget target = Target(extended, 96);
+    const auto stream = [&](std::uint8_t settings, bool hasChunks = false, std::uint16_t room = kLongBufferSize) {
+        return Stream(target, hasChunks, settings, room, 3, kLongLines);
+    };
+    const std::uint32_t last = stream(0).Count(1) - 1;
+    const std::uint32_t middle = last / 2;
+    seeds.push_back(stream(0).Run(1, 0, last).Run(2, 0, last).Done());
+    seeds.push_back(stream(0, true).Run(1, 0, last).Send(2, 0).Run(2, 1, middle).Do(kAbandon).Done());
+    seeds.push_back(stream(0).Run(1, 0, 3).Run(1, 4, middle).Run(1, 2, last - 1).Run(1, 1, last).Done());
+    seeds.push_back(stream(0).Run(1, 1, middle).Send(1, 0).Run(1, middle + 2, last).Run(3, 0, last).Wait(2000).Done());
+    seeds.push_back(stream(kResend)
+                        .Run(1, 0, 3)
+                        .Run(1, 5, middle)
+                        .Wait(20)
+                        .Do(kRequest)
+                        .Send(1, 4, orvsim::Sending::Again)
+                        .Run(1, middle + 2, last)
+                        .Wait(300)
+                        .Do(kRequest)
+                        .Run(1, 4, middle + 1)
+                        .Done());
+    seeds.push_back(stream(0).Run(1, 0, 2).AtOnce(1, {3, 4, 6, 5, 7}).AtOnce(1, {8}, {9, 10}).Run(2, 0, last).Done());
+    seeds.push_back(stream(0).Run(1, 0, last).Send(6, 1).Run(2, 0, last).Run(3, 0, last).Send(6, 2).Wait(2000).Done());
+    seeds.push_back(stream(kResend)
+                        .Run(1, 0, 2)
+                        .Wait(300)
+                        .Do(kRequest)
+                        .Send(1, 3, orvsim::Sending::Again)
+                        .Wait(300)
+                        .Do(kRequest)
+                        .Run(1, 4, last)
+                        .Done());
+    seeds.push_back(stream(0).Run(1, 1, 2).Run(1, 3, middle).Wait(2000).Run(2, 1, middle).Run(2, 3, last).Done());
+    seeds.push_back(stream(0, false, kBufferSize).Run(1, 0, 3).Run(1, 4, last).Run(2, 0, last).Done());
+}
+
 } // namespace
 
 std::vector<Bytes> Seeds()
@@ -246,6 +301,7 @@ std::vector<Bytes> Seeds()
         seeds.push_back(Stream(target, false, 0, 100).Whole(1).Whole(65535).Whole(1).Do(kAbandon).Done());
         seeds.push_back(Stream(target).Send(1, 0).AtOnce(1, {1, 2, 3, 4}).AtOnce(1, {last}).Whole(2).Done());
         seeds.push_back(Stream(target).AtOnce(1, {0, 2}).AtOnce(1, {1, 1, 4}).AtOnce(1, {3, last, 0}).Done());
+        AddRuns(seeds, extended);
         orvsim::StreamTarget allIn = Target(extended, 400);
         allIn.allIn = true;
         seeds.push_back(Stream(allIn, true).Whole(1).Do(kRefuseNew).Whole(2).Do(kDeliverAll).Done());
