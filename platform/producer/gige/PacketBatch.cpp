@@ -42,7 +42,7 @@ struct PacketBatch::Messages {
         Control control;
     };
 
-    Messages() : memory(kMostMessages * kLargestMessage), heads(kMostLanding * kExtendedHeaderSize)
+    Messages() : memory(new std::uint8_t[kMostMessages * kLargestMessage]), heads(kMostLanding * kExtendedHeaderSize)
     {
         for (std::size_t i = 0; i < kMostMessages; ++i) {
             msghdr &header = headers[i].msg_hdr;
@@ -56,11 +56,11 @@ struct PacketBatch::Messages {
               std::size_t dataSize);
     void Divide(std::size_t index);
 
-    std::uint8_t *MemoryOf(std::size_t index) { return memory.data() + index * kLargestMessage; }
+    std::uint8_t *MemoryOf(std::size_t index) { return memory.get() + index * kLargestMessage; }
     bool IsCut(std::size_t index) const { return (headers[index].msg_hdr.msg_flags & MSG_TRUNC) != 0; }
 
-    std::vector<std::uint8_t> memory;
-    std::vector<std::uint8_t> heads; ///< headers of the packets that land
+    const std::unique_ptr<std::uint8_t[]> memory; ///< no page of it is touched before a message needs it
+    std::vector<std::uint8_t> heads;              ///< headers of the packets that land
     std::array<Message, kMostMessages> messages;
     std::array<mmsghdr, kMostMessages> headers{};
 };
