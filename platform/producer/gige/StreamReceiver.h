@@ -18,7 +18,7 @@ namespace nuvark::gige {
 ///
 /// Life: Start() once, Stop() once. Packets are taken from the kernel in batches, their payload straight into the
 /// running frame's buffer where they are the expected ones and nobody listens to the traffic; where the kernel can
-/// (UDP_GRO), many packets at a time. While a frame is far from its end, the thread sleeps between batches (Naps).
+/// (UDP_GRO), many packets at a time. While a frame comes, the thread sleeps between batches (Naps).
 /// Packets of other senders are dropped. So are packets of more than twice the length agreed on, the first time they
 /// come. Missing packets are asked for from the stream's own socket. Threads: Start() and Stop() from the owner's;
 /// AbandonFrames() and Counters() from any. The sink is called on the receiver's thread, in AbandonFrames() on the
