@@ -15,7 +15,10 @@ constexpr double kMostBytesPerNanosecond = 1.25;
 /// long, up to what nobody notices.
 constexpr int kMarginShare = 16;
 constexpr std::chrono::nanoseconds kLongestMargin = std::chrono::microseconds(250);
-/// The pace loses the 64th part of itself at first, then twice as much each time, an eighth at most.
+/// By what part of itself the usual pace changes at most: one odd frame does not make the next one late.
+constexpr int kStepShare = 8;
+/// Of frames that were overslept it loses the 64th part of itself at first, then twice as much each time, an eighth at
+/// most.
 constexpr int kFirstCut = 64;
 constexpr int kLastCut = 8;
 
@@ -50,35 +53,44 @@ bool Naps::Look(const FrameProgress &progress, TimePoint now)
     if (progress.toCome == m_toCome)
         return false;
     m_toCome = progress.toCome;
-    if (MayMeasure(now - m_first)) {
-        m_pace = (now - m_first) / (m_toComeFirst - m_toCome);
+    if (MayMeasure(now)) {
+        m_pace = std::min(PaceSince(m_beginning, now), PaceSince(m_last, now));
+        const std::chrono::nanoseconds step = m_usualPace / kStepShare;
+        m_usualPace = m_usualPace.count() == 0 ? m_pace : std::clamp(m_pace, m_usualPace - step, m_usualPace + step);
         m_overslept = 0;
     } else if (m_hasData) {
         return true; // a portion or two tell no pace
     }
+    m_last = {now, m_toCome};
+    if (!m_hasData)
+        m_beginning = m_last;
     m_hasData = true;
-    m_toComeFirst = m_toCome;
-    m_first = now;
     return true;
 }
 
 void Naps::BeginFrame(const FrameProgress &progress, TimePoint now)
 {
     if (m_nap.count() != 0 && progress.blockId != m_blockId) { // through before the nap's end
-        m_pace = std::min(m_pace, m_nap / m_toCome);
-        m_pace -= m_pace / std::max(kFirstCut >> m_overslept, kLastCut);
+        m_usualPace = std::min(m_usualPace, m_nap / m_toCome);
+        m_usualPace -= m_usualPace / std::max(kFirstCut >> m_overslept, kLastCut);
         m_overslept = std::min(m_overslept + 1, kLastCut);
     }
+    m_pace = m_usualPace;
     m_blockId = progress.blockId;
-    m_toCome = m_toComeFirst = progress.toCome;
+    m_toCome = progress.toCome;
+    m_beginning = m_last = {now, m_toCome};
     m_hasData = false;
-    m_first = now;
 }
 
 /// Of a frame's beginning, too, once a pause before its data does not matter any more.
-bool Naps::MayMeasure(std::chrono::nanoseconds since) const
+bool Naps::MayMeasure(TimePoint now) const
 {
-    return since >= kShortest && (m_hasData || m_toCome <= m_toComeFirst / 2);
+    return now - m_last.at >= kShortest && (m_hasData || m_toCome <= m_last.toCome / 2);
+}
+
+std::chrono::nanoseconds Naps::PaceSince(const Mark &mark, TimePoint now) const
+{
+    return (now - mark.at) / (mark.toCome - m_toCome);
 }
 
 } // namespace nuvark::gige

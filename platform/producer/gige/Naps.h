@@ -16,12 +16,14 @@ struct FrameProgress {
 };
 
 /// How long the receiving thread may sleep instead of being woken for each packet, which costs as much as taking
-/// several of them: until the running frame is through, by the pace of its packets since the last look, and never until
-/// the socket's buffer may be half full, whatever comes.
+/// several of them: until the running frame is through, by the quicker of the paces since the last look and since the
+/// frame's beginning (too early costs a wake-up, too late a frame's age), and never until the socket's buffer may be
+/// half full, whatever comes.
 ///
-/// A frame that is through when its nap ends has lain there, and nobody knows for how long. The pace is then taken for
-/// a little quicker, the more so the more often that happens in a row, until a nap ends before its frame and the pace
-/// is measured anew. So naps end about when frames do, once before and a few times shortly after. One thread.
+/// A frame's first nap goes by the usual pace. A frame that is through when it ends has lain there, and nobody knows
+/// for how long; then the usual pace is taken for a little quicker, the more so the more often that happens in a row,
+/// until a nap ends before its frame and the pace is measured anew. So naps end about when frames do, once before and a
+/// few times shortly after. One thread.
 class Naps {
 public:
     /// \param receiveBuffer  bytes of the socket's
@@ -31,19 +33,26 @@ public:
     std::chrono::nanoseconds Next(const std::optional<FrameProgress> &progress, TimePoint now);
 
 private:
+    struct Mark {
+        TimePoint at;
+        std::uint32_t toCome = 0;
+    };
+
     bool Look(const FrameProgress &progress, TimePoint now);
     void BeginFrame(const FrameProgress &progress, TimePoint now);
-    bool MayMeasure(std::chrono::nanoseconds since) const;
+    bool MayMeasure(TimePoint now) const;
+    std::chrono::nanoseconds PaceSince(const Mark &mark, TimePoint now) const;
 
     const std::chrono::nanoseconds m_longest;
     std::uint64_t m_blockId = 0;
     std::uint32_t m_toCome = 0; ///< at the last look
     bool m_hasData = false;     ///< of this frame some had come then: before the first of it there may be any pause
-    std::uint32_t m_toComeFirst = 0; ///< at the look that the pace is measured from
-    TimePoint m_first{};
-    std::chrono::nanoseconds m_pace{0}; ///< per packet; at a frame's beginning the former frame's
-    std::chrono::nanoseconds m_nap{0};  ///< begun at the last look
-    int m_overslept = 0;                ///< frames in a row
+    Mark m_beginning;           ///< the frame's first look with data
+    Mark m_last;                ///< the look before, if it was not too short ago
+    std::chrono::nanoseconds m_pace{0}; ///< per packet, of this frame; at its beginning the usual one
+    std::chrono::nanoseconds m_usualPace{0};
+    std::chrono::nanoseconds m_nap{0}; ///< begun at the last look
+    int m_overslept = 0;               ///< frames in a row
 };
 
 } // namespace nuvark::gige
