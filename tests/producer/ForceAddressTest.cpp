@@ -199,30 +199,3 @@ TEST_F(ProducerTest, KnownCamerasAreAskedOneByOne)
     EXPECT_EQ(count, 1U);
     unsetenv(kKnownCamerasVariable);
 }
-
-TEST_F(ProducerTest, AnAnswerAfterTheSearchCountsForTheNextWhileTheCameraIsThere)
-{
-    std::atomic<bool> isThere{true};
-    ScriptedDevice slow([&](auto &device, auto &got) {
-        if (got.command != 0x0002 && isThere)
-            device.Answer(0, static_cast<std::uint16_t>(got.command + 1), got.id, {0, 0, 0, 0});
-    });
-    const auto answerSearch = [&] {
-        slow.Answer(0, 3, slow.Last(0x0002).id, DiscoveryPayload(*ParseAddress(kScriptedAddress), "Slow"));
-    };
-    const auto search = [&] {
-        EXPECT_EQ(Gc().IFUpdateDeviceList(interface, nullptr, 200), GC_ERR_SUCCESS);
-        std::uint32_t count = 0;
-        EXPECT_EQ(Gc().IFGetNumDevices(interface, &count), GC_ERR_SUCCESS);
-        return count;
-    };
-    setenv(kKnownCamerasVariable, kScriptedAddress, 1);
-    ASSERT_NO_FATAL_FAILURE(OpenInterface());
-    EXPECT_EQ(search(), 0U);
-    answerSearch();
-    EXPECT_EQ(search(), 1U);
-    answerSearch();
-    isThere = false;
-    EXPECT_EQ(search(), 0U) << "answered, and was switched off";
-    unsetenv(kKnownCamerasVariable);
-}

@@ -44,31 +44,10 @@ void Collect(UdpSocket &socket, const NetworkInterface &interface, DiscoveryColl
     }
 }
 
-/// Answers to the search before that have come since.
-void TakeLate(FormerSearch &former, DiscoveryCollector &collector)
-{
-    constexpr auto kWorthHearing = std::chrono::seconds(5); // the usual time between two searches, and some more
-    if (Clock::now() - former.end > kWorthHearing)
-        return;
-    std::uint8_t buffer[2048];
-    for (std::size_t i = 0; i < kMaxDevices && former.socket.HasDatagram(); ++i) {
-        Endpoint sender;
-        const std::size_t size = former.socket.Receive(buffer, sizeof buffer, &sender);
-        collector.OnLateDatagram({buffer, size}, sender, Clock::now());
-    }
-}
-
-struct Search {
-    const NetworkInterface &interface;
-    std::vector<std::uint32_t> destinations;
-    std::chrono::milliseconds window;
-    const DevicePredicate &wanted;
-    FormerSearch *former = nullptr;
-};
-
-/// Three rounds: at once, after a quarter and after half of the window, so late answers still fit in. Those to the
-/// search before count for cameras that have not answered by the last round. \return why not one round could be sent.
-Status Run(const Search &search, DiscoveryCollector &collector)
+/// Three rounds: at once, after a quarter and after half of the window, so late answers still fit in. \return why not
+/// one of them could be sent.
+Status Run(const NetworkInterface &interface, const std::vector<std::uint32_t> &destinations,
+           DiscoveryCollector &collector, std::chrono::milliseconds window, const DevicePredicate &wanted)
 {
     Result<UdpSocket> socket = OpenBroadcastSocket();
     if (!socket.Ok())
@@ -78,17 +57,13 @@ Status Run(const Search &search, DiscoveryCollector &collector)
     const TimePoint start = Clock::now();
     Status failure;
     bool isSent = false;
-    for (const auto roundEnd : {search.window / 4, search.window / 2, search.window}) {
-        if (roundEnd == search.window && search.former != nullptr)
-            TakeLate(*search.former, collector);
-        failure = SendToAll(socket.value, search.interface, search.destinations, command);
+    for (const auto roundEnd : {window / 4, window / 2, window}) {
+        failure = SendToAll(socket.value, interface, destinations, command);
         isSent |= failure.Ok();
-        Collect(socket.value, search.interface, collector, start + roundEnd, search.wanted);
-        if (collector.HasRead(search.wanted))
+        Collect(socket.value, interface, collector, start + roundEnd, wanted);
+        if (collector.HasRead(wanted))
             break;
     }
-    if (isSent && search.former != nullptr)
-        *search.former = {std::move(socket.value), Clock::now()};
     return isSent ? Status() : failure;
 }
 
@@ -104,13 +79,12 @@ bool FoundDevice::IsSameDevice(const FoundDevice &other) const
 
 Result<std::vector<FoundDevice>> Discover(const NetworkInterface &interface,
                                           const std::vector<NetworkInterface> &allInterfaces,
-                                          std::chrono::milliseconds window, const DevicePredicate &wanted,
-                                          FormerSearch *former)
+                                          std::chrono::milliseconds window, const DevicePredicate &wanted)
 {
     DiscoveryCollector collector(interface, allInterfaces);
     std::vector<std::uint32_t> destinations = Everybody(interface);
     destinations.insert(destinations.end(), interface.knownCameras.begin(), interface.knownCameras.end());
-    const Status run = Run({interface, std::move(destinations), window, wanted, former}, collector);
+    const Status run = Run(interface, destinations, collector, window, wanted);
     if (!run.Ok())
         return run;
     return collector.Devices();
@@ -120,8 +94,8 @@ Result<std::optional<FoundDevice>> DiscoverAt(const NetworkInterface &interface,
                                               std::chrono::milliseconds window)
 {
     DiscoveryCollector collector(interface);
-    const DevicePredicate wanted = [address](const FoundDevice &device) { return device.answer.address == address; };
-    const Status run = Run({interface, {address}, window, wanted}, collector);
+    const auto wanted = [address](const FoundDevice &device) { return device.answer.address == address; };
+    const Status run = Run(interface, {address}, collector, window, wanted);
     if (!run.Ok())
         return run;
     for (FoundDevice &device : collector.Devices()) {
@@ -137,20 +111,12 @@ void DiscoveryCollector::OnDatagram(orv::ByteSpan datagram, Endpoint sender, Tim
     if (!acknowledge)
         return;
     if (acknowledge->code == AcknowledgeOf(Command::Discovery) && acknowledge->requestId == kDiscoveryId)
-        OnDiscovery(*acknowledge, sender, now, false);
+        OnDiscovery(*acknowledge, sender, now);
     else if (acknowledge->code == AcknowledgeOf(Command::ReadRegister))
         OnRegister(*acknowledge, sender, now);
 }
 
-void DiscoveryCollector::OnLateDatagram(orv::ByteSpan datagram, Endpoint sender, TimePoint now)
-{
-    // Answers to reads belong to that search's commands.
-    const std::optional<Acknowledge> acknowledge = ParseAcknowledge(datagram);
-    if (acknowledge && acknowledge->code == AcknowledgeOf(Command::Discovery) && acknowledge->requestId == kDiscoveryId)
-        OnDiscovery(*acknowledge, sender, now, true);
-}
-
-void DiscoveryCollector::OnDiscovery(const Acknowledge &acknowledge, Endpoint sender, TimePoint now, bool isLate)
+void DiscoveryCollector::OnDiscovery(const Acknowledge &acknowledge, Endpoint sender, TimePoint now)
 {
     const std::optional<DiscoveryAnswer> answer = ParseDiscovery(acknowledge.payload);
     if (acknowledge.status != kStatusSuccess || !answer || m_probes.size() >= kMaxDevices)
@@ -164,23 +130,15 @@ void DiscoveryCollector::OnDiscovery(const Acknowledge &acknowledge, Endpoint se
         device.endpoint = sender;
     if (!device.reachable && BelongsElsewhere(answer->address))
         return;
-    const auto known = std::find_if(m_probes.begin(), m_probes.end(),
-                                    [&](const Probe &probe) { return probe.device.IsSameDevice(device); });
-    const bool isKnown = known != m_probes.end();
-    const bool hasMoved = isKnown && known->isLate && !isLate && known->device.answer.address != answer->address;
-    if (isKnown && !hasMoved) {
-        known->isLate &= isLate;
+    const bool known = std::any_of(m_probes.begin(), m_probes.end(),
+                                   [&](const Probe &probe) { return probe.device.IsSameDevice(device); });
+    if (known)
         return;
-    }
     Probe probe;
     probe.device = std::move(device);
     probe.due = now;
     probe.step = probe.device.reachable ? 0 : kProbeCount;
-    probe.isLate = isLate;
-    if (hasMoved)
-        *known = std::move(probe);
-    else
-        m_probes.push_back(std::move(probe));
+    m_probes.push_back(std::move(probe));
 }
 
 bool DiscoveryCollector::BelongsElsewhere(std::uint32_t address) const
@@ -257,11 +215,8 @@ bool DiscoveryCollector::HasRead(const DevicePredicate &wanted) const
 std::vector<FoundDevice> DiscoveryCollector::Devices() const
 {
     std::vector<FoundDevice> devices;
-    for (const Probe &probe : m_probes) {
-        const bool mayBeGone = probe.isLate && probe.step == 0;
-        if (!mayBeGone)
-            devices.push_back(probe.device);
-    }
+    for (const Probe &probe : m_probes)
+        devices.push_back(probe.device);
     return devices;
 }
 

@@ -29,26 +29,16 @@ struct FoundDevice {
 
 using DevicePredicate = std::function<bool(const FoundDevice &)>;
 
-/// What an interface's last search leaves for the next: a camera may be set to wait with its answer for longer than a
-/// search takes (discovery acknowledge delay, bootstrap register 0x0950, at most 65 s).
-struct FormerSearch {
-    UdpSocket socket; ///< not open before the first search
-    TimePoint end{};
-};
-
 /// Asks for cameras through `interface` for the length of `window` and returns those that answered.
 ///
 /// Sends to the global and the subnet broadcast address and to the known cameras, several times, and reads each new
 /// camera's privilege, controller and tick frequency registers on the way, without taking control. Blocks for the
 /// window. A camera whose address belongs to another of `allInterfaces` is left to that one. \param wanted when given,
-/// returns as soon as such a camera has answered and told its registers. \param former when given, a camera whose
-/// answer to that search came after its end counts as well, if it was not long ago and the camera can still be read (or
-/// cannot be reached at all); becomes this search. \return none is a success; GC_ERR_IO or GC_ERR_RESOURCE_EXHAUSTED
-/// when the system let nothing be sent at all.
+/// returns as soon as such a camera has answered and told its registers. \return none is a success; GC_ERR_IO or
+/// GC_ERR_RESOURCE_EXHAUSTED when the system let nothing be sent at all.
 Result<std::vector<FoundDevice>> Discover(const NetworkInterface &interface,
                                           const std::vector<NetworkInterface> &allInterfaces,
-                                          std::chrono::milliseconds window, const DevicePredicate &wanted = {},
-                                          FormerSearch *former = nullptr);
+                                          std::chrono::milliseconds window, const DevicePredicate &wanted = {});
 
 /// Asks one address for a camera, also where broadcasts do not get to. Nothing when no camera has answered in time;
 /// failures as of Discover().
@@ -67,8 +57,6 @@ public:
 
     /// Takes one datagram in. Anything that is no answer to our commands is ignored.
     void OnDatagram(orv::ByteSpan datagram, Endpoint sender, TimePoint now);
-    /// The same of an earlier search. Its camera is no device before it has answered a read, if it can be reached.
-    void OnLateDatagram(orv::ByteSpan datagram, Endpoint sender, TimePoint now);
 
     struct Outgoing {
         Datagram datagram;
@@ -88,10 +76,9 @@ private:
         std::uint16_t requestId = 0; ///< 0: not asked yet
         TimePoint due{};             ///< when to ask (again)
         std::uint32_t tickHigh = 0;
-        bool isLate = false; ///< known by its answer to an earlier search only
     };
 
-    void OnDiscovery(const Acknowledge &acknowledge, Endpoint sender, TimePoint now, bool isLate);
+    void OnDiscovery(const Acknowledge &acknowledge, Endpoint sender, TimePoint now);
     void OnRegister(const Acknowledge &acknowledge, Endpoint sender, TimePoint now);
     static void StoreRegister(Probe &probe, std::optional<std::uint32_t> value, std::uint16_t status);
     bool BelongsElsewhere(std::uint32_t address) const;

@@ -162,9 +162,8 @@ InterfaceRecord GigeInterface::Record() const
 
 Result<std::vector<DeviceRecord>> GigeInterface::Discover(milliseconds window)
 {
-    const orv::MutexLock oneAtATime(m_searchMutex);
     const std::vector<NetworkInterface> all = ListNetworkInterfaces();
-    const Result<std::vector<FoundDevice>> found = gige::Discover(Present(all), all, window, {}, &m_lastSearch);
+    const Result<std::vector<FoundDevice>> found = gige::Discover(Present(all), all, window);
     if (!found.Ok())
         return found.status;
     std::vector<DeviceRecord> records;

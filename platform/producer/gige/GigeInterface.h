@@ -18,7 +18,7 @@ public:
     explicit GigeInterface(NetworkInterface interface);
 
     InterfaceRecord Record() const override EXCLUDES(m_mutex);
-    Result<std::vector<DeviceRecord>> Discover(std::chrono::milliseconds window) override EXCLUDES(m_searchMutex);
+    Result<std::vector<DeviceRecord>> Discover(std::chrono::milliseconds window) override;
     Result<DeviceRecord> Find(const std::string &name) override;
     Status ForceAddress(const DeviceRecord &device, std::uint32_t address, std::uint32_t mask,
                         std::uint32_t gateway) override;
@@ -30,8 +30,6 @@ private:
     /// As the system has it now; as it was last where the system does not list it.
     NetworkInterface Present(const std::vector<NetworkInterface> &all = ListNetworkInterfaces()) EXCLUDES(m_mutex);
 
-    orv::Mutex m_searchMutex; ///< one search of all cameras at a time
-    FormerSearch m_lastSearch GUARDED_BY(m_searchMutex);
     mutable orv::Mutex m_mutex;
     NetworkInterface m_interface GUARDED_BY(m_mutex);
 };
