@@ -104,24 +104,42 @@ TEST(FrameContent, LearnsThePacketSizeThatReallyComes)
     const struct {
         std::size_t real; ///< data bytes per packet, where 20 were told
         std::uint32_t lines;
-    } kRows[] = {{10, kLines}, {25, kLines}, {50, kLines}, {16, 3}};
+        std::size_t chunks = 0; ///< bytes behind the image
+        const char *result = "1 2";
+        std::uint64_t fullPackets = 0; ///< of the first packet of all only the second one shows that it was one
+    } kRows[] = {
+        {10, kLines, 0, "1 2", 19},
+        {25, kLines, 0, "1 2", 8},
+        {50, kLines, 0, "1 2", 4},
+        {16, 3, 0, "1 2", 1},
+        // All of it would have fitted into one packet.
+        {10, 2, 0, "1 2", 3},
+        {12, 2, 0, "1 2", 1},
+        {10, 2, 4, "1 2", 3},
+        // With chunks even two packets show it only when the trailer has come.
+        {19, 3, 6, "1! 2", 1},
+        {10, 1, 9, "1! 2", 1},
+    };
     for (const auto &row : kRows) {
         for (const bool resend : {false, true}) {
+            SCOPED_TRACE(std::to_string(row.real) + " of " + std::to_string(row.lines) + " lines");
+            const std::size_t bytes = kWidth * row.lines + row.chunks;
             Bench::Options options;
+            options.bufferSize = bytes;
             options.resend = resend;
             Bench bench(options);
-            const std::size_t bytes = kWidth * row.lines;
+            const std::uint16_t type = row.chunks != 0 ? payload::kImage | payload::kChunksFollow : payload::kImage;
             for (const std::uint64_t block : {1U, 2U}) {
-                bench.Leader(block, {payload::kImage, kWidth, row.lines});
+                bench.Leader(block, {type, kWidth, row.lines});
                 std::uint32_t id = 1;
                 for (std::size_t at = 0; at < bytes; at += row.real)
                     bench.Send(Packet(false, 0, 3, block, id++, Pixels(block, at, std::min(row.real, bytes - at))));
                 bench.Trailer(block, id, row.lines);
             }
-            ASSERT_EQ(bench.sink.Summary(), "1 2") << row.real;
+            bench.Wait(1000);
+            EXPECT_EQ(bench.sink.Summary(), row.result);
             bench.ExpectCompleteFramesAreRight();
-            // Of the first packet of all only the second one shows that it was a full one.
-            EXPECT_EQ(bench.assembler.Count().fullPackets, 2 * (bytes / row.real) - (row.real < kData ? 1 : 0));
+            EXPECT_EQ(bench.assembler.Count().fullPackets, row.fullPackets);
         }
     }
 }

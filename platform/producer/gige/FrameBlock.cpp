@@ -50,6 +50,7 @@ void FrameBlock::TakeLanded(std::uint32_t first, std::uint32_t packets, TimePoin
     m_highestPayload = std::max(m_highestPayload, first + packets - 1);
     if (first > m_places.ShortId())
         ForgetShortPacket();
+    m_largestData = std::max(m_largestData, m_places.DataPerPacket());
     m_places.NoteLanded(first, packets);
     m_gaps.Pass(packets);
 }
@@ -146,6 +147,7 @@ FrameBlock::Verdict FrameBlock::TakeTrailer(const StreamPacket &packet)
     m_payloadCount = packet.packetId - 1;
     if (m_payloadCount < m_highestPayload)
         m_isBroken = true;
+    LearnForTheNext();
     if (m_payloadCount > m_places.ShortId())
         ForgetShortPacket();
     return Verdict::Taken;
@@ -156,7 +158,8 @@ FrameBlock::Verdict FrameBlock::TakePayload(const StreamPacket &packet, orv::Byt
     const std::uint32_t id = packet.packetId;
     const std::uint64_t announced = ExpectedBytes(Leader::Packing::PerLine);
     const bool fits = announced != 0 && announced <= Target().size && !m_leader->CarriesChunks();
-    if (id == 0 || (id > m_places.Most() && fits && m_places.Count() != 0))
+    const bool isBeyond = id > m_places.Most() && fits && m_places.Count() != 0;
+    if (id == 0 || (isBeyond && !(id == 2 && ShowsFirstIsFull(data.size))))
         return Verdict::Unusable;
     const std::uint32_t likely = std::max(m_places.Most(), m_highestPayload);
     if (id > likely && id - likely > kMostBeyond)
@@ -276,6 +279,9 @@ FrameBlock::Verdict FrameBlock::TakeAllIn(const StreamPacket &packet)
 
 void FrameBlock::LearnDataSize(std::uint32_t id, std::size_t size)
 {
+    m_largestData = std::max(m_largestData, size);
+    if (id == 1)
+        m_firstData = std::max(m_firstData, size);
     if (id == 2 && ShowsFirstIsFull(size)) {
         m_learnedSize = m_places.ShortSize();
         m_places.ShrinkToFirst();
@@ -288,6 +294,15 @@ void FrameBlock::LearnDataSize(std::uint32_t id, std::size_t size)
         m_places.SetDataPerPacket(size);
     else
         m_isBroken = true; // packets have been placed by the wrong size already; the next frame will be right
+}
+
+/// None of several packets was as large as told. The first one may have been cut, but then that of the next block shows
+/// it before it is too late.
+void FrameBlock::LearnForTheNext()
+{
+    if (m_learnedSize == 0 && m_payloadCount >= 2 && m_firstData >= kLeastData && m_firstData == m_largestData &&
+        m_firstData < m_places.DataPerPacket())
+        m_learnedSize = m_firstData;
 }
 
 /// Of the second packet, the first one being short of what was told. By itself that one may have been cut on the way;

@@ -127,6 +127,7 @@ private:
     void LearnPartSize(std::uint32_t id, const PartHeader &header);
     void LearnDataSize(std::uint32_t id, std::size_t size);
     bool ShowsFirstIsFull(std::size_t size) const;
+    void LearnForTheNext();
     void ForgetShortPacket();
     std::uint32_t ExpectedPackets() const;
     bool IsLengthKnown() const;
@@ -143,6 +144,8 @@ private:
     const Former m_former;
     PacketPlaces m_places;
     std::size_t m_learnedSize = 0;
+    std::size_t m_largestData = 0; ///< bytes of data in a packet that came; not of multi-part blocks
+    std::size_t m_firstData = 0;   ///< in the first packet
     std::uint32_t m_highestPayload = 0;
     std::optional<Leader> m_leader;
     std::optional<Trailer> m_trailer;

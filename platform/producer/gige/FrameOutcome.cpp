@@ -120,7 +120,7 @@ FrameInfo FrameBlock::Describe(bool bigEndianPixels) const
         else if (leader.hasImage)
             info.imageBytes = leader.ImageBytes(Lines(), Leader::Packing::Continuous);
         const std::uint64_t told = ExpectedBytes(Leader::Packing::PerLine);
-        // Some trailers are too short to tell how long the chunks are behind the image.
+        // Some trailers do not tell how long the chunks are behind the image, or say 0: then that is what came.
         const bool isAtLeast = leader.CarriesChunks() && m_trailer && m_trailer->chunkSize == 0;
         // A complete frame ends where its data ends, except that the last packet may have been padded.
         if (complete)
