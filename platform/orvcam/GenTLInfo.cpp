@@ -45,6 +45,27 @@ template <class Number> bool Take(const InfoBytes &info, std::uint64_t *number)
     return true;
 }
 
+struct LastError {
+    GC_ERROR code = GC_ERR_SUCCESS; ///< success: the producer does not tell
+    std::string words;
+};
+
+/// Of this thread's last call that failed. \param call  whose name is not repeated, as many producers do
+LastError AskLastError(const gentl::Functions &calls, const std::string &call)
+{
+    LastError last;
+    char text[512] = "";
+    std::size_t size = sizeof text;
+    if (calls.GCGetLastError(&last.code, text, &size) != GC_ERR_SUCCESS)
+        return {};
+    text[sizeof text - 1] = '\0';
+    last.words = ToUtf8(text);
+    const std::string function = call.substr(0, call.find('(')) + ": ";
+    if (last.words.rfind(function, 0) == 0)
+        last.words.erase(0, function.size());
+    return last;
+}
+
 } // namespace
 
 int StatusFromGenTL(GC_ERROR error)
@@ -68,25 +89,14 @@ int StatusOfFailure(GC_ERROR error, const LossFlag &lost)
 
 std::string GenTLErrorWords(const gentl::Functions &calls, const std::string &call, GC_ERROR error)
 {
-    GC_ERROR code = GC_ERR_SUCCESS;
-    char text[512] = "";
-    std::size_t size = sizeof text;
-    const bool told = calls.GCGetLastError(&code, text, &size) == GC_ERR_SUCCESS && code == error;
-    text[sizeof text - 1] = '\0';
-    std::string words = told && text[0] != '\0' ? ToUtf8(text) : "failed";
-    const std::string function = call.substr(0, call.find('(')) + ": ";
-    if (words.rfind(function, 0) == 0) // many producers name it, too
-        words.erase(0, function.size());
-    return words;
+    const LastError last = AskLastError(calls, call);
+    return last.code == error && !last.words.empty() ? last.words : "failed";
 }
 
 std::string LastGenTLWords(const gentl::Functions &calls, const std::string &call, int status)
 {
-    GC_ERROR code = GC_ERR_SUCCESS;
-    char text[512] = "";
-    std::size_t size = sizeof text;
-    const bool isTold = calls.GCGetLastError(&code, text, &size) == GC_ERR_SUCCESS && StatusFromGenTL(code) == status;
-    return isTold ? GenTLErrorWords(calls, call, code) : "";
+    const LastError last = AskLastError(calls, call);
+    return StatusFromGenTL(last.code) == status ? last.words : "";
 }
 
 std::string GenTLErrorText(const gentl::Functions &calls, const std::string &call, GC_ERROR error)

@@ -23,6 +23,7 @@ TEST(Naps, LastNoLongerThanFrameAndSocketAllow)
         const char *name;
         std::size_t receiveBuffer;
         std::vector<Look> looks;
+        std::chrono::milliseconds until = 1h;
     } kRows[] = {
         {"a steady frame: to its end and a little longer",
          kLarge,
@@ -57,6 +58,10 @@ TEST(Naps, LastNoLongerThanFrameAndSocketAllow)
         {"no frame, or nobody knows how long",
          kLarge,
          {{0ms, {{1, 100}}, 0us}, {1ms, {{1, 90}}, 0us}, {2ms, std::nullopt, 0us}}},
+        {"something else is due before its end",
+         kLarge,
+         {{0ms, {{1, 100}}, 0us}, {1ms, {{1, 90}}, 0us}, {2ms, {{1, 80}}, 0us}},
+         9ms},
         {"packets of the frame are missing again",
          kLarge,
          {{0ms, {{1, 100}}, 0us}, {1ms, {{1, 90}}, 0us}, {2ms, {{1, 80}}, 8ms}, {9ms, {{1, 95}}, 8ms}}},
@@ -65,7 +70,7 @@ TEST(Naps, LastNoLongerThanFrameAndSocketAllow)
         SCOPED_TRACE(row.name);
         Naps naps(row.receiveBuffer);
         for (const Look &look : row.looks) {
-            const auto nap = naps.Next(look.progress, TimePoint(1h) + look.at);
+            const auto nap = naps.Next(look.progress, TimePoint(1h) + look.at, TimePoint(1h) + row.until);
             EXPECT_EQ(std::chrono::floor<std::chrono::microseconds>(nap).count(), look.nap.count())
                 << "at " << look.at.count() << " us";
         }
@@ -106,7 +111,7 @@ FrameResult ReceiveFrame(Naps &naps, const SteadyCamera &camera, std::uint64_t i
     do {
         ++result.wakes;
         const FrameProgress progress{id, SteadyCamera::kPackets - come};
-        const auto nap = naps.Next(progress, begin + now);
+        const auto nap = naps.Next(progress, begin + now, TimePoint::max());
         const std::uint32_t before = come;
         now += nap;
         while ((come = camera.Come(now)) == before) // waits for packets

@@ -42,19 +42,24 @@ struct Rounds {
 };
 
 /// Sends the command until it is acknowledged. \return the acknowledge's status, nothing where none has come. A host
-/// that does not let the first one out need not be asked again.
+/// that does not let the first one out need not be asked again, but for a moment without memory.
 Result<std::optional<std::uint16_t>> Ask(UdpSocket &socket, const NetworkInterface &interface, const Datagram &command,
                                          std::uint16_t id, Rounds rounds)
 {
     // Some devices hear only one of the broadcasts. It is the same command: carried out twice it changes nothing.
     const std::vector<std::uint32_t> everybody = Everybody(interface);
+    Status failure;
     for (int round = 0; round < rounds.count; ++round) {
         const Status sent = SendToAll(socket, interface, everybody, command);
-        if (!sent.Ok() && round == 0)
-            return Status(sent.Code(), "through " + interface.DisplayName() + ": " + sent.Text());
+        if (round == 0 || sent.Ok())
+            failure = sent;
+        if (!failure.Ok() && failure.Code() != GC_ERR_RESOURCE_EXHAUSTED)
+            break;
         if (const auto status = Await(socket, id, Clock::now() + rounds.each))
             return status;
     }
+    if (!failure.Ok())
+        return Status(failure.Code(), "through " + interface.DisplayName() + ": " + failure.Text());
     return std::optional<std::uint16_t>();
 }
 
@@ -75,7 +80,7 @@ Status ForceAddress(const NetworkInterface &interface, const AddressAssignment &
     const Rounds rounds = isBlind ? Rounds{kBlindRounds, kBlindPause} : Rounds{timing.tries, timing.each};
     const auto answer = Ask(socket.value, interface, command, id, rounds);
     if (!answer.Ok())
-        return {answer.status.Code(), context + " " + answer.status.Text()};
+        return answer.status;
     if (answer.value)
         return StatusFromWire(*answer.value, true, context);
     if (isBlind)

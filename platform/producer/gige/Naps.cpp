@@ -31,14 +31,14 @@ std::chrono::nanoseconds UntilHalfFull(std::size_t bytes)
 
 Naps::Naps(std::size_t receiveBuffer) : m_longest(std::min(kLongest, UntilHalfFull(receiveBuffer))) {}
 
-std::chrono::nanoseconds Naps::Next(const std::optional<FrameProgress> &progress, TimePoint now)
+std::chrono::nanoseconds Naps::Next(const std::optional<FrameProgress> &progress, TimePoint now, TimePoint until)
 {
     if (!progress)
         return {};
     const bool hasCome = Look(*progress, now);
     const std::chrono::nanoseconds rest = m_pace * progress->toCome;
     const std::chrono::nanoseconds nap = std::min(rest + std::min(rest / kMarginShare, kLongestMargin), m_longest);
-    m_nap = hasCome && nap >= kShortest ? nap : std::chrono::nanoseconds(0);
+    m_nap = hasCome && nap >= kShortest && now + nap <= until ? nap : std::chrono::nanoseconds(0);
     return m_nap;
 }
 
@@ -90,7 +90,7 @@ bool Naps::MayMeasure(TimePoint now) const
 
 std::chrono::nanoseconds Naps::PaceSince(const Mark &mark, TimePoint now) const
 {
-    return (now - mark.at) / (mark.toCome - m_toCome);
+    return std::min((now - mark.at) / (mark.toCome - m_toCome), kLongest); // more makes no difference
 }
 
 } // namespace nuvark::gige

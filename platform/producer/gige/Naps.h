@@ -29,8 +29,9 @@ public:
     /// \param receiveBuffer  bytes of the socket's
     explicit Naps(std::size_t receiveBuffer);
 
-    /// When everything that had come was read. \return zero: better wait for packets
-    std::chrono::nanoseconds Next(const std::optional<FrameProgress> &progress, TimePoint now);
+    /// When everything that had come was read. \param until  when something else is due: no nap lasts beyond
+    /// \return zero: better wait for packets
+    std::chrono::nanoseconds Next(const std::optional<FrameProgress> &progress, TimePoint now, TimePoint until);
 
 private:
     struct Mark {

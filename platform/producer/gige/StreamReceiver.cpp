@@ -85,11 +85,9 @@ std::optional<TimePoint> StreamReceiver::EndOfNap(TimePoint wake)
     std::chrono::nanoseconds nap{0};
     {
         const orv::MutexLock lock(m_mutex);
-        nap = m_naps.Next(m_assembler.NewestProgress(), now);
+        nap = m_naps.Next(m_assembler.NewestProgress(), now, wake);
     }
-    if (nap.count() == 0 || now + nap > wake)
-        return std::nullopt;
-    return now + nap;
+    return nap.count() != 0 ? std::optional<TimePoint>(now + nap) : std::nullopt;
 }
 
 PacketBatch::Found StreamReceiver::TakeBatch()
