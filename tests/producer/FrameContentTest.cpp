@@ -140,8 +140,45 @@ TEST(FrameContent, LearnsThePacketSizeThatReallyComes)
             EXPECT_EQ(bench.sink.Summary(), row.result);
             bench.ExpectCompleteFramesAreRight();
             EXPECT_EQ(bench.assembler.Count().fullPackets, row.fullPackets);
+            for (const auto &frame : bench.sink.frames)
+                EXPECT_FALSE(frame.info.isLargerThanBuffer);
         }
     }
+}
+
+TEST(FrameContent, BehindOnePacketWithAllOfTheImageNothingFollows)
+{
+    for (const std::size_t stray : {0U, 10U}) {
+        Bench bench({kWidth});
+        bench.Leader(1, {payload::kImage, kWidth, 1});
+        bench.Payload(1, 1, kWidth);
+        bench.Send(Packet(false, 0, 3, 1, 2, Pixels(1, 0, stray)));
+        bench.Trailer(1, 2, 1);
+        EXPECT_EQ(bench.sink.Summary(), "1") << stray;
+        EXPECT_EQ(bench.assembler.Count().unusable, 1U);
+    }
+}
+
+TEST(FrameContent, ACutFirstPacketTeachesNothingOnceAWholeCopyHasCome)
+{
+    Bench::Options options;
+    options.resend = true;
+    Bench bench(options);
+    const auto resend = [&](std::uint64_t block) {
+        bench.Wait(3);
+        EXPECT_EQ(bench.Requests(), std::to_string(block) + ":1");
+        bench.Payload(block, 1);
+    };
+    bench.Leader(1, {payload::kImage, kWidth, 3});
+    bench.Payload(1, 1, 12);
+    bench.Payload(1, 2, kWidth);
+    bench.Trailer(1, 3, 3);
+    resend(1);
+    bench.Leader(2, {payload::kImage, kWidth, 3});
+    bench.Payload(2, 2, kWidth); // the first one is lost
+    bench.Trailer(2, 3, 3);
+    resend(2);
+    EXPECT_EQ(bench.sink.Summary(), "1 2");
 }
 
 TEST(FrameContent, TheLastPacketMayBePaddedOrShort)

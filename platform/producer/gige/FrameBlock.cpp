@@ -287,8 +287,11 @@ void FrameBlock::LearnDataSize(std::uint32_t id, std::size_t size)
         m_places.ShrinkToFirst();
         return;
     }
-    if (size < kLeastData || size <= m_places.DataPerPacket())
+    if (size < kLeastData || size <= m_places.DataPerPacket()) {
+        if (m_learnedSize != 0) // a fuller copy shows that the first one was cut after all
+            m_learnedSize = std::max(m_learnedSize, size);
         return;
+    }
     m_learnedSize = size;
     if (m_places.Count() == 0)
         m_places.SetDataPerPacket(size);
@@ -297,7 +300,7 @@ void FrameBlock::LearnDataSize(std::uint32_t id, std::size_t size)
 }
 
 /// None of several packets was as large as told. The first one may have been cut, but then that of the next block shows
-/// it before it is too late.
+/// it, before it is too late unless it is lost or overtaken.
 void FrameBlock::LearnForTheNext()
 {
     if (m_learnedSize == 0 && m_payloadCount >= 2 && m_firstData >= kLeastData && m_firstData == m_largestData &&
@@ -306,13 +309,17 @@ void FrameBlock::LearnForTheNext()
 }
 
 /// Of the second packet, the first one being short of what was told. By itself that one may have been cut on the way;
-/// but two alike are not the last ones both, and two that make up the image have lost nothing.
+/// but two alike are not the last ones both, and two that make up the image have lost nothing. Behind one that is the
+/// whole image nothing can follow.
 bool FrameBlock::ShowsFirstIsFull(std::size_t size) const
 {
     const std::size_t first = m_places.ShortSize();
     if (m_places.ShortId() != 1 || m_places.Count() != 1 || first < kLeastData)
         return false;
-    return size == first || (size < first && first + size == ExpectedBytes(Leader::Packing::Continuous));
+    const std::uint64_t whole = ExpectedBytes(Leader::Packing::Continuous);
+    if (whole != 0 && !m_leader->CarriesChunks() && first >= whole)
+        return false;
+    return size == first || (size < first && first + size == whole);
 }
 
 std::optional<Landing> FrameBlock::NextLanding() const

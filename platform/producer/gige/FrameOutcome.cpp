@@ -31,12 +31,14 @@ std::uint64_t FrameBlock::ExpectedBytes(Leader::Packing packing) const
 
 bool FrameBlock::IsLargerThanBuffer() const
 {
-    if (m_payloadCount > m_places.Most())
+    // Packets that were placed by a size that is not theirs do not tell.
+    const bool isMisplaced = m_learnedSize != 0 && m_learnedSize < m_places.DataPerPacket();
+    if (m_payloadCount > (isMisplaced ? PacketsFor(Target().size, m_learnedSize) : m_places.Most()))
         return true;
     const std::uint64_t expected = ExpectedBytes(Leader::Packing::Continuous);
     if (expected != 0 && !m_leader->CarriesChunks())
         return expected > Target().size; // a last packet padded to full size does not count
-    return m_places.IsClipped() || expected > Target().size;
+    return (m_places.IsClipped() && !isMisplaced) || expected > Target().size;
 }
 
 /// Other sizes than those of images and parts may only say how much there can be.
