@@ -15,9 +15,9 @@ constexpr double kMostBytesPerNanosecond = 1.25;
 /// long, up to what nobody notices.
 constexpr int kMarginShare = 16;
 constexpr std::chrono::nanoseconds kLongestMargin = std::chrono::microseconds(250);
-/// By what part of itself the usual pace changes at most: one odd frame does not make the next one late.
+/// By what part of itself a frame changes the usual pace at most: an odd one does not make the next one late.
 constexpr int kStepShare = 8;
-/// Of frames that were overslept it loses the 64th part of itself at first, then twice as much each time, an eighth at
+/// For a frame that was overslept it loses the 64th part of itself at first, then twice as much each time, an eighth at
 /// most.
 constexpr int kFirstCut = 64;
 constexpr int kLastCut = 8;
@@ -55,8 +55,8 @@ bool Naps::Look(const FrameProgress &progress, TimePoint now)
     m_toCome = progress.toCome;
     if (MayMeasure(now)) {
         m_pace = std::min(PaceSince(m_beginning, now), PaceSince(m_last, now));
-        const std::chrono::nanoseconds step = m_usualPace / kStepShare;
-        m_usualPace = m_usualPace.count() == 0 ? m_pace : std::clamp(m_pace, m_usualPace - step, m_usualPace + step);
+        const std::chrono::nanoseconds step = std::max(m_paceBefore / kStepShare, std::chrono::nanoseconds(1));
+        m_usualPace = m_paceBefore.count() == 0 ? m_pace : std::clamp(m_pace, m_paceBefore - step, m_paceBefore + step);
         m_overslept = 0;
     } else if (m_hasData) {
         return true; // a portion or two tell no pace
@@ -75,7 +75,7 @@ void Naps::BeginFrame(const FrameProgress &progress, TimePoint now)
         m_usualPace -= m_usualPace / std::max(kFirstCut >> m_overslept, kLastCut);
         m_overslept = std::min(m_overslept + 1, kLastCut);
     }
-    m_pace = m_usualPace;
+    m_pace = m_paceBefore = m_usualPace;
     m_blockId = progress.blockId;
     m_toCome = progress.toCome;
     m_beginning = m_last = {now, m_toCome};

@@ -52,8 +52,9 @@ private:
     Mark m_last;                ///< the look before, if it was not too short ago
     std::chrono::nanoseconds m_pace{0}; ///< per packet, of this frame; at its beginning the usual one
     std::chrono::nanoseconds m_usualPace{0};
-    std::chrono::nanoseconds m_nap{0}; ///< begun at the last look
-    int m_overslept = 0;               ///< frames in a row
+    std::chrono::nanoseconds m_paceBefore{0}; ///< the usual one at the frame's beginning
+    std::chrono::nanoseconds m_nap{0};        ///< begun at the last look
+    int m_overslept = 0;                      ///< frames in a row
 };
 
 } // namespace nuvark::gige
