@@ -89,7 +89,7 @@ save() {
     # shellcheck disable=SC2046
     "$bin/${target}_fuzz" $(options_of "$target") -set_cover_merge=1 "$merged" "fuzz/corpus/$target" "$work/$target" \
         >"$log" 2>&1 || { echo "$target: the merge failed, see $log" >&2; return 1; }
-    find "fuzz/corpus/$target" -type f -regex '.*/[0-9a-f]*' -delete # those with a name of their own stay
+    find "fuzz/corpus/$target" -type f -regextype posix-extended -regex '.*/[0-9a-f]{40}' -delete # names of their own stay
     while read -r _ size file; do
         [ $files -lt $most_files ] || break
         [ $((bytes + size)) -le $most_bytes ] || continue

@@ -24,8 +24,8 @@ struct ForceAddressTiming {
 
 /// Gives a camera another address until it is switched off (FORCEIP), also one that no route leads to: command and
 /// acknowledge are broadcasts. Blocks for the acknowledge; GC_ERR_TIMEOUT when none comes, as from a camera that
-/// somebody controls. A camera that is to find an address by itself gives none. GC_ERR_IO or
-/// GC_ERR_RESOURCE_EXHAUSTED at once when this host does not let the command out.
+/// somebody controls. A camera that is to find an address by itself gives none. GC_ERR_IO at once when this host
+/// does not let the command out, GC_ERR_RESOURCE_EXHAUSTED when it has had no memory for it throughout.
 Status ForceAddress(const NetworkInterface &interface, const AddressAssignment &assignment,
                     const ForceAddressTiming &timing = {});
 
