@@ -1,8 +1,9 @@
 #include "fuzz/PacketWire.h"
 
+#include "tests/support/SendRun.h"
+
 #include <array>
 #include <cstdio>
-#include <cstring>
 
 #include <netinet/in.h>
 #include <netinet/udp.h>
@@ -20,27 +21,6 @@ constexpr std::size_t kReceiveBuffer = 4U << 20; ///< bytes, far more than an in
 constexpr std::size_t kMostSegments = 64;        ///< of one message, by the kernel
 constexpr std::size_t kMostMessageBytes = 65507;
 constexpr int kArrivalMs = 5000;
-
-/// One message, which the kernel takes for datagrams of that size.
-bool SendRun(int socket, Bytes bytes, std::size_t datagramSize)
-{
-    iovec piece{bytes.data(), bytes.size()};
-    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(std::uint16_t))> control{};
-    msghdr message{};
-    message.msg_iov = &piece;
-    message.msg_iovlen = 1;
-    if (datagramSize < bytes.size()) {
-        message.msg_control = control.data();
-        message.msg_controllen = control.size();
-        cmsghdr *header = CMSG_FIRSTHDR(&message);
-        header->cmsg_level = SOL_UDP;
-        header->cmsg_type = UDP_SEGMENT;
-        header->cmsg_len = CMSG_LEN(sizeof(std::uint16_t));
-        const auto size = static_cast<std::uint16_t>(datagramSize);
-        std::memcpy(CMSG_DATA(header), &size, sizeof size);
-    }
-    return sendmsg(socket, &message, 0) == static_cast<ssize_t>(bytes.size());
-}
 
 bool Wait(int socket, int limitMs)
 {
@@ -139,7 +119,7 @@ void PacketWire::Put(const std::vector<Bytes> &datagrams)
         Bytes message;
         for (; i < end; ++i)
             message.insert(message.end(), datagrams[i].begin(), datagrams[i].end());
-        Require(SendRun(m_in, std::move(message), size), "the socket has room");
+        Require(SendRun(m_in, message, size), "the socket has room");
     }
 }
 

@@ -1,14 +1,11 @@
 // Packets through a real socket: whatever comes in whatever portions, each byte ends where it belongs.
 #include "producer/gige/StreamReceiver.h"
 #include "AssemblerBench.h"
+#include "support/SendRun.h"
 
 #include <condition_variable>
 #include <mutex>
 #include <thread>
-
-#include <arpa/inet.h>
-#include <netinet/udp.h>
-#include <sys/socket.h>
 
 using namespace assembling;
 
@@ -81,22 +78,7 @@ public:
     /// In one message, which the kernel takes for packets of that size; false where it cannot.
     bool Send(const std::vector<std::uint8_t> &bytes, std::size_t packetSize) const
     {
-        iovec piece{const_cast<std::uint8_t *>(bytes.data()), bytes.size()};
-        alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(std::uint16_t))> control{};
-        msghdr message{};
-        message.msg_iov = &piece;
-        message.msg_iovlen = 1;
-        if (packetSize < bytes.size()) {
-            message.msg_control = control.data();
-            message.msg_controllen = control.size();
-            cmsghdr *header = CMSG_FIRSTHDR(&message);
-            header->cmsg_level = SOL_UDP;
-            header->cmsg_type = UDP_SEGMENT;
-            header->cmsg_len = CMSG_LEN(sizeof(std::uint16_t));
-            const auto size = static_cast<std::uint16_t>(packetSize);
-            std::copy_n(reinterpret_cast<const char *>(&size), sizeof size, CMSG_DATA(header));
-        }
-        return sendmsg(m_socket.value.Fd(), &message, 0) == static_cast<ssize_t>(bytes.size());
+        return SendRun(m_socket.value.Fd(), bytes, packetSize);
     }
 
 private:
